@@ -1,0 +1,48 @@
+#include "base/ticks.h"
+
+#include <cmath>
+#include <limits>
+
+namespace velkantrix {
+namespace {
+
+constexpr Ticks LOWEST = std::numeric_limits<Ticks>::min();
+constexpr Ticks HIGHEST = std::numeric_limits<Ticks>::max();
+
+// 2^63: the first double past the range; a cast from there on is undefined.
+constexpr double RANGE_END = 9223372036854775808.0;
+
+Ticks truncated(double ticks) {
+    if (std::isnan(ticks)) return 0;
+    if (ticks >= RANGE_END) return HIGHEST;
+    if (ticks <= -RANGE_END) return LOWEST;
+    return static_cast<Ticks>(ticks);
+}
+
+} // namespace
+
+Ticks spanBoundaryTicks(double seconds) {
+    return truncated(seconds * static_cast<double>(TICKS_PER_SECOND) + 0.5);
+}
+
+Ticks nearestTicks(double seconds) {
+    return truncated(std::round(seconds * static_cast<double>(TICKS_PER_SECOND)));
+}
+
+double secondsOf(Ticks ticks) {
+    return static_cast<double>(ticks) / static_cast<double>(TICKS_PER_SECOND);
+}
+
+Ticks addTicks(Ticks a, Ticks b) {
+    if (b > 0 && a > HIGHEST - b) return HIGHEST;
+    if (b < 0 && a < LOWEST - b) return LOWEST;
+    return a + b;
+}
+
+Ticks subtractTicks(Ticks a, Ticks b) {
+    if (b < 0 && a > HIGHEST + b) return HIGHEST;
+    if (b > 0 && a < LOWEST + b) return LOWEST;
+    return a - b;
+}
+
+} // namespace velkantrix

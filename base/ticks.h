@@ -1,0 +1,30 @@
+// ticks.h: between seconds (double) and ticks, the 100-nanosecond units of media times (signed
+// 64-bit).
+#pragma once
+
+#include <cstdint>
+
+namespace velkantrix {
+
+using Ticks = std::int64_t;
+
+inline constexpr Ticks TICKS_PER_SECOND = 10'000'000;
+
+// The integer part of seconds * 10,000,000 + 0.5: how the boundary of an export span becomes ticks.
+// It differs from rounding to nearest below zero only, where it rounds up: -0.7 ticks become 0.
+// Seconds beyond the range of Ticks give its nearest end, not-a-number gives 0.
+Ticks spanBoundaryTicks(double seconds);
+
+// Rounded to nearest, halves away from zero: all other times that are handed to the platform.
+// The range is kept as above.
+Ticks nearestTicks(double seconds);
+
+double secondsOf(Ticks ticks);
+
+// a + b, kept at the ends of the range: times come from files, and files may say anything.
+Ticks addTicks(Ticks a, Ticks b);
+
+// a - b, kept likewise.
+Ticks subtractTicks(Ticks a, Ticks b);
+
+} // namespace velkantrix

@@ -1,0 +1,54 @@
+# folders.cmake: one library per folder, or two: NAME_core, portable, and NAME_win, for Windows only.
+#
+# Every file of a folder is named in exactly one library. The names are written to a list, from which
+# the include check learns which file may include what; therefore Windows files are named in native
+# builds too, although they aren't compiled there.
+
+# velkantrix_library(NAME SIDE core|windows FILES FILE... [LIBRARIES LIBRARY...])
+function(velkantrix_library name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "SIDE" "FILES;LIBRARIES")
+  foreach(file IN LISTS arg_FILES)
+    set_property(GLOBAL APPEND PROPERTY VELKANTRIX_FOLDER_LIST
+      "${arg_SIDE} ${CMAKE_CURRENT_SOURCE_DIR}/${file}")
+  endforeach()
+  if(arg_SIDE STREQUAL windows AND NOT WIN32)
+    return()
+  endif()
+
+  set(headers ${arg_FILES})
+  set(sources ${arg_FILES})
+  list(FILTER headers INCLUDE REGEX "\\.h$")
+  list(FILTER sources INCLUDE REGEX "\\.cpp$")
+  if(sources)
+    add_library(${name} STATIC ${sources})
+    target_link_libraries(${name} PUBLIC velkantrix_options ${arg_LIBRARIES})
+    set(scope PUBLIC)
+  else()
+    add_library(${name} INTERFACE)
+    target_link_libraries(${name} INTERFACE velkantrix_options ${arg_LIBRARIES})
+    set(scope INTERFACE)
+  endif()
+  # As a header set, each header is also compiled on its own (all_verify_interface_header_sets).
+  target_sources(${name} ${scope} FILE_SET HEADERS BASE_DIRS ${PROJECT_SOURCE_DIR} FILES ${headers})
+endfunction()
+
+# velkantrix_program(NAME FILES FILE... LIBRARIES LIBRARY...): a Windows program with version resource.
+function(velkantrix_program name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "FILES;LIBRARIES")
+  add_executable(${name} ${arg_FILES})
+  target_link_libraries(${name} PRIVATE velkantrix_options ${arg_LIBRARIES})
+  if(VELKANTRIX_SEPARATE_SYMBOLS)
+    add_custom_command(TARGET ${name} POST_BUILD
+      COMMAND ${CMAKE_OBJCOPY} --only-keep-debug $<TARGET_FILE:${name}> $<TARGET_FILE:${name}>.debug
+      COMMAND ${CMAKE_STRIP} --strip-all $<TARGET_FILE:${name}>
+      COMMAND ${CMAKE_OBJCOPY} --add-gnu-debuglink=$<TARGET_FILE:${name}>.debug
+        $<TARGET_FILE:${name}>
+      VERBATIM)
+  endif()
+endfunction()
+
+function(velkantrix_write_folder_list path)
+  get_property(lines GLOBAL PROPERTY VELKANTRIX_FOLDER_LIST)
+  list(JOIN lines "\n" text)
+  file(WRITE ${path} "${text}\n")
+endfunction()

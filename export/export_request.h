@@ -1,0 +1,36 @@
+// export_request.h: what to write into one output file.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace velkantrix {
+
+// A part [start, end) of the source, in seconds of source time; fades are lengths in seconds, 0 for
+// none, and are rendered by the re-encode only.
+struct ExportSpan {
+    double start = 0;
+    double end = 0;
+    double fadeIn = 0;
+    double fadeOut = 0;
+};
+
+// Filled by the caller; the export only reads it.
+struct ExportRequest {
+    std::wstring sourcePath;
+    std::wstring outputPath;
+    std::vector<ExportSpan> spans; // written back to back, in this order
+    // The box that a re-encoded frame is fitted into, in pixels; 0 or less: the source's own size
+    // in that dimension.
+    std::int32_t maxWidth = 0;
+    std::int32_t maxHeight = 0;
+    double exposure = 0; // in stops, for the re-encode; |exposure| <= 0.001 is none
+    const std::atomic<bool>* cancel = nullptr; // set by the user's side at any time; may be null
+    std::function<void(double)> progress; // gets the output seconds written so far; may be empty
+    bool losslessAllowed = false;         // copy samples; otherwise re-encode
+};
+
+} // namespace velkantrix

@@ -1,0 +1,68 @@
+#include "base/ticks.h"
+
+#include <cmath>
+#include <limits>
+
+#include <gtest/gtest.h>
+
+namespace velkantrix {
+namespace {
+
+constexpr double INF = std::numeric_limits<double>::infinity();
+constexpr Ticks HIGHEST = std::numeric_limits<Ticks>::max();
+constexpr Ticks LOWEST = std::numeric_limits<Ticks>::min();
+
+TEST(SpanBoundaryTicks, TakesTheIntegerPartAfterAddingAHalf) {
+    EXPECT_EQ(spanBoundaryTicks(0), 0);
+    EXPECT_EQ(spanBoundaryTicks(1), 10'000'000);
+    EXPECT_EQ(spanBoundaryTicks(0.00000014), 1);
+    EXPECT_EQ(spanBoundaryTicks(0.00000016), 2);
+    EXPECT_EQ(spanBoundaryTicks(2.5), 25'000'000);
+}
+
+TEST(SpanBoundaryTicks, BelowZeroItTruncatesTowardsZero) {
+    EXPECT_EQ(spanBoundaryTicks(-0.00000007), 0);
+    EXPECT_EQ(spanBoundaryTicks(-0.00000017), -1);
+    EXPECT_EQ(nearestTicks(-0.00000007), -1);
+    EXPECT_EQ(nearestTicks(-0.00000017), -2);
+}
+
+TEST(NearestTicks, RoundsToNearest) {
+    EXPECT_EQ(nearestTicks(0.00000014), 1);
+    EXPECT_EQ(nearestTicks(0.00000016), 2);
+    EXPECT_EQ(nearestTicks(1.0 / 3), 3'333'333);
+}
+
+TEST(TicksOfSeconds, TimesPastTheRangeStopAtItsEnd) {
+    for (auto convert : {spanBoundaryTicks, nearestTicks}) {
+        EXPECT_EQ(convert(1e30), HIGHEST);
+        EXPECT_EQ(convert(INF), HIGHEST);
+        EXPECT_EQ(convert(-1e30), LOWEST);
+        EXPECT_EQ(convert(-INF), LOWEST);
+        EXPECT_EQ(convert(std::nan("")), 0);
+    }
+}
+
+TEST(SecondsOf, IsTheReverse) {
+    EXPECT_DOUBLE_EQ(secondsOf(15'000'000), 1.5);
+    EXPECT_DOUBLE_EQ(secondsOf(-1), -1e-7);
+}
+
+TEST(AddTicks, StopsAtTheEndsOfTheRange) {
+    EXPECT_EQ(addTicks(2, 3), 5);
+    EXPECT_EQ(addTicks(HIGHEST, 1), HIGHEST);
+    EXPECT_EQ(addTicks(HIGHEST, -1), HIGHEST - 1);
+    EXPECT_EQ(addTicks(LOWEST, -1), LOWEST);
+    EXPECT_EQ(addTicks(HIGHEST, LOWEST), -1);
+}
+
+TEST(SubtractTicks, StopsAtTheEndsOfTheRange) {
+    EXPECT_EQ(subtractTicks(2, 3), -1);
+    EXPECT_EQ(subtractTicks(LOWEST, 1), LOWEST);
+    EXPECT_EQ(subtractTicks(HIGHEST, -1), HIGHEST);
+    EXPECT_EQ(subtractTicks(0, LOWEST), HIGHEST);
+    EXPECT_EQ(subtractTicks(-1, LOWEST), HIGHEST);
+}
+
+} // namespace
+} // namespace velkantrix
