@@ -1,0 +1,101 @@
+// Threads: the worker that called ExportFile. Nothing here is shared between calls.
+#include "export/export_core.h"
+
+#include <cstdio>
+
+#include <mfapi.h>
+#include <mferror.h>
+
+#include "export/lossless_export.h"
+#include "export/output_file.h"
+#include "export/span_cutter.h"
+#include "platform/com.h"
+#include "platform/files.h"
+#include "platform/handles.h"
+#include "platform/hresult.h"
+#include "platform/mf_util.h"
+
+namespace velkantrix {
+namespace {
+
+constexpr DWORD MOST_STREAMS = 64;
+
+// A way of filling the output: opens the source, creates the output, writes the spans. It returns
+// early, with success, when the export is cancelled.
+using FillOutput = HRESULT (*)(const ExportRequest&, OutputFile&);
+
+void setText(std::wstring* target, std::wstring text) {
+    if (target) *target = std::move(text);
+}
+
+// What every way of exporting has in common: the apartment, the end of the output, the clean-up.
+bool exportBy(FillOutput fill, const ExportRequest& request, std::wstring* errorText) {
+    const ComApartment apartment(COINIT_MULTITHREADED);
+    OutputFile output(request.outputPath);
+    HRESULT hr = fill(request, output);
+    const bool cancelled = isCancelled(request);
+    if (SUCCEEDED(hr) && !cancelled) hr = output.finalize();
+    output.release();
+    if (FAILED(hr) || cancelled) {
+        output.discard(request.sourcePath);
+        setText(errorText, cancelled ? L"Export cancelled" : FormatExportError(hr));
+        return false;
+    }
+    if (request.progress) request.progress(totalSeconds(request.spans));
+    return true;
+}
+
+} // namespace
+
+bool ExportFile(const ExportRequest& request, std::wstring* errorText) {
+    const bool complete =
+        !request.spans.empty() && !request.sourcePath.empty() && !request.outputPath.empty();
+    if (sameFile(request.sourcePath, request.outputPath)) {
+        setText(errorText, L"The export would overwrite the video it is reading.");
+        return false;
+    }
+    if (!complete) return false;
+    if (!request.losslessAllowed) {
+        setText(errorText,
+                L"This version cannot re-encode yet. Only lossless exports, without fades "
+                L"and exposure, are possible.");
+        return false;
+    }
+    return exportBy(copyLosslessly, request, errorText);
+}
+
+std::wstring FormatExportError(HRESULT code) {
+    UniqueLocalText message;
+    const DWORD length = FormatMessageW(
+        FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
+        nullptr, static_cast<DWORD>(code), 0, reinterpret_cast<wchar_t*>(message.put()), 0,
+        nullptr);
+    std::wstring text =
+        length ? std::wstring(message.get(), length) : L"Media Foundation export failed";
+    wchar_t number[16];
+    std::swprintf(number, 16, L" (0x%08lX)", static_cast<unsigned long>(code));
+    return text + number;
+}
+
+HRESULT discoverStreams(IMFSourceReader* reader, SourceStreams& streams) {
+    RETURN_IF_FAILED(reader->SetStreamSelection(ALL_STREAMS, FALSE));
+    for (DWORD i = 0; i < MOST_STREAMS; i++) {
+        ComPtr<IMFMediaType> type;
+        GUID major{};
+        const HRESULT hr = reader->GetNativeMediaType(i, 0, type.put());
+        if (hr == MF_E_INVALIDSTREAMNUMBER) break;
+        if (FAILED(hr) || FAILED(type->GetMajorType(&major))) continue;
+        if (major == MFMediaType_Video && !streams.video) {
+            streams.video = i;
+            streams.videoType = std::move(type);
+        } else if (major == MFMediaType_Audio && !streams.audio) {
+            streams.audio = i;
+        }
+    }
+    if (!streams.video) return S_OK;
+    RETURN_IF_FAILED(reader->SetStreamSelection(*streams.video, TRUE));
+    if (!streams.audio) return S_OK;
+    return reader->SetStreamSelection(*streams.audio, TRUE);
+}
+
+} // namespace velkantrix

@@ -1,0 +1,108 @@
+#include "export/span_cutter.h"
+
+#include <algorithm>
+
+namespace velkantrix {
+namespace {
+
+// How far decode times are moved apart where a join brings them too close together: one
+// millisecond, which every time scale in use can express and which is shorter than any picture.
+constexpr Ticks DECODE_STEP = TICKS_PER_SECOND / 1000;
+
+// Pictures that hang on a keyframe follow it at once, and there are never more than the codec's
+// reordering allows (16); further samples tell nothing.
+constexpr int MOST_LOOKED_BEHIND = 32;
+
+} // namespace
+
+double totalSeconds(const std::vector<ExportSpan>& spans) {
+    double total = 0;
+    for (const ExportSpan& span : spans) total += span.end - span.start;
+    return total;
+}
+
+SpanCutter::SpanCutter(const std::vector<ExportSpan>& spans) : total_(totalSeconds(spans)) {}
+
+void SpanCutter::beginSpan(const ExportSpan& span) {
+    startTicks_ = spanBoundaryTicks(span.start);
+    endTicks_ = spanBoundaryTicks(span.end);
+    cutStart_.reset();
+    stopKey_.reset();
+    firstHanging_.reset();
+    lookedBehind_ = 0;
+}
+
+Placement SpanCutter::placeVideo(const CodedSample& sample) {
+    if (stopKey_) return lookBehindTheEnd(sample);
+    if (!cutStart_) {
+        if (!sample.keyframe) return {};
+        cutStart_ = sample.time;
+        lastShown_ = sample.time;
+        lastEnd_ = sample.time;
+    }
+    if (sample.keyframe && sample.time >= endTicks_ && sample.time > *cutStart_) {
+        stopKey_ = sample.time;
+        return {};
+    }
+    if (sample.time < *cutStart_) return {};
+    return write(sample);
+}
+
+Placement SpanCutter::lookBehindTheEnd(const CodedSample& sample) {
+    const bool hangs = !sample.keyframe && sample.time < *stopKey_;
+    if (!hangs || ++lookedBehind_ > MOST_LOOKED_BEHIND) return {.placing = Placing::Stop};
+    firstHanging_ = std::min(firstHanging_.value_or(sample.time), sample.time);
+    return {};
+}
+
+Placement SpanCutter::write(const CodedSample& sample) {
+    const Ticks offset = subtractTicks(outBase_, *cutStart_);
+    Placement placement{.placing = Placing::Write, .time = addTicks(sample.time, offset)};
+    lastDecodeTime_ = decodeTimeAfterLast(addTicks(sample.decodeTime.value_or(sample.time), offset),
+                                          placement.time);
+    if (sample.decodeTime) placement.decodeTime = lastDecodeTime_;
+    lastShown_ = std::max(lastShown_, sample.time);
+    lastEnd_ = std::max(lastEnd_, addTicks(sample.time, sample.duration));
+    return placement;
+}
+
+// Decode times ascend strictly within a stream, and must over a join too. There the new span's
+// first ones can fall before the last of the span before: the sample is then decoded a little later
+// than it asks for, but never after it is shown.
+Ticks SpanCutter::decodeTimeAfterLast(Ticks decodeTime, Ticks time) const {
+    if (!lastDecodeTime_ || decodeTime > *lastDecodeTime_) return decodeTime;
+    const Ticks earliest = addTicks(*lastDecodeTime_, 1);
+    return std::max(earliest, std::min(addTicks(*lastDecodeTime_, DECODE_STEP), time));
+}
+
+std::optional<double> SpanCutter::progressAfter(const CodedSample& written) const {
+    const Ticks inSpan = std::max<Ticks>(0, subtractTicks(written.time, *cutStart_));
+    const double seconds = secondsOf(addTicks(outBase_, inSpan));
+    if (seconds >= total_) return std::nullopt;
+    return seconds;
+}
+
+// Where the span's material ends in the source.
+Ticks SpanCutter::spanEnd() const {
+    if (!stopKey_) return lastEnd_;
+    // A hanging picture that would be shown among the written ones is a fault of the stream, not
+    // the edge of a hole.
+    if (firstHanging_ && *firstHanging_ > lastShown_) return *firstHanging_;
+    return *stopKey_;
+}
+
+Placement SpanCutter::placeAudio(Ticks time, Ticks duration) const {
+    if (time >= spanEnd()) return {.placing = Placing::Stop};
+    if (addTicks(time, duration) <= *cutStart_) return {};
+    const Ticks inSpan = std::max<Ticks>(0, subtractTicks(time, *cutStart_));
+    return {.placing = Placing::Write, .time = addTicks(outBase_, inSpan)};
+}
+
+void SpanCutter::endSpan() {
+    if (!cutStart_) return;
+    // The last picture needs an instant of its own even where the file gives it no duration.
+    const Ticks end = std::max(spanEnd(), addTicks(lastShown_, 1));
+    outBase_ = addTicks(outBase_, subtractTicks(end, *cutStart_));
+}
+
+} // namespace velkantrix

@@ -1,0 +1,130 @@
+// span_cutter.h: which compressed samples of the source go into a lossless output, and with which
+// times.
+//
+// It decides alone; it neither reads nor writes. For each span, in order:
+//
+//     cutter.beginSpan(span);
+//     ... placeVideo(sample) for every video sample from the keyframe at or before the span's
+//     start,
+//         until Stop or the end of the stream; what is to be written is written, then
+//         progressAfter()
+//     if (cutter.hasCut())
+//         ... placeAudio(sample) for every audio sample from about cutStart() on, until Stop or the
+//         end
+//     cutter.endSpan();
+//
+// All times are ticks of 100 ns: the samples' own on the source's time line, a placement's on the
+// output's. One object per export, used by one thread.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "base/ticks.h"
+#include "export/export_request.h"
+
+namespace velkantrix {
+
+// What is known of one compressed sample as it was read.
+struct CodedSample {
+    Ticks time = 0; // presentation time
+    Ticks duration = 0;
+    bool keyframe = false;
+    std::optional<Ticks> decodeTime; // absent where it equals the presentation time
+};
+
+// The length of all spans as asked for, in seconds: what an export's progress ends at.
+[[nodiscard]] double totalSeconds(const std::vector<ExportSpan>& spans);
+
+enum class Placing { Drop, Write, Stop };
+
+struct Placement {
+    Placing placing = Placing::Drop;
+    Ticks time = 0; // with Write: the sample's new times
+    std::optional<Ticks> decodeTime;
+};
+
+class SpanCutter {
+public:
+    explicit SpanCutter(const std::vector<ExportSpan>& spans);
+
+    void beginSpan(const ExportSpan& span);
+
+    // Where the reader is to be set for the video of this span.
+    [[nodiscard]] Ticks startTicks() const { return startTicks_; }
+
+    // The span begins with its first keyframe and ends before the first keyframe at or after its
+    // end.
+    //
+    //     asked for:        |---------|            K keyframe, b a picture that is shown before the
+    //     read:     K p p p K p p p K b b p p        keyframe that it follows
+    //     written:  K p p p K p p p
+    //
+    // Pictures that are shown before the span's first keyframe hang on what was cut away, and would
+    // overlap the span before: they are dropped. So are those that hang on the keyframe behind the
+    // span; the span then ends where the first of them would be shown, so that a join has no hole.
+    // To find them a few samples behind the span are looked at before Stop is said.
+    [[nodiscard]] Placement placeVideo(const CodedSample& sample);
+
+    // The keyframe behind the span has been seen: nothing more will be written, so that the end of
+    // the stream or a failure to read further does no harm.
+    [[nodiscard]] bool videoComplete() const { return stopKey_.has_value(); }
+
+    // The progress in output seconds after this sample was written; none when it would reach the
+    // total, which is reported once, at the very end of the export.
+    [[nodiscard]] std::optional<double> progressAfter(const CodedSample& written) const;
+
+    // A keyframe was found, and so the span has video (a first time may be negative: no time stands
+    // for "none").
+    [[nodiscard]] bool hasCut() const { return cutStart_.has_value(); }
+
+    // The time of the span's first keyframe, where its audio begins too. Only when hasCut().
+    [[nodiscard]] Ticks cutStart() const { return *cutStart_; }
+
+    // An audio sample that straddles the cut is moved to the span's first instant, not trimmed; the
+    // last one may run past the span's end. Only when hasCut(), after the video.
+    [[nodiscard]] Placement placeAudio(Ticks time, Ticks duration) const;
+
+    void endSpan();
+
+    // Where the next span begins in the output.
+    [[nodiscard]] Ticks outBase() const { return outBase_; }
+
+private:
+    [[nodiscard]] Placement lookBehindTheEnd(const CodedSample& sample);
+    [[nodiscard]] Placement write(const CodedSample& sample);
+    [[nodiscard]] Ticks decodeTimeAfterLast(Ticks decodeTime, Ticks time) const;
+    [[nodiscard]] Ticks spanEnd() const;
+
+    const double total_;
+    Ticks outBase_ = 0;
+    std::optional<Ticks> lastDecodeTime_; // on the output's time line, of the last sample written
+
+    // Of the current span, on the source's time line.
+    Ticks startTicks_ = 0;
+    Ticks endTicks_ = 0;
+    std::optional<Ticks> cutStart_;
+    std::optional<Ticks> stopKey_;      // the keyframe behind the span
+    std::optional<Ticks> firstHanging_; // the first shown of the pictures that hang on it
+    int lookedBehind_ = 0;
+    Ticks lastShown_ = 0; // the largest time written
+    Ticks lastEnd_ = 0;   // the largest time + duration written
+};
+
+// A pass over a stream may read so many samples and no more: a source that never ends must not keep
+// an export running for ever. (At 60 pictures a second it is 92 hours.)
+class ReadBudget {
+public:
+    static constexpr std::int64_t READS_PER_PASS = 20'000'000;
+
+    explicit ReadBudget(std::int64_t reads = READS_PER_PASS) : left_(reads) {}
+
+    // False when nothing is left; otherwise takes one.
+    [[nodiscard]] bool take() { return left_ > 0 && left_-- > 0; }
+
+private:
+    std::int64_t left_;
+};
+
+} // namespace velkantrix

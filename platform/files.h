@@ -1,0 +1,25 @@
+// files.h: which file a path means, and taking files away without taking away the wrong one.
+//
+// Any thread. Paths may be relative, and may be longer than MAX_PATH where the system allows it.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+
+namespace velkantrix {
+
+// The path made absolute; empty when the system can't.
+[[nodiscard]] std::wstring absolutePath(const std::wstring& path);
+
+// Do both paths name one existing or future file? True when their absolute forms are equal but for
+// letter case, or when both exist and are the same file by another name: a hard link, another drive
+// letter, a path with the \\?\ prefix, trailing dots. An empty path names no file.
+[[nodiscard]] bool sameFile(const std::wstring& a, const std::wstring& b);
+
+// Deletes `path`, unless it is `kept`. A file that another program has open for a moment (a virus
+// scanner) is tried for again for half a second. S_OK when the file is gone, also when it never
+// was.
+[[nodiscard]] HRESULT deleteFileUnlessSame(const std::wstring& path, const std::wstring& kept);
+
+} // namespace velkantrix
