@@ -21,7 +21,8 @@ double totalSeconds(const std::vector<ExportSpan>& spans) {
     return total;
 }
 
-SpanCutter::SpanCutter(const std::vector<ExportSpan>& spans) : total_(totalSeconds(spans)) {}
+SpanCutter::SpanCutter(const std::vector<ExportSpan>& spans)
+    : totalTicks_(nearestTicks(totalSeconds(spans))) {}
 
 void SpanCutter::beginSpan(const ExportSpan& span) {
     startTicks_ = spanBoundaryTicks(span.start);
@@ -56,14 +57,18 @@ Placement SpanCutter::lookBehindTheEnd(const CodedSample& sample) {
 }
 
 Placement SpanCutter::write(const CodedSample& sample) {
-    const Ticks offset = subtractTicks(outBase_, *cutStart_);
-    Placement placement{.placing = Placing::Write, .time = addTicks(sample.time, offset)};
-    lastDecodeTime_ = decodeTimeAfterLast(addTicks(sample.decodeTime.value_or(sample.time), offset),
-                                          placement.time);
+    Placement placement{.placing = Placing::Write, .time = onOutput(sample.time)};
+    const Ticks decodeTime = onOutput(sample.decodeTime.value_or(sample.time));
+    lastDecodeTime_ = decodeTimeAfterLast(decodeTime, placement.time);
     if (sample.decodeTime) placement.decodeTime = lastDecodeTime_;
     lastShown_ = std::max(lastShown_, sample.time);
     lastEnd_ = std::max(lastEnd_, addTicks(sample.time, sample.duration));
     return placement;
+}
+
+// From the source's time line to the output's.
+Ticks SpanCutter::onOutput(Ticks time) const {
+    return addTicks(outBase_, subtractTicks(time, *cutStart_));
 }
 
 // Decode times ascend strictly within a stream, and must over a join too. There the new span's
@@ -77,9 +82,9 @@ Ticks SpanCutter::decodeTimeAfterLast(Ticks decodeTime, Ticks time) const {
 
 std::optional<double> SpanCutter::progressAfter(const CodedSample& written) const {
     const Ticks inSpan = std::max<Ticks>(0, subtractTicks(written.time, *cutStart_));
-    const double seconds = secondsOf(addTicks(outBase_, inSpan));
-    if (seconds >= total_) return std::nullopt;
-    return seconds;
+    const Ticks reached = addTicks(outBase_, inSpan);
+    if (reached >= totalTicks_) return std::nullopt;
+    return secondsOf(reached);
 }
 
 // Where the span's material ends in the source.

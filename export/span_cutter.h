@@ -94,10 +94,11 @@ public:
 private:
     [[nodiscard]] Placement lookBehindTheEnd(const CodedSample& sample);
     [[nodiscard]] Placement write(const CodedSample& sample);
+    [[nodiscard]] Ticks onOutput(Ticks time) const;
     [[nodiscard]] Ticks decodeTimeAfterLast(Ticks decodeTime, Ticks time) const;
     [[nodiscard]] Ticks spanEnd() const;
 
-    const double total_;
+    const Ticks totalTicks_;
     Ticks outBase_ = 0;
     std::optional<Ticks> lastDecodeTime_; // on the output's time line, of the last sample written
 

@@ -1,0 +1,161 @@
+// velkantrix-cut: cuts a video losslessly from the command line.
+#include <windows.h>
+
+#include <atomic>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "base/time_text.h"
+#include "export/export_core.h"
+#include "export/job_rules.h"
+#include "export/span_cutter.h"
+#include "platform/com.h"
+#include "platform/media_startup.h"
+#include "platform/mf_util.h"
+#include "tools/velkantrix-cut/console.h"
+#include "tools/velkantrix-cut/cut_arguments.h"
+#include "tools/velkantrix-cut/cut_report.h"
+#include "velkantrix_version.h"
+
+namespace velkantrix {
+namespace {
+
+constexpr int SUCCESS = 0, FAILURE = 1, USAGE = 2;
+
+#define WIDE_TEXT(text) L"" text
+
+struct Streams {
+    TextStream out{STD_OUTPUT_HANDLE};
+    TextStream error{STD_ERROR_HANDLE};
+};
+
+int fail(const Streams& streams, bool json, const std::wstring& reason) {
+    const std::wstring line = oneLine(reason);
+    if (json) streams.out.write(errorJson(line) + L"\n");
+    streams.error.write(L"velkantrix-cut: " + line + L"\n");
+    return FAILURE;
+}
+
+// The source's length in seconds; absent, with the reason, when the file can't be read as a video.
+std::optional<double> lengthOf(const std::wstring& path, std::wstring& reason) {
+    const ComApartment apartment(COINIT_MULTITHREADED);
+    ComPtr<IMFSourceReader> reader;
+    const HRESULT hr = openSourceReader(path.c_str(), reader);
+    if (FAILED(hr)) {
+        reason = FormatExportError(hr);
+        return std::nullopt;
+    }
+    const std::optional<Ticks> duration = sourceDuration(reader.get());
+    if (!duration) {
+        reason = L"The file doesn't say how long it is; give the end of each part.";
+        return std::nullopt;
+    }
+    return secondsOf(*duration);
+}
+
+bool hasOpenEnd(const CutArguments& arguments) {
+    for (const KeptPart& part : arguments.parts) {
+        if (!part.end) return true;
+    }
+    return false;
+}
+
+// The progress as the user has asked for it: lines of JSON, or one line of a console, written over.
+class Progress {
+public:
+    Progress(const Streams& streams, bool json, double expected)
+        : streams_(streams), json_(json), expected_(expected), begun_(GetTickCount64()) {}
+
+    void show(double seconds) {
+        if (!json_ && !streams_.error.isConsole()) return;
+        const ULONGLONG now = GetTickCount64();
+        if (!pace_.due(static_cast<long long>(now)) && seconds < expected_) return;
+        if (json_) {
+            streams_.out.write(progressJson(seconds, expected_, elapsed()) + L"\n");
+            return;
+        }
+        std::wstring line = progressText(seconds, expected_, elapsed());
+        const size_t length = line.size();
+        if (length < shown_) line.append(shown_ - length, L' ');
+        shown_ = length;
+        streams_.error.write(L"\r" + line);
+    }
+
+    void end() const {
+        if (shown_ > 0) streams_.error.write(L"\n");
+    }
+
+    [[nodiscard]] double elapsed() const {
+        return static_cast<double>(GetTickCount64() - begun_) / 1000;
+    }
+
+private:
+    const Streams& streams_;
+    const bool json_;
+    const double expected_;
+    const ULONGLONG begun_;
+    ReportPace pace_;
+    size_t shown_ = 0;
+};
+
+int cut(const Streams& streams, const CutArguments& arguments, std::atomic<bool>& cancel) {
+    HRESULT started = startMedia();
+    if (FAILED(started)) return fail(streams, arguments.json, FormatExportError(started));
+    std::wstring reason;
+    std::optional<double> duration = 0;
+    if (hasOpenEnd(arguments) && !(duration = lengthOf(arguments.input, reason))) {
+        return fail(streams, arguments.json, reason);
+    }
+    const auto spans = spansOf(arguments.parts, *duration, reason);
+    if (!spans) return fail(streams, arguments.json, reason);
+
+    const double expected = totalSeconds(*spans);
+    Progress progress(streams, arguments.json, expected);
+    const ExportRequest request{.sourcePath = arguments.input,
+                                .outputPath = arguments.output,
+                                .spans = *spans,
+                                .cancel = &cancel,
+                                .progress = [&](double seconds) { progress.show(seconds); },
+                                .losslessAllowed = true};
+    const bool done = ExportFile(request, &reason);
+    progress.end();
+    if (!done) return fail(streams, arguments.json, reason);
+    if (arguments.json) {
+        streams.out.write(doneJson(arguments.output, expected, progress.elapsed()) + L"\n");
+    } else {
+        streams.out.write(L"Wrote " + arguments.output + L" (" + formatTime(expected) +
+                          L" asked for, in " + formatTime(progress.elapsed()) + L")\n");
+    }
+    return SUCCESS;
+}
+
+int run(const std::vector<std::wstring>& words) {
+    const Streams streams;
+    std::wstring problem;
+    const std::optional<CutArguments> arguments = parseCutArguments(words, problem);
+    if (!arguments) {
+        streams.error.write(L"velkantrix-cut: " + problem + L"\n\n" + cutUsage());
+        return USAGE;
+    }
+    if (arguments->help) {
+        streams.out.write(cutUsage());
+        return SUCCESS;
+    }
+    if (arguments->version) {
+        streams.out.write(L"velkantrix-cut " WIDE_TEXT(VELKANTRIX_VERSION_TEXT) L"\n");
+        return SUCCESS;
+    }
+    std::atomic<bool> cancel = false;
+    const CancelByConsole stopOnRequest(cancel);
+    const int code = cut(streams, *arguments, cancel);
+    stopMedia();
+    return code;
+}
+
+} // namespace
+} // namespace velkantrix
+
+int wmain(int count, wchar_t** words) {
+    return velkantrix::run(std::vector<std::wstring>(words + (count > 0), words + count));
+}
