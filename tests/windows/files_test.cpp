@@ -1,0 +1,112 @@
+#include "platform/files.h"
+
+#include "platform/handles.h"
+#include "tests/windows/test_files.h"
+
+namespace velkantrix {
+namespace {
+
+class FilesTest : public FolderTest {
+protected:
+    void SetUp() override {
+        FolderTest::SetUp();
+        source = inFolder(L"Holiday.mp4");
+        other = inFolder(L"other.mp4");
+        writeBytes(source, {'a', 'b', 'c'});
+        writeBytes(other, {'a', 'b', 'c'});
+    }
+    std::wstring source, other;
+};
+
+TEST_F(FilesTest, AFileIsItselfByEveryName) {
+    EXPECT_TRUE(sameFile(source, source));
+    EXPECT_TRUE(sameFile(source, inFolder(L"HOLIDAY.MP4")));
+    EXPECT_TRUE(sameFile(source, inFolder(L".\\Holiday.mp4")));
+    EXPECT_TRUE(sameFile(source, inFolder(L"..\\FilesTest.AFileIsItselfByEveryName\\Holiday.mp4")));
+    EXPECT_TRUE(sameFile(source, inFolder(L"Holiday.mp4.")));
+    EXPECT_TRUE(sameFile(source, inFolder(L"Holiday.mp4. .")));
+    EXPECT_TRUE(sameFile(source, L"\\\\?\\" + source));
+    EXPECT_TRUE(sameFile(L"\\\\?\\" + source, source));
+}
+
+TEST_F(FilesTest, ARelativePathIsTakenFromTheCurrentFolder) {
+    wchar_t before[MAX_PATH];
+    GetCurrentDirectoryW(MAX_PATH, before);
+    SetCurrentDirectoryW(inFolder(L".").c_str());
+    EXPECT_TRUE(sameFile(L"holiday.mp4", source));
+    EXPECT_FALSE(sameFile(L"other.mp4", source));
+    SetCurrentDirectoryW(before);
+}
+
+TEST_F(FilesTest, AHardLinkIsTheSameFile) {
+    const std::wstring link = inFolder(L"link.mp4");
+    ASSERT_TRUE(CreateHardLinkW(link.c_str(), source.c_str(), nullptr)) << GetLastError();
+    EXPECT_TRUE(sameFile(source, link));
+    EXPECT_FALSE(sameFile(other, link));
+}
+
+// The rig shows one folder as two drives, as a mapped drive does.
+TEST_F(FilesTest, AnotherDriveLetterIsTheSameFile) {
+    writeBytes(L"M:\\Mapped.mp4", {'m'});
+    writeBytes(L"M:\\other.mp4", {'o'});
+    EXPECT_TRUE(sameFile(L"N:\\mapped.mp4", L"M:\\Mapped.mp4"));
+    EXPECT_FALSE(sameFile(L"N:\\other.mp4", L"M:\\Mapped.mp4"));
+    EXPECT_EQ(deleteFileUnlessSame(L"N:\\Mapped.mp4", L"M:\\Mapped.mp4"),
+              HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED));
+    EXPECT_TRUE(exists(L"M:\\Mapped.mp4"));
+    EXPECT_TRUE(DeleteFileW(L"N:\\Mapped.mp4"));
+    EXPECT_TRUE(DeleteFileW(L"M:\\other.mp4"));
+}
+
+TEST_F(FilesTest, OtherFilesAreNotTheSame) {
+    EXPECT_FALSE(sameFile(source, other));
+    EXPECT_FALSE(sameFile(source, inFolder(L"none.mp4")));
+    EXPECT_FALSE(sameFile(inFolder(L"none1.mp4"), inFolder(L"none2.mp4")));
+}
+
+TEST_F(FilesTest, AFutureFileIsKnownByItsName) {
+    EXPECT_TRUE(sameFile(inFolder(L"none.mp4"), inFolder(L"NONE.mp4")));
+}
+
+TEST_F(FilesTest, AnEmptyPathNamesNoFile) {
+    EXPECT_FALSE(sameFile(L"", L""));
+    EXPECT_FALSE(sameFile(source, L""));
+    EXPECT_FALSE(sameFile(L"", source));
+}
+
+TEST_F(FilesTest, AbsolutePathsMayBeLong) {
+    const std::wstring name(600, L'x');
+    EXPECT_EQ(absolutePath(inFolder(name)), inFolder(name));
+}
+
+TEST_F(FilesTest, DeletesAFile) {
+    EXPECT_EQ(deleteFileUnlessSame(other, source), S_OK);
+    EXPECT_FALSE(exists(other));
+}
+
+TEST_F(FilesTest, AFileThatIsNotThereIsDeleted) {
+    EXPECT_EQ(deleteFileUnlessSame(inFolder(L"none.mp4"), source), S_OK);
+    EXPECT_EQ(deleteFileUnlessSame(inFolder(L"none\\none.mp4"), source), S_OK);
+}
+
+TEST_F(FilesTest, NeverDeletesTheKeptFileByAnyName) {
+    const std::wstring link = inFolder(L"link.mp4");
+    ASSERT_TRUE(CreateHardLinkW(link.c_str(), source.c_str(), nullptr));
+    for (const std::wstring& name :
+         {source, link, inFolder(L"HOLIDAY.mp4"), L"\\\\?\\" + source, inFolder(L"Holiday.mp4.")}) {
+        EXPECT_EQ(deleteFileUnlessSame(name, source), HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED));
+    }
+    EXPECT_TRUE(exists(source));
+    EXPECT_TRUE(exists(link));
+}
+
+TEST_F(FilesTest, GivesUpOnAFileThatStaysOpen) {
+    const UniqueFile held(CreateFileW(other.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                      OPEN_EXISTING, 0, nullptr));
+    ASSERT_TRUE(held);
+    EXPECT_EQ(deleteFileUnlessSame(other, source), HRESULT_FROM_WIN32(ERROR_SHARING_VIOLATION));
+    EXPECT_TRUE(exists(other));
+}
+
+} // namespace
+} // namespace velkantrix

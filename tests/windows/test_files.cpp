@@ -1,0 +1,84 @@
+#include "tests/windows/test_files.h"
+
+#include <fstream>
+#include <iterator>
+
+namespace velkantrix {
+namespace {
+
+void makeFolders(const std::wstring& path) {
+    for (size_t i = path.find(L'\\', 3); i != std::wstring::npos; i = path.find(L'\\', i + 1)) {
+        CreateDirectoryW(path.substr(0, i).c_str(), nullptr);
+    }
+    CreateDirectoryW(path.c_str(), nullptr);
+}
+
+std::wstring wide(const char* text) {
+    return std::wstring(text, text + strlen(text));
+}
+
+} // namespace
+
+std::wstring folderOf(const wchar_t* variable) {
+    wchar_t value[1024] = L"";
+    if (!GetEnvironmentVariableW(variable, value, 1024)) return {};
+    std::wstring path = L"Z:";
+    for (const wchar_t* c = value; *c; c++) path += *c == L'/' ? L'\\' : *c;
+    return path;
+}
+
+std::wstring mediaFile(const std::wstring& name) {
+    return folderOf(L"VELKANTRIX_MEDIA") + L"\\" + name + L".mp4";
+}
+
+bool exists(const std::wstring& path) {
+    return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+std::vector<char> bytesOf(const std::wstring& path) {
+    std::ifstream file(path.c_str(), std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void writeBytes(const std::wstring& path, const std::vector<char>& bytes) {
+    std::ofstream file(path.c_str(), std::ios::binary | std::ios::trunc);
+    file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    ASSERT_TRUE(file.good());
+}
+
+void FolderTest::SetUp() {
+    const testing::TestInfo* test = testing::UnitTest::GetInstance()->current_test_info();
+    folder_ = folderOf(L"VELKANTRIX_SCRATCH");
+    ASSERT_FALSE(folder_.empty()) << "VELKANTRIX_SCRATCH names no folder";
+    folder_ += L"\\" + wide(test->test_suite_name()) + L"." + wide(test->name());
+    makeFolders(folder_);
+    clear();
+}
+
+void FolderTest::TearDown() {
+    clear();
+    RemoveDirectoryW(folder_.c_str());
+}
+
+std::wstring FolderTest::inFolder(const std::wstring& name) const {
+    return folder_ + L"\\" + name;
+}
+
+std::vector<std::wstring> FolderTest::filesInFolder() const {
+    std::vector<std::wstring> names;
+    WIN32_FIND_DATAW found;
+    const HANDLE search = FindFirstFileW((folder_ + L"\\*").c_str(), &found);
+    if (search == INVALID_HANDLE_VALUE) return names;
+    do {
+        const std::wstring name = found.cFileName;
+        if (name != L"." && name != L"..") names.push_back(name);
+    } while (FindNextFileW(search, &found));
+    FindClose(search);
+    return names;
+}
+
+void FolderTest::clear() const {
+    for (const std::wstring& name : filesInFolder()) DeleteFileW(inFolder(name).c_str());
+}
+
+} // namespace velkantrix

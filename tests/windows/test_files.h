@@ -1,0 +1,39 @@
+// test_files.h: the folders of the Windows tests, and files in them.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace velkantrix {
+
+// The folder that an environment variable names by a Unix path, as Windows sees it; empty when it
+// isn't set.
+std::wstring folderOf(const wchar_t* variable);
+
+// A sample recording: mediaFile(L"closed") for closed.mp4.
+std::wstring mediaFile(const std::wstring& name);
+
+bool exists(const std::wstring& path);
+std::vector<char> bytesOf(const std::wstring& path);
+void writeBytes(const std::wstring& path, const std::vector<char>& bytes);
+
+// Gives each test an empty folder of its own.
+class FolderTest : public testing::Test {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    // A path in the test's folder.
+    [[nodiscard]] std::wstring inFolder(const std::wstring& name) const;
+    [[nodiscard]] std::vector<std::wstring> filesInFolder() const;
+
+private:
+    void clear() const;
+    std::wstring folder_;
+};
+
+} // namespace velkantrix
