@@ -1,0 +1,251 @@
+#!/usr/bin/env python3
+"""test_session.py [native|windows] [--only REGEX] [--long]: builds and runs the tests, inside the rig.
+
+Every runner (ctest, pytest, the rig's own tests) writes its results as JUnit XML; this adds them up. A
+step that can't even build counts as one failed test, so that nothing is lost from sight.
+"""
+import argparse
+import os
+import re
+import subprocess
+import sys
+import time
+import xml.etree.ElementTree as ElementTree
+from dataclasses import dataclass, field
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parents[2]
+BUILD = ROOT / "build"
+RESULTS = BUILD / "results"
+RUN = ROOT / "tools" / "rig" / "run"
+JOBS = str(os.cpu_count() or 2)
+FUZZ_SECONDS = {False: 10, True: 60}  # by --long
+
+
+@dataclass
+class Outcome:
+    name: str
+    passed: int = 0
+    failed: list = field(default_factory=list)
+    skipped: list = field(default_factory=list)
+    seconds: float = 0
+
+
+class StepFailed(Exception):
+    """A command of a step failed; its output has been shown."""
+
+
+def run(*words, log=None, **more):
+    """Runs a command in the repository. Its output goes to `log` and is shown only on failure."""
+    if log is None:
+        result = subprocess.run(words, cwd=ROOT, check=False, **more)
+    else:
+        log.parent.mkdir(parents=True, exist_ok=True)
+        with open(log, "w", encoding="utf-8") as file:
+            result = subprocess.run(words, cwd=ROOT, stdout=file, stderr=subprocess.STDOUT,
+                                    check=False, **more)
+        if result.returncode:
+            print("".join(log.read_text(encoding="utf-8", errors="replace").splitlines(True)[-60:]))
+    return result.returncode
+
+
+def must_run(*words, log):
+    if run(*words, log=log):
+        raise StepFailed(" ".join(str(w) for w in words[:6]))
+
+
+def build(preset, target=None):
+    folder = BUILD / preset
+    if not (folder / "build.ninja").exists():
+        must_run("cmake", "--preset", preset, log=RESULTS / f"{preset}.configure.log")
+    words = ["cmake", "--build", folder, "-j", JOBS]
+    must_run(*words, *(["--target", target] if target else []), log=RESULTS / f"{preset}.build.log")
+
+
+def read_junit(path, outcome):
+    """Adds the results of a JUnit file. None at all is a failure of the runner."""
+    if not path.exists():
+        outcome.failed.append(f"{path.stem}: no results")
+        return
+    for case in ElementTree.parse(path).getroot().iter("testcase"):
+        name = ".".join(filter(None, [case.get("classname"), case.get("name")]))
+        if case.get("classname") == case.get("name"):
+            name = case.get("name")
+        skipped = case.find("skipped")
+        if skipped is not None or case.get("status") in ("disabled", "notrun"):
+            reason = (skipped.get("message") or "").strip() if skipped is not None else ""
+            outcome.skipped.append(f"{name}: {reason}" if reason else name)
+        elif case.find("failure") is not None or case.find("error") is not None:
+            outcome.failed.append(name)
+        else:
+            outcome.passed += 1
+
+
+def ctest(preset, options, outcome):
+    junit = RESULTS / f"{preset}.xml"
+    junit.unlink(missing_ok=True)
+    words = ["ctest", "--test-dir", BUILD / preset, "--output-on-failure", "--output-junit", junit,
+             "-j", JOBS, "--no-tests=ignore" if options.only else "--no-tests=error"]
+    if options.only:
+        words += ["-R", options.only]
+    failed = run(*words, env=environment(options), log=RESULTS / f"{preset}.ctest.log")
+    if junit.exists() or not options.only:
+        read_junit(junit, outcome)
+    if failed and not outcome.failed:
+        outcome.failed.append(f"{preset}: ctest ended with {failed}")
+
+
+def environment(options):
+    more = {"VELKANTRIX_LONG": "1"} if options.long else {}
+    return {**os.environ, **more, "ASAN_OPTIONS": "detect_leaks=1:strict_string_checks=1",
+            "TSAN_OPTIONS": "halt_on_error=1", "UBSAN_OPTIONS": "print_stacktrace=1"}
+
+
+# ---- the steps ----------------------------------------------------------------------------------
+
+
+def check(outcome, name, *words):
+    if run(*words, log=RESULTS / f"{name}.log"):
+        outcome.failed.append(name)
+    else:
+        outcome.passed += 1
+
+
+def tracked(*patterns):
+    """Our own files of these kinds; those git doesn't know yet count too."""
+    listed = subprocess.run(["git", "ls-files", "-co", "--exclude-standard", *patterns], cwd=ROOT,
+                            capture_output=True, text=True, check=True).stdout.split("\n")
+    return [name for name in listed if name and (ROOT / name).is_file()]
+
+
+def is_shell(name):
+    with open(ROOT / name, "rb") as file:
+        return re.match(rb"#!\s*/bin/(ba)?sh|#!\s*/usr/bin/env bash", file.readline()) is not None
+
+
+def style(options, outcome):
+    if options.only:
+        return
+    check(outcome, "clang-format", "clang-format", "--dry-run", "-Werror", *tracked("*.h", "*.cpp"))
+    scripts = [name for name in tracked() if is_shell(name)]
+    check(outcome, "shellcheck", "shellcheck", "-x", *scripts)
+
+
+def native(options, outcome):
+    build("native")
+    if not options.only:
+        build("native", "all_verify_interface_header_sets")
+    ctest("native", options, outcome)
+
+
+def native_release(options, outcome):
+    build("native-release")
+    ctest("native-release", options, outcome)
+
+
+def native_tsan(options, outcome):
+    build("native-tsan")
+    ctest("native-tsan", options, outcome)
+
+
+def fuzz(options, outcome):
+    build("fuzz")
+    for program in sorted((BUILD / "fuzz" / "fuzz").glob("*_fuzz")):
+        if options.only and not re.search(options.only, program.name):
+            continue
+        corpus = BUILD / "fuzz" / "corpus" / program.name
+        corpus.mkdir(parents=True, exist_ok=True)
+        check(outcome, program.name, program, f"-max_total_time={FUZZ_SECONDS[options.long]}",
+              "-print_final_stats=1", f"-artifact_prefix={RESULTS}/{program.name}-", corpus)
+
+
+def windows(options, outcome):
+    build("windows")
+    ctest("windows", options, outcome)
+
+
+def windows_lint(options, outcome):
+    if options.only:
+        return
+    build("windows-lint")
+    outcome.passed += 1
+
+
+def end_to_end(options, outcome):
+    build("windows-release")
+    junit = RESULTS / "e2e.xml"
+    junit.unlink(missing_ok=True)
+    failed = run("python3", "-m", "pytest", "-q", "tests/e2e", "--junitxml", junit, "--only",
+                 options.only or "", "-o", "junit_family=xunit1", env=environment(options),
+                 log=RESULTS / "e2e.log")
+    read_junit(junit, outcome)
+    nothing_chosen = failed == 5 and options.only
+    if failed and not outcome.failed and not nothing_chosen:
+        outcome.failed.append(f"e2e: pytest ended with {failed}")
+
+
+def rig(options, outcome):
+    if options.only and not re.search(options.only, "rig"):
+        return
+    junit = RESULTS / "rig.xml"
+    junit.unlink(missing_ok=True)
+    failed = run(ROOT / "tools" / "rig" / "selftest" / "selftest", "--junit", junit,
+                 log=RESULTS / "rig.log")
+    read_junit(junit, outcome)
+    if failed and not outcome.failed:
+        outcome.failed.append(f"rig: its own tests ended with {failed}")
+
+
+STEPS = {
+    "native": {"style": style, "native": native, "native-release": native_release,
+               "native-tsan": native_tsan, "fuzz": fuzz},
+    "windows": {"rig": rig, "windows": windows, "windows-lint": windows_lint, "end to end": end_to_end},
+}
+
+
+def perform(name, step, options):
+    outcome = Outcome(name)
+    begun = time.monotonic()
+    print(f"---- {name} ...", flush=True)
+    try:
+        step(options, outcome)
+    except StepFailed as failure:
+        outcome.failed.append(f"{name}: {failure} failed")
+    outcome.seconds = time.monotonic() - begun
+    print(f"     {name}: {outcome.passed} passed, {len(outcome.failed)} failed, "
+          f"{len(outcome.skipped)} skipped, {outcome.seconds:.0f} s", flush=True)
+    return outcome
+
+
+def main():
+    parser = argparse.ArgumentParser(prog="tools/test")
+    parser.add_argument("half", nargs="?", choices=list(STEPS))
+    parser.add_argument("--only", metavar="REGEX", help="only the tests whose names match")
+    parser.add_argument("--long", action="store_true", help="full counts, longer fuzzing")
+    options = parser.parse_args()
+    RESULTS.mkdir(parents=True, exist_ok=True)
+
+    outcomes = []
+    for half, steps in STEPS.items():
+        if options.half in (None, half):
+            outcomes += [perform(name, step, options) for name, step in steps.items()]
+        else:
+            reason = f"only the {options.half} half was asked for"
+            outcomes.append(Outcome(half, skipped=[f"{name}: {reason}" for name in steps]))
+
+    failed = [name for o in outcomes for name in o.failed]
+    skipped = [name for o in outcomes for name in o.skipped]
+    for name in skipped:
+        print(f"SKIPPED  {name}")
+    for name in failed:
+        print(f"FAILED   {name}")
+    if failed:
+        print(f"The full output lies in {RESULTS.relative_to(ROOT)}/.")
+    passed = sum(o.passed for o in outcomes)
+    print(f"{sum(o.seconds for o in outcomes):.0f} s")
+    print(f"{passed} passed, {len(failed)} failed, {len(skipped)} skipped")
+    return 1 if failed or not passed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
