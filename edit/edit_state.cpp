@@ -44,7 +44,7 @@ void startEdit(double duration) {
     emptyEdit();
     EditState& state = editState();
     state.duration = std::isfinite(duration) && duration > 0 ? duration : 0;
-    state.clips = {Segment{.start = 0, .end = state.duration, .name = {}}};
+    state.clips = {Segment{.start = 0, .end = state.duration}};
     state.selectedClip = 0;
     state.videoLoaded = true;
 }
