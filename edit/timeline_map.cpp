@@ -48,8 +48,9 @@ double editedToSource(const ClipList& clips, double e, std::int32_t& clipIndex) 
         ++i;
     }
     clipIndex = static_cast<std::int32_t>(i);
-    const double offset = std::min(e - passed, clipLength(clips[i]));
-    return clips[i].start + std::max(offset, 0.0);
+    const double offset = std::max(std::min(e - passed, clipLength(clips[i])), 0.0);
+    // Start and length may add up to the next double behind the end.
+    return std::min(clips[i].start + offset, clips[i].end);
 }
 
 double currentEditedTime() {

@@ -59,6 +59,12 @@ TEST_F(TimelineMapTest, EditedTimesMapIntoTheFirstClipThatReachesThem) {
     }
 }
 
+// 3.4 + (7.7 - 3.4) is a little more than 7.7.
+TEST_F(TimelineMapTest, TheEndOfAClipIsNotPassedByRounding) {
+    std::int32_t index = -1;
+    EXPECT_EQ(editedToSource({clip(3.4, 7.7)}, 100, index), 7.7);
+}
+
 TEST_F(TimelineMapTest, WithoutClipsThereIsNowhereToGo) {
     std::int32_t index = 99;
     EXPECT_EQ(editedToSource(3, index), 0);
