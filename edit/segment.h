@@ -1,7 +1,10 @@
 // segment.h: one kept clip of the source.
 #pragma once
 
+#include <cstdint>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace velkantrix {
 
@@ -15,5 +18,22 @@ struct Segment {
 
     bool operator==(const Segment&) const = default;
 };
+
+// The edit: clips in the order of their starts, none overlapping the next. Gaps are removed
+// material.
+using ClipList = std::vector<Segment>;
+
+inline double clipLength(const Segment& clip) {
+    return clip.end - clip.start;
+}
+
+inline bool isClip(const ClipList& clips, std::int32_t i) {
+    return i >= 0 && std::cmp_less(i, clips.size());
+}
+
+// A cut is named by the clip that ends at it; the clip that begins behind it must exist.
+inline bool isCut(const ClipList& clips, std::int32_t i) {
+    return isClip(clips, i) && std::cmp_less(std::int64_t{i} + 1, clips.size());
+}
 
 } // namespace velkantrix

@@ -1,0 +1,86 @@
+#include "edit/history.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "edit/edit_state.h"
+
+namespace velkantrix {
+namespace {
+
+HistoryEntry takeTop(std::vector<HistoryEntry>& stack) {
+    HistoryEntry top = std::move(stack.back());
+    stack.pop_back();
+    return top;
+}
+
+// The current state as an entry. Its clips are moved out: `restore` must follow.
+HistoryEntry takeCurrent(const wchar_t* label) {
+    EditState& state = editState();
+    return {std::move(state.clips), state.selectedClip, state.playhead, label};
+}
+
+void restore(HistoryEntry&& entry) {
+    EditState& state = editState();
+    state.clips = std::move(entry.clips);
+    const std::int32_t last = static_cast<std::int32_t>(state.clips.size()) - 1;
+    state.selectedClip = std::min(std::max(entry.selectedClip, 0), last);
+    // The playhead is part of the snapshot, so it comes back even if no engine is there to seek.
+    state.playhead = std::clamp(entry.playhead, 0.0, state.duration);
+    seekTo(state.playhead);
+}
+
+HistoryMenuItem menuItem(const wchar_t* command, const std::vector<HistoryEntry>& stack,
+                         const wchar_t* keys) {
+    HistoryMenuItem item{command, !stack.empty() && !editState().exportBusy};
+    if (!stack.empty()) item.text.append(L" ").append(stack.back().label);
+    item.text += keys;
+    return item;
+}
+
+} // namespace
+
+void pushHistory(const wchar_t* label) {
+    EditState& state = editState();
+    state.undoStack.push_back(
+        {state.clips, state.selectedClip, state.playhead, label ? label : L""});
+    if (state.undoStack.size() > MAX_HISTORY) state.undoStack.erase(state.undoStack.begin());
+    state.redoStack.clear();
+    state.edited = true;
+}
+
+void undo() {
+    EditState& state = editState();
+    if (state.undoStack.empty() || state.exportBusy) return;
+    endGesture();
+    HistoryEntry entry = takeTop(state.undoStack);
+    const wchar_t* const label = entry.label;
+    state.redoStack.push_back(takeCurrent(label));
+    restore(std::move(entry));
+    state.statusText = std::wstring(L"Undid ") + label + L" — Ctrl+Y to redo";
+    refreshUi();
+}
+
+// Appends to the undo stack directly: a step that was undone once fits into it again, and
+// pushHistory would forget the steps still to be redone.
+void redo() {
+    EditState& state = editState();
+    if (state.redoStack.empty() || state.exportBusy) return;
+    endGesture();
+    HistoryEntry entry = takeTop(state.redoStack);
+    const wchar_t* const label = entry.label;
+    state.undoStack.push_back(takeCurrent(label));
+    restore(std::move(entry));
+    state.statusText = std::wstring(L"Redid ") + label;
+    refreshUi();
+}
+
+HistoryMenuItem undoMenuItem() {
+    return menuItem(L"&Undo", editState().undoStack, L"\tCtrl+Z");
+}
+
+HistoryMenuItem redoMenuItem() {
+    return menuItem(L"&Redo", editState().redoStack, L"\tCtrl+Y");
+}
+
+} // namespace velkantrix

@@ -1,0 +1,33 @@
+// history.h: undo and redo, by snapshots of the whole edit. UI thread.
+//
+//     edits a, b, c, then undo:   undo [before a, before b]   redo [after c]
+//
+// Labels are static wide strings; they are kept as pointers and shown to the user.
+#pragma once
+
+#include <string>
+
+namespace velkantrix {
+
+// Called before a change: keeps what is about to change, at most MAX_HISTORY times, the oldest
+// going first. What was undone can't be redone any more.
+void pushHistory(const wchar_t* label);
+
+// Go back or forward by one entry: list, selection and playhead become exactly what they were, the
+// playhead kept within the video. Nothing happens without an entry or while a job runs. Neither
+// touches `edited`: a video edited back to its whole length is told by hasEdits.
+void undo();
+void redo();
+
+// Items of the Edit menu.
+struct HistoryMenuItem {
+    std::wstring text;
+    bool enabled = false;
+
+    bool operator==(const HistoryMenuItem&) const = default;
+};
+
+HistoryMenuItem undoMenuItem();
+HistoryMenuItem redoMenuItem();
+
+} // namespace velkantrix
