@@ -5,9 +5,9 @@
 #include <charconv>
 #include <cmath>
 
+#include "edit/edge_limits.h"
 #include "edit/edit_state.h"
 #include "edit/history.h"
-#include "edit/limits.h"
 
 namespace velkantrix {
 namespace {

@@ -4,9 +4,9 @@
 #include <cmath>
 
 #include "base/time_text.h"
+#include "edit/edge_limits.h"
 #include "edit/edit_state.h"
 #include "edit/history.h"
-#include "edit/limits.h"
 
 namespace velkantrix {
 namespace {

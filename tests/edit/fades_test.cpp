@@ -190,6 +190,7 @@ TEST_F(FadePreview, OnlyTheSelectedClipCounts) {
 TEST_F(FadePreview, WhereFadesMeetTheDarkerCounts) {
     EXPECT_DOUBLE_EQ(fadePreviewGain(clip(0, 4, 3, 1), 2), 2.0 / 3);
     EXPECT_DOUBLE_EQ(fadePreviewGain(clip(0, 4, 4, 4), 3), 0.25); // damaged: they overlap
+    EXPECT_DOUBLE_EQ(fadePreviewGain(clip(0, 4, 4, 4), 1), 0.25);
 }
 
 TEST_F(FadePreview, WithoutVideoOrSelectionThePictureIsFull) {

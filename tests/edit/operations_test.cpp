@@ -280,6 +280,11 @@ TEST_F(TrimClip, AnEdgeThatWouldLandInItsNeighbourStays) {
     }
 }
 
+TEST_F(TrimClip, AClipBehindTheSourceHasNoPlaceForItsEnd) {
+    EXPECT_EQ(trimmedEdge({clip(5, 6)}, 4, 0, true, 5.5), std::nullopt);
+    EXPECT_EQ(trimmedEdge({clip(5, 6)}, 5, 0, true, 5.5), std::nullopt);
+}
+
 TEST_F(TrimClip, OfAnEmptyVideoDoesNothing) {
     startEdit(0);
     for (const double t : {-1.0, 0.0, 1.0, INF, -INF}) {

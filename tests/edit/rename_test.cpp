@@ -166,6 +166,17 @@ TEST_F(Rename, ACommitWithinACommitIsIgnored) {
     expectClosed();
 }
 
+TEST_F(Rename, TheFieldDoesNotComeBackWhileItCloses) {
+    beginRename();
+    recorder.forget();
+    editHost().focusMainWindow = [] {
+        beginRename();
+    };
+    commitRename(false);
+    EXPECT_THAT(recorder.calls, ElementsAre("destroy", "repaint"));
+    expectClosed();
+}
+
 TEST_F(Rename, ATargetThatIsGoneIsNotRenamed) {
     state.selectedClip = 2;
     beginRename();

@@ -146,6 +146,8 @@ public:
 
     bool chance(std::uint32_t oneIn) { return choose_.below(oneIn) == 0; }
 
+    int wrongAnswers = 0; // of the actions that only look
+
 private:
     double fraction() { return choose_.below(1'000'001) / 1e6; }
 
@@ -231,9 +233,6 @@ private:
 
     Chooser& choose_;
     EditRecorder& recorder_;
-
-public:
-    int wrongAnswers = 0;
 };
 
 } // namespace velkantrix

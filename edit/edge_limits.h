@@ -1,4 +1,4 @@
-// limits.h: how the moving edges of trims and roll cuts are kept in bounds.
+// edge_limits.h: how the moving edges of trims and roll cuts are kept in bounds.
 #pragma once
 
 #include <cmath>
