@@ -13,7 +13,8 @@ constexpr double LONGEST_SECONDS = 1e9 - 0.001;
 std::int64_t milliseconds(double seconds) {
     if (!(seconds > 0)) return 0;
     if (seconds > LONGEST_SECONDS) seconds = LONGEST_SECONDS;
-    return static_cast<std::int64_t>(seconds * 1000 + 0.5);
+    const double rounded = seconds * 1000 + 0.5; // and then cut off: halves go up
+    return static_cast<std::int64_t>(rounded);
 }
 
 } // namespace

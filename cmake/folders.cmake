@@ -4,6 +4,13 @@
 # the include check learns which file may include what; therefore Windows files are named in native
 # builds too, although they aren't compiled there.
 
+# Tests and third-party code are left out: compiling them by clang is check enough for their size.
+function(velkantrix_tidy name)
+  if(VELKANTRIX_CLANG_TIDY)
+    set_target_properties(${name} PROPERTIES CXX_CLANG_TIDY "clang-tidy;--quiet")
+  endif()
+endfunction()
+
 # velkantrix_library(NAME SIDE core|windows FILES FILE... [LIBRARIES LIBRARY...])
 function(velkantrix_library name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "SIDE" "FILES;LIBRARIES")
@@ -22,6 +29,7 @@ function(velkantrix_library name)
   if(sources)
     add_library(${name} STATIC ${sources})
     target_link_libraries(${name} PUBLIC velkantrix_options ${arg_LIBRARIES})
+    velkantrix_tidy(${name})
     set(scope PUBLIC)
   else()
     add_library(${name} INTERFACE)
@@ -37,6 +45,7 @@ function(velkantrix_program name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "FILES;LIBRARIES")
   add_executable(${name} ${arg_FILES})
   target_link_libraries(${name} PRIVATE velkantrix_options ${arg_LIBRARIES})
+  velkantrix_tidy(${name})
   if(VELKANTRIX_SEPARATE_SYMBOLS)
     add_custom_command(TARGET ${name} POST_BUILD
       COMMAND ${CMAKE_OBJCOPY} --only-keep-debug $<TARGET_FILE:${name}> $<TARGET_FILE:${name}>.debug

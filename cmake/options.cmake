@@ -4,6 +4,7 @@ option(VELKANTRIX_TESTS "build the tests" ON)
 option(VELKANTRIX_FUZZ "build the fuzzers (clang only)" OFF)
 option(VELKANTRIX_BENCH "build the benchmarks" OFF)
 option(VELKANTRIX_SEPARATE_SYMBOLS "strip programs and keep their symbols beside them" OFF)
+option(VELKANTRIX_CLANG_TIDY "let clang-tidy check what is not a test" OFF)
 set(VELKANTRIX_SANITIZE "" CACHE STRING "value for -fsanitize=, empty for none")
 
 set(CMAKE_CXX_STANDARD 20)

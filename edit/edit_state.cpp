@@ -72,7 +72,7 @@ double frameDuration() {
 
 void seekTo(double seconds) {
     EditState& state = editState();
-    EditHost& host = editHost();
+    const EditHost& host = editHost();
     if (!host.engineExists || !host.engineExists() || !state.videoLoaded) return;
     if (std::isnan(seconds)) return;
     const double target = std::clamp(seconds, 0.0, state.duration);

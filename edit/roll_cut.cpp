@@ -60,7 +60,7 @@ void rollCut(std::int32_t i, double t) {
 }
 
 void rollNudge(double delta) {
-    EditState& state = editState();
+    const EditState& state = editState();
     if (state.exportBusy || !isCut(state.clips, state.rollCutIndex) || std::isnan(delta)) return;
     rollCut(state.rollCutIndex, cutTime(state.rollCutIndex) + delta);
     seekTo(cutTime(state.rollCutIndex));

@@ -70,7 +70,7 @@ std::wstring FormatExportError(HRESULT code) {
         FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
         nullptr, static_cast<DWORD>(code), 0, reinterpret_cast<wchar_t*>(message.put()), 0,
         nullptr);
-    std::wstring text =
+    const std::wstring text =
         length ? std::wstring(message.get(), length) : L"Media Foundation export failed";
     wchar_t number[16];
     std::swprintf(number, 16, L" (0x%08lX)", static_cast<unsigned long>(code));

@@ -122,7 +122,11 @@ public:
     explicit ReadBudget(std::int64_t reads = READS_PER_PASS) : left_(reads) {}
 
     // False when nothing is left; otherwise takes one.
-    [[nodiscard]] bool take() { return left_ > 0 && left_-- > 0; }
+    [[nodiscard]] bool take() {
+        if (left_ <= 0) return false;
+        left_--;
+        return true;
+    }
 
 private:
     std::int64_t left_;

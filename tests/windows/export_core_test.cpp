@@ -49,7 +49,7 @@ TEST_F(ExportFileTest, SuccessLeavesTheTextAlone) {
 
 TEST_F(ExportFileTest, NeedsNeitherTextNorProgressNorCancel) {
     EXPECT_TRUE(ExportFile(request(L"closed"), nullptr));
-    ExportRequest wrong = request(L"text");
+    const ExportRequest wrong = request(L"text");
     EXPECT_FALSE(ExportFile(wrong, nullptr));
 }
 
@@ -192,7 +192,6 @@ TEST_F(ExportFileTest, CancelledBeforeTheFirstSampleLeavesNothing) {
 
 TEST_F(ExportFileTest, CancelledAtAnyMomentLeavesNothing) {
     std::mt19937 random(20261120);
-    const std::wstring source = mediaFile(L"large");
     int cancelled = 0;
     for (int i = 0; i < 20; i++) {
         std::atomic<bool> cancel = false;

@@ -51,9 +51,9 @@ std::optional<KeptPart> parsePart(const std::wstring& text) {
     const size_t dash = text.find(L'-');
     if (dash == std::wstring::npos) return std::nullopt;
     const std::wstring start = text.substr(0, dash), end = text.substr(dash + 1);
-    KeptPart part;
-    if (!start.empty() && !(part.start = parseTime(start))) return std::nullopt;
-    if (!end.empty() && !(part.end = parseTime(end))) return std::nullopt;
+    const KeptPart part{.start = parseTime(start), .end = parseTime(end)};
+    if (!part.start && !start.empty()) return std::nullopt;
+    if (!part.end && !end.empty()) return std::nullopt;
     return part;
 }
 

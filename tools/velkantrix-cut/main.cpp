@@ -100,13 +100,12 @@ private:
 };
 
 int cut(const Streams& streams, const CutArguments& arguments, std::atomic<bool>& cancel) {
-    HRESULT started = startMedia();
+    const HRESULT started = startMedia();
     if (FAILED(started)) return fail(streams, arguments.json, FormatExportError(started));
     std::wstring reason;
-    std::optional<double> duration = 0;
-    if (hasOpenEnd(arguments) && !(duration = lengthOf(arguments.input, reason))) {
-        return fail(streams, arguments.json, reason);
-    }
+    const std::optional<double> duration =
+        hasOpenEnd(arguments) ? lengthOf(arguments.input, reason) : 0;
+    if (!duration) return fail(streams, arguments.json, reason);
     const auto spans = spansOf(arguments.parts, *duration, reason);
     if (!spans) return fail(streams, arguments.json, reason);
 
