@@ -9,7 +9,9 @@ struct Guarded {
     int value GUARDED_BY(first) = 0;
 };
 
-int readWithoutTheLock(Guarded& guarded) { return guarded.value; }
+int readWithoutTheLock(Guarded& guarded) {
+    return guarded.value;
+}
 
 void lockInTheWrongOrder(Guarded& guarded) {
     const Lock second(guarded.second);

@@ -41,6 +41,7 @@ RECIPES = {
     "two-audio": f"{picture()} {tone()} {tone(880)} -map 0 -map 1 -map 2 {h264()} {STEREO}",
     "mono": f"{picture()} {tone(rate=44100)} {h264()} {AAC} -ac 1",
     "fragmented": f"{picture()} {tone()} {h264()} {STEREO} -movflags +frag_keyframe+empty_moov+default_base_moof",
+    "tables-first": f"{picture()} {tone()} {h264()} {STEREO} -movflags +faststart",
     "audio-only": f"{tone()} {STEREO}",
     "one-keyframe": f"{picture()} {tone()} {h264(keyint=1000)} {STEREO}",
     # Large enough to fill the small disk and to be cancelled half-way.
@@ -55,6 +56,9 @@ def broken_files(folder):
     whole = (folder / "closed.mp4").read_bytes()
     # The sample tables stand at the end: without them nothing can be read.
     (folder / "truncated.mp4").write_bytes(whole[: len(whole) // 2])
+    # Here they stand in front: the file opens, and ends in the middle of its pictures.
+    tables_first = (folder / "tables-first.mp4").read_bytes()
+    (folder / "truncated-data.mp4").write_bytes(tables_first[: len(tables_first) // 2])
 
 
 def make(folder, name):
@@ -75,7 +79,7 @@ def make_all(folder, names=tuple(RECIPES)):
     folder.mkdir(parents=True, exist_ok=True)
     for name in names:
         make(folder, name)
-    if "closed" in names:
+    if set(RECIPES) <= set(names):
         broken_files(folder)
 
 
