@@ -63,7 +63,7 @@ rig_enter() {
     fi
     if keeper=$(rig_place || rig_make_place); then
         [ "$(id -u)" = 0 ] || others=(--user --preserve-credentials)
-        exec nsenter --target "$keeper" --mount "${others[@]}" \
+        exec nsenter --target "$keeper" --mount --root --wd "${others[@]}" \
             "$RIG_DIR/lib/enter-place" "$(id -u):$(id -g)" "$PWD" "${inside[@]}" "$@"
     fi
     [ "$(rig_mode)" = chroot ] || exec "$@" # without the two disks

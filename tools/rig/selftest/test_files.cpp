@@ -1,6 +1,6 @@
 // test_files.cpp: the sink writer and its file: sharing, missing folders, full and read-only disks.
-// Where the disks for that couldn't be made, their tests are skipped; ctest says so, for they are a test
-// of its own to it.
+// Where the disks for that couldn't be made, their tests are skipped; ctest says so, for they are a
+// test of its own to it.
 #include "media.h"
 #include <cstdlib>
 
