@@ -17,7 +17,7 @@ SPANS = {
 }
 
 RECORDINGS = ["closed", "open", "no-b-frames", "pyramid", "variable-rate", "audio-late", "audio-short",
-              "video-only", "two-audio", "mono", "fragmented", "one-keyframe"]
+              "video-only", "two-audio", "mono", "fragmented", "one-keyframe", "tables-first"]
 
 
 def parts(spans):

@@ -36,7 +36,7 @@ TEST(ProgressJson, HasNoInfinities) {
 TEST(DoneJson, EscapesTheOutputsName) {
     EXPECT_EQ(doneJson(L"C:\\new \"cut\"\t\u00e4.mp4", 3, 0.25),
               L"{\"event\":\"done\",\"output\":\"C:\\\\new \\\"cut\\\"\\u0009\u00e4.mp4\","
-              L"\"seconds\":3.000,\"elapsed\":0.250}");
+              L"\"length\":3.000,\"elapsed\":0.250}");
 }
 
 TEST(ErrorJson, CarriesTheMessage) {

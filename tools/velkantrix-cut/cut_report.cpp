@@ -51,9 +51,9 @@ std::wstring progressJson(double doneSeconds, double expectedSeconds, double ela
            (left < 0 ? L"null" : number(left)) + L"}";
 }
 
-std::wstring doneJson(const std::wstring& output, double seconds, double elapsedSeconds) {
-    return L"{\"event\":\"done\",\"output\":" + quoted(output) + L",\"seconds\":" +
-           number(seconds) + L",\"elapsed\":" + number(elapsedSeconds) + L"}";
+std::wstring doneJson(const std::wstring& output, double length, double elapsedSeconds) {
+    return L"{\"event\":\"done\",\"output\":" + quoted(output) + L",\"length\":" + number(length) +
+           L",\"elapsed\":" + number(elapsedSeconds) + L"}";
 }
 
 std::wstring errorJson(const std::wstring& message) {

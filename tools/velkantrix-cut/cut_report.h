@@ -17,11 +17,12 @@ private:
     bool any_ = false;
 };
 
-// Lines of JSON (RFC 8259), without the line end. Seconds are of the output; `remaining` is null
-// while it can't be said.
+// Lines of JSON (RFC 8259), without the line end. Times are seconds of the output; `remaining` is
+// null while it can't be said. The length is the output's own: keyframes make it another than asked
+// for.
 [[nodiscard]] std::wstring progressJson(double doneSeconds, double expectedSeconds,
                                         double elapsedSeconds);
-[[nodiscard]] std::wstring doneJson(const std::wstring& output, double seconds,
+[[nodiscard]] std::wstring doneJson(const std::wstring& output, double length,
                                     double elapsedSeconds);
 [[nodiscard]] std::wstring errorJson(const std::wstring& message);
 

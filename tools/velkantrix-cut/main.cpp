@@ -120,11 +120,13 @@ int cut(const Streams& streams, const CutArguments& arguments, std::atomic<bool>
     const bool done = ExportFile(request, &reason);
     progress.end();
     if (!done) return fail(streams, arguments.json, reason);
+    // Read back: keyframes, or a source that breaks off, make it another length than was asked for.
+    const double length = lengthOf(arguments.output, reason).value_or(0);
     if (arguments.json) {
-        streams.out.write(doneJson(arguments.output, expected, progress.elapsed()) + L"\n");
+        streams.out.write(doneJson(arguments.output, length, progress.elapsed()) + L"\n");
     } else {
-        streams.out.write(L"Wrote " + arguments.output + L" (" + formatTime(expected) +
-                          L" asked for, in " + formatTime(progress.elapsed()) + L")\n");
+        streams.out.write(L"Wrote " + arguments.output + L": " + formatTime(length) + L" (" +
+                          formatTime(expected) + L" asked for)\n");
     }
     return SUCCESS;
 }
