@@ -78,6 +78,33 @@ TEST_F(Files, AMissingFolderIsAPathNotFound) {
               HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND));
 }
 
+// What lies before time 0 is decoded and not shown, so it must not move the rest.
+TEST_F(Files, NegativeTimesSurvive) {
+    constexpr LONGLONG BACK = SECOND / 10;
+    auto path = output(L"negative.mp4");
+    auto units = loadAccessUnits();
+    Com<IMFSinkWriter> writer;
+    ASSERT_EQ(units.size(), size_t(FRAMES));
+    ASSERT_OK(beginCopy(path, writer));
+    for (auto unit : units) {
+        unit.time -= BACK;
+        unit.decodeTime -= BACK;
+        ASSERT_OK(writer->WriteSample(0, sampleOf(unit).get()));
+    }
+    ASSERT_OK(writer->Finalize());
+    writer.reset();
+    auto reader = openReader(path);
+    for (auto& unit : units) {
+        UINT64 decodeTime = 0;
+        Read read = readNext(reader.get(), VIDEO);
+        ASSERT_TRUE(read.sample);
+        ASSERT_NEAR(read.time, unit.time - BACK, 200);
+        if (unit.time == unit.decodeTime) continue;
+        ASSERT_OK(read.sample->GetUINT64(MFSampleExtension_DecodeTimestamp, &decodeTime));
+        ASSERT_NEAR(static_cast<LONGLONG>(decodeTime), unit.decodeTime - BACK, 200);
+    }
+}
+
 TEST_F(Disks, AFullDiskIsReportedAndTheFileClosedOnRelease) {
     auto path = onDisk("RIG_SMALL_DISK", L"full.mp4");
     if (path.empty()) GTEST_SKIP() << "no small disk here (RIG_SMALL_DISK is unset)";
