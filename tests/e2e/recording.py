@@ -1,5 +1,6 @@
 """A recording as ffprobe reads it, and what a lossless cut of it must be, worked out independently of the
 program from the packets alone. All times are seconds."""
+import functools
 import json
 import subprocess
 from dataclasses import dataclass, field
@@ -47,6 +48,22 @@ def decoding_complaints(path):
     """What ffmpeg says when it decodes the whole file."""
     command = ["ffmpeg", "-v", "error", "-i", str(path), "-f", "null", "-"]
     return subprocess.run(command, capture_output=True, text=True, check=False).stderr
+
+
+@functools.cache
+def pictures(path):
+    """The checksums of all decoded pictures, in the order in which the decoder gives them. They are
+    numbered anew, for ffmpeg drops those whose times don't ascend."""
+    command = ["ffmpeg", "-v", "quiet", "-i", str(path), "-map", "0:v", "-vf", "setpts=N/100/TB",
+               "-fps_mode", "passthrough", "-f", "framemd5", "-"]
+    text = subprocess.run(command, check=True, capture_output=True, text=True).stdout
+    return [line.split(",")[-1].strip() for line in text.splitlines() if not line.startswith("#")]
+
+
+def expected_pictures(source, packets, cuts):
+    """What the output must show: the source's own pictures."""
+    shown = dict(zip(sorted(p.pts for p in packets), pictures(source), strict=True))
+    return [shown[time] for cut in cuts for time in sorted(p.pts for p in cut.video)]
 
 
 @dataclass

@@ -83,7 +83,13 @@ def test_every_packet_is_the_sources_own(cut, media, tmp_path, name, spans):
     check_joins(video, cuts)
     check_decode_times(video)
     check_audio(recording.first(found, "audio"), cuts, recording.first(streams, "audio") is not None)
-    if name != "open":
+    wanted = recording.expected_pictures(source, recording.first(streams, "video").packets, cuts)
+    if name == "open":
+        # Its keyframes don't reset the decoder, which may show the last picture before a join one place
+        # late. Nothing is missing or damaged.
+        assert sorted(recording.pictures(output)) == sorted(wanted)
+    else:
+        assert recording.pictures(output) == wanted
         assert recording.decoding_complaints(output) == ""
     assert make_media.digest(source) == before
     assert [p.name for p in tmp_path.iterdir()] == ["cut.mp4"]
