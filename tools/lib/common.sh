@@ -12,7 +12,7 @@ fail() {
 # Sets the rig up where that is still to be done, and is silent where it isn't. Called inside the rig, it is
 # there already.
 set_up() {
-    [ -n "${RIG_INSIDE:-}" ] || "$RIG/setup" | sed '/^rig: up to date$/d' >&2
+    [ -n "${RIG_INSIDE:-}" ] || "$RIG/setup" | sed -u '/^rig: up to date$/d' >&2
 }
 
 # build PRESET TARGET...: quiet unless it fails.
