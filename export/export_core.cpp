@@ -2,13 +2,13 @@
 #include "export/export_core.h"
 
 #include <cstdio>
+#include <utility>
 
 #include <mfapi.h>
 #include <mferror.h>
 
 #include "export/lossless_export.h"
 #include "export/output_file.h"
-#include "export/span_cutter.h"
 #include "platform/com.h"
 #include "platform/files.h"
 #include "platform/handles.h"
@@ -31,13 +31,12 @@ void setText(std::wstring* target, std::wstring text) {
 // What every way of exporting has in common: the apartment, the end of the output, the clean-up.
 bool exportBy(FillOutput fill, const ExportRequest& request, std::wstring* errorText) {
     const ComApartment apartment(COINIT_MULTITHREADED);
-    OutputFile output(request.outputPath);
+    OutputFile output(request.outputPath, request.sourcePath);
     HRESULT hr = fill(request, output);
     const bool cancelled = isCancelled(request);
-    if (SUCCEEDED(hr) && !cancelled) hr = output.finalize();
-    output.release();
+    if (SUCCEEDED(hr) && !cancelled) hr = output.keep();
     if (FAILED(hr) || cancelled) {
-        output.discard(request.sourcePath);
+        output.discard();
         setText(errorText, cancelled ? L"Export cancelled" : FormatExportError(hr));
         return false;
     }
@@ -45,23 +44,29 @@ bool exportBy(FillOutput fill, const ExportRequest& request, std::wstring* error
     return true;
 }
 
+// Both paths absolute: they go to services that would also take a URL, to anywhere.
+ExportRequest withAbsolutePaths(ExportRequest request) {
+    request.sourcePath = absolutePath(request.sourcePath);
+    request.outputPath = absolutePath(request.outputPath);
+    return request;
+}
+
 } // namespace
 
 bool ExportFile(const ExportRequest& request, std::wstring* errorText) {
-    const bool complete =
-        !request.spans.empty() && !request.sourcePath.empty() && !request.outputPath.empty();
     if (sameFile(request.sourcePath, request.outputPath)) {
         setText(errorText, L"The export would overwrite the video it is reading.");
         return false;
     }
-    if (!complete) return false;
-    if (!request.losslessAllowed) {
-        setText(errorText,
-                L"This version cannot re-encode yet. Only lossless exports, without fades "
-                L"and exposure, are possible.");
+    if (request.spans.empty() || request.sourcePath.empty() || request.outputPath.empty()) {
         return false;
     }
-    return exportBy(copyLosslessly, request, errorText);
+    if (!request.losslessAllowed) {
+        setText(errorText, L"This version cannot re-encode yet. Only lossless exports, without "
+                           L"fades and exposure, are possible.");
+        return false;
+    }
+    return exportBy(copyLosslessly, withAbsolutePaths(request), errorText);
 }
 
 std::wstring FormatExportError(HRESULT code) {

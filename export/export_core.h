@@ -18,11 +18,11 @@ namespace velkantrix {
 // Writes `request.outputPath`. On a worker thread, never on the one that owns windows; several
 // calls may run at once with outputs of their own. Media Foundation has been started.
 //
-// False on failure or cancel: then there is no output (where the writer could be created, the file
-// is deleted, also one that stood there before), and `*errorText`, if given, says why. True on
-// success: the output is complete, and `*errorText` is left as it was. An empty span list or path
-// returns false and does nothing, the text included. The source is never written to, deleted or
-// replaced, by whatever name the output path may mean it.
+// False on failure or cancel: then the output is deleted where the writer could be created, also
+// one that stood there before (unless it can't be: another program may have it open), and
+// `*errorText`, if given, says why. True on success: the output is complete, and `*errorText` is
+// left as it was. An empty span list or path returns false and does nothing, the text included. The
+// source is never written to, deleted or replaced, by whatever name the output path may mean it.
 [[nodiscard]] bool ExportFile(const ExportRequest& request, std::wstring* errorText);
 
 // The system's message for a result as it stands, line end included, or "Media Foundation export

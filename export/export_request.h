@@ -33,4 +33,11 @@ struct ExportRequest {
     bool losslessAllowed = false;         // copy samples; otherwise re-encode
 };
 
+// The length of all spans as asked for, in seconds: what an export's progress ends at.
+[[nodiscard]] inline double totalSeconds(const std::vector<ExportSpan>& spans) {
+    double total = 0;
+    for (const ExportSpan& span : spans) total += span.end - span.start;
+    return total;
+}
+
 } // namespace velkantrix

@@ -1,8 +1,11 @@
 // Threads: the export's worker.
 #include "export/lossless_export.h"
 
+#include <optional>
+
+#include <mferror.h>
+
 #include "base/ticks.h"
-#include "export/export_core.h"
 #include "export/span_cutter.h"
 #include "platform/hresult.h"
 #include "platform/mf_util.h"
@@ -20,54 +23,61 @@ struct Read {
     bool atEnd = false;
 };
 
-// One lossless export: the source, the streams on both sides, and the decisions.
+// One lossless export: the streams on both sides, and the decisions. All that it is given outlives
+// it.
 class LosslessCopy {
 public:
-    LosslessCopy(const ExportRequest& request, OutputFile& output)
-        : request_(request), output_(output), cutter_(request.spans) {}
+    LosslessCopy(const ExportRequest& request, IMFSourceReader* reader,
+                 const SourceStreams& streams, IMFSinkWriter* writer, std::int64_t readsPerPass)
+        : request_(request),
+          reader_(reader),
+          streams_(streams),
+          writer_(writer),
+          readsPerPass_(readsPerPass),
+          cutter_(request.spans) {}
 
-    HRESULT open();
-    HRESULT copySpan(const ExportSpan& span);
+    [[nodiscard]] HRESULT createStreams();
+    [[nodiscard]] HRESULT copySpan(const ExportSpan& span);
 
 private:
-    HRESULT createStreams(IMFMediaType* audioType);
-    HRESULT copyVideo();
-    HRESULT copyVideoSample(const Read& read, bool& done);
-    HRESULT copyAudio();
-    HRESULT copyAudioSample(const Read& read, bool& done);
-    HRESULT read(DWORD stream, Read& read);
+    [[nodiscard]] HRESULT addStream(IMFMediaType* type, DWORD& index);
+    [[nodiscard]] HRESULT copyVideo();
+    [[nodiscard]] HRESULT copyVideoSample(const Read& next, bool& done);
+    [[nodiscard]] HRESULT copyAudio();
+    [[nodiscard]] HRESULT copyAudioSample(const Read& next, bool& done);
+    [[nodiscard]] HRESULT readNext(DWORD stream, Read& next);
     [[nodiscard]] bool cancelled() const { return isCancelled(request_); }
 
     const ExportRequest& request_;
-    OutputFile& output_;
+    IMFSourceReader* const reader_;
+    const SourceStreams& streams_;
+    IMFSinkWriter* const writer_;
+    const std::int64_t readsPerPass_;
     SpanCutter cutter_;
-    ComPtr<IMFSourceReader> reader_;
-    SourceStreams streams_;
     DWORD videoOut_ = 0;
     std::optional<DWORD> audioOut_; // absent: the output has no audio
 };
 
-HRESULT LosslessCopy::open() {
-    RETURN_IF_FAILED(openSourceReader(request_.sourcePath.c_str(), reader_));
-    RETURN_IF_FAILED(discoverStreams(reader_.get(), streams_));
+// A source without video fails here: there is no type to add.
+HRESULT LosslessCopy::createStreams() {
     ComPtr<IMFMediaType> audioType;
     if (streams_.audio) {
         ignoreResult(reader_->GetNativeMediaType(*streams_.audio, 0, audioType.put()),
                      "audio of no readable type is left out");
     }
-    RETURN_IF_FAILED(output_.create());
-    return createStreams(audioType.get());
-}
-
-// A source without video fails here: there is no type to add.
-HRESULT LosslessCopy::createStreams(IMFMediaType* audioType) {
-    RETURN_IF_FAILED(output_.addCopiedStream(streams_.videoType.get(), videoOut_));
+    RETURN_IF_FAILED(addStream(streams_.videoType.get(), videoOut_));
     if (audioType) {
         DWORD index = 0;
-        RETURN_IF_FAILED(output_.addCopiedStream(audioType, index));
+        RETURN_IF_FAILED(addStream(audioType.get(), index));
         audioOut_ = index;
     }
-    return output_.writer()->BeginWriting();
+    return writer_->BeginWriting();
+}
+
+// Input as output: the writer passes samples through.
+HRESULT LosslessCopy::addStream(IMFMediaType* type, DWORD& index) {
+    RETURN_IF_FAILED(writer_->AddStream(type, &index));
+    return writer_->SetInputMediaType(index, type, nullptr);
 }
 
 HRESULT LosslessCopy::copySpan(const ExportSpan& span) {
@@ -79,13 +89,13 @@ HRESULT LosslessCopy::copySpan(const ExportSpan& span) {
 }
 
 HRESULT LosslessCopy::copyVideo() {
-    RETURN_IF_FAILED(selectOnlyStream(reader_.get(), *streams_.video));
-    RETURN_IF_FAILED(seekReader(reader_.get(), cutter_.startTicks()));
-    ReadBudget budget;
+    RETURN_IF_FAILED(selectOnlyStream(reader_, *streams_.video));
+    RETURN_IF_FAILED(seekReader(reader_, cutter_.startTicks()));
+    ReadBudget budget(readsPerPass_);
     for (bool done = false; !done && !cancelled();) {
         if (!budget.take()) return TOO_MANY_READS;
         Read next;
-        const HRESULT hr = read(*streams_.video, next);
+        const HRESULT hr = readNext(*streams_.video, next);
         if (FAILED(hr)) return cutter_.videoComplete() ? S_OK : hr;
         if (next.sample) RETURN_IF_FAILED(copyVideoSample(next, done));
         done = done || next.atEnd;
@@ -93,9 +103,9 @@ HRESULT LosslessCopy::copyVideo() {
     return S_OK;
 }
 
-HRESULT LosslessCopy::copyVideoSample(const Read& read, bool& done) {
-    IMFSample* sample = read.sample.get();
-    const CodedSample coded{.time = read.time,
+HRESULT LosslessCopy::copyVideoSample(const Read& next, bool& done) {
+    IMFSample* sample = next.sample.get();
+    const CodedSample coded{.time = next.time,
                             .duration = durationOf(sample),
                             .keyframe = isKeyframe(sample),
                             .decodeTime = decodeTimeOf(sample)};
@@ -104,49 +114,59 @@ HRESULT LosslessCopy::copyVideoSample(const Read& read, bool& done) {
     if (placement.placing != Placing::Write) return S_OK;
     RETURN_IF_FAILED(sample->SetSampleTime(placement.time));
     if (placement.decodeTime) RETURN_IF_FAILED(setDecodeTime(sample, *placement.decodeTime));
-    RETURN_IF_FAILED(output_.writer()->WriteSample(videoOut_, sample));
+    RETURN_IF_FAILED(writer_->WriteSample(videoOut_, sample));
     const std::optional<double> seconds = cutter_.progressAfter(coded);
     if (seconds && request_.progress) request_.progress(*seconds);
     return S_OK;
 }
 
 HRESULT LosslessCopy::copyAudio() {
-    RETURN_IF_FAILED(selectOnlyStream(reader_.get(), *streams_.audio));
-    RETURN_IF_FAILED(seekReader(reader_.get(), cutter_.cutStart()));
+    RETURN_IF_FAILED(selectOnlyStream(reader_, *streams_.audio));
+    RETURN_IF_FAILED(seekReader(reader_, cutter_.cutStart()));
     for (bool done = false; !done && !cancelled();) {
         Read next;
-        RETURN_IF_FAILED(read(*streams_.audio, next));
+        RETURN_IF_FAILED(readNext(*streams_.audio, next));
         if (next.sample) RETURN_IF_FAILED(copyAudioSample(next, done));
         done = done || next.atEnd;
     }
     return S_OK;
 }
 
-HRESULT LosslessCopy::copyAudioSample(const Read& read, bool& done) {
-    IMFSample* sample = read.sample.get();
-    const Placement placement = cutter_.placeAudio(read.time, durationOf(sample));
+HRESULT LosslessCopy::copyAudioSample(const Read& next, bool& done) {
+    IMFSample* sample = next.sample.get();
+    const Placement placement = cutter_.placeAudio(next.time, durationOf(sample));
     done = placement.placing == Placing::Stop;
     if (placement.placing != Placing::Write) return S_OK;
     RETURN_IF_FAILED(sample->SetSampleTime(placement.time));
     // Audio is decoded in the order in which it is heard: a decode time is the time itself.
     if (decodeTimeOf(sample)) RETURN_IF_FAILED(setDecodeTime(sample, placement.time));
-    return output_.writer()->WriteSample(*audioOut_, sample);
+    return writer_->WriteSample(*audioOut_, sample);
 }
 
-HRESULT LosslessCopy::read(DWORD stream, Read& read) {
+HRESULT LosslessCopy::readNext(DWORD stream, Read& next) {
     DWORD flags = 0;
     RETURN_IF_FAILED(
-        reader_->ReadSample(stream, 0, nullptr, &flags, &read.time, read.sample.put()));
+        reader_->ReadSample(stream, 0, nullptr, &flags, &next.time, next.sample.put()));
     if (flags & MF_SOURCE_READERF_ERROR) return E_FAIL;
-    read.atEnd = (flags & MF_SOURCE_READERF_ENDOFSTREAM) != 0;
+    next.atEnd = (flags & MF_SOURCE_READERF_ENDOFSTREAM) != 0;
     return S_OK;
 }
 
 } // namespace
 
 HRESULT copyLosslessly(const ExportRequest& request, OutputFile& output) {
-    LosslessCopy copy(request, output);
-    RETURN_IF_FAILED(copy.open());
+    ComPtr<IMFSourceReader> reader;
+    SourceStreams streams;
+    RETURN_IF_FAILED(openSourceReader(request.sourcePath.c_str(), reader));
+    RETURN_IF_FAILED(discoverStreams(reader.get(), streams));
+    RETURN_IF_FAILED(output.create());
+    return copySpans(request, reader.get(), streams, output.writer());
+}
+
+HRESULT copySpans(const ExportRequest& request, IMFSourceReader* reader,
+                  const SourceStreams& streams, IMFSinkWriter* writer, std::int64_t readsPerPass) {
+    LosslessCopy copy(request, reader, streams, writer, readsPerPass);
+    RETURN_IF_FAILED(copy.createStreams());
     for (const ExportSpan& span : request.spans) {
         if (isCancelled(request)) break;
         RETURN_IF_FAILED(copy.copySpan(span));

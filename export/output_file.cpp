@@ -21,15 +21,18 @@ HRESULT OutputFile::create() {
     return S_OK;
 }
 
-HRESULT OutputFile::addCopiedStream(IMFMediaType* type, DWORD& index) {
-    RETURN_IF_FAILED(writer_->AddStream(type, &index));
-    return writer_->SetInputMediaType(index, type,
-                                      nullptr); // input as output: samples pass through
+HRESULT OutputFile::keep() {
+    RETURN_IF_FAILED(writer_->Finalize());
+    writer_.reset(); // closes the file
+    created_ = false;
+    return S_OK;
 }
 
-void OutputFile::discard(const std::wstring& source) const {
+void OutputFile::discard() {
+    writer_.reset(); // a file that is open can't be deleted
     if (!created_) return;
-    ignoreResult(deleteFileUnlessSame(path_, source),
+    created_ = false;
+    ignoreResult(deleteFileUnlessSame(path_, source_),
                  "the export has failed already, and that is what the user is told");
 }
 

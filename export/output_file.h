@@ -8,15 +8,20 @@
 #include <mfreadwrite.h>
 
 #include <string>
+#include <utility>
 
 #include "base/com_ptr.h"
 
 namespace velkantrix {
 
-// One per export, used by its worker thread.
+// One per export, used by its worker thread. What isn't kept is deleted in the end, whatever ended
+// it.
 class OutputFile {
 public:
-    explicit OutputFile(std::wstring path) : path_(std::move(path)) {}
+    // `source` is never deleted, though `path` may turn out to mean it.
+    OutputFile(std::wstring path, std::wstring source)
+        : path_(std::move(path)), source_(std::move(source)) {}
+    ~OutputFile() { discard(); }
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
 
@@ -24,23 +29,19 @@ public:
     // is overwritten: the caller has made sure that it may be.
     [[nodiscard]] HRESULT create();
 
-    // The sink writer, after create().
+    // The sink writer, between create() and keep() or discard().
     [[nodiscard]] IMFSinkWriter* writer() const { return writer_.get(); }
 
-    // Adds a stream whose samples are written as they are, and gives its index.
-    [[nodiscard]] HRESULT addCopiedStream(IMFMediaType* type, DWORD& index);
+    // Completes the file and closes it. On failure it is still to be discarded.
+    [[nodiscard]] HRESULT keep();
 
-    // Completes the file. It stays open until release().
-    [[nodiscard]] HRESULT finalize() { return writer_->Finalize(); }
-
-    // Lets go of the writer, which closes the file.
-    void release() { writer_.reset(); }
-
-    // After release(): deletes the file if create() may have made it, but never `source`.
-    void discard(const std::wstring& source) const;
+    // Closes the file and deletes it, if create() may have made it and keep() hasn't completed it.
+    // One that can't be deleted stays.
+    void discard();
 
 private:
     const std::wstring path_;
+    const std::wstring source_;
     ComPtr<IMFSinkWriter> writer_;
     bool created_ = false;
 };

@@ -6,7 +6,7 @@ namespace velkantrix {
 namespace {
 
 // How far decode times are moved apart where a join brings them too close together: one
-// millisecond, which every time scale in use can express and which is shorter than any picture.
+// millisecond, which the usual time scales can express and which is shorter than most pictures.
 constexpr Ticks DECODE_STEP = TICKS_PER_SECOND / 1000;
 
 // Pictures that hang on a keyframe follow it at once, and there are never more than the codec's
@@ -14,12 +14,6 @@ constexpr Ticks DECODE_STEP = TICKS_PER_SECOND / 1000;
 constexpr int MOST_LOOKED_BEHIND = 32;
 
 } // namespace
-
-double totalSeconds(const std::vector<ExportSpan>& spans) {
-    double total = 0;
-    for (const ExportSpan& span : spans) total += span.end - span.start;
-    return total;
-}
 
 SpanCutter::SpanCutter(const std::vector<ExportSpan>& spans)
     : totalTicks_(nearestTicks(totalSeconds(spans))) {}
@@ -58,9 +52,9 @@ Placement SpanCutter::lookBehindTheEnd(const CodedSample& sample) {
 
 Placement SpanCutter::write(const CodedSample& sample) {
     Placement placement{.placing = Placing::Write, .time = onOutput(sample.time)};
-    const Ticks decodeTime = onOutput(sample.decodeTime.value_or(sample.time));
-    lastDecodeTime_ = decodeTimeAfterLast(decodeTime, placement.time);
-    if (sample.decodeTime) placement.decodeTime = lastDecodeTime_;
+    const Ticks wanted = onOutput(sample.decodeTime.value_or(sample.time));
+    lastDecodeTime_ = decodeTimeAfterLast(wanted, placement.time);
+    if (sample.decodeTime || *lastDecodeTime_ != wanted) placement.decodeTime = lastDecodeTime_;
     lastShown_ = std::max(lastShown_, sample.time);
     lastEnd_ = std::max(lastEnd_, addTicks(sample.time, sample.duration));
     return placement;
@@ -73,7 +67,7 @@ Ticks SpanCutter::onOutput(Ticks time) const {
 
 // Decode times ascend strictly within a stream, and must over a join too. There the new span's
 // first ones can fall before the last of the span before: the sample is then decoded a little later
-// than it asks for, but never after it is shown.
+// than it asks for, if possible not after it is shown.
 Ticks SpanCutter::decodeTimeAfterLast(Ticks decodeTime, Ticks time) const {
     if (!lastDecodeTime_ || decodeTime > *lastDecodeTime_) return decodeTime;
     const Ticks earliest = addTicks(*lastDecodeTime_, 1);
@@ -87,13 +81,18 @@ std::optional<double> SpanCutter::progressAfter(const CodedSample& written) cons
     return secondsOf(reached);
 }
 
-// Where the span's material ends in the source.
-Ticks SpanCutter::spanEnd() const {
+Ticks SpanCutter::materialEnd() const {
     if (!stopKey_) return lastEnd_;
     // A hanging picture that would be shown among the written ones is a fault of the stream, not
     // the edge of a hole.
     if (firstHanging_ && *firstHanging_ > lastShown_) return *firstHanging_;
     return *stopKey_;
+}
+
+// The last picture needs an instant of its own even where the file gives it no duration, or shows
+// it behind the keyframe that ended the span.
+Ticks SpanCutter::spanEnd() const {
+    return std::max(materialEnd(), addTicks(lastShown_, 1));
 }
 
 Placement SpanCutter::placeAudio(Ticks time, Ticks duration) const {
@@ -104,10 +103,7 @@ Placement SpanCutter::placeAudio(Ticks time, Ticks duration) const {
 }
 
 void SpanCutter::endSpan() {
-    if (!cutStart_) return;
-    // The last picture needs an instant of its own even where the file gives it no duration.
-    const Ticks end = std::max(spanEnd(), addTicks(lastShown_, 1));
-    outBase_ = addTicks(outBase_, subtractTicks(end, *cutStart_));
+    if (cutStart_) outBase_ = onOutput(spanEnd());
 }
 
 } // namespace velkantrix

@@ -4,20 +4,18 @@
 // It decides alone; it neither reads nor writes. For each span, in order:
 //
 //     cutter.beginSpan(span);
-//     ... placeVideo(sample) for every video sample from the keyframe at or before the span's
-//     start,
-//         until Stop or the end of the stream; what is to be written is written, then
-//         progressAfter()
+//     for (every video sample from the keyframe at or before startTicks() on, until Stop or the
+//     end)
+//         cutter.placeVideo(sample), write what is to be written, cutter.progressAfter(sample)
 //     if (cutter.hasCut())
-//         ... placeAudio(sample) for every audio sample from about cutStart() on, until Stop or the
-//         end
+//         for (every audio sample from about cutStart() on, until Stop or the end)
+//             cutter.placeAudio(...), write what is to be written
 //     cutter.endSpan();
 //
 // All times are ticks of 100 ns: the samples' own on the source's time line, a placement's on the
 // output's. One object per export, used by one thread.
 #pragma once
 
-#include <cstdint>
 #include <optional>
 #include <vector>
 
@@ -33,9 +31,6 @@ struct CodedSample {
     bool keyframe = false;
     std::optional<Ticks> decodeTime; // absent where it equals the presentation time
 };
-
-// The length of all spans as asked for, in seconds: what an export's progress ends at.
-[[nodiscard]] double totalSeconds(const std::vector<ExportSpan>& spans);
 
 enum class Placing { Drop, Write, Stop };
 
@@ -96,7 +91,9 @@ private:
     [[nodiscard]] Placement write(const CodedSample& sample);
     [[nodiscard]] Ticks onOutput(Ticks time) const;
     [[nodiscard]] Ticks decodeTimeAfterLast(Ticks decodeTime, Ticks time) const;
+    // Where the span's material ends in the source.
     [[nodiscard]] Ticks spanEnd() const;
+    [[nodiscard]] Ticks materialEnd() const;
 
     const Ticks totalTicks_;
     Ticks outBase_ = 0;
@@ -111,25 +108,6 @@ private:
     int lookedBehind_ = 0;
     Ticks lastShown_ = 0; // the largest time written
     Ticks lastEnd_ = 0;   // the largest time + duration written
-};
-
-// A pass over a stream may read so many samples and no more: a source that never ends must not keep
-// an export running for ever. (At 60 pictures a second it is 92 hours.)
-class ReadBudget {
-public:
-    static constexpr std::int64_t READS_PER_PASS = 20'000'000;
-
-    explicit ReadBudget(std::int64_t reads = READS_PER_PASS) : left_(reads) {}
-
-    // False when nothing is left; otherwise takes one.
-    [[nodiscard]] bool take() {
-        if (left_ <= 0) return false;
-        left_--;
-        return true;
-    }
-
-private:
-    std::int64_t left_;
 };
 
 } // namespace velkantrix

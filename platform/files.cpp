@@ -1,7 +1,6 @@
 #include "platform/files.h"
 
 #include <cstring>
-#include <optional>
 
 #include "platform/handles.h"
 #include "platform/hresult.h"
@@ -9,7 +8,7 @@
 namespace velkantrix {
 namespace {
 
-constexpr int DELETE_TRIES = 10;
+constexpr int DELETE_TRIES = 11;
 constexpr DWORD DELETE_PAUSE_MS = 50;
 
 bool equalNames(const std::wstring& a, const std::wstring& b) {
@@ -17,28 +16,54 @@ bool equalNames(const std::wstring& a, const std::wstring& b) {
                                 static_cast<int>(b.size()), TRUE) == CSTR_EQUAL;
 }
 
-// A handle by which a file, or a folder, can be asked what it is. It keeps nobody from anything.
-UniqueFile openForQuestions(const std::wstring& path) {
+// The file that a stream belongs to: past the drive, a colon begins a stream's name.
+std::wstring withoutStream(const std::wstring& path) {
+    const size_t name = path.find_last_of(L"\\/");
+    const size_t drive = path.find(L':');
+    const bool onlyDrive = drive == 1 && name == std::wstring::npos;
+    const size_t from = name != std::wstring::npos ? name : onlyDrive ? 2 : 0;
+    return path.substr(0, path.find(L':', from));
+}
+
+// A handle by which a file, or a folder, can be asked what it is, and with DELETE also be deleted.
+// It keeps nobody from anything.
+UniqueFile openForQuestions(const std::wstring& path, DWORD more = 0) {
     constexpr DWORD SHARE_ALL = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-    return UniqueFile(CreateFileW(path.c_str(), FILE_READ_ATTRIBUTES, SHARE_ALL, nullptr,
+    return UniqueFile(CreateFileW(path.c_str(), FILE_READ_ATTRIBUTES | more, SHARE_ALL, nullptr,
                                   OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
 }
 
-// The volume and the file's number on it. Not every file system has numbers of 128 bits.
-bool sameIdentity(HANDLE a, HANDLE b) {
-    FILE_ID_INFO wideA{}, wideB{};
-    if (GetFileInformationByHandleEx(a, FileIdInfo, &wideA, sizeof wideA) &&
-        GetFileInformationByHandleEx(b, FileIdInfo, &wideB, sizeof wideB)) {
-        return wideA.VolumeSerialNumber == wideB.VolumeSerialNumber &&
-               std::memcmp(&wideA.FileId, &wideB.FileId, sizeof wideA.FileId) == 0;
+// The volume and the file's number on it.
+struct Identity {
+    ULONGLONG volume = 0;
+    FILE_ID_128 file{};
+
+    // Some network file systems number nothing.
+    [[nodiscard]] bool known() const {
+        const FILE_ID_128 none{};
+        return std::memcmp(&file, &none, sizeof none) != 0;
     }
-    BY_HANDLE_FILE_INFORMATION infoA{}, infoB{};
-    if (!GetFileInformationByHandle(a, &infoA) || !GetFileInformationByHandle(b, &infoB)) {
-        return false;
+    bool operator==(const Identity& other) const {
+        return volume == other.volume && std::memcmp(&file, &other.file, sizeof file) == 0;
     }
-    return infoA.dwVolumeSerialNumber == infoB.dwVolumeSerialNumber &&
-           infoA.nFileIndexHigh == infoB.nFileIndexHigh &&
-           infoA.nFileIndexLow == infoB.nFileIndexLow;
+};
+
+// Not every file system has numbers of 128 bits; the others have shorter ones.
+Identity identityOf(HANDLE file) {
+    Identity identity;
+    FILE_ID_INFO wide{};
+    if (GetFileInformationByHandleEx(file, FileIdInfo, &wide, sizeof wide)) {
+        identity.volume = wide.VolumeSerialNumber;
+        identity.file = wide.FileId;
+        return identity;
+    }
+    BY_HANDLE_FILE_INFORMATION info{};
+    if (GetFileInformationByHandle(file, &info)) {
+        const DWORD number[2] = {info.nFileIndexLow, info.nFileIndexHigh};
+        identity.volume = info.dwVolumeSerialNumber;
+        std::memcpy(&identity.file, number, sizeof number);
+    }
+    return identity;
 }
 
 // The name that the system itself gives an open file: the same through every drive letter.
@@ -52,6 +77,39 @@ std::wstring finalName(HANDLE file) {
         name.resize(length);
         if (fits) return name;
     }
+}
+
+bool sameOpenFile(HANDLE a, HANDLE b) {
+    const Identity identity = identityOf(a);
+    if (identity.known() && identity == identityOf(b)) return true;
+    // Network file systems may number one file differently through two drive letters.
+    const std::wstring name = finalName(a);
+    return !name.empty() && equalNames(name, finalName(b));
+}
+
+bool sameNames(const std::wstring& a, const std::wstring& b) {
+    if (equalNames(a, b)) return true;
+    const std::wstring fullA = absolutePath(a);
+    return !fullA.empty() && equalNames(fullA, absolutePath(b));
+}
+
+// One try: S_OK, or the error for which the file is still there.
+HRESULT deleteOnce(const std::wstring& path, const std::wstring& kept) {
+    if (sameNames(path, kept)) return HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED);
+    const UniqueFile file = openForQuestions(path, DELETE);
+    if (!file) {
+        const DWORD error = GetLastError();
+        const bool gone = error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
+        return gone ? S_OK : HRESULT_FROM_WIN32(error);
+    }
+    const UniqueFile keptFile = openForQuestions(kept);
+    if (keptFile && sameOpenFile(file.get(), keptFile.get())) {
+        return HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED);
+    }
+    FILE_DISPOSITION_INFO disposition{TRUE};
+    const BOOL deleted = SetFileInformationByHandle(file.get(), FileDispositionInfo, &disposition,
+                                                    sizeof disposition);
+    return deleted ? S_OK : lastErrorResult();
 }
 
 } // namespace
@@ -68,29 +126,22 @@ std::wstring absolutePath(const std::wstring& path) {
     }
 }
 
+bool fileExists(const std::wstring& path) {
+    return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
 bool sameFile(const std::wstring& a, const std::wstring& b) {
     if (a.empty() || b.empty()) return false;
-    if (equalNames(a, b)) return true;
-    const std::wstring fullA = absolutePath(a), fullB = absolutePath(b);
-    if (!fullA.empty() && equalNames(fullA, fullB)) return true;
-
-    const UniqueFile fileA = openForQuestions(a), fileB = openForQuestions(b);
-    if (!fileA || !fileB) return false;
-    if (sameIdentity(fileA.get(), fileB.get())) return true;
-    // Network file systems may number one file differently through two drive letters.
-    const std::wstring nameA = finalName(fileA.get());
-    return !nameA.empty() && equalNames(nameA, finalName(fileB.get()));
+    const std::wstring pathA = withoutStream(a), pathB = withoutStream(b);
+    if (sameNames(pathA, pathB)) return true;
+    const UniqueFile fileA = openForQuestions(pathA), fileB = openForQuestions(pathB);
+    return fileA && fileB && sameOpenFile(fileA.get(), fileB.get());
 }
 
 HRESULT deleteFileUnlessSame(const std::wstring& path, const std::wstring& kept) {
-    for (int i = 0;; i++) {
-        if (sameFile(path, kept)) return HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED);
-        if (DeleteFileW(path.c_str())) return S_OK;
-        const DWORD error = GetLastError();
-        if (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND) return S_OK;
-        if (error != ERROR_SHARING_VIOLATION || i + 1 == DELETE_TRIES) {
-            return HRESULT_FROM_WIN32(error);
-        }
+    for (int tries = 1;; tries++) {
+        const HRESULT hr = deleteOnce(withoutStream(path), withoutStream(kept));
+        if (hr != HRESULT_FROM_WIN32(ERROR_SHARING_VIOLATION) || tries == DELETE_TRIES) return hr;
         Sleep(DELETE_PAUSE_MS);
     }
 }

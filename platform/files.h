@@ -9,17 +9,22 @@
 
 namespace velkantrix {
 
-// The path made absolute; empty when the system can't.
+// The path made absolute; empty when the system can't. What looks like a URL becomes a path too,
+// and so can't lead anywhere but to files.
 [[nodiscard]] std::wstring absolutePath(const std::wstring& path);
+
+[[nodiscard]] bool fileExists(const std::wstring& path);
 
 // Do both paths name one existing or future file? True when their absolute forms are equal but for
 // letter case, or when both exist and are the same file by another name: a hard link, another drive
-// letter, a path with the \\?\ prefix, trailing dots. An empty path names no file.
+// letter, a path with the \\?\ prefix, trailing dots. A stream of a file ("a.mp4:x") is the file.
+// An empty path names no file. A file that may not even be looked at is told apart by its name
+// alone: then it can't be opened for writing either.
 [[nodiscard]] bool sameFile(const std::wstring& a, const std::wstring& b);
 
-// Deletes `path`, unless it is `kept`. A file that another program has open for a moment (a virus
-// scanner) is tried for again for half a second. S_OK when the file is gone, also when it never
-// was.
+// Deletes `path`, unless it is `kept`; the very file that was compared is the one that is deleted.
+// One that another program has open for a moment (a virus scanner) is tried for again for half a
+// second. S_OK when the file is gone, also when it never was.
 [[nodiscard]] HRESULT deleteFileUnlessSame(const std::wstring& path, const std::wstring& kept);
 
 } // namespace velkantrix

@@ -1,5 +1,7 @@
 #include "export/span_cutter.h"
 
+#include "export/read_budget.h"
+
 #include <limits>
 #include <vector>
 
