@@ -12,7 +12,7 @@ import recording
 ROOT = conftest.ROOT
 
 
-def only_file(folder):
+def files_in(folder):
     return [p.name for p in folder.iterdir()]
 
 
@@ -38,6 +38,7 @@ def test_version_is_the_projects(cut):
     (["a.mp4", "b.mp4"], "Nothing to keep: give --keep START-END at least once."),
     (["a.mp4", "b.mp4", "--keep", "5"], "--keep needs START-END, in seconds or hh:mm:ss.mmm: 5"),
     (["a.mp4", "b.mp4", "--slow"], "Unknown option: --slow"),
+    (["a.mp4", "b.mp4", "--keep", "5-2"], "A part must begin before it ends: 00:05.000 to 00:02.000"),
 ])
 def test_arguments_that_cannot_be_meant_end_with_two(cut, words, problem):
     result = cut.raw(*words)
@@ -46,11 +47,11 @@ def test_arguments_that_cannot_be_meant_end_with_two(cut, words, problem):
     assert result.stdout == ""
 
 
-def test_a_part_that_ends_before_it_begins_is_a_failure(cut, media, tmp_path):
-    result = cut(media / "closed.mp4", tmp_path / "cut.mp4", "5-2")
+def test_a_part_behind_the_end_is_a_failure(cut, media, tmp_path):
+    result = cut(media / "closed.mp4", tmp_path / "cut.mp4", "99-")
     assert result.returncode == 1
-    assert result.stderr == "velkantrix-cut: A part must begin before it ends: 00:05.000 to 00:02.000\n"
-    assert not only_file(tmp_path)
+    assert result.stderr == "velkantrix-cut: A part must begin before it ends: 01:39.000 to 00:12.000\n"
+    assert not files_in(tmp_path)
 
 
 def test_open_ends_are_the_sources_own(cut, media, tmp_path):
@@ -70,7 +71,7 @@ def test_names_may_hold_spaces_and_any_script(cut, media, tmp_path):
     result = cut(media / "closed.mp4", output, "1-2")
     assert result.returncode == 0
     assert "Schönes Video – 日本.mp4" in result.stdout
-    assert only_file(tmp_path) == [output.name]
+    assert files_in(tmp_path) == [output.name]
 
 
 # ---- spans at the edges -------------------------------------------------------------------------
@@ -109,6 +110,23 @@ def test_an_existing_output_is_replaced(cut, media, tmp_path):
     output.write_text("old", encoding="utf-8")
     assert cut(media / "closed.mp4", output, "1-2").returncode == 0
     assert recording.first(recording.read(output), "video").packets
+    assert files_in(tmp_path) == ["cut.mp4"]
+
+
+def test_a_failure_leaves_an_existing_output_alone(cut, media, tmp_path):
+    output = tmp_path / "cut.mp4"
+    output.write_text("another recording", encoding="utf-8")
+    for name in ("audio-only", "text", "none"):
+        assert cut(media / f"{name}.mp4", output, "1-2").returncode == 1
+        assert output.read_text(encoding="utf-8") == "another recording"
+        assert files_in(tmp_path) == ["cut.mp4"]
+
+
+def test_a_url_is_no_source(cut, media, tmp_path):
+    url = "file:///" + conftest.windows_path(media / "closed.mp4").replace("\\", "/")
+    result = cut.raw(url, conftest.windows_path(tmp_path / "cut.mp4"), "--keep", "1-2")
+    assert result.returncode == 1
+    assert not files_in(tmp_path)
 
 
 # ---- progress -----------------------------------------------------------------------------------
@@ -157,7 +175,7 @@ def test_what_is_no_video_is_refused(cut, media, tmp_path, name):
     assert result.stderr.startswith("velkantrix-cut: ")
     assert "(0x" in result.stderr
     assert result.stderr.count("\n") == 1
-    assert not only_file(tmp_path)
+    assert not files_in(tmp_path)
     if before:
         assert make_media.digest(source) == before
 
@@ -166,7 +184,7 @@ def test_a_missing_folder_is_refused(cut, media, tmp_path):
     result = cut(media / "closed.mp4", tmp_path / "none" / "cut.mp4", "1-2")
     assert result.returncode == 1
     assert "(0x80070003)" in result.stderr
-    assert not only_file(tmp_path)
+    assert not files_in(tmp_path)
 
 
 @pytest.mark.parametrize("name", ["Holiday.mp4", "HOLIDAY.mp4", "./Holiday.mp4", "Holiday.mp4.", "link.mp4"])
@@ -180,7 +198,7 @@ def test_the_source_is_never_the_output(cut, media, tmp_path, name):
     assert result.returncode == 1
     assert result.stderr == "velkantrix-cut: The export would overwrite the video it is reading.\n"
     assert make_media.digest(source) == before
-    assert sorted(only_file(tmp_path)) == ["Holiday.mp4", "link.mp4"]
+    assert sorted(files_in(tmp_path)) == ["Holiday.mp4", "link.mp4"]
 
 
 # ---- cancelling -----------------------------------------------------------------------------------

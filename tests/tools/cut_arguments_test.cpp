@@ -48,6 +48,7 @@ TEST(ParseTime, RefusesEverythingElse) {
                                 L"0x10",
                                 L"1:2.5:3",
                                 L"1000:00:01",
+                                L"1000:00:00.1",
                                 L"99999999999999",
                                 L"0.0000000000001"}) {
         EXPECT_FALSE(parseTime(text)) << testing::PrintToString(std::wstring(text));
@@ -108,6 +109,14 @@ TEST(ParseCutArguments, SaysWhatIsWrong) {
         EXPECT_EQ(problemOf({L"i", L"o", L"--keep", part}),
                   std::wstring(L"--keep needs START-END, in seconds or hh:mm:ss.mmm: ") + part);
     }
+}
+
+TEST(ParseCutArguments, RefusesAPartThatCannotBeOne) {
+    EXPECT_EQ(problemOf({L"i", L"o", L"--keep", L"5-2"}),
+              L"A part must begin before it ends: 00:05.000 to 00:02.000");
+    EXPECT_EQ(problemOf({L"i", L"o", L"--keep", L"-0"}),
+              L"A part must begin before it ends: 00:00.000 to 00:00.000");
+    EXPECT_TRUE(parsed({L"i", L"o", L"--keep", L"99-"})); // how long the source is isn't known yet
 }
 
 TEST(SpansOf, OpenEndsBecomeTheSourcesOwn) {

@@ -39,6 +39,11 @@ TEST(DoneJson, EscapesTheOutputsName) {
               L"\"length\":3.000,\"elapsed\":0.250}");
 }
 
+TEST(DoneJson, ALengthThatIsNotKnownIsNull) {
+    EXPECT_EQ(doneJson(L"a", std::nullopt, 1),
+              L"{\"event\":\"done\",\"output\":\"a\",\"length\":null,\"elapsed\":1.000}");
+}
+
 TEST(ErrorJson, CarriesTheMessage) {
     EXPECT_EQ(errorJson(L"Export cancelled"),
               L"{\"event\":\"error\",\"message\":\"Export cancelled\"}");

@@ -4,18 +4,24 @@
 namespace velkantrix {
 namespace {
 
-constexpr DWORD LONGEST_CLEAN_UP_MS = 30'000; // the system itself waits for five seconds at most
+constexpr DWORD LONGEST_CLEAN_UP_MS = 30'000; // the system itself waits for some seconds at most
 
-// Read by onEvent, written by the main thread only while no handler is installed.
-std::atomic<bool>* cancelFlag = nullptr;
-// Set when the work is cleaned up. Never closed: a handler may still wait when the process ends.
-HANDLE cleanedUp = nullptr;
+// A handler may run at any time, even as the process ends: what it touches is never taken away.
+std::atomic<bool> cancelFlag = false;
+
+// Set when the work is cleaned up. Closed by the end of the process.
+HANDLE cleanedUpEvent() {
+    static const HANDLE event = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    return event;
+}
 
 BOOL WINAPI onEvent(DWORD event) {
-    cancelFlag->store(true);
-    if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) {
-        WaitForSingleObject(cleanedUp, LONGEST_CLEAN_UP_MS);
-    }
+    const bool again = cancelFlag.exchange(true);
+    const bool pressed = event == CTRL_C_EVENT || event == CTRL_BREAK_EVENT;
+    // Pressed once more: the program doesn't come to its end (a dead network drive); the system
+    // ends it.
+    if (pressed) return again ? FALSE : TRUE;
+    if (cleanedUpEvent()) WaitForSingleObject(cleanedUpEvent(), LONGEST_CLEAN_UP_MS);
     return TRUE;
 }
 
@@ -49,17 +55,21 @@ void TextStream::write(const std::wstring& text) const {
     WriteFile(handle_, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
 }
 
-CancelByConsole::CancelByConsole(std::atomic<bool>& cancel) {
-    cancelFlag = &cancel;
-    if (!cleanedUp) cleanedUp = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+CancelByConsole::CancelByConsole() {
+    cancelFlag = false;
+    if (cleanedUpEvent()) ResetEvent(cleanedUpEvent());
     // A parent may have told the process to ignore Ctrl+C; who cancels expects to be heard.
     SetConsoleCtrlHandler(nullptr, FALSE);
     SetConsoleCtrlHandler(onEvent, TRUE);
 }
 
+// The handler stays: taking it away would wait for one that runs, and that one waits for this.
 CancelByConsole::~CancelByConsole() {
-    SetConsoleCtrlHandler(onEvent, FALSE);
-    SetEvent(cleanedUp);
+    if (cleanedUpEvent()) SetEvent(cleanedUpEvent());
+}
+
+const std::atomic<bool>& CancelByConsole::flag() const {
+    return cancelFlag;
 }
 
 } // namespace velkantrix

@@ -21,15 +21,18 @@ private:
     const bool isConsole_;
 };
 
-// While it lives, Ctrl+C, Ctrl+Break and the closing of the console set `cancel` instead of ending
-// the process. On a close the system ends the process as soon as the handler returns; so that one
-// waits until the object is destroyed, when the work has been cleaned up. At most one at a time.
+// While it lives, Ctrl+C, Ctrl+Break and the closing of the console set flag() instead of ending
+// the process; pressed a second time they end it. On a close the system ends the process as soon as
+// the handler returns; so that one waits until the object is destroyed, when the work has been
+// cleaned up. Once per process.
 class CancelByConsole {
 public:
-    explicit CancelByConsole(std::atomic<bool>& cancel);
+    CancelByConsole();
     ~CancelByConsole();
     CancelByConsole(const CancelByConsole&) = delete;
     CancelByConsole& operator=(const CancelByConsole&) = delete;
+
+    [[nodiscard]] const std::atomic<bool>& flag() const;
 };
 
 } // namespace velkantrix

@@ -71,13 +71,28 @@ bool takePath(const std::wstring& word, CutArguments& arguments) {
     return true;
 }
 
-// Empty: nothing is missing.
-std::wstring whatIsMissing(const CutArguments& arguments) {
+// Empty: the part isn't.
+std::wstring emptinessOf(double start, double end) {
+    if (start < end) return {};
+    return L"A part must begin before it ends: " + formatTime(start) + L" to " + formatTime(end);
+}
+
+// Empty: nothing is wrong that can be told without the source.
+std::wstring emptinessOf(const std::vector<KeptPart>& parts) {
+    for (const KeptPart& part : parts) {
+        std::wstring problem = part.end ? emptinessOf(part.start.value_or(0), *part.end) : L"";
+        if (!problem.empty()) return problem;
+    }
+    return {};
+}
+
+// Empty: nothing is missing, and every part can be meant.
+std::wstring whatIsWrong(const CutArguments& arguments) {
     if (arguments.help || arguments.version) return {};
     if (arguments.input.empty()) return L"No input file is named.";
     if (arguments.output.empty()) return L"No output file is named.";
     if (arguments.parts.empty()) return L"Nothing to keep: give --keep START-END at least once.";
-    return {};
+    return emptinessOf(arguments.parts);
 }
 
 } // namespace
@@ -127,7 +142,7 @@ std::optional<CutArguments> parseCutArguments(const std::vector<std::wstring>& w
             return std::nullopt;
         }
     }
-    problem = whatIsMissing(arguments);
+    problem = whatIsWrong(arguments);
     if (!problem.empty()) return std::nullopt;
     return arguments;
 }
@@ -137,13 +152,10 @@ std::optional<std::vector<ExportSpan>> spansOf(const std::vector<KeptPart>& part
     std::vector<ExportSpan> spans;
     spans.reserve(parts.size());
     for (const KeptPart& part : parts) {
-        const ExportSpan span{.start = part.start.value_or(0), .end = part.end.value_or(duration)};
-        if (!(span.start < span.end)) {
-            problem = L"A part must begin before it ends: " + formatTime(span.start) + L" to " +
-                      formatTime(span.end);
-            return std::nullopt;
-        }
-        spans.push_back(span);
+        const double start = part.start.value_or(0), end = part.end.value_or(duration);
+        problem = emptinessOf(start, end);
+        if (!problem.empty()) return std::nullopt;
+        spans.push_back({.start = start, .end = end});
     }
     return spans;
 }
@@ -154,7 +166,9 @@ std::wstring cutUsage() {
            L"Writes the kept parts of INPUT to OUTPUT (MP4), one after the other, without "
            L"encoding\n"
            L"anything anew: every part begins at the keyframe at or before START and ends at the\n"
-           L"first keyframe at or after END. INPUT is only read. An existing OUTPUT is replaced.\n"
+           L"first keyframe at or after END. INPUT is only read. An existing OUTPUT is replaced, "
+           L"once\n"
+           L"the new one is complete.\n"
            L"\n"
            L"  --keep START-END  a part to keep; times are seconds (75.5) or hh:mm:ss.mmm "
            L"(1:15.5);\n"

@@ -51,9 +51,10 @@ std::wstring progressJson(double doneSeconds, double expectedSeconds, double ela
            (left < 0 ? L"null" : number(left)) + L"}";
 }
 
-std::wstring doneJson(const std::wstring& output, double length, double elapsedSeconds) {
-    return L"{\"event\":\"done\",\"output\":" + quoted(output) + L",\"length\":" + number(length) +
-           L",\"elapsed\":" + number(elapsedSeconds) + L"}";
+std::wstring doneJson(const std::wstring& output, std::optional<double> length,
+                      double elapsedSeconds) {
+    return L"{\"event\":\"done\",\"output\":" + quoted(output) + L",\"length\":" +
+           (length ? number(*length) : L"null") + L",\"elapsed\":" + number(elapsedSeconds) + L"}";
 }
 
 std::wstring errorJson(const std::wstring& message) {

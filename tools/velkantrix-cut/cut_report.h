@@ -1,6 +1,7 @@
 // cut_report.h: what velkantrix-cut says while it works and at its end.
 #pragma once
 
+#include <optional>
 #include <string>
 
 namespace velkantrix {
@@ -18,11 +19,11 @@ private:
 };
 
 // Lines of JSON (RFC 8259), without the line end. Times are seconds of the output; `remaining` is
-// null while it can't be said. The length is the output's own: keyframes make it another than asked
-// for.
+// null while it can't be said. The length is the output's own, for keyframes make it another than
+// asked; null when it can't be read back.
 [[nodiscard]] std::wstring progressJson(double doneSeconds, double expectedSeconds,
                                         double elapsedSeconds);
-[[nodiscard]] std::wstring doneJson(const std::wstring& output, double length,
+[[nodiscard]] std::wstring doneJson(const std::wstring& output, std::optional<double> length,
                                     double elapsedSeconds);
 [[nodiscard]] std::wstring errorJson(const std::wstring& message);
 

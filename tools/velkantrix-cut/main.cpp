@@ -9,8 +9,9 @@
 #include "base/time_text.h"
 #include "export/export_core.h"
 #include "export/job_rules.h"
-#include "export/span_cutter.h"
 #include "platform/com.h"
+#include "platform/files.h"
+#include "platform/hresult.h"
 #include "platform/media_startup.h"
 #include "platform/mf_util.h"
 #include "tools/velkantrix-cut/console.h"
@@ -41,7 +42,7 @@ int fail(const Streams& streams, bool json, const std::wstring& reason) {
 std::optional<double> lengthOf(const std::wstring& path, std::wstring& reason) {
     const ComApartment apartment(COINIT_MULTITHREADED);
     ComPtr<IMFSourceReader> reader;
-    const HRESULT hr = openSourceReader(path.c_str(), reader);
+    const HRESULT hr = openSourceReader(absolutePath(path).c_str(), reader);
     if (FAILED(hr)) {
         reason = FormatExportError(hr);
         return std::nullopt;
@@ -99,7 +100,22 @@ private:
     size_t shown_ = 0;
 };
 
-int cut(const Streams& streams, const CutArguments& arguments, std::atomic<bool>& cancel) {
+// Writes the spans to `output`. Where a file stands there already it is written beside it and takes
+// its place when it is complete: until then the old one isn't touched.
+bool exportInto(const std::wstring& output, ExportRequest request, std::wstring& reason) {
+    const bool replaces = fileExists(output) && !sameFile(request.sourcePath, output);
+    request.outputPath = replaces ? output + L".velkantrix-tmp" : output;
+    if (!ExportFile(request, &reason)) return false;
+    if (!replaces) return true;
+    if (MoveFileExW(request.outputPath.c_str(), output.c_str(), MOVEFILE_REPLACE_EXISTING))
+        return true;
+    reason = FormatExportError(lastErrorResult());
+    ignoreResult(deleteFileUnlessSame(request.outputPath, request.sourcePath),
+                 "the reason for the failure is known already");
+    return false;
+}
+
+int cut(const Streams& streams, const CutArguments& arguments, const std::atomic<bool>& cancel) {
     const HRESULT started = startMedia();
     if (FAILED(started)) return fail(streams, arguments.json, FormatExportError(started));
     std::wstring reason;
@@ -112,22 +128,23 @@ int cut(const Streams& streams, const CutArguments& arguments, std::atomic<bool>
     const double expected = totalSeconds(*spans);
     Progress progress(streams, arguments.json, expected);
     const ExportRequest request{.sourcePath = arguments.input,
-                                .outputPath = arguments.output,
                                 .spans = *spans,
                                 .cancel = &cancel,
                                 .progress = [&](double seconds) { progress.show(seconds); },
                                 .losslessAllowed = true};
-    const bool done = ExportFile(request, &reason);
+    const bool done = exportInto(arguments.output, request, reason);
     progress.end();
     if (!done) return fail(streams, arguments.json, reason);
+
     // Read back: keyframes, or a source that breaks off, make it another length than was asked for.
-    const double length = lengthOf(arguments.output, reason).value_or(0);
+    const std::optional<double> length = lengthOf(arguments.output, reason);
     if (arguments.json) {
         streams.out.write(doneJson(arguments.output, length, progress.elapsed()) + L"\n");
-    } else {
-        streams.out.write(L"Wrote " + arguments.output + L": " + formatTime(length) + L" (" +
-                          formatTime(expected) + L" asked for)\n");
+        return SUCCESS;
     }
+    const std::wstring written = length ? L": " + formatTime(*length) : L"";
+    streams.out.write(L"Wrote " + arguments.output + written + L" (" + formatTime(expected) +
+                      L" asked for)\n");
     return SUCCESS;
 }
 
@@ -147,9 +164,8 @@ int run(const std::vector<std::wstring>& words) {
         streams.out.write(L"velkantrix-cut " WIDE_TEXT(VELKANTRIX_VERSION_TEXT) L"\n");
         return SUCCESS;
     }
-    std::atomic<bool> cancel = false;
-    const CancelByConsole stopOnRequest(cancel);
-    const int code = cut(streams, *arguments, cancel);
+    const CancelByConsole stopOnRequest;
+    const int code = cut(streams, *arguments, stopOnRequest.flag());
     stopMedia();
     return code;
 }
