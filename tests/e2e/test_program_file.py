@@ -48,3 +48,10 @@ def test_its_resource_holds_the_projects_version(program):
     version = listed.split("project(velkantrix VERSION ")[1].split()[0]
     assert ("ProductVersion\0" + version).encode("utf-16-le") in \
         program.read_bytes().replace(b"\0\0\0\0", b"\0\0")
+
+
+def test_its_manifest_asks_for_long_paths_and_no_more_rights(program):
+    data = program.read_bytes()
+    assert data.count(b"<assembly") == 1
+    assert b">true</longPathAware>" in data
+    assert b'level="asInvoker"' in data

@@ -1,11 +1,12 @@
 #include "export/span_cutter.h"
 
-#include "export/read_budget.h"
-
+#include <algorithm>
 #include <limits>
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include "export/read_budget.h"
 
 namespace velkantrix {
 namespace {
@@ -216,13 +217,58 @@ TEST(SpanCutter, DecodeTimesAscendOverJoins) {
 }
 
 TEST(SpanCutter, DecodeTimesMoveWithTheirSamples) {
-    const Copied copied = copyVideo({{2, 4}}, openStream(10));
-    for (size_t i = 0; i < copied.decode.size(); i++) {
-        const Ticks shift = copied.written[i] - copied.read[i];
-        EXPECT_EQ(shift, -2 * SECOND);
+    const std::vector<CodedSample> stream = openStream(10);
+    const Copied copied = copyVideo({{2, 4}}, stream);
+    for (size_t i = 0; i < copied.read.size(); i++) {
+        const auto same = [&](const CodedSample& s) {
+            return s.time == copied.read[i];
+        };
+        const auto sample = std::find_if(stream.begin(), stream.end(), same);
+        ASSERT_NE(sample, stream.end());
+        EXPECT_EQ(copied.written[i], sample->time - 2 * SECOND);
+        EXPECT_EQ(copied.decode[i], *sample->decodeTime - 2 * SECOND);
     }
-    EXPECT_EQ(copied.decode[0],
-              -4 * FRAME); // 18 pictures come before the keyframe, which is the 20th
+}
+
+TEST(SpanCutter, AJoinThatWouldGoBackInDecodingMovesTheDecodeTimeAlone) {
+    SpanCutter cutter({{0, 1}, {5, 6}});
+    cutter.beginSpan({0, 1});
+    EXPECT_EQ(cutter.placeVideo(decodedAt(0, key(0))).decodeTime, 0);
+    EXPECT_EQ(cutter.placeVideo(decodedAt(FRAME, picture(FRAME))).decodeTime, FRAME);
+    cutter.endSpan();
+    cutter.beginSpan({5, 6});
+    const Placement first = cutter.placeVideo(decodedAt(5 * SECOND - 2 * FRAME, key(5 * SECOND)));
+    EXPECT_EQ(first.time, 2 * FRAME);
+    EXPECT_EQ(first.decodeTime, FRAME + SECOND / 1000);
+    const Placement second =
+        cutter.placeVideo(decodedAt(5 * SECOND - FRAME, picture(5 * SECOND + FRAME)));
+    EXPECT_EQ(second.decodeTime, FRAME + 2 * SECOND / 1000);
+    const Placement third =
+        cutter.placeVideo(decodedAt(5 * SECOND, picture(5 * SECOND + 2 * FRAME)));
+    EXPECT_EQ(third.decodeTime, 2 * FRAME);
+}
+
+TEST(SpanCutter, AMovedDecodeTimeIsSaidEvenWhereTheSampleHadNone) {
+    SpanCutter cutter({{0, 1}, {5, 6}});
+    cutter.beginSpan({0, 1});
+    EXPECT_EQ(cutter.placeVideo(decodedAt(3 * FRAME, key(0))).decodeTime, 3 * FRAME);
+    cutter.endSpan();
+    cutter.beginSpan({5, 6});
+    const Placement placement = cutter.placeVideo(key(5 * SECOND));
+    EXPECT_EQ(placement.time, FRAME);
+    EXPECT_EQ(placement.decodeTime, 3 * FRAME + 1);
+}
+
+TEST(SpanCutter, APictureShownBehindTheKeyframeThatEndsTheSpanStillFits) {
+    SpanCutter cutter({{0, 0.5}, {5, 6}});
+    cutter.beginSpan({0, 0.5});
+    EXPECT_EQ(cutter.placeVideo(key(0)).placing, Placing::Write);
+    EXPECT_EQ(cutter.placeVideo(picture(2 * SECOND)).placing, Placing::Write);
+    EXPECT_EQ(cutter.placeVideo(key(SECOND)).placing, Placing::Drop);
+    EXPECT_EQ(cutter.placeAudio(2 * SECOND, FRAME).placing, Placing::Write);
+    EXPECT_EQ(cutter.placeAudio(2 * SECOND + 1, FRAME).placing, Placing::Stop);
+    cutter.endSpan();
+    EXPECT_EQ(cutter.outBase(), 2 * SECOND + 1);
 }
 
 TEST(SpanCutter, ASampleWithoutDecodeTimeGetsNone) {
@@ -282,7 +328,7 @@ TEST(TotalSeconds, AddsTheSpansAsAskedFor) {
 
 // ---- audio ----
 
-// A cutter whose video went from 1 s to 2 s, into an output that already holds `before`.
+// A cutter whose video went from 1 s to 2 s.
 SpanCutter cutFromOneToTwo() {
     SpanCutter cutter({{1, 2}});
     Copied copied;
