@@ -41,5 +41,16 @@ TEST(Lock, ReleasesAtTheEndOfItsScope) {
     if (free) mutex.unlock();
 }
 
+TEST(Mutex, AHeldOneCannotBeTakenByAnotherThread) {
+    Mutex mutex;
+    const Lock held(mutex);
+    bool taken = true;
+    std::thread([&] {
+        taken = mutex.tryLock();
+        if (taken) mutex.unlock();
+    }).join();
+    EXPECT_FALSE(taken);
+}
+
 } // namespace
 } // namespace velkantrix
