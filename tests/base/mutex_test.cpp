@@ -46,8 +46,9 @@ TEST(Mutex, AHeldOneCannotBeTakenByAnotherThread) {
     const Lock held(mutex);
     bool taken = true;
     std::thread([&] {
-        taken = mutex.tryLock();
-        if (taken) mutex.unlock();
+        const bool mine = mutex.tryLock();
+        taken = mine;
+        if (mine) mutex.unlock();
     }).join();
     EXPECT_FALSE(taken);
 }
