@@ -15,7 +15,7 @@ namespace velkantrix {
 
 // rollCut(0, 11):  [A 0..10]  gap 2  [B 12..20]  ->  [A 0..11]  gap 2  [B 13..20]
 // The gap is removed material: it moves with the cut and keeps its length. No clip is made shorter
-// than MIN_CLIP_LENGTH; one that is already may only grow.
+// than MIN_CLIP_LENGTH; one that was shorter before may only grow.
 void rollCut(std::int32_t i, double t);
 
 // Where the end of clip i lands; nothing when it can't land anywhere.

@@ -99,7 +99,7 @@ TEST_F(Rename, AcceptingGivesTheNameWithoutTheSpaceAroundIt) {
     expectClosed();
 }
 
-TEST_F(Rename, TheClipItWasOpenedForGetsTheNameWhateverIsSelectedBy) {
+TEST_F(Rename, TheClipItWasOpenedForGetsTheNameWhateverIsSelectedThen) {
     beginRename();
     state.selectedClip = 2;
     recorder.typed = L"other";
