@@ -10,8 +10,8 @@ using Ticks = std::int64_t;
 
 inline constexpr Ticks TICKS_PER_SECOND = 10'000'000;
 
-// The integer part of seconds * 10,000,000 + 0.5: how the boundary of an export span becomes ticks.
-// It differs from rounding to nearest below zero only, where it rounds up: -0.7 ticks become 0.
+// How the boundary of an export span becomes ticks: it multiplies by 10,000,000, adds a half, then
+// cuts towards zero. That differs from rounding to nearest below zero only: -1.4 ticks become 0.
 // Seconds beyond the range of Ticks give its nearest end, not-a-number gives 0.
 Ticks spanBoundaryTicks(double seconds);
 

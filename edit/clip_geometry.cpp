@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <limits>
 
 #include "edit/edit_state.h"
 #include "edit/timeline_map.h"
@@ -47,7 +48,10 @@ private:
 std::int32_t scaledPixels(std::int32_t units, std::int32_t dpi) {
     if (dpi <= 0) return 0;
     const std::int64_t product = std::int64_t{units} * dpi;
-    return static_cast<std::int32_t>((product + (product < 0 ? -48 : 48)) / 96);
+    const std::int64_t pixels = (product + (product < 0 ? -48 : 48)) / 96;
+    using Limits = std::numeric_limits<std::int32_t>;
+    return static_cast<std::int32_t>(
+        std::clamp<std::int64_t>(pixels, Limits::min(), Limits::max()));
 }
 
 PixelRect clipRect(const PixelRect& track, std::int32_t i) {
@@ -83,7 +87,8 @@ std::int32_t clipAtX(const ClipList& clips, const PixelRect& track, std::int32_t
     if (walk.showsNothing()) return last;
     for (std::int32_t i = 0; i < last; ++i) {
         const std::int32_t left = walk.x();
-        if (left <= x && x < walk.pass(clips[static_cast<std::size_t>(i)])) return i;
+        const std::int32_t right = walk.pass(clips[static_cast<std::size_t>(i)]);
+        if (left <= x && x < right) return i;
     }
     return last;
 }

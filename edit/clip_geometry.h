@@ -23,7 +23,8 @@ struct PixelRect {
     bool operator==(const PixelRect&) const = default;
 };
 
-// A length of 96-dpi units in pixels, rounded to nearest, as the rest of the window scales it.
+// A length of 96-dpi units in pixels, rounded to nearest, as the rest of the window scales it,
+// and kept within the type.
 std::int32_t scaledPixels(std::int32_t units, std::int32_t dpi);
 
 // The part of the track that clip i covers, both ends truncated to whole pixels. All zero when

@@ -7,7 +7,8 @@
 
 namespace velkantrix {
 
-// Where there is no room between the bounds, the upper one wins.
+// Where there is no room between the bounds, the upper one wins whatever t is. Comparing t with one
+// after the other doesn't do: a t below both would land on the lower bound, past the upper.
 inline double keptWithin(double t, double low, double high) {
     if (t > high || low > high) return high;
     return t < low ? low : t;

@@ -17,7 +17,7 @@ namespace velkantrix {
 
 // Lengths in seconds.
 inline constexpr double MIN_SPLIT_MARGIN = 0.04; // each piece of a split is longer than this
-inline constexpr double MIN_CLIP_LENGTH = 0.1;   // what trims and roll cuts leave of a clip
+inline constexpr double MIN_CLIP_LENGTH = 0.1;   // no trim or roll cut makes a clip shorter
 inline constexpr double MIN_FADE = 0.05;         // a shorter fade is stored as none
 inline constexpr double CHANGE_THRESHOLD = 1e-6; // a move this small is no change
 inline constexpr double KEY_NUDGE = 5.0;         // one press of an arrow key
@@ -77,6 +77,7 @@ EditState& editState();
 EditHost& editHost();
 
 // For the opening of a video: no clips, no history, playhead 0, nothing edited, no video loaded.
+// A rename field belongs to the window: the caller closes it before, by commitRename(false).
 void emptyEdit();
 
 // When the engine has the video ready: one selected clip over all of it. A duration that can't be
@@ -94,7 +95,8 @@ void endGesture();
 // Of the open video; 1/30 s when its rate is unknown or not above 1.
 double frameDuration();
 
-// Moves engine and playhead to `seconds`, kept within the video. Nothing without engine or video.
+// Moves engine and playhead to `seconds`, kept within the video. Nothing without engine or video,
+// or for no number. All that moves the playhead of a loaded video goes through here.
 void seekTo(double seconds);
 
 // Makes the fades of each clip fit its length again, the fade-in first: after shortening to 0.3 s,

@@ -23,7 +23,12 @@ double fadeLength(double seconds, double room) {
 } // namespace
 
 double fadeRoom(const Segment& clip, bool isOut) {
-    return std::max(0.0, clipLength(clip) - (isOut ? clip.fadeIn : clip.fadeOut));
+    const double length = clipLength(clip);
+    if (isOut) return std::max(0.0, length - clip.fadeIn);
+    const double room = std::max(0.0, length - clip.fadeOut);
+    // Rounding up would leave the fade-out less than its length, and normalizeFades then shortens
+    // it, down to none if it was the shortest there is. One step down is more than the rounding.
+    return room > 0 && length - room < clip.fadeOut ? std::nextafter(room, 0.0) : room;
 }
 
 bool canFade(const Segment& clip, bool isOut) {
@@ -66,9 +71,9 @@ void toggleFadeOfSelectedClip(bool isOut) {
 // By to_chars, because printf's decimal point follows the locale.
 std::wstring formatFadeLength(double seconds) {
     std::array<char, 320> digits{}; // the longest double has 309 before the point
-    const auto [end, error] = std::to_chars(digits.data(), digits.data() + digits.size(), seconds,
-                                            std::chars_format::fixed, 1);
-    if (error != std::errc{}) return L"0.0 s";
+    char* const end = std::to_chars(digits.data(), digits.data() + digits.size(), seconds,
+                                    std::chars_format::fixed, 1)
+                          .ptr;
     return std::wstring(digits.data(), end) + L" s";
 }
 

@@ -15,7 +15,7 @@ inline constexpr double DEFAULT_FADE = 1.0; // what the toggles set
 // left is too short to fade, and says so.
 void setFade(std::int32_t i, bool isOut, double seconds);
 
-// What the other fade leaves of the clip.
+// What the other fade leaves of the clip: a fade this long and the other one fit together.
 double fadeRoom(const Segment& clip, bool isOut);
 bool canFade(const Segment& clip, bool isOut);
 

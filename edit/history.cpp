@@ -25,9 +25,7 @@ void restore(HistoryEntry&& entry) {
     state.clips = std::move(entry.clips);
     const std::int32_t last = static_cast<std::int32_t>(state.clips.size()) - 1;
     state.selectedClip = std::min(std::max(entry.selectedClip, 0), last);
-    // The playhead is part of the snapshot, so it comes back even if no engine is there to seek.
-    state.playhead = std::clamp(entry.playhead, 0.0, state.duration);
-    seekTo(state.playhead);
+    seekTo(entry.playhead);
 }
 
 HistoryMenuItem menuItem(const wchar_t* command, const std::vector<HistoryEntry>& stack,
@@ -42,8 +40,7 @@ HistoryMenuItem menuItem(const wchar_t* command, const std::vector<HistoryEntry>
 
 void pushHistory(const wchar_t* label) {
     EditState& state = editState();
-    state.undoStack.push_back(
-        {state.clips, state.selectedClip, state.playhead, label ? label : L""});
+    state.undoStack.push_back({state.clips, state.selectedClip, state.playhead, label});
     if (state.undoStack.size() > MAX_HISTORY) state.undoStack.erase(state.undoStack.begin());
     state.redoStack.clear();
     state.edited = true;

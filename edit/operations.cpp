@@ -86,8 +86,8 @@ std::optional<double> trimmedEdge(const ClipList& clips, double duration, std::i
     }
     const double previous = clip == clips.begin() ? 0 : (clip - 1)->end;
     const double edge = keptWithin(t, previous, clip->end - MIN_CLIP_LENGTH);
-    // A clip shorter than the minimum has no room to grow to it: its start would move into the
-    // clip before it, or before the source begins.
+    // The upper bound wins, and of a clip that has no room to grow to the minimum it lies in the
+    // clip before, or before the source begins. Clips never overlap, so such a start stays.
     return edge >= previous && edge < clip->end ? std::optional(edge) : std::nullopt;
 }
 
@@ -111,9 +111,9 @@ void trimClip(std::int32_t i, bool atEnd, double t) {
 
 void trimClipToHere(std::int32_t i, bool atEnd, double t) {
     EditState& state = editState();
-    if (!mayTrim(i) || !trimmedEdge(state.clips, state.duration, i, atEnd, t)) return;
+    if (!mayTrim(i) || std::isnan(t)) return;
     endGesture();
-    trimClip(i, atEnd, t);
+    trimClip(i, atEnd, t); // an edge that can't move is still gone to and told
     const double edge = edgeOf(i, atEnd);
     seekTo(edge);
     endGesture();

@@ -37,7 +37,7 @@ std::optional<double> trimmedEdge(const ClipList& clips, double duration, std::i
                                   bool atEnd, double t);
 
 // The trim items of a clip's menu: one trim that is a gesture of its own, with the playhead put on
-// the trimmed edge.
+// the trimmed edge, even when that edge can't go further.
 void trimClipToHere(std::int32_t i, bool atEnd, double t);
 
 } // namespace velkantrix

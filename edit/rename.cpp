@@ -64,6 +64,7 @@ void beginRename() {
         rename = {};
         return;
     }
+    if (!rename.open) return; // committed while it was being made: what that said stays
     state.statusText = L"Type a clip name — Enter saves, Tab next clip, Esc cancels";
     repaint();
 }
@@ -83,7 +84,7 @@ void commitRename(bool accept) {
 }
 
 void renameKey(RenameKey key) {
-    if (!renameState().open) return;
+    if (!renameState().open || renameState().committing) return;
     commitRename(key != RenameKey::Escape);
     if (key != RenameKey::Tab && key != RenameKey::ShiftTab) return;
     if (editState().exportBusy || editState().clips.size() < 2) return;

@@ -34,8 +34,10 @@ std::optional<double> rolledCut(const ClipList& clips, double duration, std::int
     const double low = std::max(-gap, left.start + MIN_CLIP_LENGTH);
     const double high = std::min(right.end - MIN_CLIP_LENGTH - gap, duration);
     const double cut = keptWithin(t, low, high);
-    // Two clips that are too short to share: the upper bound may leave nothing of the left one.
-    return cut > left.start && cut + gap < right.end ? std::optional(cut) : std::nullopt;
+    // Two clips that are too short to share: the upper bound keeps the right one's minimum, and the
+    // left one, which can't have its own, must not pay for it. It may still grow.
+    if (cut < left.start + MIN_CLIP_LENGTH && cut < left.end) return std::nullopt;
+    return cut;
 }
 
 void rollCut(std::int32_t i, double t) {
@@ -85,15 +87,16 @@ void dragCut(double t) {
 
 void endCutDrag() {
     EditState& state = editState();
-    if (!isCut(state.clips, state.rollCutIndex)) return;
+    if (state.exportBusy || !isCut(state.clips, state.rollCutIndex)) return;
     state.statusText = cutStatus(state.rollCutIndex);
     repaint();
 }
 
 void cancelGesture() {
-    if (editState().rollCutIndex < 0) return;
+    EditState& state = editState();
+    if (state.rollCutIndex < 0) return;
     endGesture();
-    editState().statusText = L"Ready";
+    if (!state.exportBusy) state.statusText = L"Ready"; // a job tells its progress there
     repaint();
 }
 

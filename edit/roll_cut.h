@@ -14,8 +14,8 @@
 namespace velkantrix {
 
 // rollCut(0, 11):  [A 0..10]  gap 2  [B 12..20]  ->  [A 0..11]  gap 2  [B 13..20]
-// The gap is removed material: it moves with the cut and keeps its length. Each clip keeps at least
-// MIN_CLIP_LENGTH.
+// The gap is removed material: it moves with the cut and keeps its length. No clip is made shorter
+// than MIN_CLIP_LENGTH; one that was shorter before may only grow.
 void rollCut(std::int32_t i, double t);
 
 // Where the end of clip i lands; nothing when it can't land anywhere.
@@ -26,12 +26,14 @@ std::optional<double> rolledCut(const ClipList& clips, double duration, std::int
 void rollNudge(double delta);
 
 // The mouse: pressed on cut i (playback pauses, the playhead goes to the cut), moved to time t,
-// released. After the release the cut stays selected for the keys.
+// released. After the release the cut stays selected for the keys. While a job runs a press, a move
+// or a release does nothing.
 void beginCutDrag(std::int32_t i);
 void dragCut(double t);
 void endCutDrag();
 
-// Esc: the cut is no longer selected. Nothing when none was.
+// Esc: the cut is no longer selected. Nothing when none was. Allowed while a job runs, whose status
+// text then stays.
 void cancelGesture();
 
 } // namespace velkantrix

@@ -58,6 +58,27 @@ TEST(ComPtr, PutReleasesFirst) {
     EXPECT_EQ(pointer->references, 1);
 }
 
+// How the platform's functions hand objects out: as void**.
+TEST(ComPtr, PutVoidIsTheSamePlace) {
+    Counted old, next;
+    auto pointer = ComPtr<Counted>::adopt(&old);
+    void** const place = pointer.putVoid();
+    EXPECT_EQ(old.references, 0);
+    EXPECT_FALSE(pointer);
+    *place = &next;
+    EXPECT_EQ(pointer.get(), &next);
+}
+
+TEST(ComPtr, NullIsNothingAndAssigningItReleases) {
+    const ComPtr<Counted> nothing = nullptr;
+    EXPECT_EQ(nothing.get(), nullptr);
+    Counted object;
+    auto pointer = ComPtr<Counted>::adopt(&object);
+    pointer = nullptr;
+    EXPECT_EQ(object.references, 0);
+    EXPECT_FALSE(pointer);
+}
+
 TEST(ComPtr, DetachGivesTheReferenceAway) {
     Counted object;
     auto pointer = ComPtr<Counted>::adopt(&object);

@@ -41,5 +41,17 @@ TEST(Lock, ReleasesAtTheEndOfItsScope) {
     if (free) mutex.unlock();
 }
 
+TEST(Mutex, AHeldOneCannotBeTakenByAnotherThread) {
+    Mutex mutex;
+    const Lock held(mutex);
+    bool taken = true;
+    std::thread([&] {
+        const bool mine = mutex.tryLock();
+        taken = mine;
+        if (mine) mutex.unlock();
+    }).join();
+    EXPECT_FALSE(taken);
+}
+
 } // namespace
 } // namespace velkantrix

@@ -18,11 +18,14 @@ TEST(SpanBoundaryTicks, TakesTheIntegerPartAfterAddingAHalf) {
     EXPECT_EQ(spanBoundaryTicks(0.00000014), 1);
     EXPECT_EQ(spanBoundaryTicks(0.00000016), 2);
     EXPECT_EQ(spanBoundaryTicks(2.5), 25'000'000);
+    EXPECT_EQ(spanBoundaryTicks(0.5e-7), 1);
 }
 
 TEST(SpanBoundaryTicks, BelowZeroItTruncatesTowardsZero) {
     EXPECT_EQ(spanBoundaryTicks(-0.00000007), 0);
+    EXPECT_EQ(spanBoundaryTicks(-0.00000014), 0);
     EXPECT_EQ(spanBoundaryTicks(-0.00000017), -1);
+    EXPECT_EQ(spanBoundaryTicks(-0.5e-7), 0);
     EXPECT_EQ(nearestTicks(-0.00000007), -1);
     EXPECT_EQ(nearestTicks(-0.00000017), -2);
 }
@@ -31,6 +34,12 @@ TEST(NearestTicks, RoundsToNearest) {
     EXPECT_EQ(nearestTicks(0.00000014), 1);
     EXPECT_EQ(nearestTicks(0.00000016), 2);
     EXPECT_EQ(nearestTicks(1.0 / 3), 3'333'333);
+}
+
+TEST(NearestTicks, HalvesGoAwayFromZero) {
+    ASSERT_EQ(0.5e-7 * 1e7, 0.5); // a half indeed
+    EXPECT_EQ(nearestTicks(0.5e-7), 1);
+    EXPECT_EQ(nearestTicks(-0.5e-7), -1);
 }
 
 TEST(TicksOfSeconds, TimesPastTheRangeStopAtItsEnd) {

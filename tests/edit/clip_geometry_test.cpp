@@ -20,9 +20,10 @@ TEST_F(ClipGeometryTest, ClipsCoverTheTrackInProportion) {
 
 TEST_F(ClipGeometryTest, EndsAreTruncatedToWholePixels) {
     const ClipList thirds{clip(0, 1), clip(1, 2), clip(2, 3)};
-    EXPECT_EQ(clipRect(thirds, {-7, 0, 93, 10}, 0), (PixelRect{-7, 0, 26, 10}));
-    EXPECT_EQ(clipRect(thirds, {-7, 0, 93, 10}, 1), (PixelRect{26, 0, 59, 10}));
-    EXPECT_EQ(clipRect(thirds, {-7, 0, 93, 10}, 2), (PixelRect{59, 0, 93, 10}));
+    // 33 and 66 pixels from the left edge: left of 0, cutting their sum instead would give -16.
+    EXPECT_EQ(clipRect(thirds, {-50, 0, 50, 10}, 0), (PixelRect{-50, 0, -17, 10}));
+    EXPECT_EQ(clipRect(thirds, {-50, 0, 50, 10}, 1), (PixelRect{-17, 0, 16, 10}));
+    EXPECT_EQ(clipRect(thirds, {-50, 0, 50, 10}, 2), (PixelRect{16, 0, 50, 10}));
 }
 
 TEST_F(ClipGeometryTest, AllRectsAtOnceAreTheSame) {
@@ -126,6 +127,10 @@ TEST_F(ClipGeometryTest, LengthsRoundToTheNearestPixel) {
     EXPECT_EQ(scaledPixels(1, 143), 1); // 1.49
     EXPECT_EQ(scaledPixels(-6, 120), -8);
     EXPECT_EQ(scaledPixels(6, 0), 0);
+    EXPECT_EQ(scaledPixels(HIGHEST, 96), HIGHEST);
+    EXPECT_EQ(scaledPixels(HIGHEST, 192), HIGHEST);
+    EXPECT_EQ(scaledPixels(LOWEST, 96), LOWEST);
+    EXPECT_EQ(scaledPixels(LOWEST, HIGHEST), LOWEST);
 }
 
 } // namespace

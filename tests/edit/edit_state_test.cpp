@@ -25,16 +25,6 @@ TEST_F(EditStateTest, WithoutAVideoThereIsNothing) {
     EXPECT_FALSE(fresh.exportBusy);
 }
 
-TEST_F(EditStateTest, TheLimitsAreTheAgreedOnes) {
-    EXPECT_EQ(MIN_SPLIT_MARGIN, 0.04);
-    EXPECT_EQ(MIN_CLIP_LENGTH, 0.1);
-    EXPECT_EQ(MIN_FADE, 0.05);
-    EXPECT_EQ(CHANGE_THRESHOLD, 1e-6);
-    EXPECT_EQ(DEFAULT_FADE, 1.0);
-    EXPECT_EQ(KEY_NUDGE, 5.0);
-    EXPECT_EQ(MAX_HISTORY, 50u);
-}
-
 TEST_F(EditStateTest, AStartedEditIsOneSelectedClipOverTheWholeVideo) {
     startEdit(12.5);
     EXPECT_EQ(state.duration, 12.5);
@@ -99,6 +89,12 @@ TEST_F(EditStateTest, HasEditsComparesWithTheWholeVideo) {
     }
 }
 
+TEST_F(EditStateTest, MissingExactlyTheToleranceIsAnEdit) {
+    EXPECT_TRUE(hasEdits(ClipList{clip(0, 0)}, 0.05));
+    EXPECT_TRUE(hasEdits(ClipList{clip(0, 0.05)}, 0));
+    EXPECT_FALSE(hasEdits(ClipList{clip(0, 0)}, std::nextafter(0.05, 0.0)));
+}
+
 TEST_F(EditStateTest, WithoutAVideoNothingIsEdited) {
     state.clips = {clip(0, 5), clip(6, 7)};
     state.duration = 20;
@@ -156,6 +152,14 @@ TEST_F(EditStateTest, SeekToNoNumberDoesNothing) {
     expectNothingHappens([&] { seekTo(NOT_A_NUMBER); });
 }
 
+TEST_F(EditStateTest, SeekToWorksWhileAJobRuns) {
+    load(20, {clip(0, 20)});
+    state.exportBusy = true;
+    seekTo(3);
+    EXPECT_EQ(state.playhead, 3);
+    EXPECT_THAT(recorder.calls, ElementsAre("seek 3", "dim 1", "repaint"));
+}
+
 TEST_F(EditStateTest, SeekToWithoutEngineOrVideoDoesNothing) {
     load(20, {clip(0, 20)});
     recorder.engine = false;
@@ -186,11 +190,18 @@ TEST_F(EditStateTest, NormalizeFadesFitsTheFadeInFirst) {
         double fadeOut;
     };
     const Row rows[] = {
-        {clip(0, 0.5, 0.3, 0.3), 0.3, 0.2}, {clip(0, 1, 0.049, 0.05), 0, 0.05},
-        {clip(0, 1, 0.05, 0.049), 0.05, 0}, {clip(0, 1, -1, -2), 0, 0},
-        {clip(0, 1, 5, 5), 1, 0},           {clip(0, 1, 0, 5), 0, 1},
-        {clip(0, 1, 0.98, 1), 0.98, 0},     {clip(0, 1, NOT_A_NUMBER, NOT_A_NUMBER), 0, 0},
-        {clip(0, 1, INF, INF), 1, 0},       {clip(0, 1, 0.25, 0.75), 0.25, 0.75},
+        {clip(0, 0.5, 0.3, 0.3), 0.3, 0.2},
+        {clip(0, 1, 0.049, 0.05), 0, 0.05},
+        {clip(0, 1, 0.05, 0.049), 0.05, 0},
+        {clip(0, 1, -1, -2), 0, 0},
+        {clip(0, 1, 5, 5), 1, 0},
+        {clip(0, 1, 0, 5), 0, 1},
+        // Too short a fade-in still takes its room before it goes.
+        {clip(0, 1, 0.04, 1), 0, 0.96},
+        {clip(0, 1, 0.98, 1), 0.98, 0},
+        {clip(0, 1, NOT_A_NUMBER, NOT_A_NUMBER), 0, 0},
+        {clip(0, 1, INF, INF), 1, 0},
+        {clip(0, 1, 0.25, 0.75), 0.25, 0.75},
     };
     for (const Row& row : rows) {
         ClipList clips{row.before};

@@ -82,6 +82,36 @@ TEST_F(SetFade, WithoutRoomTheClipIsTooShort) {
     EXPECT_EQ(state.statusText, L"This clip is too short to fade");
 }
 
+TEST_F(SetFade, RemovingAFadeWithoutRoomSaysSoTooAndSelectsNothing) {
+    load(20, {clip(0, 2), clip(3, 3.045)});
+    setFade(1, false, 0);
+    EXPECT_EQ(state.statusText, L"This clip is too short to fade");
+    EXPECT_EQ(state.selectedClip, 0);
+    EXPECT_TRUE(state.undoStack.empty());
+}
+
+// 79.128 - 76.377 - 0.05 is rounded up: a fade-in of that length would leave less than 0.05.
+TEST_F(SetFade, ALongestFadeInLeavesTheFadeOutItsLength) {
+    load(100, {clip(76.377, 79.128, 0, 0.05)});
+    ASSERT_LT(clipLength(state.clips[0]) - (clipLength(state.clips[0]) - 0.05), 0.05);
+    setFade(0, false, 9);
+    EXPECT_NEAR(state.clips[0].fadeIn, 2.701, 1e-12);
+    const ClipList before = state.clips;
+    normalizeFades();
+    EXPECT_EQ(state.clips, before);
+    EXPECT_EQ(state.clips[0].fadeOut, 0.05);
+}
+
+TEST_F(SetFade, TheRunningGestureGoesOn) {
+    load(20, {clip(0, 10), clip(10, 20)});
+    state.rollCutIndex = 0;
+    state.gestureRecorded = true;
+    setFade(1, false, 2);
+    EXPECT_EQ(state.undoStack.size(), 1u);
+    EXPECT_EQ(state.rollCutIndex, 0);
+    EXPECT_TRUE(state.gestureRecorded);
+}
+
 TEST_F(SetFade, NoChangeIsSilent) {
     load(20, {clip(0, 10, 1, 0)});
     expectNothingHappens([] { setFade(0, false, 1); });
@@ -168,9 +198,10 @@ TEST_F(FadePreview, RampsWithinTheFades) {
         double playhead;
         double gain;
     };
-    for (const Row& row : {Row{9.98, 1}, Row{9.995, 0}, Row{10, 0}, Row{10.5, 0.25}, Row{11, 0.5},
-                           Row{12, 1}, Row{14, 1}, Row{16, 1}, Row{18, 0.5}, Row{19, 0.25},
-                           Row{20, 0}, Row{20.005, 0}, Row{20.02, 1}, Row{0, 1}}) {
+    for (const Row& row :
+         {Row{9.98, 1}, Row{9.989, 1}, Row{9.991, 0}, Row{20.009, 0}, Row{20.011, 1}, Row{9.995, 0},
+          Row{10, 0}, Row{10.5, 0.25}, Row{11, 0.5}, Row{12, 1}, Row{14, 1}, Row{16, 1},
+          Row{18, 0.5}, Row{19, 0.25}, Row{20, 0}, Row{20.005, 0}, Row{20.02, 1}, Row{0, 1}}) {
         load(30, {clip(0, 8, 4, 4), clip(10, 20, 2, 4)});
         state.selectedClip = 1;
         state.playhead = row.playhead;

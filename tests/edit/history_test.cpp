@@ -25,14 +25,6 @@ TEST_F(HistoryTest, APushKeepsTheWholeStateAndSetsEdited) {
     EXPECT_TRUE(state.edited);
 }
 
-TEST_F(HistoryTest, AMissingLabelReadsAsNone) {
-    load(20, {clip(0, 20)});
-    pushHistory(nullptr);
-    EXPECT_EQ(undoMenuItem(), (HistoryMenuItem{L"&Undo \tCtrl+Z", true}));
-    undo();
-    EXPECT_EQ(state.statusText, L"Undid  — Ctrl+Y to redo");
-}
-
 TEST_F(HistoryTest, AfterSixtyEditsTheLastFiftyCanBeUndone) {
     load(100, {clip(0, 100)});
     for (int i = 1; i <= 60; ++i) {
@@ -74,21 +66,29 @@ TEST_F(HistoryTest, UndoRestoresListSelectionAndPlayhead) {
     EXPECT_EQ(state.statusText, L"Undid split — Ctrl+Y to redo");
 }
 
-TEST_F(HistoryTest, UndoSeeksThenWritesTheStatusThenRefreshes) {
-    load(20, {clip(0, 20)});
+TEST_F(HistoryTest, UndoRestoresThenSeeksThenWritesTheStatusThenRefreshes) {
+    load(20, {clip(0, 8), clip(9, 20)});
+    state.selectedClip = 1;
     state.playhead = 4;
     pushHistory(L"fade in");
+    state.clips = {clip(0, 3)};
+    state.selectedClip = 0;
     state.statusText = L"before";
     undo();
     EXPECT_THAT(recorder.calls, ElementsAre("seek 4", "dim 1", "repaint", "refreshUi"));
-    EXPECT_EQ(recorder.during("seek 4").statusText, L"before");
+    const EditState seeking = recorder.during("seek 4");
+    EXPECT_EQ(seeking.clips, (ClipList{clip(0, 8), clip(9, 20)}));
+    EXPECT_EQ(seeking.selectedClip, 1);
+    EXPECT_EQ(seeking.statusText, L"before");
     EXPECT_EQ(recorder.during("refreshUi").statusText, L"Undid fade in — Ctrl+Y to redo");
 }
 
 TEST_F(HistoryTest, RedoRestoresWhatUndoTook) {
     load(20, {clip(0, 8), clip(9, 20)});
+    state.selectedClip = 1;
     pushHistory(L"remove clip");
     state.clips = {clip(9, 20)};
+    state.selectedClip = 0;
     state.playhead = 12;
     undo();
     state.edited = false;
@@ -104,6 +104,11 @@ TEST_F(HistoryTest, RedoRestoresWhatUndoTook) {
     EXPECT_EQ(state.undoStack[0].label, std::wstring(L"remove clip"));
     EXPECT_FALSE(state.edited);
     EXPECT_THAT(recorder.calls, ElementsAre("seek 12", "dim 1", "repaint", "refreshUi"));
+    const EditState seeking = recorder.during("seek 12");
+    EXPECT_EQ(seeking.clips, ClipList{clip(9, 20)});
+    EXPECT_EQ(seeking.selectedClip, 0);
+    EXPECT_EQ(seeking.statusText, L"Undid remove clip — Ctrl+Y to redo");
+    EXPECT_TRUE(recorder.during("refreshUi") == state);
 }
 
 TEST_F(HistoryTest, RedoKeepsTheOtherStepsToRedoAndDoesNotTrim) {
@@ -174,16 +179,25 @@ TEST_F(HistoryTest, ARestoredPlayheadIsKeptWithinTheVideo) {
     EXPECT_EQ(state.playhead, 0);
 }
 
-TEST_F(HistoryTest, ThePlayheadComesBackEvenWithoutAnEngine) {
+TEST_F(HistoryTest, RedoKeepsSelectionAndPlayheadWithinTheVideo) {
     load(20, {clip(0, 20)});
-    editHost() = {};
-    state.playhead = 4;
-    pushHistory(L"trim");
-    state.playhead = 8;
-    undo();
-    EXPECT_EQ(state.playhead, 4);
+    state.redoStack.push_back({{clip(0, 4), clip(5, 20)}, 7, 25, L"split"});
     redo();
-    EXPECT_EQ(state.playhead, 8);
+    EXPECT_EQ(state.selectedClip, 1);
+    EXPECT_EQ(state.playhead, 20);
+    state.redoStack.push_back({{clip(0, 4), clip(5, 20)}, -3, -2, L"split"});
+    redo();
+    EXPECT_EQ(state.selectedClip, 0);
+    EXPECT_EQ(state.playhead, 0);
+}
+
+TEST_F(HistoryTest, APlayheadThatIsNoNumberIsNotRestored) {
+    load(20, {clip(0, 20)});
+    state.playhead = 7;
+    state.undoStack.push_back({{clip(0, 4)}, 0, NOT_A_NUMBER, L"split"});
+    undo();
+    EXPECT_EQ(state.clips, ClipList{clip(0, 4)});
+    EXPECT_EQ(state.playhead, 7);
 }
 
 TEST_F(HistoryTest, WhileAJobRunsThereIsNoUndoAndNoRedo) {

@@ -8,6 +8,12 @@ namespace {
 
 using testing::ElementsAre;
 
+// What only an operation that happens may end.
+void startGesture() {
+    editState().rollCutIndex = 0;
+    editState().gestureRecorded = true;
+}
+
 class SplitClip : public EditTest {};
 
 TEST_F(SplitClip, LeavesTheFadeInLeftTheFadeOutRightAndTheNameOnBoth) {
@@ -28,8 +34,7 @@ TEST_F(SplitClip, InsertsBehindTheClip) {
 
 TEST_F(SplitClip, RecordsThenChangesThenRefreshes) {
     load(20, {clip(0, 20)});
-    state.rollCutIndex = 0;
-    state.gestureRecorded = true;
+    startGesture();
     const ClipList before = state.clips;
     splitClip(0, 8);
     EXPECT_EQ(state.rollCutIndex, -1);
@@ -63,6 +68,7 @@ TEST_F(SplitClip, FortyMillisecondsFromEitherEdgeDoesNothing) {
           Row{9.96, false}, Row{9.959, true}, Row{9.98, false}, Row{10, false}, Row{11, false},
           Row{-INF, false}, Row{INF, false}, Row{NOT_A_NUMBER, false}}) {
         load(20, {clip(2, 10)});
+        startGesture();
         if (row.splits) {
             splitClip(0, row.t);
             EXPECT_EQ(state.clips.size(), 2u) << row.t;
@@ -74,6 +80,7 @@ TEST_F(SplitClip, FortyMillisecondsFromEitherEdgeDoesNothing) {
 
 TEST_F(SplitClip, WhereThereIsNoClipNothingHappens) {
     load(20, {clip(0, 20)});
+    startGesture();
     for (const std::int32_t i : {-1, 1, LOWEST, HIGHEST}) {
         expectNothingHappens([&] { splitClip(i, 10); });
     }
@@ -81,6 +88,7 @@ TEST_F(SplitClip, WhereThereIsNoClipNothingHappens) {
 
 TEST_F(SplitClip, WhileAJobRunsOrWithoutAVideoNothingHappens) {
     load(20, {clip(0, 20)});
+    startGesture();
     state.exportBusy = true;
     expectNothingHappens([] { splitClip(0, 10); });
     state.exportBusy = false;
@@ -107,6 +115,7 @@ TEST_F(SplitAtPlayhead, SplitsTheClipUnderIt) {
 
 TEST_F(SplitAtPlayhead, NearACutOrInAGapDoesNothing) {
     load(20, {clip(0, 5), clip(5, 10), clip(12, 20)});
+    startGesture();
     for (const double playhead : {0.0, 4.97, 5.0, 5.03, 11.0, 20.0}) {
         state.playhead = playhead;
         expectNothingHappens([] { splitAtPlayhead(); });
@@ -155,28 +164,34 @@ TEST_F(RemoveClip, APlayheadInsideGoesToTheClipThenSelected) {
 
 TEST_F(RemoveClip, RecordsThenChangesThenSeeksThenRefreshes) {
     load(20, {clip(0, 4), clip(5, 20)});
-    state.rollCutIndex = 0;
-    state.gestureRecorded = true;
+    startGesture();
+    state.selectedClip = 1;
+    state.playhead = 6;
     const ClipList before = state.clips;
     removeSelectedClip();
     EXPECT_EQ(state.rollCutIndex, -1);
     EXPECT_FALSE(state.gestureRecorded);
     ASSERT_EQ(state.undoStack.size(), 1u);
     EXPECT_EQ(state.undoStack[0].clips, before);
+    EXPECT_EQ(state.undoStack[0].selectedClip, 1);
+    EXPECT_EQ(state.undoStack[0].playhead, 6);
     EXPECT_EQ(state.undoStack[0].label, std::wstring(L"remove clip"));
-    EXPECT_THAT(recorder.calls, ElementsAre("seek 5", "dim 1", "repaint", "refreshUi"));
-    EXPECT_EQ(recorder.during("seek 5").clips, ClipList{clip(5, 20)});
-    EXPECT_EQ(recorder.during("seek 5").statusText, L"");
+    EXPECT_THAT(recorder.calls, ElementsAre("seek 0", "dim 1", "repaint", "refreshUi"));
+    EXPECT_EQ(recorder.during("seek 0").clips, ClipList{clip(0, 4)});
+    EXPECT_EQ(recorder.during("seek 0").selectedClip, 0);
+    EXPECT_EQ(recorder.during("seek 0").statusText, L"");
     EXPECT_TRUE(recorder.during("refreshUi") == state);
 }
 
 TEST_F(RemoveClip, TheOnlyOneStays) {
     load(20, {clip(0, 20)});
+    startGesture();
     expectNothingHappens([] { removeSelectedClip(); });
 }
 
 TEST_F(RemoveClip, WithoutASelectionNothingHappens) {
     load(20, {clip(0, 4), clip(5, 20)});
+    startGesture();
     for (const std::int32_t i : {-1, 2, LOWEST, HIGHEST}) {
         state.selectedClip = i;
         expectNothingHappens([] { removeSelectedClip(); });
@@ -185,8 +200,8 @@ TEST_F(RemoveClip, WithoutASelectionNothingHappens) {
 
 TEST_F(RemoveClip, WhileAJobRunsNothingHappens) {
     load(20, {clip(0, 4), clip(5, 20)});
+    startGesture();
     state.exportBusy = true;
-    state.gestureRecorded = true;
     expectNothingHappens([] { removeSelectedClip(); });
 }
 
@@ -238,12 +253,13 @@ TEST_F(TrimClip, ShortensFadesWithTheClip) {
 }
 
 TEST_F(TrimClip, RecordsOncePerGesture) {
-    load(20, {clip(0, 10)});
-    trimClip(0, true, 9);
-    trimClip(0, true, 8);
-    trimClip(0, false, 1);
+    load(20, {clip(0, 3), clip(4, 10)});
+    trimClip(1, true, 9);
+    trimClip(1, true, 8);
+    trimClip(1, false, 5);
     ASSERT_EQ(state.undoStack.size(), 1u);
-    EXPECT_EQ(state.undoStack[0].clips, ClipList{clip(0, 10)});
+    EXPECT_EQ(state.undoStack[0].clips, (ClipList{clip(0, 3), clip(4, 10)}));
+    EXPECT_EQ(state.undoStack[0].selectedClip, 0);
     EXPECT_EQ(state.undoStack[0].label, std::wstring(L"trim"));
     EXPECT_TRUE(state.gestureRecorded);
     EXPECT_TRUE(state.edited);
@@ -314,9 +330,20 @@ TEST_F(TrimClipToHere, TrimsSeeksToTheEdgeAndTells) {
     EXPECT_EQ(state.selectedClip, 1);
     EXPECT_EQ(state.statusText, L"Clip 2 start trimmed to 00:06.500 — Ctrl+Z to undo");
     EXPECT_THAT(recorder.calls, ElementsAre("repaint", "seek 6.5", "dim 1", "repaint", "repaint"));
+    EXPECT_TRUE(recorder.during("repaint") == state);
     trimClipToHere(0, true, 99);
     EXPECT_EQ(state.clips[0], clip(0, 6.5));
     EXPECT_EQ(state.statusText, L"Clip 1 end trimmed to 00:06.500 — Ctrl+Z to undo");
+}
+
+TEST_F(TrimClipToHere, SeeksToWhereTheEdgeLandedNotToWhereItWasAsked) {
+    load(20, {clip(0, 4), clip(5, 9)});
+    state.playhead = 15;
+    trimClipToHere(1, false, 2);
+    EXPECT_EQ(state.clips[1], clip(4, 9));
+    EXPECT_EQ(state.playhead, 4);
+    EXPECT_EQ(state.statusText, L"Clip 2 start trimmed to 00:04.000 — Ctrl+Z to undo");
+    EXPECT_THAT(recorder.calls, ElementsAre("repaint", "seek 4", "dim 1", "repaint", "repaint"));
 }
 
 TEST_F(TrimClipToHere, EachIsAHistoryEntryOfItsOwn) {
@@ -339,10 +366,27 @@ TEST_F(TrimClipToHere, OntoTheEdgeItselfRecordsNothingButStillSeeks) {
     EXPECT_EQ(state.statusText, L"Clip 1 end trimmed to 00:10.000 — Ctrl+Z to undo");
 }
 
-TEST_F(TrimClipToHere, WhatCannotBeTrimmedIsLeftAlone) {
-    load(20, {clip(0, 5), clip(5, 5.05), clip(6, 20)});
-    state.gestureRecorded = true;
-    expectNothingHappens([] { trimClipToHere(1, false, 4); });
+// In doubles, 2.006 - 0.1 is less than 1.906: by a hair, this clip has no room.
+TEST_F(TrimClipToHere, AnEdgeThatCannotMoveIsStillGoneToAndTold) {
+    for (const Segment& minimal : {clip(1.906, 2.006), clip(1.906, 1.96)}) {
+        ASSERT_LT(minimal.end - 0.1, minimal.start);
+        load(20, {clip(0, 1.906), minimal, clip(6, 20)});
+        const ClipList before = state.clips;
+        startGesture();
+        trimClipToHere(1, false, 1);
+        EXPECT_EQ(state.clips, before);
+        EXPECT_TRUE(state.undoStack.empty());
+        EXPECT_EQ(state.rollCutIndex, -1);
+        EXPECT_FALSE(state.gestureRecorded);
+        EXPECT_EQ(state.playhead, 1.906);
+        EXPECT_EQ(state.statusText, L"Clip 2 start trimmed to 00:01.906 — Ctrl+Z to undo");
+        EXPECT_THAT(recorder.calls, ElementsAre("seek 1.906", "dim 1", "repaint", "repaint"));
+    }
+}
+
+TEST_F(TrimClipToHere, BadArgumentsDoNothing) {
+    load(20, {clip(0, 5), clip(5, 9), clip(10, 20)});
+    startGesture();
     expectNothingHappens([&] { trimClipToHere(0, true, NOT_A_NUMBER); });
     for (const std::int32_t i : {-1, 3, LOWEST, HIGHEST}) {
         expectNothingHappens([&] { trimClipToHere(i, true, 1); });

@@ -18,16 +18,24 @@ protected:
     void expectClosed() const { EXPECT_EQ(renameState(), RenameState{}); }
 };
 
-TEST_F(Rename, TheFieldTakesSixtyFourCharacters) {
-    EXPECT_EQ(RENAME_FIELD_LIMIT, 64);
-}
-
 TEST_F(Rename, OpensOverTheSelectedClipWithItsName) {
     beginRename();
     EXPECT_EQ(renameState(), (RenameState{true, false, 1}));
     EXPECT_EQ(recorder.prefilled, L"intro");
     EXPECT_EQ(state.statusText, L"Type a clip name — Enter saves, Tab next clip, Esc cancels");
     EXPECT_THAT(recorder.calls, ElementsAre("open 1", "repaint"));
+    EXPECT_TRUE(recorder.during("repaint") == state);
+}
+
+TEST_F(Rename, AFieldThatClosesWhileItIsMadeKeepsTheStatusOfItsCommit) {
+    recorder.typed = L"other";
+    editHost().openRenameField = [](std::int32_t, const std::wstring&) {
+        commitRename(true);
+        return true;
+    };
+    beginRename();
+    EXPECT_EQ(state.statusText, L"Clip renamed — Ctrl+Z to undo");
+    expectClosed();
 }
 
 TEST_F(Rename, ADefaultLabelIsNotPrefilled) {
@@ -91,6 +99,27 @@ TEST_F(Rename, AcceptingGivesTheNameWithoutTheSpaceAroundIt) {
     expectClosed();
 }
 
+TEST_F(Rename, TheClipItWasOpenedForGetsTheNameWhateverIsSelectedThen) {
+    beginRename();
+    state.selectedClip = 2;
+    recorder.typed = L"other";
+    commitRename(true);
+    EXPECT_EQ(state.clips[1].name, L"other");
+    EXPECT_EQ(state.clips[2].name, L"");
+    EXPECT_EQ(state.selectedClip, 2);
+}
+
+TEST_F(Rename, TheRunningGestureGoesOn) {
+    state.rollCutIndex = 0;
+    state.gestureRecorded = true;
+    beginRename();
+    recorder.typed = L"other";
+    commitRename(true);
+    EXPECT_EQ(state.clips[1].name, L"other");
+    EXPECT_EQ(state.rollCutIndex, 0);
+    EXPECT_TRUE(state.gestureRecorded);
+}
+
 TEST_F(Rename, WhiteSpaceAloneClearsTheName) {
     beginRename();
     recorder.typed = L"   ";
@@ -133,11 +162,25 @@ TEST_F(Rename, CancellingKeepsTheName) {
     beginRename();
     recorder.typed = L"other";
     recorder.forget();
+    state.statusText = L"before";
     commitRename(false);
     EXPECT_EQ(state.clips[1].name, L"intro");
+    EXPECT_EQ(state.statusText, L"before");
     EXPECT_TRUE(state.undoStack.empty());
     EXPECT_THAT(recorder.calls, ElementsAre("destroy", "focus", "repaint"));
     expectClosed();
+}
+
+TEST_F(Rename, TheTargetIsForgottenBeforeTheFocusReturns) {
+    for (const bool accept : {false, true}) {
+        beginRename();
+        std::int32_t target = 99;
+        editHost().focusMainWindow = [&target] {
+            target = renameState().target;
+        };
+        commitRename(accept);
+        EXPECT_EQ(target, -1) << accept;
+    }
 }
 
 TEST_F(Rename, WithoutAFieldThereIsNothingToCommit) {
@@ -164,6 +207,19 @@ TEST_F(Rename, ACommitWithinACommitIsIgnored) {
     EXPECT_EQ(state.clips[1].name, L"intro");
     EXPECT_THAT(recorder.calls, ElementsAre("destroy", "focus", "repaint"));
     expectClosed();
+}
+
+TEST_F(Rename, AKeyWithinACommitIsIgnored) {
+    for (const RenameKey key :
+         {RenameKey::Enter, RenameKey::Escape, RenameKey::Tab, RenameKey::ShiftTab}) {
+        beginRename();
+        editHost().destroyRenameField = [key] {
+            renameKey(key);
+        };
+        commitRename(true);
+        EXPECT_EQ(state.selectedClip, 1) << static_cast<int>(key);
+        expectClosed();
+    }
 }
 
 TEST_F(Rename, TheFieldDoesNotComeBackWhileItCloses) {

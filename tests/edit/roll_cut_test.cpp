@@ -40,6 +40,11 @@ TEST_F(RollCut, TheLeftEndNeverPassesTheDuration) {
     EXPECT_EQ(rolledCut({clip(0, 10), clip(10, 30)}, 20, 0, 25), 20);
 }
 
+TEST_F(RollCut, ARightClipThatOverlapsNeverStartsBeforeTheSource) {
+    // Its start is 3 before the cut, so the cut stops at 3.
+    EXPECT_EQ(rolledCut({clip(0, 8), clip(5, 20)}, 20, 0, 1), 3);
+}
+
 TEST_F(RollCut, LeavesTheOtherClipsAlone) {
     load(30, {clip(0, 4), clip(4, 9), clip(10, 20), clip(20, 30)});
     rollCut(1, 6);
@@ -64,12 +69,13 @@ TEST_F(RollCut, ShortensFadesOfBothClips) {
 }
 
 TEST_F(RollCut, RecordsOncePerGesture) {
-    load(20, {clip(0, 10), clip(12, 20)});
-    rollCut(0, 11);
-    rollCut(0, 12);
-    rollCut(0, 13);
+    load(20, {clip(0, 4), clip(5, 10), clip(12, 20)});
+    rollCut(1, 11);
+    rollCut(1, 12);
+    rollCut(1, 13);
     ASSERT_EQ(state.undoStack.size(), 1u);
-    EXPECT_EQ(state.undoStack[0].clips, (ClipList{clip(0, 10), clip(12, 20)}));
+    EXPECT_EQ(state.undoStack[0].clips, (ClipList{clip(0, 4), clip(5, 10), clip(12, 20)}));
+    EXPECT_EQ(state.undoStack[0].selectedClip, 0);
     EXPECT_EQ(state.undoStack[0].label, std::wstring(L"roll cut"));
     EXPECT_TRUE(state.gestureRecorded);
     EXPECT_TRUE(state.edited);
@@ -83,17 +89,27 @@ TEST_F(RollCut, AMoveOfAMicrosecondIsNoChange) {
     EXPECT_EQ(state.undoStack.size(), 1u);
 }
 
-TEST_F(RollCut, ClipsTooShortToShareGiveTheRightOneItsMinimum) {
-    load(20, {clip(0, 0.08), clip(0.08, 0.16)});
-    rollCut(0, 0.07);
-    EXPECT_DOUBLE_EQ(state.clips[0].end, 0.06);
-    EXPECT_DOUBLE_EQ(state.clips[1].start, 0.06);
+TEST_F(RollCut, OfClipsTooShortToShareTheLeftOneGrowsToTheRightOnesMinimum) {
+    for (const double t : {-INF, -1.0, 0.02, 0.07, 0.09, 1.0, INF}) {
+        load(20, {clip(0, 0.05), clip(1.05, 1.18)});
+        rollCut(0, t);
+        EXPECT_NEAR(state.clips[0].end, 0.08, 1e-12) << t;
+        EXPECT_NEAR(state.clips[1].start, 1.08, 1e-12) << t;
+        EXPECT_EQ(state.undoStack.size(), 1u) << t;
+    }
 }
 
-TEST_F(RollCut, ACutThatWouldLeaveNothingOfTheLeftClipStays) {
-    load(20, {clip(1, 1.05), clip(1.05, 1.1), clip(2, 3)});
-    for (const double t : {0.5, 1.02, 1.07, 2.0, INF, -INF}) {
-        expectNothingHappens([&] { rollCut(0, t); });
+TEST_F(RollCut, OfClipsTooShortToShareTheLeftOneNeverPays) {
+    const ClipList lists[] = {
+        {clip(0, 0.13), clip(0.13, 0.18)},            // 0.08 would be left of it
+        {clip(0, 0.06), clip(0.06, 0.1001)},          // next to nothing
+        {clip(1, 1.05), clip(1.05, 1.1), clip(2, 3)}, // nothing at all
+    };
+    for (const ClipList& clips : lists) {
+        load(20, clips);
+        for (const double t : {0.0, 0.05, 0.08, 0.15, 0.5, 1.02, 1.07, 2.0, INF, -INF}) {
+            expectNothingHappens([&] { rollCut(0, t); });
+        }
     }
 }
 
@@ -105,6 +121,7 @@ TEST_F(RollCut, BadArgumentsDoNothing) {
     }
     state.exportBusy = true;
     expectNothingHappens([] { rollCut(0, 11); });
+    state.exportBusy = false;
     startEdit(20);
     expectNothingHappens([] { rollCut(0, 11); });
     emptyEdit();
@@ -175,7 +192,11 @@ TEST_F(CutDrag, APressSelectsTheCutPausesAndGoesThere) {
     EXPECT_EQ(state.statusText,
               L"Cut 2–3 — drag to move   ·   ← → 5 s   ·   , . frame   ·   Esc done");
     EXPECT_THAT(recorder.calls, ElementsAre("pause", "seek 10", "dim 1", "repaint", "repaint"));
-    EXPECT_EQ(recorder.during("pause").rollCutIndex, 1);
+    for (const char* call : {"pause", "seek 10"}) {
+        EXPECT_EQ(recorder.during(call).rollCutIndex, 1) << call;
+        EXPECT_EQ(recorder.during(call).selectedClip, 1) << call;
+    }
+    EXPECT_TRUE(recorder.during("repaint") == state);
     EXPECT_TRUE(state.undoStack.empty());
 }
 
@@ -225,6 +246,7 @@ TEST_F(CutDrag, TheReleaseTellsWhereTheCutIs) {
     endCutDrag();
     EXPECT_EQ(state.statusText, L"Cut 1–2  00:10.000   ·   ← → 5 s   ·   , . frame   ·   Esc done");
     EXPECT_THAT(recorder.calls, ElementsAre("repaint"));
+    EXPECT_TRUE(recorder.during("repaint") == state);
 }
 
 TEST_F(CutDrag, EscapeEndsTheMode) {
@@ -238,7 +260,22 @@ TEST_F(CutDrag, EscapeEndsTheMode) {
     EXPECT_EQ(state.statusText, L"Ready");
     EXPECT_EQ(state.clips[0].end, 11); // what was dragged stays
     EXPECT_THAT(recorder.calls, ElementsAre("repaint"));
+    EXPECT_TRUE(recorder.during("repaint") == state);
     expectNothingHappens([] { cancelGesture(); });
+}
+
+TEST_F(CutDrag, WhileAJobRunsItsStatusStays) {
+    load(20, {clip(0, 10), clip(12, 20)});
+    beginCutDrag(0);
+    dragCut(11);
+    state.exportBusy = true;
+    state.statusText = L"12 %";
+    expectNothingHappens([] { endCutDrag(); });
+    cancelGesture();
+    EXPECT_EQ(state.rollCutIndex, -1);
+    EXPECT_FALSE(state.gestureRecorded);
+    EXPECT_EQ(state.statusText, L"12 %");
+    EXPECT_THAT(recorder.calls, ElementsAre("repaint"));
 }
 
 TEST_F(CutDrag, BadPressesDoNothing) {

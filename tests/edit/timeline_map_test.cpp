@@ -70,6 +70,8 @@ TEST_F(TimelineMapTest, WithoutClipsThereIsNowhereToGo) {
     EXPECT_EQ(editedToSource(3, index), 0);
     EXPECT_EQ(index, -1);
     EXPECT_EQ(sourceToEdited(3), 0);
+    state.selectedClip = 0; // to be left alone
+    state.playhead = 2;
     expectNothingHappens([] { seekToEdited(3); });
 }
 
@@ -80,6 +82,22 @@ TEST_F(TimelineMapTest, SeekToEditedSelectsTheClipAndSeeks) {
     EXPECT_EQ(state.playhead, 10);
     EXPECT_THAT(recorder.calls, ElementsAre("seek 10", "dim 1", "repaint"));
     EXPECT_EQ(recorder.during("seek 10").selectedClip, 2);
+}
+
+TEST_F(TimelineMapTest, SeekToEditedSelectsTheClipEvenWithoutAnEngine) {
+    load(20, CLIPS);
+    recorder.engine = false;
+    seekToEdited(5);
+    EXPECT_EQ(state.selectedClip, 2);
+    EXPECT_EQ(state.playhead, 0);
+}
+
+TEST_F(TimelineMapTest, SeekToEditedWorksWhileAJobRuns) {
+    load(20, CLIPS);
+    state.exportBusy = true;
+    seekToEdited(5);
+    EXPECT_EQ(state.selectedClip, 2);
+    EXPECT_EQ(state.playhead, 10);
 }
 
 TEST_F(TimelineMapTest, SeekToNoEditedTimeDoesNothing) {

@@ -39,6 +39,9 @@ inline std::string clipListProblem(const ClipList& clips, double duration) {
         previousEnd = clip.end;
         if (std::string problem = fadeProblem(clip); !problem.empty()) return problem;
     }
+    ClipList normal = clips;
+    normalizeFades(normal);
+    if (normal != clips) return "the next change of any clip would change a fade";
     return previousEnd > duration ? "a clip ends behind the source" : std::string();
 }
 
