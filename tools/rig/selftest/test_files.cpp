@@ -138,8 +138,7 @@ TEST_F(Disks, ADiskThatIsFullOnlyAtTheEndIsReportedByFinalize) {
                               FILE_FLAG_DELETE_ON_CLOSE, nullptr);
     std::vector<BYTE> bytes(4096);
     DWORD count = 0;
-    while (WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &count, nullptr)) {
-    }
+    while (WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &count, nullptr)) {}
     EXPECT_EQ(GetLastError(), DWORD(ERROR_DISK_FULL));
     EXPECT_EQ(writer->Finalize(), HRESULT_FROM_WIN32(ERROR_DISK_FULL));
     CloseHandle(file);
