@@ -1,6 +1,7 @@
 """velkantrix-cut as scripts use it: exit codes, texts, progress, and what it leaves behind."""
 import json
 import random
+import re
 import signal
 import subprocess
 
@@ -161,6 +162,24 @@ def test_without_a_console_there_is_no_progress_line(cut, media, tmp_path):
     result = cut(media / "large.mp4", tmp_path / "cut.mp4", "0-39")
     assert result.stderr == ""
     assert result.stdout == f"Wrote {conftest.windows_path(tmp_path / 'cut.mp4')}: 00:39.019 (00:39.000 asked for)\n"
+
+
+def test_a_console_shows_one_line_with_the_time_left(cut, media, tmp_path):
+    driver = conftest.BUILD / "tests" / "e2e" / "show-console.exe"
+    output = tmp_path / "cut.mp4"
+    result = subprocess.run(
+        [conftest.RUN, str(driver), conftest.windows_path(cut.program), conftest.windows_path(media / "large.mp4"),
+         conftest.windows_path(output), "--keep", "0-39"],
+        capture_output=True, text=True, encoding="utf-8", timeout=60, check=False)
+    assert result.returncode == 0, result
+    lines = result.stdout.splitlines()
+    progress = [line for line in lines if line.startswith("Exporting  ")]
+    others = [line for line in lines if line not in progress]
+    time = r"\d\d:\d\d\.\d\d\d"
+    assert any(re.fullmatch(rf"Exporting  \d+%   ·   {time} / 00:39.000   ·   about {time} remaining", line)
+               for line in progress)
+    assert "Exporting  100%   ·   00:39.000 / 00:39.000" in progress
+    assert len(others) <= 3 and others[0].startswith("Wrote Z:")
 
 
 # ---- refusals: the reason is said, nothing is left, the source stays as it is -----------------------
