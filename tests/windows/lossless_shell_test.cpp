@@ -161,10 +161,13 @@ TEST_F(LosslessShell, DurationsStayAsTheyAre) {
     audio()[11].duration = 0;
     audio()[19].duration = 5 * SECOND; // past the end of the span: not trimmed
     EXPECT_EQ(copy(), S_OK);
-    EXPECT_EQ(samplesOf(VIDEO_OUT)[2].duration, 1);
-    EXPECT_EQ(samplesOf(AUDIO_OUT)[0].duration, 7);
-    EXPECT_EQ(samplesOf(AUDIO_OUT)[1].duration, 0);
-    EXPECT_EQ(samplesOf(AUDIO_OUT)[9].duration, 5 * SECOND);
+    const auto pictures = samplesOf(VIDEO_OUT), sounds = samplesOf(AUDIO_OUT);
+    ASSERT_EQ(pictures.size(), 10u);
+    ASSERT_EQ(sounds.size(), 10u);
+    EXPECT_EQ(pictures[2].duration, 1);
+    EXPECT_EQ(sounds[0].duration, 7);
+    EXPECT_EQ(sounds[1].duration, 0);
+    EXPECT_EQ(sounds[9].duration, 5 * SECOND);
 }
 
 TEST_F(LosslessShell, AudioThatStraddlesTheCutIsMovedNotTrimmed) {
