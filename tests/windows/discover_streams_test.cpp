@@ -130,6 +130,14 @@ TEST_F(DiscoverScripted, LooksAtSixtyFourStreamsAndNoMore) {
     EXPECT_EQ(reader->typesAsked(), 64u);
 }
 
+TEST_F(DiscoverScripted, AFailedSelectionIsTheResult) {
+    addStreams({MFMediaType_Video, MFMediaType_Audio});
+    for (size_t step = 1; step <= 3; step++) {
+        reader->failSteering(reader->steering().size() + step, E_ABORT);
+        EXPECT_EQ(discoverStreams(reader.get(), streams), E_ABORT) << step;
+    }
+}
+
 TEST_F(DiscoverScripted, AudioIsSelectedBesideVideoOnly) {
     addStreams({MFMediaType_Audio});
     discover();

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <ostream>
+#include <utility>
 
 #include <cguid.h>
 #include <mfapi.h>
@@ -37,6 +38,11 @@ std::size_t landingOf(const ScriptedStream& stream, Ticks position) {
 
 } // namespace
 
+HRESULT ScriptedReader::steer(std::string step) {
+    steering_.push_back(std::move(step));
+    return steering_.size() == failingStep_ ? failure_ : S_OK;
+}
+
 HRESULT ScriptedReader::GetStreamSelection(DWORD index, BOOL* selected) {
     const auto found = streams_.find(index);
     if (found == streams_.end()) return MF_E_INVALIDSTREAMNUMBER;
@@ -46,8 +52,8 @@ HRESULT ScriptedReader::GetStreamSelection(DWORD index, BOOL* selected) {
 
 HRESULT ScriptedReader::SetStreamSelection(DWORD index, BOOL selected) {
     const bool all = index == ALL_STREAMS;
-    steering_.push_back((selected ? "select " : "deselect ") +
-                        (all ? "all" : std::to_string(index)));
+    RETURN_IF_FAILED(
+        steer((selected ? "select " : "deselect ") + (all ? "all" : std::to_string(index))));
     if (!all && !streams_.contains(index)) return MF_E_INVALIDSTREAMNUMBER;
     for (auto& [number, state] : streams_) {
         if (all || number == index) state.selected = selected != FALSE;
@@ -71,7 +77,7 @@ HRESULT ScriptedReader::GetNativeMediaType(DWORD index, DWORD typeIndex, IMFMedi
 HRESULT ScriptedReader::SetCurrentPosition(REFGUID format, REFPROPVARIANT position) {
     if (format != GUID_NULL || position.vt != VT_I8) return E_INVALIDARG;
     const Ticks ticks = position.hVal.QuadPart;
-    steering_.push_back("position " + std::to_string(ticks));
+    RETURN_IF_FAILED(steer("position " + std::to_string(ticks)));
     for (auto& [number, state] : streams_) {
         if (state.selected) state.next = landingOf(state.script, ticks);
     }

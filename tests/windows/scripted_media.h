@@ -86,6 +86,12 @@ public:
     // Makes the stream when there is none of this index.
     [[nodiscard]] ScriptedStream& stream(DWORD index) { return streams_[index].script; }
 
+    // The n-th selection or seek, from 1 on, fails.
+    void failSteering(std::size_t nth, HRESULT result) {
+        failingStep_ = nth;
+        failure_ = result;
+    }
+
     // "deselect all", "select 1", "position 15000000" (a VT_I8 in GUID_NULL's ticks)
     [[nodiscard]] const std::vector<std::string>& steering() const { return steering_; }
     [[nodiscard]] int readsOf(DWORD index) const {
@@ -122,10 +128,14 @@ private:
         bool selected = true;
         std::size_t next = 0;
     };
+    [[nodiscard]] HRESULT steer(std::string step);
+
     std::map<DWORD, State> streams_;
     std::map<DWORD, int> reads_;
     std::vector<std::string> steering_;
     DWORD typesAsked_ = 0;
+    std::size_t failingStep_ = 0; // none
+    HRESULT failure_ = S_OK;
 };
 
 struct WrittenSample {
