@@ -29,6 +29,7 @@ STEREO = f"{AAC} -ac 2"
 # What ffmpeg is told, but for the output's name.
 RECIPES = {
     "closed": f"{picture()} {tone()} {h264()} {STEREO}",
+    "audio-first": f"{picture()} {tone()} -map 1 -map 0 {h264()} {STEREO}",
     "open": f"{picture()} {tone()} {h264(more=':open-gop=1')} {STEREO}",
     "no-b-frames": f"{picture()} {tone()} {h264(bframes=0)} {STEREO}",
     "pyramid": f"{picture()} {tone()} {h264(keyint=48, bframes=5, more=':b-pyramid=normal')} {STEREO}",

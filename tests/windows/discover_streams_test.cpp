@@ -1,8 +1,11 @@
 #include <mfapi.h>
 #include <mfidl.h>
 
+#include <gmock/gmock.h>
+
 #include "export/export_core.h"
 #include "platform/mf_util.h"
+#include "tests/windows/scripted_media.h"
 #include "tests/windows/test_files.h"
 
 namespace velkantrix {
@@ -66,6 +69,80 @@ TEST(DiscoverStreams, AudioAloneIsFoundButNotSelected) {
     EXPECT_FALSE(streams.videoType);
     ASSERT_TRUE(streams.audio);
     EXPECT_FALSE(isSelected(reader.get(), *streams.audio));
+}
+
+// A source of streams that are told by their types alone.
+class DiscoverScripted : public testing::Test {
+protected:
+    void addStreams(const std::vector<GUID>& majors) {
+        for (DWORD i = 0; i < majors.size(); i++) reader->stream(i).major = majors[i];
+    }
+    void discover() { ASSERT_EQ(discoverStreams(reader.get(), streams), S_OK); }
+
+    ComPtr<ScriptedReader> reader = ComPtr<ScriptedReader>::adopt(new ScriptedReader);
+    SourceStreams streams;
+};
+
+TEST_F(DiscoverScripted, TheFirstOfEachKindWins) {
+    addStreams({MFMediaType_Audio, MFMediaType_Video, MFMediaType_Audio, MFMediaType_Video});
+    discover();
+    EXPECT_EQ(streams.audio, 0u);
+    EXPECT_EQ(streams.video, 1u);
+    EXPECT_TRUE(majorTypeOf(streams.videoType.get()) == MFMediaType_Video);
+    EXPECT_TRUE(isSelected(reader.get(), 0));
+    EXPECT_TRUE(isSelected(reader.get(), 1));
+    EXPECT_FALSE(isSelected(reader.get(), 2));
+    EXPECT_FALSE(isSelected(reader.get(), 3));
+}
+
+TEST_F(DiscoverScripted, NothingLiesBehindTheFirstNumberThatIsNone) {
+    reader->stream(0).major = MFMediaType_Video;
+    reader->stream(2).major = MFMediaType_Audio;
+    discover();
+    EXPECT_EQ(streams.video, 0u);
+    EXPECT_FALSE(streams.audio);
+    EXPECT_EQ(reader->typesAsked(), 2u);
+}
+
+TEST_F(DiscoverScripted, AStreamThatDoesNotTellItsTypeIsPassedOver) {
+    addStreams({MFMediaType_Video, GUID{}, MFMediaType_Video, MFMediaType_Audio});
+    reader->stream(0).typeReads = 0;
+    discover();
+    EXPECT_EQ(streams.video, 2u);
+    EXPECT_EQ(streams.audio, 3u);
+}
+
+TEST_F(DiscoverScripted, OtherKindsAreLeftAlone) {
+    addStreams({MFMediaType_SAMI, MFMediaType_Stream});
+    discover();
+    EXPECT_FALSE(streams.video);
+    EXPECT_FALSE(streams.audio);
+    EXPECT_THAT(reader->steering(), testing::ElementsAre("deselect all"));
+}
+
+TEST_F(DiscoverScripted, LooksAtSixtyFourStreamsAndNoMore) {
+    addStreams(std::vector<GUID>(100, MFMediaType_SAMI));
+    reader->stream(63).major = MFMediaType_Video;
+    reader->stream(64).major = MFMediaType_Audio;
+    discover();
+    EXPECT_EQ(streams.video, 63u);
+    EXPECT_FALSE(streams.audio);
+    EXPECT_EQ(reader->typesAsked(), 64u);
+}
+
+TEST_F(DiscoverScripted, AFailedSelectionIsTheResult) {
+    addStreams({MFMediaType_Video, MFMediaType_Audio});
+    for (size_t step = 1; step <= 3; step++) {
+        reader->failSteering(reader->steering().size() + step, E_ABORT);
+        EXPECT_EQ(discoverStreams(reader.get(), streams), E_ABORT) << step;
+    }
+}
+
+TEST_F(DiscoverScripted, AudioIsSelectedBesideVideoOnly) {
+    addStreams({MFMediaType_Audio});
+    discover();
+    EXPECT_EQ(streams.audio, 0u);
+    EXPECT_THAT(reader->steering(), testing::ElementsAre("deselect all"));
 }
 
 } // namespace

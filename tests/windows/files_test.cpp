@@ -1,5 +1,7 @@
 #include "platform/files.h"
 
+#include <thread>
+
 #include "platform/handles.h"
 #include "tests/windows/test_files.h"
 
@@ -58,6 +60,31 @@ TEST_F(FilesTest, AnotherDriveLetterIsTheSameFile) {
     EXPECT_TRUE(DeleteFileW(L"M:\\other.mp4"));
 }
 
+TEST_F(FilesTest, AStreamOfAFileIsTheFile) {
+    EXPECT_TRUE(sameFile(source + L":x", source));
+    EXPECT_TRUE(sameFile(source, inFolder(L"HOLIDAY.mp4:x:$DATA")));
+    EXPECT_TRUE(sameFile(source + L":x", source + L":y"));
+    EXPECT_FALSE(sameFile(source + L":x", other));
+    EXPECT_EQ(deleteFileUnlessSame(source + L":x", source),
+              HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED));
+}
+
+// By its identity, through a second name, and by the long name itself.
+TEST_F(FilesTest, APathLongerThanMostMayBeAFile) {
+    const std::wstring folder = L"\\\\?\\" + inFolder(std::wstring(200, L'd'));
+    const std::wstring path = folder + L"\\" + std::wstring(200, L'x');
+    ASSERT_GT(path.size(), static_cast<size_t>(MAX_PATH));
+    ASSERT_TRUE(CreateDirectoryW(folder.c_str(), nullptr));
+    EXPECT_TRUE(CreateHardLinkW(path.c_str(), source.c_str(), nullptr)) << GetLastError();
+    EXPECT_TRUE(sameFile(path, source));
+    EXPECT_TRUE(sameFile(source, path));
+    EXPECT_TRUE(sameFile(path, folder + L"\\" + std::wstring(200, L'X')));
+    EXPECT_FALSE(sameFile(path, other));
+    EXPECT_TRUE(DeleteFileW(path.c_str()));
+    EXPECT_FALSE(sameFile(path, source));
+    EXPECT_TRUE(RemoveDirectoryW(folder.c_str()));
+}
+
 TEST_F(FilesTest, OtherFilesAreNotTheSame) {
     EXPECT_FALSE(sameFile(source, other));
     EXPECT_FALSE(sameFile(source, inFolder(L"none.mp4")));
@@ -106,6 +133,20 @@ TEST_F(FilesTest, GivesUpOnAFileThatStaysOpen) {
     ASSERT_TRUE(held);
     EXPECT_EQ(deleteFileUnlessSame(other, source), HRESULT_FROM_WIN32(ERROR_SHARING_VIOLATION));
     EXPECT_TRUE(exists(other));
+}
+
+// A scanner that lets go after a while. Here the time itself is what is tested.
+TEST_F(FilesTest, WaitsForAFileThatIsOpenForAMoment) {
+    UniqueFile held(CreateFileW(other.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                OPEN_EXISTING, 0, nullptr));
+    ASSERT_TRUE(held);
+    std::thread holder([&] {
+        Sleep(120);
+        held.reset();
+    });
+    EXPECT_EQ(deleteFileUnlessSame(other, source), S_OK);
+    EXPECT_FALSE(exists(other));
+    holder.join();
 }
 
 } // namespace

@@ -3,8 +3,17 @@
 #include <fstream>
 #include <iterator>
 
+#include "base/unique_handle.h"
+
 namespace velkantrix {
 namespace {
+
+struct SearchTraits {
+    using Value = HANDLE;
+    static Value none() { return INVALID_HANDLE_VALUE; }
+    static void close(Value search) { FindClose(search); }
+};
+using UniqueSearch = UniqueHandle<SearchTraits>;
 
 void makeFolders(const std::wstring& path) {
     for (size_t i = path.find(L'\\', 3); i != std::wstring::npos; i = path.find(L'\\', i + 1)) {
@@ -67,13 +76,12 @@ std::wstring FolderTest::inFolder(const std::wstring& name) const {
 std::vector<std::wstring> FolderTest::filesInFolder() const {
     std::vector<std::wstring> names;
     WIN32_FIND_DATAW found;
-    const HANDLE search = FindFirstFileW((folder_ + L"\\*").c_str(), &found);
-    if (search == INVALID_HANDLE_VALUE) return names;
+    const UniqueSearch search(FindFirstFileW((folder_ + L"\\*").c_str(), &found));
+    if (!search) return names;
     do {
         const std::wstring name = found.cFileName;
         if (name != L"." && name != L"..") names.push_back(name);
-    } while (FindNextFileW(search, &found));
-    FindClose(search);
+    } while (FindNextFileW(search.get(), &found));
     return names;
 }
 

@@ -1,0 +1,86 @@
+#include "tests/windows/lossless_shell.h"
+
+#include <mfapi.h>
+
+#include "export/lossless_export.h"
+
+namespace velkantrix {
+
+ScriptedRead keyAt(Ticks time) {
+    return {.time = time, .duration = FRAME, .cleanPoint = 1};
+}
+
+ScriptedRead pictureAt(Ticks time) {
+    return {.time = time, .duration = FRAME};
+}
+
+ScriptedRead soundAt(Ticks time) {
+    return keyAt(time); // any sound can be the first
+}
+
+ScriptedRead failedRead(HRESULT result) {
+    return {.hasSample = false, .result = result};
+}
+
+ScriptedRead flagsAlone(DWORD flags) {
+    return {.hasSample = false, .flags = flags};
+}
+
+std::vector<ScriptedRead> videoReads(int pictures, Ticks first) {
+    std::vector<ScriptedRead> reads;
+    for (int i = 0; i < pictures; i++) {
+        const Ticks time = first + i * FRAME;
+        reads.push_back(i % 10 ? pictureAt(time) : keyAt(time));
+    }
+    return reads;
+}
+
+std::vector<ScriptedRead> audioReads(int sounds, Ticks first) {
+    std::vector<ScriptedRead> reads;
+    for (int i = 0; i < sounds; i++) reads.push_back(soundAt(first + i * FRAME));
+    return reads;
+}
+
+std::vector<Ticks> every(Ticks from, Ticks to, Ticks step) {
+    std::vector<Ticks> times;
+    for (Ticks time = from; time < to; time += step) times.push_back(time);
+    return times;
+}
+
+LosslessShell::LosslessShell() {
+    useStreams(VIDEO, AUDIO);
+    request.spans = {{.start = 1, .end = 2}};
+    request.cancel = &cancel;
+    request.progress = [this](double seconds) {
+        reports.push_back(seconds);
+    };
+}
+
+void LosslessShell::useStreams(DWORD videoIndex, DWORD audioIndex) {
+    reader = ComPtr<ScriptedReader>::adopt(new ScriptedReader);
+    writer = ComPtr<RecordingWriter>::adopt(new RecordingWriter);
+    reader->stream(videoIndex) = {.major = MFMediaType_Video, .reads = videoReads(50)};
+    reader->stream(audioIndex) = {.major = MFMediaType_Audio, .reads = audioReads(50)};
+    streams = {
+        .video = videoIndex, .audio = audioIndex, .videoType = mediaTypeOf(MFMediaType_Video)};
+}
+
+HRESULT LosslessShell::copy(std::int64_t readsPerPass) {
+    return copySpans(request, reader.get(), streams, writer.get(), readsPerPass);
+}
+
+std::vector<WrittenSample> LosslessShell::samplesOf(DWORD outputStream) const {
+    std::vector<WrittenSample> samples;
+    for (const WrittenSample& sample : writer->written()) {
+        if (sample.stream == outputStream) samples.push_back(sample);
+    }
+    return samples;
+}
+
+std::vector<Ticks> LosslessShell::timesOf(DWORD outputStream) const {
+    std::vector<Ticks> times;
+    for (const WrittenSample& sample : samplesOf(outputStream)) times.push_back(sample.time);
+    return times;
+}
+
+} // namespace velkantrix

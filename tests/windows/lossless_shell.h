@@ -1,0 +1,71 @@
+// lossless_shell.h: a lossless export between a scripted reader and a recording writer.
+#pragma once
+
+#include <windows.h>
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "base/com_ptr.h"
+#include "base/ticks.h"
+#include "export/export_core.h"
+#include "export/export_request.h"
+#include "export/read_budget.h"
+#include "tests/windows/scripted_media.h"
+
+namespace velkantrix {
+
+inline constexpr Ticks FRAME = TICKS_PER_SECOND / 10; // ten a second: times are easy to read
+
+// The indices on both sides, unless a test says otherwise.
+inline constexpr DWORD VIDEO = 0;
+inline constexpr DWORD AUDIO = 1;
+inline constexpr DWORD VIDEO_OUT = RecordingWriter::FIRST_INDEX;
+inline constexpr DWORD AUDIO_OUT = RecordingWriter::FIRST_INDEX + 1;
+
+ScriptedRead keyAt(Ticks time);
+ScriptedRead pictureAt(Ticks time);
+ScriptedRead soundAt(Ticks time);
+ScriptedRead failedRead(HRESULT result);
+ScriptedRead flagsAlone(DWORD flags); // a read without a sample
+
+// From `first` on, a keyframe each second of ten pictures.
+std::vector<ScriptedRead> videoReads(int pictures, Ticks first = 0);
+std::vector<ScriptedRead> audioReads(int sounds, Ticks first = 0);
+
+std::vector<Ticks> every(Ticks from, Ticks to, Ticks step = FRAME);
+
+// A source of five seconds, of which the second one [1, 2) is asked for: ten pictures and ten
+// sounds. The video pass reads twelve, the keyframe behind the span and one more.
+class LosslessShell : public testing::Test {
+protected:
+    LosslessShell();
+
+    // Makes both sides anew.
+    void useStreams(DWORD video, DWORD audio);
+
+    [[nodiscard]] std::vector<ScriptedRead>& video() {
+        return reader->stream(*streams.video).reads;
+    }
+    [[nodiscard]] std::vector<ScriptedRead>& audio() {
+        return reader->stream(*streams.audio).reads;
+    }
+
+    [[nodiscard]] HRESULT copy(std::int64_t readsPerPass = ReadBudget::READS_PER_PASS);
+
+    [[nodiscard]] std::vector<WrittenSample> samplesOf(DWORD outputStream) const;
+    [[nodiscard]] std::vector<Ticks> timesOf(DWORD outputStream) const;
+
+    ComPtr<ScriptedReader> reader;
+    ComPtr<RecordingWriter> writer;
+    SourceStreams streams;
+    ExportRequest request;
+    std::atomic<bool> cancel = false;
+    std::vector<double> reports; // of the progress
+};
+
+} // namespace velkantrix
