@@ -46,14 +46,15 @@ bool exportBy(FillOutput fill, const ExportRequest& request, std::wstring* error
 
 // Both paths absolute: they go to services that would also take a URL, to anywhere.
 ExportRequest withAbsolutePaths(ExportRequest request) {
-    request.sourcePath = absolutePath(request.sourcePath);
-    request.outputPath = absolutePath(request.outputPath);
+    if (!request.sourcePath.empty()) request.sourcePath = absolutePath(request.sourcePath);
+    if (!request.outputPath.empty()) request.outputPath = absolutePath(request.outputPath);
     return request;
 }
 
 } // namespace
 
-bool ExportFile(const ExportRequest& request, std::wstring* errorText) {
+bool ExportFile(const ExportRequest& asGiven, std::wstring* errorText) {
+    const ExportRequest request = withAbsolutePaths(asGiven);
     if (sameFile(request.sourcePath, request.outputPath)) {
         setText(errorText, L"The export would overwrite the video it is reading.");
         return false;
@@ -66,7 +67,7 @@ bool ExportFile(const ExportRequest& request, std::wstring* errorText) {
                            L"fades and exposure, are possible.");
         return false;
     }
-    return exportBy(copyLosslessly, withAbsolutePaths(request), errorText);
+    return exportBy(copyLosslessly, request, errorText);
 }
 
 std::wstring FormatExportError(HRESULT code) {

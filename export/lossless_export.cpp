@@ -93,7 +93,7 @@ HRESULT LosslessCopy::copyVideo() {
     RETURN_IF_FAILED(seekReader(reader_, cutter_.startTicks()));
     ReadBudget budget(readsPerPass_);
     for (bool done = false; !done && !cancelled();) {
-        if (!budget.take()) return TOO_MANY_READS;
+        if (!budget.take()) return cutter_.videoComplete() ? S_OK : TOO_MANY_READS;
         Read next;
         const HRESULT hr = readNext(*streams_.video, next);
         if (FAILED(hr)) return cutter_.videoComplete() ? S_OK : hr;

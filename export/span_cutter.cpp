@@ -52,9 +52,13 @@ Placement SpanCutter::lookBehindTheEnd(const CodedSample& sample) {
 
 Placement SpanCutter::write(const CodedSample& sample) {
     Placement placement{.placing = Placing::Write, .time = onOutput(sample.time)};
-    const Ticks wanted = onOutput(sample.decodeTime.value_or(sample.time));
-    lastDecodeTime_ = decodeTimeAfterLast(wanted, placement.time);
-    if (sample.decodeTime || *lastDecodeTime_ != wanted) placement.decodeTime = lastDecodeTime_;
+    hasDecodeTimes_ = hasDecodeTimes_ || sample.decodeTime;
+    // Where no sample carries a decode time nothing is known of them, and the writer finds its own.
+    if (hasDecodeTimes_) {
+        const Ticks wanted = onOutput(sample.decodeTime.value_or(sample.time));
+        lastDecodeTime_ = decodeTimeAfterLast(wanted, placement.time);
+        if (sample.decodeTime || *lastDecodeTime_ != wanted) placement.decodeTime = lastDecodeTime_;
+    }
     lastShown_ = std::max(lastShown_, sample.time);
     lastEnd_ = std::max(lastEnd_, addTicks(sample.time, sample.duration));
     return placement;

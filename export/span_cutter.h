@@ -97,6 +97,7 @@ private:
 
     const Ticks totalTicks_;
     Ticks outBase_ = 0;
+    bool hasDecodeTimes_ = false;         // some sample of the stream had one
     std::optional<Ticks> lastDecodeTime_; // on the output's time line, of the last sample written
 
     // Of the current span, on the source's time line.

@@ -8,8 +8,8 @@
 namespace velkantrix {
 namespace {
 
-constexpr int DELETE_TRIES = 11;
-constexpr DWORD DELETE_PAUSE_MS = 50;
+constexpr int TRIES = 11;
+constexpr DWORD PAUSE_MS = 50;
 
 bool equalNames(const std::wstring& a, const std::wstring& b) {
     return CompareStringOrdinal(a.c_str(), static_cast<int>(a.size()), b.c_str(),
@@ -27,10 +27,11 @@ std::wstring withoutStream(const std::wstring& path) {
 
 // A handle by which a file, or a folder, can be asked what it is, and with DELETE also be deleted.
 // It keeps nobody from anything.
-UniqueFile openForQuestions(const std::wstring& path, DWORD more = 0) {
+UniqueFile openForQuestions(const std::wstring& path, DWORD moreAccess = 0, DWORD moreFlags = 0) {
     constexpr DWORD SHARE_ALL = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-    return UniqueFile(CreateFileW(path.c_str(), FILE_READ_ATTRIBUTES | more, SHARE_ALL, nullptr,
-                                  OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+    return UniqueFile(CreateFileW(path.c_str(), FILE_READ_ATTRIBUTES | moreAccess, SHARE_ALL,
+                                  nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | moreFlags,
+                                  nullptr));
 }
 
 // The volume and the file's number on it.
@@ -93,15 +94,20 @@ bool sameNames(const std::wstring& a, const std::wstring& b) {
     return !fullA.empty() && equalNames(fullA, absolutePath(b));
 }
 
-// One try: S_OK, or the error for which the file is still there.
+bool isNotThere(DWORD error) {
+    return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
+}
+
+// One try: S_OK, or the error for which the file is still there. A link is deleted, not what it
+// leads to; but one that leads to the kept file is left alone too.
 HRESULT deleteOnce(const std::wstring& path, const std::wstring& kept) {
-    if (sameNames(path, kept)) return HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED);
-    const UniqueFile file = openForQuestions(path, DELETE);
+    if (sameFile(path, kept)) return HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED);
+    const UniqueFile file = openForQuestions(path, DELETE, FILE_FLAG_OPEN_REPARSE_POINT);
     if (!file) {
         const DWORD error = GetLastError();
-        const bool gone = error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
-        return gone ? S_OK : HRESULT_FROM_WIN32(error);
+        return isNotThere(error) ? S_OK : HRESULT_FROM_WIN32(error);
     }
+    // Asked again of the very file that is to go: the name may have been given to another since.
     const UniqueFile keptFile = openForQuestions(kept);
     if (keptFile && sameOpenFile(file.get(), keptFile.get())) {
         return HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED);
@@ -110,6 +116,22 @@ HRESULT deleteOnce(const std::wstring& path, const std::wstring& kept) {
     const BOOL deleted = SetFileInformationByHandle(file.get(), FileDispositionInfo, &disposition,
                                                     sizeof disposition);
     return deleted ? S_OK : lastErrorResult();
+}
+
+// Another program may have the file open for a moment.
+bool mayPass(HRESULT hr) {
+    return hr == HRESULT_FROM_WIN32(ERROR_SHARING_VIOLATION) ||
+           hr == HRESULT_FROM_WIN32(ERROR_LOCK_VIOLATION);
+}
+
+// Calls until it doesn't fail for a reason that may pass, for half a second.
+template <class Call>
+HRESULT patiently(Call call) {
+    for (int tries = 1;; tries++) {
+        const HRESULT hr = call();
+        if (!mayPass(hr) || tries == TRIES) return hr;
+        Sleep(PAUSE_MS);
+    }
 }
 
 } // namespace
@@ -127,7 +149,8 @@ std::wstring absolutePath(const std::wstring& path) {
 }
 
 bool fileExists(const std::wstring& path) {
-    return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+    if (GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES) return true;
+    return !isNotThere(GetLastError());
 }
 
 bool sameFile(const std::wstring& a, const std::wstring& b) {
@@ -139,11 +162,16 @@ bool sameFile(const std::wstring& a, const std::wstring& b) {
 }
 
 HRESULT deleteFileUnlessSame(const std::wstring& path, const std::wstring& kept) {
-    for (int tries = 1;; tries++) {
-        const HRESULT hr = deleteOnce(withoutStream(path), withoutStream(kept));
-        if (hr != HRESULT_FROM_WIN32(ERROR_SHARING_VIOLATION) || tries == DELETE_TRIES) return hr;
-        Sleep(DELETE_PAUSE_MS);
-    }
+    return patiently([&] { return deleteOnce(path, kept); });
+}
+
+HRESULT replaceFileUnlessSame(const std::wstring& from, const std::wstring& to,
+                              const std::wstring& kept) {
+    return patiently([&] {
+        if (sameFile(to, kept)) return HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED);
+        const BOOL moved = MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING);
+        return moved ? S_OK : lastErrorResult();
+    });
 }
 
 } // namespace velkantrix

@@ -13,6 +13,7 @@ namespace velkantrix {
 // and so can't lead anywhere but to files.
 [[nodiscard]] std::wstring absolutePath(const std::wstring& path);
 
+// A file or folder is there, or can't be told not to be.
 [[nodiscard]] bool fileExists(const std::wstring& path);
 
 // Do both paths name one existing or future file? True when their absolute forms are equal but for
@@ -22,9 +23,14 @@ namespace velkantrix {
 // alone: then it can't be opened for writing either.
 [[nodiscard]] bool sameFile(const std::wstring& a, const std::wstring& b);
 
-// Deletes `path`, unless it is `kept`; the very file that was compared is the one that is deleted.
-// One that another program has open for a moment (a virus scanner) is tried for again for half a
-// second. S_OK when the file is gone, also when it never was.
+// Deletes `path`, unless it is `kept`, which is asked of the very file that goes. One that another
+// program has open for a moment (a virus scanner) is tried for again for half a second. A stream
+// ("a.mp4:x") goes without its file. S_OK when the file is gone, also when it never was.
 [[nodiscard]] HRESULT deleteFileUnlessSame(const std::wstring& path, const std::wstring& kept);
+
+// Moves `from` to `to` on the same volume, in place of what is there, unless that is `kept`. As
+// patient as the above.
+[[nodiscard]] HRESULT replaceFileUnlessSame(const std::wstring& from, const std::wstring& to,
+                                            const std::wstring& kept);
 
 } // namespace velkantrix

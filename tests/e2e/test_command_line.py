@@ -51,7 +51,8 @@ def test_arguments_that_cannot_be_meant_end_with_two(cut, words, problem):
 def test_a_part_behind_the_end_is_a_failure(cut, media, tmp_path):
     result = cut(media / "closed.mp4", tmp_path / "cut.mp4", "99-")
     assert result.returncode == 1
-    assert result.stderr == "velkantrix-cut: A part must begin before it ends: 01:39.000 to 00:12.000\n"
+    assert result.stderr == ("velkantrix-cut: A part begins behind the end of the video: 01:39.000, "
+                             "and it ends at 00:12.000\n")
     assert not files_in(tmp_path)
 
 
@@ -121,6 +122,24 @@ def test_a_failure_leaves_an_existing_output_alone(cut, media, tmp_path):
         assert cut(media / f"{name}.mp4", output, "1-2").returncode == 1
         assert output.read_text(encoding="utf-8") == "another recording"
         assert files_in(tmp_path) == ["cut.mp4"]
+
+
+def test_a_folder_is_no_output(cut, media, tmp_path):
+    (tmp_path / "folder").mkdir()
+    result = cut(media / "closed.mp4", tmp_path / "folder", "1-2")
+    assert result.returncode == 1
+    assert result.stderr.startswith("velkantrix-cut: The output is a folder: ")
+    assert files_in(tmp_path) == ["folder"]
+
+
+def test_a_file_of_the_temporary_name_is_somebody_elses(cut, media, tmp_path):
+    output, other = tmp_path / "cut.mp4", tmp_path / "cut.mp4.velkantrix-tmp"
+    for path in (output, other):
+        path.write_text("old", encoding="utf-8")
+    assert cut(media / "closed.mp4", output, "1-2").returncode == 0
+    assert recording.first(recording.read(output), "video").packets
+    assert other.read_text(encoding="utf-8") == "old"
+    assert sorted(files_in(tmp_path)) == [output.name, other.name]
 
 
 def test_a_url_is_no_source(cut, media, tmp_path):
@@ -225,7 +244,7 @@ def test_the_source_is_never_the_output(cut, media, tmp_path, name):
 
 def test_ctrl_c_cancels_and_leaves_nothing(cut, media, tmp_path):
     """A driver inside Windows starts the program in a console of its own and presses Ctrl+C there, at
-    twenty moments."""
+    twenty moments. Every second time a file stands in the output's place already."""
     driver = conftest.BUILD / "tests" / "e2e" / "press-ctrl-c.exe"
     output = tmp_path / "cut.mp4"
     before = make_media.digest(media / "large.mp4")
@@ -233,7 +252,9 @@ def test_ctrl_c_cancels_and_leaves_nothing(cut, media, tmp_path):
     # Done, cancelled, or ended by the system before the program listens (the low byte of
     # STATUS_CONTROL_C_EXIT, 0xC000013A): then it has not begun either.
     ended = {0: 0, 1: 0, 0x3A: 0}
-    for _ in range(20):
+    for i in range(20):
+        if i % 2:
+            output.write_text("old", encoding="utf-8")
         result = subprocess.run(
             [conftest.RUN, str(driver), str(moments.randrange(0, 300)), conftest.windows_path(cut.program),
              conftest.windows_path(media / "large.mp4"), conftest.windows_path(output), "--keep", "0-39"],
@@ -242,20 +263,27 @@ def test_ctrl_c_cancels_and_leaves_nothing(cut, media, tmp_path):
         ended[result.returncode] += 1
         if result.returncode == 1:
             assert "Export cancelled" in result.stdout
-        assert output.exists() == (result.returncode == 0)
+        if result.returncode != 0:
+            assert files_in(tmp_path) == (["cut.mp4"] if i % 2 else [])
+            assert not i % 2 or output.read_text(encoding="utf-8") == "old"
+        assert len(files_in(tmp_path)) <= 1
         output.unlink(missing_ok=True)
-    assert ended[1] >= 5, "too few were cancelled before they were done"
+    assert ended[1] >= 3, "too few were cancelled before they were done"
     assert make_media.digest(media / "large.mp4") == before
 
 
 def test_an_interrupt_of_the_terminal_cancels_too(cut, media, tmp_path):
     """SIGINT, as a terminal of the host sends it."""
     output = tmp_path / "cut.mp4"
-    process = cut.start(media / "large.mp4", output, "0-39", more=["--json"])
-    assert json.loads(process.stdout.readline())["event"] == "progress"
-    process.send_signal(signal.SIGINT)
-    said = process.communicate(timeout=60)[0]
-    assert process.returncode in (0, 1)
-    assert output.exists() == (process.returncode == 0)
-    if process.returncode == 1:
-        assert json.loads(said.splitlines()[-1]) == {"event": "error", "message": "Export cancelled"}
+    cancelled = 0
+    for _ in range(5):
+        process = cut.start(media / "large.mp4", output, "0-39", more=["--json"])
+        assert json.loads(process.stdout.readline())["event"] == "progress"
+        process.send_signal(signal.SIGINT)
+        said = process.communicate(timeout=60)[0]
+        assert process.returncode in (0, 1)
+        assert output.exists() == (process.returncode == 0)
+        if process.returncode == 1:
+            cancelled += 1
+            assert json.loads(said.splitlines()[-1]) == {"event": "error", "message": "Export cancelled"}
+    assert cancelled

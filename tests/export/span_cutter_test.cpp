@@ -259,6 +259,18 @@ TEST(SpanCutter, AMovedDecodeTimeIsSaidEvenWhereTheSampleHadNone) {
     EXPECT_EQ(placement.decodeTime, 3 * FRAME + 1);
 }
 
+TEST(SpanCutter, AStreamWithoutDecodeTimesGetsNoneThoughItIsReordered) {
+    SpanCutter cutter({{0, 1}, {5, 6}});
+    cutter.beginSpan({0, 1});
+    for (const Ticks time : {0, 3, 1, 2}) {
+        const CodedSample sample{.time = time * FRAME, .duration = FRAME, .keyframe = time == 0};
+        EXPECT_FALSE(cutter.placeVideo(sample).decodeTime) << time;
+    }
+    cutter.endSpan();
+    cutter.beginSpan({5, 6});
+    EXPECT_FALSE(cutter.placeVideo(key(5 * SECOND)).decodeTime);
+}
+
 TEST(SpanCutter, APictureShownBehindTheKeyframeThatEndsTheSpanStillFits) {
     SpanCutter cutter({{0, 0.5}, {5, 6}});
     cutter.beginSpan({0, 0.5});

@@ -136,7 +136,8 @@ TEST(SpansOf, APartMustBeginBeforeItEnds) {
     EXPECT_FALSE(spansOf({{2, 2}}, 10, problem));
     EXPECT_EQ(problem, L"A part must begin before it ends: 00:02.000 to 00:02.000");
     EXPECT_FALSE(spansOf({{11, std::nullopt}}, 10, problem));
-    EXPECT_EQ(problem, L"A part must begin before it ends: 00:11.000 to 00:10.000");
+    EXPECT_EQ(problem,
+              L"A part begins behind the end of the video: 00:11.000, and it ends at 00:10.000");
 }
 
 TEST(CutUsage, NamesEveryOption) {

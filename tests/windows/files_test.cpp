@@ -3,6 +3,7 @@
 #include <thread>
 
 #include "platform/handles.h"
+#include "platform/hresult.h"
 #include "tests/windows/test_files.h"
 
 namespace velkantrix {
@@ -125,6 +126,31 @@ TEST_F(FilesTest, NeverDeletesTheKeptFileByAnyName) {
     }
     EXPECT_TRUE(exists(source));
     EXPECT_TRUE(exists(link));
+}
+
+TEST_F(FilesTest, DeletingAStreamNeverTakesItsFile) {
+    // Where there are no streams the name is none, and nothing happens.
+    ignoreResult(deleteFileUnlessSame(other + L":x", source), "it may be refused");
+    EXPECT_TRUE(exists(other));
+}
+
+TEST_F(FilesTest, ReplacesAFile) {
+    writeBytes(inFolder(L"new.mp4"), {'n'});
+    EXPECT_EQ(replaceFileUnlessSame(inFolder(L"new.mp4"), other, source), S_OK);
+    EXPECT_EQ(bytesOf(other), std::vector<char>{'n'});
+    EXPECT_FALSE(exists(inFolder(L"new.mp4")));
+}
+
+TEST_F(FilesTest, NeverReplacesTheKeptFile) {
+    writeBytes(inFolder(L"new.mp4"), {'n'});
+    const std::wstring link = inFolder(L"link.mp4");
+    ASSERT_TRUE(CreateHardLinkW(link.c_str(), source.c_str(), nullptr));
+    for (const std::wstring& name : {source, link, L"\\\\?\\" + source}) {
+        EXPECT_EQ(replaceFileUnlessSame(inFolder(L"new.mp4"), name, source),
+                  HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED));
+    }
+    EXPECT_EQ(bytesOf(source), (std::vector<char>{'a', 'b', 'c'}));
+    EXPECT_TRUE(exists(inFolder(L"new.mp4")));
 }
 
 TEST_F(FilesTest, GivesUpOnAFileThatStaysOpen) {

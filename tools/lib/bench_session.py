@@ -92,14 +92,16 @@ def copy(runs):
     }
     taken = {name: [] for name in commands}
     sizes = {}
-    for round_number in range(runs + 1):
-        for name, words in commands.items():
-            output.unlink(missing_ok=True)
-            result = timed(words)
-            sizes[name] = output.stat().st_size
-            if round_number:  # the first round warms the file up
-                taken[name].append(result)
-    output.unlink()
+    try:
+        for round_number in range(runs + 1):
+            for name, words in commands.items():
+                output.unlink(missing_ok=True)
+                result = timed(words)
+                sizes[name] = output.stat().st_size
+                if round_number:  # the first round warms the file up
+                    taken[name].append(result)
+    finally:
+        output.unlink(missing_ok=True)
     print(f"Lossless copy of {source.stat().st_size / GIGABYTE:.2f} GiB, {runs} interleaved runs: medians "
           "(least to most), and the median of velkantrix-cut's ratio to each")
     for what, index in (("clock", 0), ("processor", 1)):
@@ -116,7 +118,7 @@ MEASUREMENTS = {"edit": edit, "copy": copy}
 
 def main():
     parser = argparse.ArgumentParser(prog="tools/bench")
-    parser.add_argument("--runs", type=int, default=5)
+    parser.add_argument("--runs", type=int, default=5, choices=range(1, 101), metavar="N")
     parser.add_argument("--only", choices=list(MEASUREMENTS))
     options = parser.parse_args()
     FOLDER.mkdir(parents=True, exist_ok=True)

@@ -20,7 +20,7 @@ build() {
     local preset=$1 log
     shift
     log=$(mktemp)
-    if ! (cd "$ROOT" && { [ -e "build/$preset/build.ninja" ] || "$RIG/run" cmake --preset "$preset"; } &&
+    if ! (cd "$ROOT" && "$RIG/run" cmake --preset "$preset" &&
         "$RIG/run" cmake --build "build/$preset" --target "$@") >"$log" 2>&1; then
         tail -n 40 "$log" >&2
         rm -f "$log"
@@ -34,7 +34,7 @@ windows_path() {
     local path
     path=$(realpath -m -- "$1")
     case $path in
-    /bin/* | /boot/* | /etc/* | /lib*/* | /run/* | /sbin/* | /usr/* | /var/*)
+    /bin/* | /boot/* | /etc/* | /lib/* | /lib[36x]*/* | /run/* | /sbin/* | /usr/* | /var/*)
         fail "$path lies in a folder of the operating system, which Windows programs don't see here" ;;
     esac
     printf 'Z:%s' "${path//\//\\}"

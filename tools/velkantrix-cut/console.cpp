@@ -4,6 +4,7 @@
 namespace velkantrix {
 namespace {
 
+constexpr ULONGLONG PATIENCE_MS = 5'000;
 constexpr DWORD LONGEST_CLEAN_UP_MS = 30'000; // the system itself waits for some seconds at most
 
 // A handler may run at any time, even as the process ends: what it touches is never taken away.
@@ -15,12 +16,16 @@ HANDLE cleanedUpEvent() {
     return event;
 }
 
+// When the user first asked, in GetTickCount64's milliseconds.
+std::atomic<ULONGLONG> firstAsked = 0;
+
 BOOL WINAPI onEvent(DWORD event) {
-    const bool again = cancelFlag.exchange(true);
-    const bool pressed = event == CTRL_C_EVENT || event == CTRL_BREAK_EVENT;
-    // Pressed once more: the program doesn't come to its end (a dead network drive); the system
-    // ends it.
-    if (pressed) return again ? FALSE : TRUE;
+    if (!cancelFlag.exchange(true)) firstAsked = GetTickCount64();
+    if (event == CTRL_C_EVENT || event == CTRL_BREAK_EVENT) {
+        // Pressed again long after: the program doesn't come to its end (a dead network drive), so
+        // the system ends it. A key that is held down isn't meant so.
+        return GetTickCount64() - firstAsked < PATIENCE_MS;
+    }
     if (cleanedUpEvent()) WaitForSingleObject(cleanedUpEvent(), LONGEST_CLEAN_UP_MS);
     return TRUE;
 }
@@ -43,6 +48,13 @@ std::string utf8(const std::wstring& text) {
 
 TextStream::TextStream(DWORD standardHandle)
     : handle_(GetStdHandle(standardHandle)), isConsole_(isConsoleHandle(handle_)) {}
+
+size_t TextStream::width() const {
+    CONSOLE_SCREEN_BUFFER_INFO info{};
+    const bool known =
+        isConsole_ && GetConsoleScreenBufferInfo(handle_, &info) && info.dwSize.X > 1;
+    return known ? static_cast<size_t>(info.dwSize.X) : 80;
+}
 
 // A stream that takes nothing more (a closed pipe) is no reason to stop working.
 void TextStream::write(const std::wstring& text) const {

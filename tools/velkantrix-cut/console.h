@@ -14,6 +14,8 @@ public:
     explicit TextStream(DWORD standardHandle);
 
     [[nodiscard]] bool isConsole() const { return isConsole_; }
+    // Of a console's line, in characters.
+    [[nodiscard]] size_t width() const;
     void write(const std::wstring& text) const;
 
 private:
@@ -22,9 +24,9 @@ private:
 };
 
 // While it lives, Ctrl+C, Ctrl+Break and the closing of the console set flag() instead of ending
-// the process; pressed a second time they end it. On a close the system ends the process as soon as
-// the handler returns; so that one waits until the object is destroyed, when the work has been
-// cleaned up. Once per process.
+// the process; pressed again after some seconds they end it. On a close the system ends the process
+// as soon as the handler returns; so that one waits until the object is destroyed, when the work
+// has been cleaned up. Once per process.
 class CancelByConsole {
 public:
     CancelByConsole();

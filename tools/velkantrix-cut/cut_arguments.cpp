@@ -153,6 +153,11 @@ std::optional<std::vector<ExportSpan>> spansOf(const std::vector<KeptPart>& part
     spans.reserve(parts.size());
     for (const KeptPart& part : parts) {
         const double start = part.start.value_or(0), end = part.end.value_or(duration);
+        if (!part.end && start >= duration) {
+            problem = L"A part begins behind the end of the video: " + formatTime(start) +
+                      L", and it ends at " + formatTime(duration);
+            return std::nullopt;
+        }
         problem = emptinessOf(start, end);
         if (!problem.empty()) return std::nullopt;
         spans.push_back({.start = start, .end = end});

@@ -1,6 +1,7 @@
 // velkantrix-cut: cuts a video losslessly from the command line.
 #include <windows.h>
 
+#include <algorithm>
 #include <atomic>
 #include <optional>
 #include <string>
@@ -77,6 +78,8 @@ public:
             return;
         }
         std::wstring line = progressText(seconds, expected_, elapsed());
+        line.resize(
+            std::min(line.size(), streams_.error.width() - 1)); // or it would begin a new one
         const size_t length = line.size();
         if (length < shown_) line.append(shown_ - length, L' ');
         shown_ = length;
@@ -100,16 +103,33 @@ private:
     size_t shown_ = 0;
 };
 
+// A name beside `path` that nothing has yet.
+std::wstring unusedNameBeside(const std::wstring& path) {
+    std::wstring name = path + L".velkantrix-tmp";
+    for (int i = 1; fileExists(name); i++)
+        name = path + L"." + std::to_wstring(i) + L".velkantrix-tmp";
+    return name;
+}
+
+bool isFolder(const std::wstring& path) {
+    const DWORD attributes = GetFileAttributesW(path.c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && attributes & FILE_ATTRIBUTE_DIRECTORY;
+}
+
 // Writes the spans to `output`. Where a file stands there already it is written beside it and takes
 // its place when it is complete: until then the old one isn't touched.
 bool exportInto(const std::wstring& output, ExportRequest request, std::wstring& reason) {
+    if (isFolder(output)) {
+        reason = L"The output is a folder: " + output;
+        return false;
+    }
     const bool replaces = fileExists(output) && !sameFile(request.sourcePath, output);
-    request.outputPath = replaces ? output + L".velkantrix-tmp" : output;
+    request.outputPath = replaces ? unusedNameBeside(output) : output;
     if (!ExportFile(request, &reason)) return false;
     if (!replaces) return true;
-    if (MoveFileExW(request.outputPath.c_str(), output.c_str(), MOVEFILE_REPLACE_EXISTING))
-        return true;
-    reason = FormatExportError(lastErrorResult());
+    const HRESULT hr = replaceFileUnlessSame(request.outputPath, output, request.sourcePath);
+    if (SUCCEEDED(hr)) return true;
+    reason = FormatExportError(hr);
     ignoreResult(deleteFileUnlessSame(request.outputPath, request.sourcePath),
                  "the reason for the failure is known already");
     return false;
