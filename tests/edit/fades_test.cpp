@@ -102,6 +102,25 @@ TEST_F(SetFade, ALongestFadeInLeavesTheFadeOutItsLength) {
     EXPECT_EQ(state.clips[0].fadeOut, 0.05);
 }
 
+// 17.704 - 13.436 less this fade-out is a hair below 0.05, yet the fade-in of 0.05 is there.
+TEST_F(SetFade, AFadeThatExistsCanAlwaysBeRemoved) {
+    const Segment full = clip(13.436, 17.704, 0.05, 4.218000000000001);
+    ASSERT_LT(clipLength(full) - full.fadeOut, 0.05);
+    EXPECT_TRUE(canFade(full, false));
+    EXPECT_EQ(fadeRoom(full, false), 0.05);
+    load(20, {full});
+    normalizeFades();
+    ASSERT_EQ(state.clips, ClipList{full});
+    setFade(0, false, 0);
+    EXPECT_EQ(state.clips, ClipList{clip(13.436, 17.704, 0, 4.218000000000001)});
+    EXPECT_EQ(state.statusText, L"Fade in 0.0 s — renders on export (re-encode)");
+    load(20, {full});
+    toggleFade(0, false);
+    EXPECT_EQ(state.clips[0].fadeIn, 0);
+    load(20, {full});
+    expectNothingHappens([] { setFade(0, false, 1); });
+}
+
 TEST_F(SetFade, TheRunningGestureGoesOn) {
     load(20, {clip(0, 10), clip(10, 20)});
     state.rollCutIndex = 0;
