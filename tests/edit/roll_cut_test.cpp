@@ -206,6 +206,20 @@ TEST_F(CutDrag, APressWhilePausedDoesNotPauseAgain) {
     EXPECT_THAT(recorder.calls, ElementsAre("seek 10", "dim 1", "repaint", "repaint"));
 }
 
+TEST_F(CutDrag, AVideoThatClosesWhileItPausesHasNoCutToGoTo) {
+    load(20, {clip(0, 4), clip(4, 10), clip(12, 20)});
+    recorder.playing = true;
+    state.statusText = L"before";
+    editHost().pause = [] {
+        emptyEdit();
+    };
+    beginCutDrag(1);
+    EXPECT_EQ(state.rollCutIndex, -1);
+    EXPECT_EQ(state.playhead, 0);
+    EXPECT_EQ(state.statusText, L"before");
+    EXPECT_TRUE(recorder.calls.empty());
+}
+
 TEST_F(CutDrag, DraggingAndNudgingIsOneHistoryEntry) {
     load(40, {clip(0, 10), clip(12, 40)});
     beginCutDrag(0);
