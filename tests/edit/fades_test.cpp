@@ -132,11 +132,11 @@ TEST_F(SetFade, TheRunningGestureGoesOn) {
 }
 
 TEST_F(SetFade, NoChangeIsSilent) {
-    load(20, {clip(0, 10, 1, 0)});
-    expectNothingHappens([] { setFade(0, false, 1); });
-    expectNothingHappens([] { setFade(0, false, 1 + 0.9e-6); });
-    expectNothingHappens([] { setFade(0, true, 0.03); });
-    setFade(0, false, 1 + 1.1e-6);
+    load(20, {clip(0, 10), clip(10, 20, 1, 0)}); // clip 0 is selected, and stays so
+    expectNothingHappens([] { setFade(1, false, 1); });
+    expectNothingHappens([] { setFade(1, false, 1 + 0.9e-6); });
+    expectNothingHappens([] { setFade(1, true, 0.03); });
+    setFade(1, false, 1 + 1.1e-6);
     EXPECT_EQ(state.undoStack.size(), 1u);
 }
 
