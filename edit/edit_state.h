@@ -96,7 +96,7 @@ void endGesture();
 double frameDuration();
 
 // Moves engine and playhead to `seconds`, kept within the video. Nothing without engine or video,
-// or for no number. All that moves the playhead of a loaded video goes through here.
+// or for no number. All that seeks goes through here.
 void seekTo(double seconds);
 
 // Makes the fades of each clip fit its length again, the fade-in first: after shortening to 0.3 s,

@@ -24,11 +24,13 @@ double fadeLength(double seconds, double room) {
 
 double fadeRoom(const Segment& clip, bool isOut) {
     const double length = clipLength(clip);
-    if (isOut) return std::max(0.0, length - clip.fadeIn);
+    if (isOut) return std::max(length - clip.fadeIn, clip.fadeOut);
     const double room = std::max(0.0, length - clip.fadeOut);
     // Rounding up would leave the fade-out less than its length, and normalizeFades then shortens
     // it, down to none if it was the shortest there is. One step down is more than the rounding.
-    return room > 0 && length - room < clip.fadeOut ? std::nextafter(room, 0.0) : room;
+    const bool isTooMuch = room > 0 && length - room < clip.fadeOut;
+    // Rounding down must not take away what a fade-in already has.
+    return std::max(isTooMuch ? std::nextafter(room, 0.0) : room, clip.fadeIn);
 }
 
 bool canFade(const Segment& clip, bool isOut) {

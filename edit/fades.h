@@ -10,12 +10,13 @@ namespace velkantrix {
 
 inline constexpr double DEFAULT_FADE = 1.0; // what the toggles set
 
-// setFade(0, false, 1):  [A 0..10, no fades]  ->  [A /0..10, fade in 1]
+// setFade(0, false, 1):  [A 0..10, no fades]  ->  [A 0..10, fade in 1]
 // The length is kept within what the other fade leaves of the clip. A clip with less than MIN_FADE
 // left is too short to fade, and says so.
 void setFade(std::int32_t i, bool isOut, double seconds);
 
-// What the other fade leaves of the clip: a fade this long and the other one fit together.
+// What the other fade leaves of the clip: a fade this long and the other one fit together. Never
+// less than the clip's own fade, so a fade that exists can be shortened and removed.
 double fadeRoom(const Segment& clip, bool isOut);
 bool canFade(const Segment& clip, bool isOut);
 

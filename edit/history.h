@@ -13,9 +13,10 @@ namespace velkantrix {
 // going first. What was undone can't be redone any more.
 void pushHistory(const wchar_t* label);
 
-// Go back or forward by one entry: list and selection become exactly what they were, and seekTo
-// puts the playhead back. Nothing happens without an entry or while a job runs. Neither touches
-// `edited`: a video edited back to its whole length is told by hasEdits.
+// Go back or forward by one entry: list and selection become exactly what they were, the
+// selection kept within the list, and seekTo puts the playhead back. Nothing happens without an
+// entry or while a job runs. Neither touches `edited`: a video edited back to its whole length is
+// told by hasEdits.
 void undo();
 void redo();
 

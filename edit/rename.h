@@ -3,6 +3,9 @@
 //
 //     closed --beginRename--> open --Enter, Tab, focus lost--> committed --> closed
 //                                  --Esc, another video------> discarded --> closed
+//
+// The target is an index: whoever runs split, remove, undo or redo while the field is open commits
+// it first.
 #pragma once
 
 #include <cstddef>

@@ -76,6 +76,7 @@ void beginCutDrag(std::int32_t i) {
     state.selectedClip = i;
     const EditHost& host = editHost();
     if (host.isPlaying && host.isPlaying() && host.pause) host.pause();
+    if (!isCut(state.clips, i)) return; // the video was closed while it paused
     seekTo(cutTime(i));
     state.statusText = cutNumber(i) + L" — drag to move" + NUDGE_HINT;
     repaint();

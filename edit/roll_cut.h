@@ -2,8 +2,8 @@
 // seconds of the source.
 //
 // A cut is named by the clip that ends at it. `rollCutIndex` is the cut that the keys move; a drag
-// and the nudges after it are one gesture with one history entry, until Esc, another press or
-// another operation ends it.
+// and the nudges after it are one gesture with one history entry, until Esc, another press, split,
+// remove, a trim by the menu, undo, redo or the opening of a video ends it.
 #pragma once
 
 #include <cstdint>

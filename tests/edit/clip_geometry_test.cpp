@@ -26,6 +26,18 @@ TEST_F(ClipGeometryTest, EndsAreTruncatedToWholePixels) {
     EXPECT_EQ(clipRect(thirds, {-50, 0, 50, 10}, 2), (PixelRect{16, 0, 50, 10}));
 }
 
+// In doubles, 49 * (1.0 / 49) is a hair less than 1, but 49 * 1.0 / 49 is 1.
+TEST_F(ClipGeometryTest, TheShareIsTakenBeforeTheWidth) {
+    ClipList clips;
+    for (int i = 0; i < 49; ++i) clips.push_back(clip(i, i + 1));
+    const PixelRect track{0, 0, 49, 10};
+    EXPECT_EQ(clipRect(clips, track, 0), (PixelRect{0, 0, 0, 10}));
+    EXPECT_EQ(clipRect(clips, track, 1), (PixelRect{0, 0, 1, 10}));
+    EXPECT_EQ(clipRect(clips, track, 2), (PixelRect{1, 0, 3, 10}));
+    EXPECT_EQ(clipRect(clips, track, 48).right, 49);
+    EXPECT_EQ(clipAtX(clips, track, 0), 1);
+}
+
 TEST_F(ClipGeometryTest, AllRectsAtOnceAreTheSame) {
     ClipList many;
     for (int i = 0; i < 200; ++i) many.push_back(clip(i, i + 0.05 + 0.13 * (i % 7)));

@@ -15,6 +15,12 @@ TEST_F(ClipNameTest, LabelsCountFromOneUnlessTheClipHasAName) {
     EXPECT_EQ(clipLabel(2), L"CLIP 3");
 }
 
+TEST_F(ClipNameTest, NumbersMayHaveTwoDigits) {
+    const ClipList twelve(12);
+    EXPECT_EQ(clipLabel(twelve, 9), L"CLIP 10");
+    EXPECT_EQ(clipLabel(twelve, 11), L"CLIP 12");
+}
+
 TEST_F(ClipNameTest, AfterRemovingTheFirstClipTheSecondIsClipOne) {
     load(30, {clip(0, 5), clip(5, 9), clip(9, 12, 0, 0, L"end")});
     removeSelectedClip();

@@ -110,6 +110,7 @@ protected:
         const ClipList clips = state.clips;
         const std::int32_t selected = state.selectedClip;
         const double playhead = state.playhead;
+        const std::vector<HistoryEntry> undoStack = state.undoStack;
         const std::uint32_t steps =
             1 + chooser.below(static_cast<std::uint32_t>(state.undoStack.size()));
         for (std::uint32_t i = 0; i < steps; ++i) {
@@ -124,6 +125,7 @@ protected:
         ASSERT_EQ(state.clips, clips);
         ASSERT_EQ(state.selectedClip, selected);
         ASSERT_EQ(state.playhead, playhead);
+        if (recorder.engine) { ASSERT_TRUE(state.undoStack == undoStack); }
         ++journeys;
     }
 

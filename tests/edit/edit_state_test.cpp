@@ -143,6 +143,8 @@ TEST_F(EditStateTest, SeekToStaysWithinTheVideo) {
         state.playhead = 7;
         seekTo(row.to);
         EXPECT_EQ(state.playhead, row.playhead) << row.to;
+        ASSERT_FALSE(recorder.calls.empty()) << row.to;
+        EXPECT_EQ(recorder.calls.front(), row.playhead == 0 ? "seek 0" : "seek 20") << row.to;
     }
 }
 

@@ -102,6 +102,25 @@ TEST_F(SetFade, ALongestFadeInLeavesTheFadeOutItsLength) {
     EXPECT_EQ(state.clips[0].fadeOut, 0.05);
 }
 
+// 17.704 - 13.436 less this fade-out is a hair below 0.05, yet the fade-in of 0.05 is there.
+TEST_F(SetFade, AFadeThatExistsCanAlwaysBeRemoved) {
+    const Segment full = clip(13.436, 17.704, 0.05, 4.218000000000001);
+    ASSERT_LT(clipLength(full) - full.fadeOut, 0.05);
+    EXPECT_TRUE(canFade(full, false));
+    EXPECT_EQ(fadeRoom(full, false), 0.05);
+    load(20, {full});
+    normalizeFades();
+    ASSERT_EQ(state.clips, ClipList{full});
+    setFade(0, false, 0);
+    EXPECT_EQ(state.clips, ClipList{clip(13.436, 17.704, 0, 4.218000000000001)});
+    EXPECT_EQ(state.statusText, L"Fade in 0.0 s — renders on export (re-encode)");
+    load(20, {full});
+    toggleFade(0, false);
+    EXPECT_EQ(state.clips[0].fadeIn, 0);
+    load(20, {full});
+    expectNothingHappens([] { setFade(0, false, 1); });
+}
+
 TEST_F(SetFade, TheRunningGestureGoesOn) {
     load(20, {clip(0, 10), clip(10, 20)});
     state.rollCutIndex = 0;
@@ -113,11 +132,11 @@ TEST_F(SetFade, TheRunningGestureGoesOn) {
 }
 
 TEST_F(SetFade, NoChangeIsSilent) {
-    load(20, {clip(0, 10, 1, 0)});
-    expectNothingHappens([] { setFade(0, false, 1); });
-    expectNothingHappens([] { setFade(0, false, 1 + 0.9e-6); });
-    expectNothingHappens([] { setFade(0, true, 0.03); });
-    setFade(0, false, 1 + 1.1e-6);
+    load(20, {clip(0, 10), clip(10, 20, 1, 0)}); // clip 0 is selected, and stays so
+    expectNothingHappens([] { setFade(1, false, 1); });
+    expectNothingHappens([] { setFade(1, false, 1 + 0.9e-6); });
+    expectNothingHappens([] { setFade(1, true, 0.03); });
+    setFade(1, false, 1 + 1.1e-6);
     EXPECT_EQ(state.undoStack.size(), 1u);
 }
 

@@ -85,13 +85,13 @@ TEST_F(HistoryTest, UndoRestoresThenSeeksThenWritesTheStatusThenRefreshes) {
 
 TEST_F(HistoryTest, RedoRestoresWhatUndoTook) {
     load(20, {clip(0, 8), clip(9, 20)});
-    state.selectedClip = 1;
-    pushHistory(L"remove clip");
+    const wchar_t* const label = L"remove clip";
+    pushHistory(label);
     state.clips = {clip(9, 20)};
-    state.selectedClip = 0;
     state.playhead = 12;
     undo();
-    state.edited = false;
+    state.selectedClip = 1; // what undo left is looked at before the redo
+    state.playhead = 5;
     recorder.forget();
     redo();
     EXPECT_EQ(state.clips, ClipList{clip(9, 20)});
@@ -100,9 +100,7 @@ TEST_F(HistoryTest, RedoRestoresWhatUndoTook) {
     EXPECT_EQ(state.statusText, L"Redid remove clip");
     EXPECT_TRUE(state.redoStack.empty());
     ASSERT_EQ(state.undoStack.size(), 1u);
-    EXPECT_EQ(state.undoStack[0].clips.size(), 2u);
-    EXPECT_EQ(state.undoStack[0].label, std::wstring(L"remove clip"));
-    EXPECT_FALSE(state.edited);
+    EXPECT_EQ(state.undoStack[0], (HistoryEntry{{clip(0, 8), clip(9, 20)}, 1, 5, label}));
     EXPECT_THAT(recorder.calls, ElementsAre("seek 12", "dim 1", "repaint", "refreshUi"));
     const EditState seeking = recorder.during("seek 12");
     EXPECT_EQ(seeking.clips, ClipList{clip(9, 20)});
@@ -144,6 +142,11 @@ TEST_F(HistoryTest, UndoAndRedoLeaveEditedAlone) {
     redo();
     EXPECT_FALSE(state.edited);
     EXPECT_TRUE(hasEdits());
+    undo();
+    EXPECT_FALSE(state.edited);
+    state.edited = true;
+    redo();
+    EXPECT_TRUE(state.edited);
 }
 
 TEST_F(HistoryTest, ANewEditAfterAnUndoEmptiesTheRedoStack) {

@@ -269,12 +269,21 @@ TEST_F(TrimClip, RecordsOncePerGesture) {
 }
 
 TEST_F(TrimClip, AMoveOfAMicrosecondIsNoChange) {
-    load(20, {clip(0, 10)});
-    expectNothingHappens([] { trimClip(0, true, 10 - 0.9e-6); });
-    expectNothingHappens([] { trimClip(0, true, 10 + 0.9e-6); });
-    expectNothingHappens([] { trimClip(0, false, 0.9e-6); });
-    trimClip(0, true, 10 - 1.1e-6);
+    load(20, {clip(0, 4), clip(5, 10)}); // clip 0 is selected, and stays so
+    expectNothingHappens([] { trimClip(1, true, 10 - 0.9e-6); });
+    expectNothingHappens([] { trimClip(1, true, 10 + 0.9e-6); });
+    expectNothingHappens([] { trimClip(1, false, 5 + 0.9e-6); });
+    trimClip(1, true, 10 - 1.1e-6);
     EXPECT_EQ(state.undoStack.size(), 1u);
+}
+
+TEST_F(TrimClip, NumbersMayHaveTwoDigits) {
+    ClipList clips;
+    for (int i = 0; i < 11; ++i) clips.push_back(clip(2 * i, 2 * i + 2));
+    load(22, clips);
+    trimClip(10, true, 21);
+    EXPECT_EQ(state.statusText,
+              L"Clip 11 end  00:21.000   ·   ← → 5 s   ·   , . frame   ·   Esc done");
 }
 
 TEST_F(TrimClip, TooShortAClipGrowsAsFarAsItsNeighbour) {

@@ -68,6 +68,18 @@ TEST_F(Rename, OpensOnlyWhereItMay) {
     expectClosed();
 }
 
+TEST_F(Rename, TheLabelOfTheSelectedClipNeedsTheRoom) {
+    recorder.labelWithoutRoom = 1;
+    expectNothingHappens([] { beginRename(); });
+    expectClosed();
+    for (const std::int32_t other : {0, 2}) {
+        recorder.labelWithoutRoom = other;
+        beginRename();
+        EXPECT_EQ(renameState().target, 1) << other;
+        commitRename(false);
+    }
+}
+
 TEST_F(Rename, AnOpenFieldIsNotOpenedAgain) {
     beginRename();
     state.selectedClip = 2;
@@ -128,6 +140,18 @@ TEST_F(Rename, WhiteSpaceAloneClearsTheName) {
     EXPECT_EQ(clipLabel(1), L"CLIP 2");
     EXPECT_EQ(state.statusText, L"Clip name cleared");
     EXPECT_EQ(state.undoStack.size(), 1u);
+}
+
+TEST_F(Rename, WhiteSpaceOnAClipWithoutANameChangesNothing) {
+    state.selectedClip = 2;
+    beginRename();
+    recorder.typed = L" \t ";
+    state.statusText = L"before";
+    commitRename(true);
+    EXPECT_EQ(state.clips[2].name, L"");
+    EXPECT_EQ(state.statusText, L"before");
+    EXPECT_TRUE(state.undoStack.empty());
+    EXPECT_FALSE(state.edited);
 }
 
 TEST_F(Rename, TheSameTextRecordsNothing) {
@@ -266,11 +290,13 @@ TEST_F(Rename, EnterCommitsAndEscapeCancels) {
     recorder.typed = L"other";
     renameKey(RenameKey::Enter);
     EXPECT_EQ(state.clips[1].name, L"other");
+    EXPECT_EQ(state.selectedClip, 1);
     expectClosed();
     beginRename();
     recorder.typed = L"third";
     renameKey(RenameKey::Escape);
     EXPECT_EQ(state.clips[1].name, L"other");
+    EXPECT_EQ(state.selectedClip, 1);
     expectClosed();
 }
 

@@ -82,11 +82,20 @@ TEST_F(RollCut, RecordsOncePerGesture) {
 }
 
 TEST_F(RollCut, AMoveOfAMicrosecondIsNoChange) {
-    load(20, {clip(0, 10), clip(12, 20)});
-    expectNothingHappens([] { rollCut(0, 10 + 0.9e-6); });
-    expectNothingHappens([] { rollCut(0, 10 - 0.9e-6); });
-    rollCut(0, 10 + 1.1e-6);
+    load(20, {clip(0, 4), clip(5, 10), clip(12, 20)}); // clip 0 is selected, and stays so
+    expectNothingHappens([] { rollCut(1, 10 + 0.9e-6); });
+    expectNothingHappens([] { rollCut(1, 10 - 0.9e-6); });
+    rollCut(1, 10 + 1.1e-6);
     EXPECT_EQ(state.undoStack.size(), 1u);
+}
+
+TEST_F(RollCut, NumbersMayHaveTwoDigits) {
+    ClipList clips;
+    for (int i = 0; i < 10; ++i) clips.push_back(clip(2 * i, 2 * i + 2));
+    load(20, clips);
+    rollCut(8, 17);
+    EXPECT_EQ(state.statusText,
+              L"Cut 9–10  00:17.000   ·   ← → 5 s   ·   , . frame   ·   Esc done");
 }
 
 TEST_F(RollCut, OfClipsTooShortToShareTheLeftOneGrowsToTheRightOnesMinimum) {
@@ -206,6 +215,20 @@ TEST_F(CutDrag, APressWhilePausedDoesNotPauseAgain) {
     EXPECT_THAT(recorder.calls, ElementsAre("seek 10", "dim 1", "repaint", "repaint"));
 }
 
+TEST_F(CutDrag, AVideoThatClosesWhileItPausesHasNoCutToGoTo) {
+    load(20, {clip(0, 4), clip(4, 10), clip(12, 20)});
+    recorder.playing = true;
+    state.statusText = L"before";
+    editHost().pause = [] {
+        emptyEdit();
+    };
+    beginCutDrag(1);
+    EXPECT_EQ(state.rollCutIndex, -1);
+    EXPECT_EQ(state.playhead, 0);
+    EXPECT_EQ(state.statusText, L"before");
+    EXPECT_TRUE(recorder.calls.empty());
+}
+
 TEST_F(CutDrag, DraggingAndNudgingIsOneHistoryEntry) {
     load(40, {clip(0, 10), clip(12, 40)});
     beginCutDrag(0);
@@ -225,6 +248,20 @@ TEST_F(CutDrag, DraggingAndNudgingIsOneHistoryEntry) {
     beginCutDrag(0);
     dragCut(21);
     EXPECT_EQ(state.undoStack.size(), 3u);
+}
+
+TEST_F(CutDrag, OfALaterCutMovesThatCutThroughout) {
+    load(40, {clip(0, 4), clip(4, 10), clip(12, 40)});
+    beginCutDrag(1);
+    dragCut(11);
+    EXPECT_EQ(state.clips, (ClipList{clip(0, 4), clip(4, 11), clip(13, 40)}));
+    EXPECT_EQ(state.playhead, 10);
+    endCutDrag();
+    EXPECT_EQ(state.statusText, L"Cut 2–3  00:11.000   ·   ← → 5 s   ·   , . frame   ·   Esc done");
+    rollNudge(5);
+    EXPECT_EQ(state.clips, (ClipList{clip(0, 4), clip(4, 16), clip(18, 40)}));
+    EXPECT_EQ(state.playhead, 16);
+    EXPECT_EQ(state.statusText, L"Cut 2–3  00:16.000   ·   ← → 5 s   ·   , . frame   ·   Esc done");
 }
 
 TEST_F(CutDrag, AfterAnotherOperationTheCutIsNoLongerSelected) {

@@ -18,6 +18,7 @@ struct EditRecorder {
     bool playing = false;
     bool fullscreen = false;
     bool labelRoom = true;
+    std::int32_t labelWithoutRoom = -1; // of this clip alone
     bool fieldOpens = true;
     double rate = 25;
     std::wstring typed; // what the rename field holds
@@ -84,8 +85,8 @@ struct EditRecorder {
         host.isFullscreen = [this] {
             return fullscreen;
         };
-        host.labelHasRoom = [this](std::int32_t) {
-            return labelRoom;
+        host.labelHasRoom = [this](std::int32_t clip) {
+            return labelRoom && clip != labelWithoutRoom;
         };
         host.openRenameField = [this](std::int32_t clip, const std::wstring& text) {
             record("open", clip);
