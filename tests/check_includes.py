@@ -1,9 +1,10 @@
 #!/usr/bin/env python3
 """check_includes.py ROOT FOLDERS.TXT: checks which file of the program includes what.
 
-FOLDERS.TXT, written by CMake, has a line "core|windows PATH" for every file of every library. Portable
-("core") files may include neither Windows headers nor `platform/`; folders may include only those that
-the table below allows; and every file of a folder must belong to a library.
+FOLDERS.TXT, written by CMake, has a line "core|windows|posix PATH" for every file of every library. Portable
+("core") files may include neither a system's headers nor `platform/`; folders may include only those that
+the table below allows; and every file of a folder must belong to a library. In a folder that is portable
+but for the twins of one unit, their names say which system they are for.
 """
 import re
 import sys
@@ -25,12 +26,13 @@ STANDARD_HEADER = re.compile(r"^[a-z_]+$")
 GENERATED = {"velkantrix_version.h"}
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.MULTILINE)
 CODE = (".h", ".cpp")
+TWIN = re.compile(r"_(win|posix)$")
 
 
 def problems_of_file(root, path, side):
     name = path.relative_to(root).as_posix()
     folder = name.split("/")[0]
-    own_header = path.with_suffix(".h")
+    own_header = path.with_name(TWIN.sub("", path.stem) + ".h")
     includes = INCLUDE.findall(path.read_text(encoding="utf-8"))
     if path.suffix == ".cpp" and own_header.exists():
         if not includes or includes[0][1] != own_header.relative_to(root).as_posix():
@@ -72,6 +74,8 @@ def check(root, list_file):
         if Path(path) in sides:
             problems.append(f"{path}: in two libraries")
         sides[Path(path)] = side
+        if side == "posix" and not path.endswith("_posix.cpp"):
+            problems.append(f"{path}: only the twin of a Windows file is for POSIX alone")
     for path, side in sides.items():
         problems += problems_of_file(root, path, side)
     problems += portable_includes_windows(root, sides)
