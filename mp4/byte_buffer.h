@@ -1,0 +1,40 @@
+// byte_buffer.h: owned bytes that are about to be overwritten by a read, so that nobody clears them
+// first.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+#include "mp4/byte_view.h"
+
+namespace velkantrix {
+
+class ByteBuffer {
+public:
+    // Makes room for `size` bytes of unknown content; what was held is lost. Room is kept, so that
+    // one buffer serves many reads. Throws std::bad_alloc, and is empty then.
+    void allocate(std::size_t size) {
+        size_ = 0;
+        if (size > capacity_) {
+            bytes_.reset();
+            capacity_ = 0;
+            bytes_ = std::make_unique_for_overwrite<std::uint8_t[]>(size);
+            capacity_ = size;
+        }
+        size_ = size;
+    }
+
+    void clear() { size_ = 0; }
+
+    [[nodiscard]] std::uint8_t* data() { return bytes_.get(); }
+    [[nodiscard]] std::size_t size() const { return size_; }
+    [[nodiscard]] ByteView view() const { return {bytes_.get(), size_}; }
+
+private:
+    std::unique_ptr<std::uint8_t[]> bytes_;
+    std::size_t size_ = 0;
+    std::size_t capacity_ = 0;
+};
+
+} // namespace velkantrix

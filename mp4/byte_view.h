@@ -1,0 +1,72 @@
+// byte_view.h: a read-only look at bytes in memory, the only way in which file contents are read.
+//
+// All integers of the format are big-endian and stand at any address, so they are put together byte
+// by byte. Nothing outside of the view can be read: a field that isn't wholly inside reads as 0.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace velkantrix {
+
+// Who made the view keeps the bytes.
+class ByteView {
+public:
+    constexpr ByteView() = default;
+    constexpr ByteView(const std::uint8_t* data, std::size_t size) : data_(data), size_(size) {}
+    ByteView(const std::vector<std::uint8_t>& bytes) : data_(bytes.data()), size_(bytes.size()) {}
+
+    [[nodiscard]] const std::uint8_t* data() const { return data_; }
+    [[nodiscard]] std::size_t size() const { return size_; }
+    [[nodiscard]] bool empty() const { return size_ == 0; }
+    [[nodiscard]] const std::uint8_t* begin() const { return data_; }
+    [[nodiscard]] const std::uint8_t* end() const { return data_ + size_; }
+
+    [[nodiscard]] bool holds(std::size_t position, std::size_t length) const {
+        return position <= size_ && length <= size_ - position;
+    }
+
+    [[nodiscard]] std::uint8_t u8(std::size_t position) const {
+        return position < size_ ? data_[position] : std::uint8_t{0};
+    }
+    [[nodiscard]] std::uint16_t u16(std::size_t position) const {
+        return static_cast<std::uint16_t>(field<2>(position));
+    }
+    [[nodiscard]] std::uint32_t u32(std::size_t position) const {
+        return static_cast<std::uint32_t>(field<4>(position));
+    }
+    [[nodiscard]] std::uint64_t u64(std::size_t position) const { return field<8>(position); }
+
+    // An unsigned field of 1 to 8 bytes.
+    [[nodiscard]] std::uint64_t unsignedField(std::size_t position, std::size_t bytes) const {
+        if (!holds(position, bytes)) return 0;
+        std::uint64_t value = 0;
+        for (std::size_t i = 0; i < bytes; ++i) value = value << 8 | data_[position + i];
+        return value;
+    }
+
+    // The bytes from `position` on, none where that lies behind the end.
+    [[nodiscard]] ByteView from(std::size_t position) const {
+        return position <= size_ ? ByteView(data_ + position, size_ - position) : ByteView();
+    }
+
+    // Exactly these bytes, none where they aren't all inside.
+    [[nodiscard]] ByteView part(std::size_t position, std::size_t length) const {
+        return holds(position, length) ? ByteView(data_ + position, length) : ByteView();
+    }
+
+private:
+    template <std::size_t Bytes>
+    [[nodiscard]] std::uint64_t field(std::size_t position) const {
+        if (!holds(position, Bytes)) return 0;
+        std::uint64_t value = 0;
+        for (std::size_t i = 0; i < Bytes; ++i) value = value << 8 | data_[position + i];
+        return value;
+    }
+
+    const std::uint8_t* data_ = nullptr;
+    std::size_t size_ = 0;
+};
+
+} // namespace velkantrix

@@ -1,0 +1,18 @@
+// edit_list.h: where a track's edit list puts it on the movie's time line (ISO/IEC
+// 14496-12, 8.6.6).
+#pragma once
+
+#include <cstdint>
+
+#include "mp4/byte_view.h"
+
+namespace velkantrix {
+
+// What has to be added to a composition time to get the time at which it is presented, in ticks of
+// the track: the empty edits in front of the first other one, less the media time at which that one
+// starts. Edits behind it aren't looked at. 0 for an empty list; of nonsense, the nearest end of
+// the range of half of 2^63.
+std::int64_t editListOffset(ByteView elst, std::uint32_t movieTimescale,
+                            std::uint32_t trackTimescale);
+
+} // namespace velkantrix

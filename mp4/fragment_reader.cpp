@@ -1,0 +1,205 @@
+#include "mp4/fragment_reader.h"
+
+#include <algorithm>
+#include <new>
+#include <utility>
+
+#include "mp4/avc.h"
+#include "mp4/box_walk.h"
+
+namespace velkantrix {
+bool FragmentReader::Open(const std::filesystem::path& path) {
+    if (file_) return false;
+    index_ = LoadVideoTrackIndex(path);
+    if (!index_.valid || !index_.fragmented || index_.avcConfig.empty()) return false;
+    if (!AvcConfigToAnnexB(index_.avcConfig, parameterSets_, nalLengthSize_)) return false;
+    annexB_ = true;
+    return finishOpening(path);
+}
+
+bool FragmentReader::OpenWithTable(const std::filesystem::path& path, std::uint32_t trackId,
+                                   std::uint32_t timescale, RandomAccessTable entries) {
+    if (file_ || entries.empty() || timescale == 0) return false;
+    index_ = {};
+    index_.valid = true;
+    index_.fragmented = true;
+    index_.trackId = trackId;
+    index_.timescale = timescale;
+    index_.randomAccess = std::move(entries);
+    annexB_ = false;
+    return finishOpening(path);
+}
+
+bool FragmentReader::finishOpening(const std::filesystem::path& path) {
+    InputFile file = OpenForRandomAccess(path);
+    const auto length = fileSizeFromAttributes(path);
+    if (!file || !length) return false;
+    file_ = std::move(file);
+    fileLength_ = *length;
+    unload();
+    computeDuration();
+    unload();
+    return true;
+}
+
+bool FragmentReader::Seek(double seconds) {
+    needParameterSets_ = true;
+    const RandomAccessEntry* entry = FindKeyframeAtOrBefore(index_, seconds);
+    if (entry == nullptr) return false;
+    allowAllOfFile();
+    passedOverFragment_ = false;
+    if (LoadFragmentAt(entry->offset) != Load::Done) return false;
+    cursor_ = sampleOf(*entry);
+    rebase_ = static_cast<std::int64_t>(entry->time - track_.samples[cursor_].pts);
+    return true;
+}
+
+bool FragmentReader::ReadNextSample(ReaderSample& sample) {
+    sample.data.clear();
+    sample.hasPayload = false;
+    try {
+        return readNext(sample);
+    } catch (const std::bad_alloc&) {
+        sample.data.clear();
+        return fail(ReadOutcome::Failed);
+    }
+}
+
+bool FragmentReader::readNext(ReaderSample& sample) {
+    while (cursor_ >= track_.samples.size()) {
+        if (!NextFragment()) return false;
+    }
+    const SampleRecord record = track_.samples[cursor_++];
+    const auto bytes = readSample(record);
+    if (!bytes) return fail(ReadOutcome::Failed);
+    std::size_t inFront = 0;
+    if (!annexB_) {
+        sample.data.assign(bytes->begin(), bytes->end());
+    } else {
+        if (record.sync && needParameterSets_) {
+            sample.data = parameterSets_;
+            inFront = sample.data.size();
+            needParameterSets_ = false;
+        }
+        appendAnnexB(*bytes, nalLengthSize_, sample.data);
+    }
+    const auto rebase = static_cast<std::uint64_t>(rebase_);
+    sample.pts = static_cast<std::int64_t>(record.pts + rebase);
+    sample.dts = static_cast<std::int64_t>(record.dts + rebase);
+    sample.duration = record.duration;
+    sample.keyframe = record.sync;
+    // Keyframes are measured against the parameter sets even where those aren't in front: on
+    // purpose.
+    const std::size_t least = annexB_ && record.sync ? parameterSets_.size() : 0;
+    sample.hasPayload = sample.data.size() > least;
+    outcome_ = sample.data.size() > inFront ? ReadOutcome::Sample : ReadOutcome::Empty;
+    return sample.hasPayload;
+}
+
+bool FragmentReader::fail(ReadOutcome outcome) {
+    outcome_ = outcome;
+    return false;
+}
+
+FragmentReader::Load FragmentReader::LoadFragmentAt(std::uint64_t offset) {
+    const auto box = readBoxHeader(file_, offset, fileLength_);
+    if (!box || box->type != boxType("moof")) return Load::NoSamples;
+    if (!box->holdsItsHeader() || box->size > MAX_MOOF_BYTES) return Load::Unreadable;
+    FragmentTrack track;
+    try {
+        if (!readInto(moof_, file_, offset, box->size)) return Load::Unreadable;
+        track.trackId = track_.trackId;
+        track.fragmentOffset = offset;
+        track.nextDecodeTime = track_.nextDecodeTime;
+        track.equalBytesLeft = track_.equalBytesLeft;
+        // Behind a long header, too, it is read as if behind a short one: on purpose. Nothing comes
+        // out then.
+        ParseFragment(moof_.view().from(SHORT_HEADER), track);
+    } catch (const std::bad_alloc&) { return Load::Unreadable; }
+    if (track.cutShort || box->header != SHORT_HEADER) passedOverFragment_ = true;
+    track_.nextDecodeTime = track.nextDecodeTime;
+    if (track.samples.empty()) return Load::NoSamples;
+    track_ = std::move(track);
+    fragmentSize_ = box->size;
+    cursor_ = 0;
+    prefetch_.clear();
+    prefetchTried_ = false;
+    return Load::Done;
+}
+
+bool FragmentReader::NextFragment() {
+    if (track_.fragmentOffset == 0) return fail(ReadOutcome::Failed);
+    std::uint64_t offset = track_.fragmentOffset + fragmentSize_;
+    for (std::uint32_t boxes = 0; boxes < MAX_SEARCHED_BOXES; ++boxes) {
+        if (offset == fileLength_) {
+            return fail(passedOverFragment_ ? ReadOutcome::Failed : ReadOutcome::End);
+        }
+        const auto box = readBoxHeader(file_, offset, fileLength_);
+        if (!box || !box->holdsItsHeader()) return fail(ReadOutcome::Failed);
+        if (box->type == boxType("moof")) {
+            const Load load = LoadFragmentAt(offset);
+            if (load == Load::Done) return true;
+            if (load == Load::Unreadable) passedOverFragment_ = true;
+        }
+        offset = box->end();
+    }
+    return fail(ReadOutcome::Failed);
+}
+
+// Samples too far apart are read one by one instead, as are those that reach beyond the file.
+void FragmentReader::prefetch() {
+    prefetchTried_ = true;
+    const FragmentSamples::Span span = track_.samples.span();
+    if (span.first >= span.end || span.end > fileLength_) return;
+    const std::uint64_t length = span.end - span.first;
+    if (length > MAX_PREFETCH_BYTES || length > prefetchBytesLeft_) return;
+    prefetchBytesLeft_ -= length;
+    prefetchBase_ = span.first;
+    if (!readInto(prefetch_, file_, span.first, length)) prefetch_.clear();
+}
+
+std::optional<ByteView> FragmentReader::readSample(const SampleRecord& record) {
+    if (!prefetchTried_) prefetch();
+    if (record.offset >= prefetchBase_ && record.offset - prefetchBase_ <= prefetch_.size()) {
+        const auto at = static_cast<std::size_t>(record.offset - prefetchBase_);
+        if (prefetch_.view().holds(at, record.size)) return prefetch_.view().part(at, record.size);
+    }
+    if (!readInto(single_, file_, record.offset, record.size)) return std::nullopt;
+    return single_.view();
+}
+
+void FragmentReader::allowAllOfFile() {
+    track_.equalBytesLeft = fileLength_;
+    prefetchBytesLeft_ = fileLength_;
+}
+
+void FragmentReader::unload() {
+    track_ = {};
+    track_.trackId = index_.trackId;
+    cursor_ = 0;
+}
+
+std::uint64_t FragmentReader::sampleOf(const RandomAccessEntry& entry) const {
+    const std::uint64_t number = entry.sampleNumber;
+    return number >= 1 && number <= track_.samples.size() ? number - 1 : 0;
+}
+
+void FragmentReader::computeDuration() {
+    durationSeconds_ = 0;
+    if (index_.randomAccess.empty() || index_.timescale == 0) return;
+    const RandomAccessEntry& last = index_.randomAccess.back();
+    allowAllOfFile();
+    if (LoadFragmentAt(last.offset) != Load::Done) {
+        durationSeconds_ = static_cast<double>(last.time) / index_.timescale;
+        return;
+    }
+    const auto rebase = static_cast<std::int64_t>(last.time - track_.samples[sampleOf(last)].pts);
+    std::int64_t latest = track_.samples.latestEnd(rebase);
+    for (std::uint32_t fragments = 1; fragments < MAX_DURATION_FRAGMENTS && NextFragment();
+         ++fragments) {
+        latest = std::max(latest, track_.samples.latestEnd(rebase));
+    }
+    durationSeconds_ = static_cast<double>(latest) / index_.timescale;
+}
+
+} // namespace velkantrix

@@ -1,0 +1,60 @@
+#include "mp4/input_file.h"
+
+#include <windows.h>
+
+namespace velkantrix {
+namespace {
+
+HANDLE handleOf(std::intptr_t value) {
+    return reinterpret_cast<HANDLE>(
+        value); // NOLINT(performance-no-int-to-ptr): a handle is a number
+}
+
+InputFile openDiskFile(const std::filesystem::path& path, DWORD hint) {
+    InputFile file;
+    HANDLE const handle =
+        CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL | hint, nullptr);
+    if (handle == INVALID_HANDLE_VALUE) return file;
+    file.handle.reset(reinterpret_cast<std::intptr_t>(handle));
+    LARGE_INTEGER size{};
+    if (GetFileType(handle) != FILE_TYPE_DISK || !GetFileSizeEx(handle, &size)) return {};
+    file.size = static_cast<std::uint64_t>(size.QuadPart);
+    return file;
+}
+
+} // namespace
+
+void InputHandleTraits::close(Value handle) {
+    CloseHandle(handleOf(handle));
+}
+
+InputFile OpenForRandomAccess(const std::filesystem::path& path) {
+    return openDiskFile(path, FILE_FLAG_RANDOM_ACCESS);
+}
+
+InputFile openForSequentialScan(const std::filesystem::path& path) {
+    return openDiskFile(path, FILE_FLAG_SEQUENTIAL_SCAN);
+}
+
+std::optional<std::uint64_t> fileSizeFromAttributes(const std::filesystem::path& path) {
+    WIN32_FILE_ATTRIBUTE_DATA data{};
+    if (!GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data) ||
+        data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
+        return std::nullopt;
+    }
+    return static_cast<std::uint64_t>(data.nFileSizeHigh) << 32 | data.nFileSizeLow;
+}
+
+std::size_t readSome(std::intptr_t handle, std::uint64_t offset, void* buffer, std::size_t length) {
+    // A position in the request makes a read of a synchronous handle independent of all others.
+    OVERLAPPED position{};
+    position.Offset = static_cast<DWORD>(offset);
+    position.OffsetHigh = static_cast<DWORD>(offset >> 32);
+    DWORD got = 0;
+    const BOOL done =
+        ReadFile(handleOf(handle), buffer, static_cast<DWORD>(length), &got, &position);
+    return done ? got : 0;
+}
+
+} // namespace velkantrix

@@ -1,0 +1,101 @@
+#include "mp4/keyframe_sample.h"
+
+#include <algorithm>
+#include <new>
+#include <optional>
+
+#include "mp4/avc.h"
+#include "mp4/box_walk.h"
+#include "mp4/fragment.h"
+#include "mp4/fragment_reader.h"
+
+namespace velkantrix {
+namespace {
+
+struct SamplePlace {
+    std::uint64_t offset = 0, size = 0; // in the file, bytes
+};
+
+// The number-th child of a type, counted from 1; 0 counts as 1.
+std::optional<ByteView> numberedChild(ByteView container, BoxType wanted, std::uint32_t number) {
+    std::optional<ByteView> found;
+    std::uint32_t before = std::max(number, 1u) - 1;
+    WalkChildren(container, [&](BoxType type, ByteView payload) {
+        if (type != wanted || found) return;
+        if (before == 0) found = payload;
+        --before;
+    });
+    return found;
+}
+
+std::optional<SamplePlace> placeInRun(ByteView payload, const TrackFragmentHeader& header,
+                                      std::uint64_t base, std::uint32_t sampleNumber) {
+    if (payload.size() < 8) return std::nullopt;
+    const TrackRun run = readTrackRun(payload);
+    const std::uint32_t sample = std::max(sampleNumber, 1u) - 1;
+    if (sample >= run.sampleCount || sample >= run.recordsIn(payload)) return std::nullopt;
+    SamplePlace place;
+    place.offset = base + static_cast<std::uint64_t>(std::int64_t{run.dataOffset});
+    if (!run.sizeAt) {
+        place.offset += std::uint64_t{sample} * header.size;
+        place.size = header.size;
+        return place;
+    }
+    for (std::uint32_t i = 0; i <= sample; ++i) {
+        place.offset += place.size;
+        place.size = payload.u32(run.recordsAt + i * run.recordBytes + *run.sizeAt);
+    }
+    return place;
+}
+
+// Of a fragmented file the table only says in which traf and trun of which moof the sample is.
+std::optional<SamplePlace> placeInFragment(const InputFile& file, const RandomAccessEntry& entry) {
+    // Neither a long header nor a box to the end of the file (given 0, it has no bytes) is taken
+    // here: on purpose.
+    const auto box = readBoxHeader(file, entry.offset, 0);
+    if (!box || box->type != boxType("moof") || box->header != SHORT_HEADER) return std::nullopt;
+    if (!box->holdsItsHeader() || box->size > MAX_MOOF_BYTES) return std::nullopt;
+    ByteBuffer moof;
+    if (!readInto(moof, file, entry.offset, box->size)) return std::nullopt;
+    const auto traf =
+        numberedChild(moof.view().from(SHORT_HEADER), boxType("traf"), entry.trafNumber);
+    if (!traf) return std::nullopt;
+    const auto trun = numberedChild(*traf, boxType("trun"), entry.trunNumber);
+    if (!trun) return std::nullopt;
+    const auto header = readTrackFragmentHeader(*traf).value_or(TrackFragmentHeader());
+    return placeInRun(*trun, header, header.baseDataOffset.value_or(entry.offset),
+                      entry.sampleNumber);
+}
+
+KeyframeSample readKeyframe(const std::filesystem::path& path, const VideoTrackIndex& index,
+                            double seconds) {
+    KeyframeSample sample;
+    const RandomAccessEntry* entry = FindKeyframeAtOrBefore(index, seconds);
+    if (entry == nullptr) return sample;
+    const InputFile file = OpenForRandomAccess(path);
+    if (!file) return sample;
+    const auto place =
+        index.fragmented ? placeInFragment(file, *entry) : SamplePlace{entry->offset, entry->size};
+    if (!place || place->size == 0 || place->size > MAX_KEYFRAME_BYTES) return sample;
+    ByteBuffer bytes;
+    if (!readInto(bytes, file, place->offset, place->size)) return sample;
+    std::uint32_t nalLengthSize = 0;
+    if (!AvcConfigToAnnexB(index.avcConfig, sample.data, nalLengthSize)) return sample;
+    const std::size_t parameterSets = sample.data.size();
+    appendAnnexB(bytes.view(), nalLengthSize, sample.data);
+    sample.timeSeconds = static_cast<double>(entry->time) / index.timescale;
+    sample.ok = sample.data.size() > parameterSets;
+    if (!sample.ok) sample.data.clear();
+    return sample;
+}
+
+} // namespace
+
+KeyframeSample ReadKeyframeSample(const std::filesystem::path& path, const VideoTrackIndex& index,
+                                  double seconds) {
+    try {
+        return readKeyframe(path, index, seconds);
+    } catch (const std::bad_alloc&) { return {}; }
+}
+
+} // namespace velkantrix

@@ -1,0 +1,29 @@
+// track_boxes.h: the boxes of one track, as far as a trak holds them (ISO/IEC 14496-12, 8.3
+// and 8.4).
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "mp4/byte_view.h"
+
+namespace velkantrix {
+
+// Of several boxes of a type the last counts. Views: who made the moov keeps the bytes.
+struct TrackBoxes {
+    std::uint32_t trackId = 0;
+    std::uint32_t timescale = 0; // ticks per second
+    std::size_t mdhdBytes = 0;   // length of the payload that it came from
+    bool isVideo = false, isSound = false;
+    std::optional<ByteView> stbl, elst;
+};
+
+TrackBoxes readTrackBoxes(ByteView trak);
+
+// Of a moov's payload, ticks per second; 0 when there is no mvhd.
+std::uint32_t movieTimescale(ByteView moov);
+
+// The first video track that has a time scale; all others are ignored.
+std::optional<TrackBoxes> findVideoTrack(ByteView moov);
+
+} // namespace velkantrix

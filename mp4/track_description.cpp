@@ -1,0 +1,194 @@
+#include "mp4/track_description.h"
+
+#include <algorithm>
+#include <new>
+#include <optional>
+
+#include "mp4/box_walk.h"
+#include "mp4/keyframe_table.h"
+#include "mp4/track_boxes.h"
+
+namespace velkantrix {
+namespace {
+
+constexpr std::size_t VISUAL_ENTRY_BYTES = 78; // of a sample entry's payload, before its boxes
+constexpr std::size_t AUDIO_ENTRY_BYTES = 28;
+
+// ---- esds
+// ------------------------------------------------------------------------------------------
+
+constexpr std::uint8_t ES_DESCRIPTOR = 3, DECODER_CONFIG = 4, DECODER_SPECIFIC_INFO = 5;
+constexpr std::uint8_t HAS_URL = 0x40, HAS_OCR_STREAM = 0x20;
+constexpr std::size_t DECODER_CONFIG_FIELDS = 13; // bytes between its length and what it contains
+
+class DescriptorReader {
+public:
+    explicit DescriptorReader(ByteView bytes, std::size_t position)
+        : bytes_(bytes), position_(position) {}
+
+    // The byte at the position is of this tag, and inside.
+    bool takeTag(std::uint8_t tag) {
+        return bytes_.holds(position_, 1) && bytes_.u8(position_++) == tag;
+    }
+
+    // Groups of seven bits, the first ones first, in at most four bytes; those with the top bit set
+    // are followed by another.
+    std::uint32_t takeLength() {
+        std::uint32_t length = 0;
+        for (int i = 0; i < 4; ++i) {
+            const std::uint8_t byte = bytes_.u8(position_++);
+            length = length << 7 | (byte & 0x7Fu);
+            if (!(byte & 0x80)) break;
+        }
+        return length;
+    }
+
+    std::uint8_t take() { return bytes_.u8(position_++); }
+    void skip(std::size_t count) { position_ += count; }
+    ByteView takeBytes(std::size_t count) { return bytes_.part(position_, count); }
+
+private:
+    ByteView bytes_;
+    std::size_t position_;
+};
+
+// ---- audio track
+// -----------------------------------------------------------------------------------
+
+struct AudioEntry {
+    std::uint32_t sampleRate = 0;
+    std::uint16_t channels = 0;
+    ByteView config;
+};
+
+std::optional<AudioEntry> readAudioSampleEntry(ByteView stsd) {
+    std::optional<AudioEntry> found;
+    WalkChildren(stsd.from(8), [&](BoxType type, ByteView payload) {
+        if (found || type != boxType("mp4a") || payload.size() < AUDIO_ENTRY_BYTES) return;
+        AudioEntry entry;
+        entry.channels = payload.u16(16);
+        entry.sampleRate = payload.u32(24) >> 16;
+        WalkChildren(payload.from(AUDIO_ENTRY_BYTES), [&](BoxType child, ByteView bytes) {
+            if (child != boxType("esds")) return;
+            const ByteView config = audioConfigOf(bytes);
+            if (!config.empty()) entry.config = config;
+        });
+        found = entry;
+    });
+    return found;
+}
+
+struct AudioCandidate {
+    TrackBoxes track;
+    AudioEntry entry;
+};
+
+// Tracks that lack nothing but, perhaps, a table; the first of each track_ID, in the file's order.
+std::vector<AudioCandidate> audioCandidates(ByteView moov) {
+    std::vector<AudioCandidate> candidates;
+    WalkChildren(moov, [&](BoxType type, ByteView payload) {
+        if (type != boxType("trak")) return;
+        const TrackBoxes track = readTrackBoxes(payload);
+        if (!track.isSound || track.trackId == 0 || track.timescale == 0 || track.mdhdBytes < 20)
+            return;
+        std::optional<ByteView> stsd;
+        WalkChildren(track.stbl.value_or(ByteView()), [&](BoxType child, ByteView bytes) {
+            if (child == boxType("stsd")) stsd = bytes;
+        });
+        if (!stsd) return;
+        const auto entry = readAudioSampleEntry(*stsd);
+        if (entry && !entry->config.empty()) candidates.push_back({track, *entry});
+    });
+    return candidates;
+}
+
+bool readAudioMoov(ByteBuffer& moov, const InputFile& file, std::uint64_t fileSize) {
+    std::uint64_t offset = 0;
+    for (std::uint32_t boxes = 0; boxes < MAX_AUDIO_SCANNED_BOXES; ++boxes) {
+        const auto box = readBoxHeader(file, offset, fileSize);
+        if (!box || !box->holdsItsHeader() || box->end() > fileSize) return false;
+        if (box->type == boxType("moov") && box->payloadSize() <= MAX_AUDIO_MOOV_BYTES) {
+            return readInto(moov, file, box->payloadOffset(), box->payloadSize());
+        }
+        offset = box->end();
+    }
+    return false;
+}
+
+AudioTrackInfo loadAudio(const std::filesystem::path& path) {
+    const InputFile file = OpenForRandomAccess(path);
+    const auto fileSize = fileSizeFromAttributes(path);
+    ByteBuffer moov, mfra;
+    if (!file || !fileSize || !readAudioMoov(moov, file, *fileSize)) return {};
+    const std::vector<AudioCandidate> candidates = audioCandidates(moov.view());
+    if (candidates.empty() || !readMfra(mfra, file)) return {};
+    // The tables are looked through once for all candidates, of which a broken file may have
+    // thousands.
+    const ByteView children = childrenOfMfra(mfra);
+    const std::vector<std::uint32_t> tracks = tracksWithRandomAccess(children);
+    for (const auto& [track, entry] : candidates) {
+        if (!std::binary_search(tracks.begin(), tracks.end(), track.trackId)) continue;
+        AudioTrackInfo info;
+        info.valid = true;
+        info.trackId = track.trackId;
+        info.timescale = track.timescale;
+        info.sampleRate = entry.sampleRate != 0 ? entry.sampleRate : track.timescale;
+        info.channels = entry.channels != 0 ? entry.channels : std::uint16_t{2};
+        info.audioConfig.assign(entry.config.begin(), entry.config.end());
+        info.randomAccess = audioRandomAccess(children, track.trackId).entries;
+        return info;
+    }
+    return {};
+}
+
+} // namespace
+
+void readVideoTrack(ByteView moov, VideoTrackIndex& index) {
+    const auto track = findVideoTrack(moov);
+    if (!track) return;
+    index.trackId = track->trackId;
+    index.timescale = track->timescale;
+    if (track->stbl) BuildKeyframeTable(*track->stbl, track->timescale, index);
+}
+
+void readVideoSampleEntry(ByteView entries, VideoTrackIndex& index) {
+    bool found = false;
+    WalkChildren(entries, [&](BoxType type, ByteView payload) {
+        const bool isAvc = type == boxType("avc1") || type == boxType("avc3");
+        if (found || !isAvc || payload.size() < VISUAL_ENTRY_BYTES) return;
+        found = true;
+        index.width = payload.u16(24);
+        index.height = payload.u16(26);
+        WalkChildren(payload.from(VISUAL_ENTRY_BYTES), [&](BoxType child, ByteView bytes) {
+            if (child != boxType("avcC")) return;
+            index.avcConfig.insert(index.avcConfig.end(), bytes.begin(), bytes.end());
+        });
+    });
+}
+
+AudioTrackInfo LoadAudioTrackInfo(const std::filesystem::path& path) {
+    try {
+        return loadAudio(path);
+    } catch (const std::bad_alloc&) {
+        return {}; // a file that this machine can't hold the tables of
+    }
+}
+
+ByteView audioConfigOf(ByteView esds) {
+    DescriptorReader reader(esds, 4); // behind version and flags
+    if (!reader.takeTag(ES_DESCRIPTOR)) return {};
+    reader.takeLength();
+    reader.skip(2); // ES_ID
+    const std::uint8_t flags = reader.take();
+    if (flags & HAS_URL) reader.skip(reader.take());
+    if (flags & HAS_OCR_STREAM) reader.skip(2);
+    // The dependence flag, 0x80, is left out on purpose: such streams aren't played by us.
+    if (!reader.takeTag(DECODER_CONFIG)) return {};
+    reader.takeLength();
+    reader.skip(DECODER_CONFIG_FIELDS);
+    if (!reader.takeTag(DECODER_SPECIFIC_INFO)) return {};
+    const std::uint32_t length = reader.takeLength();
+    return reader.takeBytes(length);
+}
+
+} // namespace velkantrix

@@ -1,0 +1,41 @@
+// track_description.h: what a decoder needs to know of the first video and the first audio track.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <vector>
+
+#include "mp4/byte_view.h"
+#include "mp4/video_index.h"
+
+namespace velkantrix {
+
+// Fills in, from a moov's payload, the description of its first video track with a time scale, and,
+// from that track's sample tables, its keyframes. Without such a track nothing is changed.
+void readVideoTrack(ByteView moov, VideoTrackIndex& index);
+
+// Fills in the size and configuration from the first avc1 or avc3 of an stsd's entries (ISO/IEC
+// 14496-12, 12.1.3, and 14496-15). Other codecs leave all of it as it was.
+void readVideoSampleEntry(ByteView entries, VideoTrackIndex& index);
+
+struct AudioTrackInfo {
+    bool valid = false;
+    std::uint32_t trackId = 0;
+    std::uint32_t timescale = 0;  // ticks per second
+    std::uint32_t sampleRate = 0; // Hz
+    std::uint16_t channels = 0;
+    std::vector<std::uint8_t> audioConfig; // AudioSpecificConfig, ISO/IEC 14496-3
+    RandomAccessTable randomAccess;        // in the file's order
+};
+
+// The first AAC track that has a table in the file's mfra: only fragmented files have any, and only
+// they are read by what needs this.
+AudioTrackInfo LoadAudioTrackInfo(const std::filesystem::path& path);
+
+inline constexpr std::uint32_t MAX_AUDIO_SCANNED_BOXES = 16;
+inline constexpr std::uint64_t MAX_AUDIO_MOOV_BYTES = std::uint64_t{32} << 20;
+
+// The DecoderSpecificInfo of an esds payload (ISO/IEC 14496-1, 7.2.6); empty where it isn't found.
+ByteView audioConfigOf(ByteView esds);
+
+} // namespace velkantrix

@@ -1,0 +1,100 @@
+#include "mp4/video_index.h"
+
+#include <algorithm>
+#include <limits>
+#include <new>
+
+#include "mp4/box_walk.h"
+#include "mp4/track_description.h"
+
+namespace velkantrix {
+namespace {
+
+bool earlier(const RandomAccessEntry& a, const RandomAccessEntry& b) {
+    return a.time < b.time;
+}
+
+VideoTrackIndex loadIndex(const std::filesystem::path& path) {
+    VideoTrackIndex index;
+    const InputFile file = OpenForRandomAccess(path);
+    if (!file) return index;
+    const TopLevelScan scan = scanTopLevel(file);
+    index.fragmented = scan.fragmented;
+    {
+        ByteBuffer moov;
+        if (!readMoov(moov, file, scan)) return index;
+        readVideoTrack(moov.view(), index);
+    }
+    if (index.timescale == 0) return index;
+    if (index.fragmented) {
+        index.randomAccess.clear();
+        ByteBuffer mfra;
+        if (!readMfra(mfra, file)) return index;
+        index.randomAccess = videoRandomAccess(childrenOfMfra(mfra), index.trackId);
+    }
+    RandomAccessTable& table = index.randomAccess;
+    if (!std::is_sorted(table.begin(), table.end(), earlier)) {
+        std::sort(table.begin(), table.end(), earlier);
+    }
+    index.valid = !table.empty();
+    return index;
+}
+
+} // namespace
+
+TopLevelScan scanTopLevel(const InputFile& file) {
+    TopLevelScan scan;
+    std::uint64_t offset = 0;
+    for (std::uint32_t boxes = 0; boxes < MAX_SCANNED_BOXES; ++boxes) {
+        const auto box = readBoxHeader(file, offset, file.size);
+        if (!box || !box->holdsItsHeader()) break;
+        if (box->type == boxType("moof")) {
+            scan.fragmented = true;
+            break;
+        }
+        if (box->type == boxType("moov")) {
+            scan.moov = TopLevelScan::Payload{box->payloadOffset(), box->payloadSize()};
+        }
+        offset = box->end();
+        if (scan.moov && offset >= file.size) break;
+    }
+    return scan;
+}
+
+bool readMoov(ByteBuffer& moov, const InputFile& file, const TopLevelScan& scan) {
+    return scan.moov && scan.moov->size <= MAX_MOOV_BYTES &&
+           readInto(moov, file, scan.moov->offset, scan.moov->size);
+}
+
+VideoTrackIndex LoadVideoTrackIndex(const std::filesystem::path& path) {
+    try {
+        return loadIndex(path);
+    } catch (const std::bad_alloc&) {
+        return {}; // a file that this machine can't hold the tables of
+    }
+}
+
+const RandomAccessEntry* FindKeyframeAtOrBefore(const VideoTrackIndex& index, double seconds) {
+    const RandomAccessTable& table = index.randomAccess;
+    if (table.empty() || index.timescale == 0) return nullptr;
+    constexpr std::uint64_t MOST = std::numeric_limits<std::uint64_t>::max();
+    std::uint64_t target = 0;
+    if (seconds >= static_cast<double>(MOST / index.timescale)) {
+        target = MOST;
+    } else if (seconds > 0) { // not-a-number isn't
+        target = static_cast<std::uint64_t>(seconds) * index.timescale;
+    }
+    // By hand: a table of an unsorted file must give some entry too.
+    std::size_t first = 0, last = table.size();
+    while (first < last) {
+        const std::size_t middle = first + (last - first) / 2;
+        if (table[middle].time > target) {
+            last = middle;
+        } else {
+            first = middle + 1;
+        }
+    }
+    return &table[first == 0 ? 0 : first - 1];
+}
+
+} // namespace velkantrix

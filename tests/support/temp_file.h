@@ -1,0 +1,55 @@
+// temp_file.h: a file for one test, gone with it.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <string>
+#include <system_error>
+
+#include "tests/support/box_builder.h"
+
+namespace velkantrix {
+
+class TempFile {
+public:
+    explicit TempFile(const Bytes& content = {}) : path_(unusedPath()) {
+        std::ofstream file(path_, std::ios::binary);
+        file.write(reinterpret_cast<const char*>(content.data()),
+                   static_cast<std::streamsize>(content.size()));
+    }
+    TempFile(const TempFile&) = delete;
+    TempFile& operator=(const TempFile&) = delete;
+    ~TempFile() {
+        std::error_code ignored; // an open handle may keep it; the folder is a temporary one
+        std::filesystem::remove(path_, ignored);
+    }
+
+    [[nodiscard]] const std::filesystem::path& path() const { return path_; }
+
+    // Longer files are sparse: the rest reads as zeros and takes no room.
+    void resize(std::uint64_t size) { std::filesystem::resize_file(path_, size); }
+
+    // Overwrites bytes within the file.
+    void write(std::uint64_t offset, const Bytes& content) {
+        std::fstream file(path_, std::ios::binary | std::ios::in | std::ios::out);
+        file.seekp(static_cast<std::streamoff>(offset));
+        file.write(reinterpret_cast<const char*>(content.data()),
+                   static_cast<std::streamsize>(content.size()));
+    }
+
+private:
+    static std::filesystem::path unusedPath() {
+        static const unsigned process = std::random_device{}();
+        static std::atomic<unsigned> count{0};
+        const std::string name =
+            "velkantrix-" + std::to_string(process) + "-" + std::to_string(count++) + ".mp4";
+        return std::filesystem::temp_directory_path() / name;
+    }
+
+    std::filesystem::path path_;
+};
+
+} // namespace velkantrix
