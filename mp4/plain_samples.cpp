@@ -27,12 +27,14 @@ std::int64_t compositionTime(const RunCursor& decode, const RunCursor& compositi
 
 bool PlainSamples::open(const std::filesystem::path& path) {
     *this = {};
+    bool loaded = false;
     try {
-        if (load(path)) return true;
-    } catch (const std::bad_alloc&) { // as unreadable as any other file then
+        loaded = load(path);
+    } catch (const std::bad_alloc&) {
+        loaded = false; // as unreadable as any other file then
     }
-    *this = {};
-    return false;
+    if (!loaded) *this = {};
+    return loaded;
 }
 
 bool PlainSamples::load(const std::filesystem::path& path) {
