@@ -5,9 +5,9 @@
 namespace velkantrix {
 namespace {
 
+// A handle is a number, whatever its type.
 HANDLE handleOf(std::intptr_t value) {
-    return reinterpret_cast<HANDLE>(
-        value); // NOLINT(performance-no-int-to-ptr): a handle is a number
+    return reinterpret_cast<HANDLE>(value); // NOLINT(performance-no-int-to-ptr)
 }
 
 InputFile openDiskFile(const std::filesystem::path& path, DWORD hint) {

@@ -77,10 +77,9 @@ VideoTrackIndex LoadVideoTrackIndex(const std::filesystem::path& path) {
 const RandomAccessEntry* FindKeyframeAtOrBefore(const VideoTrackIndex& index, double seconds) {
     const RandomAccessTable& table = index.randomAccess;
     if (table.empty() || index.timescale == 0) return nullptr;
-    constexpr std::uint64_t MOST = std::numeric_limits<std::uint64_t>::max();
     std::uint64_t target = 0;
-    if (seconds >= static_cast<double>(MOST / index.timescale)) {
-        target = MOST;
+    if (seconds >= 4294967296.0) { // 2^32: the product might not fit, and no table goes so far
+        target = std::numeric_limits<std::uint64_t>::max();
     } else if (seconds > 0) { // not-a-number isn't
         target = static_cast<std::uint64_t>(seconds) * index.timescale;
     }
