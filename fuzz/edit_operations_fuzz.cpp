@@ -1,9 +1,8 @@
 // The input chooses edit operations and their arguments; no choice may break the edit.
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 
+#include "fuzz/require.h"
 #include "tests/support/edit_actions.h"
 #include "tests/support/edit_invariants.h"
 
@@ -33,12 +32,6 @@ private:
     const std::uint8_t* data_;
     std::size_t size_;
 };
-
-void require(const std::string& problem) {
-    if (problem.empty()) return;
-    std::fprintf(stderr, "%s\n", problem.c_str());
-    std::abort();
-}
 
 void run(InputChooser& chooser) {
     EditRecorder recorder;
