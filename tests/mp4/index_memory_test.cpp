@@ -1,0 +1,164 @@
+// How much memory readers take at most, counted by this program's own operator new. A program of
+// its own for that reason.
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <malloc.h>
+#include <new>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "mp4/fragment_reader.h"
+#include "mp4/plain_samples.h"
+#include "mp4/track_description.h"
+#include "mp4/video_index.h"
+#include "tests/support/mp4_files.h"
+#include "tests/support/temp_file.h"
+
+namespace {
+
+std::size_t live = 0, peak = 0; // bytes; of one thread, like all of this program
+
+void* counted(std::size_t size) {
+    void* memory = std::malloc(size);
+    if (memory == nullptr) std::abort(); // no test asks for so much
+    live += malloc_usable_size(memory);
+    peak = std::max(peak, live);
+    return memory;
+}
+
+void uncounted(void* memory) {
+    live -= malloc_usable_size(memory);
+    std::free(memory);
+}
+
+} // namespace
+
+void* operator new(std::size_t size) {
+    return counted(size);
+}
+void* operator new[](std::size_t size) {
+    return counted(size);
+}
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return counted(size);
+}
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+    return counted(size);
+}
+void operator delete(void* memory) noexcept {
+    uncounted(memory);
+}
+void operator delete[](void* memory) noexcept {
+    uncounted(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+    uncounted(memory);
+}
+void operator delete[](void* memory, std::size_t) noexcept {
+    uncounted(memory);
+}
+
+namespace velkantrix {
+namespace {
+
+constexpr std::size_t MEBIBYTE = 1 << 20;
+
+// The most bytes that were held at once during `action`, beyond those held before.
+template <class Action>
+std::size_t peakOf(Action&& action) {
+    const std::size_t before = live;
+    peak = live;
+    action();
+    return peak - before;
+}
+
+struct LongFile {
+    Bytes content;
+    std::size_t moovBytes = 0; // of its payload
+};
+
+// Four hours of 60 pictures a second: 864,000 samples, of which every 60th is a keyframe.
+LongFile fourHours() {
+    constexpr std::uint32_t SAMPLES = 4 * 3600 * 60;
+    std::vector<std::uint32_t> sizes(SAMPLES, 3000), keyframes, chunks;
+    for (std::uint32_t i = 1; i <= SAMPLES; i += 60) keyframes.push_back(i);
+    std::vector<std::vector<std::uint32_t>> offsets;
+    for (std::uint32_t i = 0; i < SAMPLES; ++i) offsets.push_back({1, i % 3});
+    for (std::uint32_t i = 0; i < SAMPLES; i += 15) chunks.push_back(i);
+    const Bytes stbl = join({stsd(avc1(1920, 1080)), stts({{SAMPLES, 1}}), ctts(offsets),
+                             stss(keyframes), stsz(sizes), stsc({{1, 15}}), stco(chunks)});
+    const Bytes moov = box("moov", join({mvhd(60), trak(1, 60, "vide", stbl)}));
+    return {join({ftyp(), moov}), moov.size() - 8};
+}
+
+TEST(IndexMemory, OfALongFileIsTheMoovAndTheTable) {
+    const LongFile file = fourHours();
+    const TempFile temp(file.content);
+    VideoTrackIndex index;
+    const std::size_t most = peakOf([&] { index = LoadVideoTrackIndex(temp.path()); });
+    ASSERT_EQ(index.randomAccess.size(), 4u * 3600);
+    EXPECT_EQ(index.randomAccess.capacity(), index.randomAccess.size());
+    EXPECT_LE(most,
+              file.moovBytes + index.randomAccess.size() * sizeof(RandomAccessEntry) + MEBIBYTE);
+}
+
+TEST(IndexMemory, ASmallFileThatClaimsMuchTakesLittle) {
+    const Bytes stbl = join({stts({{0xFFFFFFFF, 1}}), stss({1, 0xFFFFFFFF}),
+                             stszUniform(1, 0xFFFFFFFF), stsc({{1, 0xFFFFFFFF}}), stco({8})});
+    const TempFile temp(join({ftyp(), box("moov", trak(1, 60, "vide", stbl))}));
+    VideoTrackIndex index;
+    EXPECT_LE(peakOf([&] { index = LoadVideoTrackIndex(temp.path()); }), 64u * 1024);
+    EXPECT_EQ(index.randomAccess.size(), 2u);
+}
+
+TEST(IndexMemory, AMoovThatClaimsToBeLongerThanTheFileIsNotMadeRoomFor) {
+    const TempFile temp(join({ftyp(), boxOfSize("moov", 200 * MEBIBYTE)}));
+    EXPECT_LE(peakOf([&] { EXPECT_FALSE(LoadVideoTrackIndex(temp.path()).valid); }), 64u * 1024);
+}
+
+TEST(PlainSamplesMemory, OfALongFileIsTheMoovAndTheKeyframeNumbers) {
+    const LongFile file = fourHours();
+    const TempFile temp(file.content);
+    PlainSamples samples;
+    std::uint64_t count = 0;
+    const std::size_t most = peakOf([&] {
+        ASSERT_TRUE(samples.open(temp.path()));
+        PlainSample sample;
+        while (samples.next(sample) == WalkOutcome::Sample) ++count;
+    });
+    EXPECT_EQ(count, 864000u);
+    EXPECT_LE(most, file.moovBytes + std::size_t{4} * 3600 * 4 + 64 * 1024);
+}
+
+// 2^32 samples of each of a hundred runs.
+TEST(FragmentMemory, EqualSamplesTakeTheRoomOfOne) {
+    const Bytes moov = box("moov", trak(VIDEO_TRACK, 1000, "vide", stsd(avc1(64, 48))));
+    Bytes runs;
+    for (int i = 0; i < 100; ++i) runs.add(trunOfCount(0xFFFFFFFF, 0));
+    const Bytes traf =
+        box("traf", join({tfhd(VIDEO_TRACK, {.duration = 1, .size = 1}), tfdt(0), runs}));
+    const std::uint64_t moofAt = ftyp().size() + moov.size();
+    const TempFile temp(join({ftyp(), moov, box("moof", traf), box("mdat", Bytes().fill(100)),
+                              mfra(tfra(VIDEO_TRACK, {{0, moofAt}}))}));
+    FragmentReader reader;
+    std::uint64_t samples = 0;
+    const std::size_t most = peakOf([&] {
+        ASSERT_TRUE(reader.Open(temp.path()));
+        ASSERT_TRUE(reader.Seek(0));
+        samples = reader.samples().size();
+    });
+    EXPECT_GT(samples, 1000u);
+    EXPECT_LE(most, 64u * 1024);
+}
+
+TEST(AudioMemory, OfAFragmentedFileIsItsMoovAndItsTables) {
+    const Bytes content = fragmentedFile();
+    const TempFile temp(content);
+    EXPECT_LE(peakOf([&] { EXPECT_TRUE(LoadAudioTrackInfo(temp.path()).valid); }),
+              content.size() + 16 * 1024);
+}
+
+} // namespace
+} // namespace velkantrix
