@@ -10,6 +10,12 @@
 
 namespace velkantrix {
 
+// Four bytes, wherever they are.
+inline std::uint32_t loadU32(const std::uint8_t* bytes) {
+    return std::uint32_t{bytes[0]} << 24 | std::uint32_t{bytes[1]} << 16 |
+           std::uint32_t{bytes[2]} << 8 | bytes[3];
+}
+
 // Who made the view keeps the bytes.
 class ByteView {
 public:
@@ -31,12 +37,16 @@ public:
         return position < size_ ? data_[position] : std::uint8_t{0};
     }
     [[nodiscard]] std::uint16_t u16(std::size_t position) const {
-        return static_cast<std::uint16_t>(field<2>(position));
+        if (!holds(position, 2)) return 0;
+        return static_cast<std::uint16_t>(data_[position] << 8 | data_[position + 1]);
     }
     [[nodiscard]] std::uint32_t u32(std::size_t position) const {
-        return static_cast<std::uint32_t>(field<4>(position));
+        return holds(position, 4) ? loadU32(data_ + position) : 0;
     }
-    [[nodiscard]] std::uint64_t u64(std::size_t position) const { return field<8>(position); }
+    [[nodiscard]] std::uint64_t u64(std::size_t position) const {
+        if (!holds(position, 8)) return 0;
+        return std::uint64_t{loadU32(data_ + position)} << 32 | loadU32(data_ + position + 4);
+    }
 
     // An unsigned field of 1 to 8 bytes.
     [[nodiscard]] std::uint64_t unsignedField(std::size_t position, std::size_t bytes) const {
@@ -57,14 +67,6 @@ public:
     }
 
 private:
-    template <std::size_t Bytes>
-    [[nodiscard]] std::uint64_t field(std::size_t position) const {
-        if (!holds(position, Bytes)) return 0;
-        std::uint64_t value = 0;
-        for (std::size_t i = 0; i < Bytes; ++i) value = value << 8 | data_[position + i];
-        return value;
-    }
-
     const std::uint8_t* data_ = nullptr;
     std::size_t size_ = 0;
 };
