@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""bench_session.py [--runs N] [--only edit|copy]: the measurements of tools/bench, inside the rig."""
+"""bench_session.py [--runs N] [--only edit|mp4|copy]: the measurements of tools/bench, inside the rig."""
 import argparse
 import json
 import os
@@ -24,25 +24,75 @@ def windows_path(path):
     return "Z:" + str(path).replace("/", "\\")
 
 
+# ---- Google Benchmark programs -----------------------------------------------------------------------
+
+
+def medians(program, **more):
+    """{name: median processor time} of a program's benchmarks, in the unit of each, interleaved."""
+    out = FOLDER / f"{program}.json"
+    subprocess.run([NATIVE / program, f"--benchmark_out={out}", "--benchmark_out_format=json",
+                    "--benchmark_repetitions=5", "--benchmark_report_aggregates_only=true",
+                    "--benchmark_enable_random_interleaving=true"],
+                   check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                   env={**os.environ, **more})
+    return {row["run_name"]: row["cpu_time"]
+            for row in json.loads(out.read_text(encoding="utf-8"))["benchmarks"]
+            if row.get("aggregate_name") == "median"}
+
+
 # ---- edit operations, beside the bare copy of the clip list ------------------------------------------
 
 
 def edit(_runs):
-    out = FOLDER / "edit.json"
-    subprocess.run([NATIVE / "edit_bench", f"--benchmark_out={out}", "--benchmark_out_format=json",
-                    "--benchmark_repetitions=5", "--benchmark_report_aggregates_only=true",
-                    "--benchmark_enable_random_interleaving=true"],
-                   check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     times = {}
-    for row in json.loads(out.read_text(encoding="utf-8"))["benchmarks"]:
-        if row.get("aggregate_name") == "median":
-            name, clips = re.match(r"([^/]+)/(\d+)", row["run_name"]).groups()
-            times.setdefault(name, {})[int(clips)] = row["cpu_time"]
+    for run_name, ns in medians("edit_bench").items():
+        name, clips = re.match(r"([^/]+)/(\d+)", run_name).groups()
+        times.setdefault(name, {})[int(clips)] = ns
     peer = next(name for name in times if "copy" in name.lower())
     print(f"Edit operations, ns of processor time (ratio to {peer}), medians of 5, by number of clips")
     for name, row in times.items():
         cells = [f"{ns:12.0f} ({ns / times[peer][clips]:5.2f})" for clips, ns in sorted(row.items())]
         print(f"  {name:28}", *cells)
+
+
+# ---- reading MP4 files, beside their bare bytes and libavformat ----------------------------------------
+
+
+def ffmpeg(target, *words):
+    """Makes a file for the benches, unless it is there."""
+    if target.exists():
+        return
+    part = target.with_suffix(".part.mp4")
+    subprocess.run(["ffmpeg", "-v", "error", "-y", *[str(w) for w in words], part], check=True,
+                   stdin=subprocess.DEVNULL)
+    os.replace(part, target)
+
+
+def mp4_files():
+    clip = FOLDER / "ten-seconds.mp4"
+    ffmpeg(clip, "-f", "lavfi", "-i", "testsrc2=size=64x64:rate=60:duration=10", "-c:v", "libx264",
+           "-preset", "veryfast", "-pix_fmt", "yuv420p", "-x264-params", "keyint=30:scenecut=0:bframes=2")
+    ffmpeg(FOLDER / "hours.mp4", "-stream_loop", 4 * 360 - 1, "-i", clip, "-c", "copy")
+    fragmented = ["-movflags", "+frag_keyframe+empty_moov+default_base_moof"]
+    # A fragment for each keyframe, two a second.
+    ffmpeg(FOLDER / "fragments.mp4", "-stream_loop", 999, "-i", clip, "-c", "copy", *fragmented)
+    ffmpeg(FOLDER / "fragmented.mp4", "-i", large_file(), "-c", "copy", *fragmented)
+
+
+def mp4(_runs):
+    mp4_files()
+    times = {}
+    for run_name, us in medians("mp4_bench", VELKANTRIX_BENCH_FOLDER=str(FOLDER)).items():
+        measurement, who = run_name.split("/", 1)
+        times.setdefault(measurement, {})[who] = us
+    print("Reading MP4 files, us of processor time, medians of 5")
+    for measurement, row in times.items():
+        print(f"  {measurement}")
+        ours = {who: us for who, us in row.items() if who not in ("bytes", "libavformat")}
+        for who, us in row.items():
+            ratios = [f"{who} to {peer} {us / row[peer]:.3f}" for peer in ("bytes", "libavformat")
+                      if who in ours and peer in row]
+            print(f"    {who:24}{us:12.0f}   {', '.join(ratios)}")
 
 
 # ---- the lossless copy of a large file ------------------------------------------------------------
@@ -113,7 +163,7 @@ def copy(runs):
                   f"{max(values):.2f})   ratio {ratio:.3f}   {sizes[name]} bytes")
 
 
-MEASUREMENTS = {"edit": edit, "copy": copy}
+MEASUREMENTS = {"edit": edit, "mp4": mp4, "copy": copy}
 
 
 def main():
