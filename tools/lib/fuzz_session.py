@@ -30,7 +30,7 @@ def command(name, seconds, artifacts):
 
 def main():
     if len(sys.argv) != 3 or not sys.argv[2].isdecimal() or int(sys.argv[2]) == 0:
-        print("usage: tools/fuzz NAME SECONDS", file=sys.stderr)
+        print("usage: tools/fuzz NAME SECONDS; there are:", *fuzzers(), file=sys.stderr)
         return 2
     name, seconds = sys.argv[1:]
     if name not in fuzzers():
