@@ -28,7 +28,8 @@ public:
 
     // The byte at the position is of this tag, and inside.
     bool takeTag(std::uint8_t tag) {
-        return bytes_.holds(position_, 1) && bytes_.u8(position_++) == tag;
+        if (!bytes_.holds(position_, 1)) return false;
+        return take() == tag;
     }
 
     // Groups of seven bits, the first ones first, in at most four bytes; those with the top bit set
