@@ -6,8 +6,8 @@ namespace velkantrix {
 namespace {
 
 HANDLE handleOf(std::intptr_t value) {
-    return reinterpret_cast<HANDLE>(
-        value); // NOLINT(performance-no-int-to-ptr): a handle is a number
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): a handle is a number
+    return reinterpret_cast<HANDLE>(value);
 }
 
 InputFile openDiskFile(const std::filesystem::path& path, DWORD hint) {

@@ -79,7 +79,8 @@ const RandomAccessEntry* FindKeyframeAtOrBefore(const VideoTrackIndex& index, do
     if (table.empty() || index.timescale == 0) return nullptr;
     constexpr std::uint64_t MOST = std::numeric_limits<std::uint64_t>::max();
     std::uint64_t target = 0;
-    if (seconds >= static_cast<double>(MOST / index.timescale)) {
+    const std::uint64_t mostSeconds = MOST / index.timescale;
+    if (seconds >= static_cast<double>(mostSeconds)) {
         target = MOST;
     } else if (seconds > 0) { // not-a-number isn't
         target = static_cast<std::uint64_t>(seconds) * index.timescale;
