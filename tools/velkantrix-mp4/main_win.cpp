@@ -18,11 +18,11 @@ bool writeBytes(HANDLE handle, std::string_view text) {
 }
 
 // A console shows bytes in a code page of its own, which may lack letters of a file's name.
-bool writeToConsole(HANDLE handle, std::string_view text) {
+bool writeToConsole(HANDLE handle, const std::string& text) {
     const int length = static_cast<int>(text.size());
-    const int size = MultiByteToWideChar(CP_UTF8, 0, text.data(), length, nullptr, 0);
+    const int size = MultiByteToWideChar(CP_UTF8, 0, text.c_str(), length, nullptr, 0);
     std::wstring wide(static_cast<size_t>(size), L'\0');
-    MultiByteToWideChar(CP_UTF8, 0, text.data(), length, wide.data(), size);
+    MultiByteToWideChar(CP_UTF8, 0, text.c_str(), length, wide.data(), size);
     DWORD written = 0;
     return WriteConsoleW(handle, wide.data(), static_cast<DWORD>(size), &written, nullptr) != FALSE;
 }
@@ -32,7 +32,7 @@ velkantrix::TextSink sinkOf(DWORD standardHandle) {
     DWORD mode = 0;
     const bool isConsole = GetConsoleMode(handle, &mode) != FALSE;
     return [=](std::string_view text) {
-        return isConsole ? writeToConsole(handle, text) : writeBytes(handle, text);
+        return isConsole ? writeToConsole(handle, std::string(text)) : writeBytes(handle, text);
     };
 }
 
