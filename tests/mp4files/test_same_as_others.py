@@ -9,8 +9,10 @@ NO_TABLE = {"fragmented-no-table"}
 # Without decode times or data offsets: boxes.py reads only what can be understood in one way.
 AMBIGUOUS = {"fragmented-without-decode-times", "fragmented-runs-without-offset"}
 # ffprobe says something else; test_differences.py says what.
-FFPROBE_DIFFERS = {"plain-negative-composition", "fragmented-cmaf", "fragmented-behind-samples",
-                   "fragmented-every-frame", "fragmented-large", "plain-foreign-entry-first"}
+OTHER_SAMPLES = {"plain-negative-composition", "plain-without-sync-samples", "fragmented-cmaf",
+                 "fragmented-behind-samples"}
+OTHER_AUDIO_SAMPLES = {"fragmented-no-base-offset", "fragmented-behind-samples"}
+OTHER_DESCRIPTION = {"plain-two-entries", "plain-foreign-entry-first"}
 
 VIDEOS = [name for name in mp4_files.SOUND if name not in NO_VIDEO]
 READABLE = [name for name in VIDEOS if name not in NO_TABLE]
@@ -40,8 +42,8 @@ def test_the_video_track_is_described(tool, files, raw, name):
     assert video["fragmented"] == bool(raw(name).moofs)
 
 
-@pytest.mark.parametrize("name", VIDEOS)
-def test_size_and_configuration_are_those_of_h264(tool, files, raw, name):
+@pytest.mark.parametrize("name", [name for name in VIDEOS if name not in OTHER_DESCRIPTION])
+def test_size_and_configuration_are_those_of_h264(tool, files, name):
     video = tool.read(files[name])["video"]
     stream = reference.streams(files[name])[video["trackId"]]
     config = bytes.fromhex(video["avcConfig"])
@@ -82,15 +84,14 @@ def test_the_video_samples_are_those_of_the_boxes(tool, files, raw, name):
     assert len(samples) >= 60
 
 
-@pytest.mark.parametrize("name", [name for name in READABLE if name not in AMBIGUOUS | FFPROBE_DIFFERS])
+@pytest.mark.parametrize("name", [name for name in READABLE if name not in AMBIGUOUS | OTHER_SAMPLES])
 def test_the_video_samples_are_those_of_ffprobe(tool, files, raw, name):
-    file, track = raw(name), raw(name).first("vide")
-    rebase = reference.reading(file, track)[1]
     samples = reference.said(tool.read(files[name], "--samples")["samples"])
-    assert samples == reference.moved(reference.of_ffprobe(files[name], track.id), rebase)
+    compare_with_ffprobe(files[name], raw(name), raw(name).first("vide"), samples)
 
 
-@pytest.mark.parametrize("name", [name for name in FRAGMENTED_SOUND if name not in AMBIGUOUS])
+@pytest.mark.parametrize("name", [name for name in FRAGMENTED_SOUND
+                                  if name not in AMBIGUOUS | {"fragmented-no-base-offset"}])
 def test_the_audio_samples_are_those_of_the_boxes(tool, files, raw, name):
     file = raw(name)
     samples = reference.said(tool.read(files[name], "--samples")["audioSamples"])
@@ -98,18 +99,27 @@ def test_the_audio_samples_are_those_of_the_boxes(tool, files, raw, name):
     assert len(samples) >= 60
 
 
-@pytest.mark.parametrize("name", [name for name in FRAGMENTED_SOUND if name not in AMBIGUOUS | FFPROBE_DIFFERS])
+@pytest.mark.parametrize("name", [name for name in FRAGMENTED_SOUND
+                                  if name not in AMBIGUOUS | OTHER_AUDIO_SAMPLES])
 def test_the_audio_samples_are_those_of_ffprobe(tool, files, raw, name):
-    file, track = raw(name), raw(name).first("soun")
-    rebase = reference.reading(file, track)[1]
     samples = reference.said(tool.read(files[name], "--samples")["audioSamples"])
-    assert samples == reference.moved(reference.of_ffprobe(files[name], track.id), rebase)
+    compare_with_ffprobe(files[name], raw(name), raw(name).first("soun"), samples)
+
+
+def compare_with_ffprobe(path, file, track, samples):
+    """ffprobe's durations are often the codec's own instead of the file's: here they are the steps between its
+    decode times. Nothing follows the last one; the boxes say its duration."""
+    packets = reference.moved(reference.of_ffprobe(path, track.id), reference.reading(file, track)[1])
+    steps = [after[1] - before[1] for before, after in zip(packets, packets[1:])]
+    assert [s[2] for s in samples[:-1]] == steps
+    assert [s[:2] + s[3:] for s in samples] == [p[:2] + p[3:] for p in packets]
 
 
 # ---- single keyframes ---------------------------------------------------------------------------------
 
 H264 = [name for name in READABLE if name not in AMBIGUOUS and not name.endswith(("-hevc", "-mpeg4"))
-        and name not in {"plain-every-frame-a-key", "plain-equal-sizes", "plain-without-sync-samples"}]
+        and name not in {"plain-every-frame-a-key", "plain-equal-sizes", "plain-without-sync-samples",
+                         "fragmented-audio-first"}]
 
 
 @pytest.mark.parametrize("seconds", ["0", "0.999", "1", "1.5", "2.99", "1000000"])

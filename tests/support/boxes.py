@@ -191,16 +191,19 @@ class File:
 
     def fragment_samples(self, moof, track):
         """A fragment's samples of a track, by the standard; a traf must have a tfdt, and truns a data offset."""
-        samples = []
+        samples, base = [], moof.start
         for traf in moof.all("traf"):
             tfhd = traf.one("tfhd").payload
-            if number(self.data, tfhd + 4) == track.id:
-                samples += self._traf_samples(moof, traf, tfhd, track)
+            track_id = number(self.data, tfhd + 4)
+            if number(self.data, tfhd) & 0x20000:
+                base = moof.start
+            found = self._traf_samples(traf, tfhd, self.track(track_id), base)
+            base = found[-1].offset + found[-1].size  # unless the next traf says otherwise
+            samples += found if track_id == track.id else []
         return samples
 
-    def _traf_samples(self, moof, traf, tfhd, track):
+    def _traf_samples(self, traf, tfhd, track, base):
         data, flags, at = self.data, number(self.data, tfhd), tfhd + 8
-        base = moof.start
         if flags & 0x1:
             base, at = number(data, at, 8), at + 8
         if flags & 0x2:
