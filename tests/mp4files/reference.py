@@ -1,5 +1,6 @@
 """What velkantrix-mp4 must say of a file: worked out from its boxes, and as ffprobe reads it. Samples are tuples of
 (pts, dts, duration, offset, size, keyframe, CRC-32)."""
+import functools
 import json
 import struct
 import subprocess
@@ -20,6 +21,7 @@ def of_boxes(file, samples, rebase=0):
             for s in samples]
 
 
+@functools.cache
 def of_ffprobe(path, track_id, *options, edit_list=False):
     """A track's packets; without the edit list the times are those of the tables."""
     command = ["ffprobe", "-v", "error", "-ignore_editlist", "0" if edit_list else "1", *options, "-show_packets",
@@ -29,6 +31,7 @@ def of_ffprobe(path, track_id, *options, edit_list=False):
              p["data_hash"].removeprefix("CRC32:")) for p in found]
 
 
+@functools.cache
 def streams(path):
     """ffprobe's streams by track_ID."""
     command = ["ffprobe", "-v", "error", "-show_streams", "-show_data_hash", "CRC32", "-of", "json", str(path)]

@@ -22,20 +22,25 @@ FRAGMENTED_SOUND = [name for name in mp4_files.SOUND
                      "fragmented-runs-without-offset"} | NO_TABLE]
 
 
+def answer_for(tool, files, name):
+    """One run of the program serves all tests of a file."""
+    return tool.read(files[name], *([] if name in NO_TABLE else ["--samples"]))
+
+
 # ---- the index ------------------------------------------------------------------------------------
 
 
 @pytest.mark.parametrize("name", mp4_files.SOUND)
 def test_the_probe_counts_the_fragments(tool, files, raw, name):
     moofs = len(raw(name).moofs)
-    assert tool.read(files[name])["probe"] == {
+    assert answer_for(tool, files, name)["probe"] == {
         "startsWithFtyp": True, "hasMoof": moofs > 0, "moofCount": moofs, "reachedEnd": True,
         "largeFragmented": name == "fragmented-large"}
 
 
 @pytest.mark.parametrize("name", VIDEOS)
 def test_the_video_track_is_described(tool, files, raw, name):
-    track, video = raw(name).first("vide"), tool.read(files[name])["video"]
+    track, video = raw(name).first("vide"), answer_for(tool, files, name)["video"]
     stream = reference.streams(files[name])[track.id]
     assert video["trackId"] == track.id
     assert video["timescale"] == track.timescale == int(stream["time_base"].removeprefix("1/"))
@@ -44,7 +49,7 @@ def test_the_video_track_is_described(tool, files, raw, name):
 
 @pytest.mark.parametrize("name", [name for name in VIDEOS if name not in OTHER_DESCRIPTION])
 def test_size_and_configuration_are_those_of_h264(tool, files, name):
-    video = tool.read(files[name])["video"]
+    video = answer_for(tool, files, name)["video"]
     stream = reference.streams(files[name])[video["trackId"]]
     config = bytes.fromhex(video["avcConfig"])
     if stream.get("codec_name") != "h264":
@@ -56,7 +61,7 @@ def test_size_and_configuration_are_those_of_h264(tool, files, name):
 
 @pytest.mark.parametrize("name", VIDEOS)
 def test_the_keyframes_are_those_of_the_boxes(tool, files, raw, name):
-    video = tool.read(files[name])["video"]
+    video = answer_for(tool, files, name)["video"]
     expected = reference.keyframe_entries(raw(name), raw(name).first("vide"))
     assert video["randomAccess"] == expected
     assert video["valid"] == bool(expected)
@@ -64,7 +69,7 @@ def test_the_keyframes_are_those_of_the_boxes(tool, files, raw, name):
 
 @pytest.mark.parametrize("name", FRAGMENTED_SOUND)
 def test_the_audio_track_of_a_fragmented_file_is_described(tool, files, raw, name):
-    track, audio = raw(name).first("soun"), tool.read(files[name])["audio"]
+    track, audio = raw(name).first("soun"), answer_for(tool, files, name)["audio"]
     stream = reference.streams(files[name])[track.id]
     assert audio["valid"]
     assert (audio["trackId"], audio["timescale"]) == (track.id, track.timescale)
@@ -79,14 +84,14 @@ def test_the_audio_track_of_a_fragmented_file_is_described(tool, files, raw, nam
 @pytest.mark.parametrize("name", [name for name in READABLE if name not in AMBIGUOUS])
 def test_the_video_samples_are_those_of_the_boxes(tool, files, raw, name):
     file = raw(name)
-    samples = reference.said(tool.read(files[name], "--samples")["samples"])
+    samples = reference.said(answer_for(tool, files, name)["samples"])
     assert samples == reference.of_boxes(file, *reference.reading(file, file.first("vide")))
     assert len(samples) >= 60
 
 
 @pytest.mark.parametrize("name", [name for name in READABLE if name not in AMBIGUOUS | OTHER_SAMPLES])
 def test_the_video_samples_are_those_of_ffprobe(tool, files, raw, name):
-    samples = reference.said(tool.read(files[name], "--samples")["samples"])
+    samples = reference.said(answer_for(tool, files, name)["samples"])
     compare_with_ffprobe(files[name], raw(name), raw(name).first("vide"), samples)
 
 
@@ -94,7 +99,7 @@ def test_the_video_samples_are_those_of_ffprobe(tool, files, raw, name):
                                   if name not in AMBIGUOUS | {"fragmented-no-base-offset"}])
 def test_the_audio_samples_are_those_of_the_boxes(tool, files, raw, name):
     file = raw(name)
-    samples = reference.said(tool.read(files[name], "--samples")["audioSamples"])
+    samples = reference.said(answer_for(tool, files, name)["audioSamples"])
     assert samples == reference.of_boxes(file, *reference.reading(file, file.first("soun")))
     assert len(samples) >= 60
 
@@ -102,7 +107,7 @@ def test_the_audio_samples_are_those_of_the_boxes(tool, files, raw, name):
 @pytest.mark.parametrize("name", [name for name in FRAGMENTED_SOUND
                                   if name not in AMBIGUOUS | OTHER_AUDIO_SAMPLES])
 def test_the_audio_samples_are_those_of_ffprobe(tool, files, raw, name):
-    samples = reference.said(tool.read(files[name], "--samples")["audioSamples"])
+    samples = reference.said(answer_for(tool, files, name)["audioSamples"])
     compare_with_ffprobe(files[name], raw(name), raw(name).first("soun"), samples)
 
 
@@ -122,7 +127,7 @@ H264 = [name for name in READABLE if name not in AMBIGUOUS and not name.endswith
                          "fragmented-audio-first"}]
 
 
-@pytest.mark.parametrize("seconds", ["0", "0.999", "1", "1.5", "2.99", "1000000"])
+@pytest.mark.parametrize("seconds", ["0.999", "1.5", "1000000"])
 @pytest.mark.parametrize("name", H264)
 def test_a_keyframe_is_fetched_with_its_parameter_sets(tool, files, raw, name, seconds):
     file, track = raw(name), raw(name).first("vide")
