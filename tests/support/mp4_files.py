@@ -111,10 +111,10 @@ def foreign_entry_first(folder, path):
 # ---- fragmented files -----------------------------------------------------------------------------
 
 
-def mfra(track_id, entries):
-    """With one table of (time, offset of the moof)."""
-    rows = b"".join(struct.pack(">QQBBB", time, offset, 1, 1, 1) for time, offset in entries)
-    tfra = full_box("tfra", 1, 0, words(track_id, 0, len(entries)), rows)
+def mfra(track_id, entries, wide=True):
+    """With one table of (time, offset of the moof). A narrow table has short times, and numbers of other widths."""
+    rows = b"".join(struct.pack(">QQBBB" if wide else ">IIHBI", time, offset, 1, 1, 1) for time, offset in entries)
+    tfra = full_box("tfra", 1 if wide else 0, 0, words(track_id, 0 if wide else 0b010011, len(entries)), rows)
     return box("mfra", tfra, full_box("mfro", 0, 0, words(8 + len(tfra) + 16)))
 
 
@@ -146,7 +146,7 @@ def runs_without_offset(folder, path):
         entries.append((samples[0].pts, len(out)))
         out += moof_without_offset(track, i + 1, samples, base)
         out += box("mdat", *(file.bytes(s) for s in samples))
-    path.write_bytes(out + mfra(track.id, entries))
+    path.write_bytes(out + mfra(track.id, entries, wide=False))
 
 
 def moof_without_offset(track, number, samples, base):
