@@ -22,8 +22,7 @@ void writeCrc(JsonWriter& json, const Crc32& crc) {
     json.name("crc32").hex({bytes.data(), bytes.size()});
 }
 
-// ---- tables
-// --------------------------------------------------------------------------------------
+// ---- tables -----------------------------------------------------------------
 
 void writeProbe(JsonWriter& json, const ProbeResult& probe, bool largeFragmented) {
     json.beginObject();
@@ -92,8 +91,7 @@ std::string problemOf(const TopLevelWalk& walk) {
     return {};
 }
 
-// ---- samples
-// -------------------------------------------------------------------------------------
+// ---- samples ----------------------------------------------------------------
 
 struct StoredSample {
     std::uint64_t offset = 0, size = 0; // in the file, bytes
