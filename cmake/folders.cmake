@@ -54,12 +54,23 @@ function(velkantrix_library name)
   target_sources(${name} ${scope} FILE_SET HEADERS BASE_DIRS ${PROJECT_SOURCE_DIR} FILES ${headers})
 endfunction()
 
-# velkantrix_program(NAME FILES FILE... LIBRARIES LIBRARY...): a Windows program with version resource.
+# velkantrix_program(NAME DESCRIPTION TEXT FILES FILE... LIBRARIES LIBRARY...): a Windows console program
+# that begins at wmain, with the project's manifest and version.
 function(velkantrix_program name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "FILES;LIBRARIES")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "DESCRIPTION" "FILES;LIBRARIES")
+  set(resource ${CMAKE_CURRENT_BINARY_DIR}/${name}.rc)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/program.rc.in ${resource} @ONLY)
+  set_source_files_properties(${resource} PROPERTIES
+    OBJECT_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/program.manifest)
+  list(APPEND arg_FILES ${resource})
   add_executable(${name} ${arg_FILES})
   target_link_libraries(${name} PRIVATE velkantrix_options ${arg_LIBRARIES})
   velkantrix_tidy(${name})
+  if(MINGW)
+    target_link_options(${name} PRIVATE -municode)
+  elseif(MSVC)
+    target_link_options(${name} PRIVATE /MANIFEST:NO) # it has its own
+  endif()
   if(VELKANTRIX_SEPARATE_SYMBOLS)
     add_custom_command(TARGET ${name} POST_BUILD
       COMMAND ${CMAKE_OBJCOPY} --only-keep-debug $<TARGET_FILE:${name}> $<TARGET_FILE:${name}>.debug

@@ -14,8 +14,7 @@ namespace {
 constexpr std::size_t VISUAL_ENTRY_BYTES = 78; // of a sample entry's payload, before its boxes
 constexpr std::size_t AUDIO_ENTRY_BYTES = 28;
 
-// ---- esds
-// ------------------------------------------------------------------------------------------
+// ---- esds -------------------------------------------------------------------
 
 constexpr std::uint8_t ES_DESCRIPTOR = 3, DECODER_CONFIG = 4, DECODER_SPECIFIC_INFO = 5;
 constexpr std::uint8_t HAS_URL = 0x40, HAS_OCR_STREAM = 0x20;
@@ -28,8 +27,8 @@ public:
 
     // The byte at the position is of this tag, and inside.
     bool takeTag(std::uint8_t tag) {
-        const bool inside = bytes_.holds(position_, 1);
-        return take() == tag && inside;
+        if (!bytes_.holds(position_, 1)) return false;
+        return take() == tag;
     }
 
     // Groups of seven bits, the first ones first, in at most four bytes; those with the top bit set
@@ -53,8 +52,7 @@ private:
     std::size_t position_;
 };
 
-// ---- audio track
-// -----------------------------------------------------------------------------------
+// ---- audio track ------------------------------------------------------------
 
 struct AudioEntry {
     std::uint32_t sampleRate = 0;

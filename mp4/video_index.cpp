@@ -78,8 +78,10 @@ const RandomAccessEntry* FindKeyframeAtOrBefore(const VideoTrackIndex& index, do
     const RandomAccessTable& table = index.randomAccess;
     if (table.empty() || index.timescale == 0) return nullptr;
     std::uint64_t target = 0;
-    if (seconds >= 4294967296.0) { // 2^32: the product might not fit, and no table goes so far
-        target = std::numeric_limits<std::uint64_t>::max();
+    constexpr std::uint64_t MOST = std::numeric_limits<std::uint64_t>::max();
+    const std::uint64_t mostSeconds = MOST / index.timescale;
+    if (seconds >= static_cast<double>(mostSeconds)) {
+        target = MOST;
     } else if (seconds > 0) { // not-a-number isn't
         target = static_cast<std::uint64_t>(seconds) * index.timescale;
     }

@@ -1,7 +1,6 @@
 """What the end-to-end tests share: the program as it is shipped, the sample recordings, and a way to run
 one on the other. Run inside the rig by tools/test."""
 import os
-import re
 import subprocess
 import sys
 from pathlib import Path
@@ -11,23 +10,11 @@ import pytest
 ROOT = Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "tests" / "support"))
 import make_media  # noqa: E402
+from choice import pytest_addoption, pytest_collection_modifyitems  # noqa: E402, F401
 
 BUILD = Path(os.environ.get("VELKANTRIX_BUILD", ROOT / "build" / "windows-release"))
 RUN = os.environ.get("VELKANTRIX_RUN", str(ROOT / "tools" / "rig" / "run"))
 LONGEST_RUN = 120  # seconds; a run that takes longer hangs
-
-
-def pytest_addoption(parser):
-    parser.addoption("--only", default="", help="regular expression that a test's name must match")
-
-
-def pytest_collection_modifyitems(config, items):
-    only = config.getoption("--only")
-    if not only:
-        return
-    chosen = [item for item in items if re.search(only, item.nodeid)]
-    config.hook.pytest_deselected(items=[item for item in items if item not in chosen])
-    items[:] = chosen
 
 
 def windows_path(path):

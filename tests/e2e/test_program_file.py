@@ -5,7 +5,7 @@ import subprocess
 import conftest
 import pytest
 
-PROGRAMS = ["tools/velkantrix-cut/velkantrix-cut.exe"]
+PROGRAMS = ["tools/velkantrix-cut/velkantrix-cut.exe", "tools/velkantrix-mp4/velkantrix-mp4.exe"]
 
 # Libraries of the operating system that the programs may ask for.
 OF_THE_SYSTEM = {"advapi32.dll", "kernel32.dll", "mfplat.dll", "mfreadwrite.dll", "msvcrt.dll", "ole32.dll",

@@ -51,6 +51,67 @@ RECIPES = {
 }
 
 
+def fragments(*flags, more=""):
+    return f"-movflags +{'+'.join(('empty_moov', *flags))} {more}"
+
+
+GROUPS_OF_HALF_A_SECOND = h264(keyint=15)
+SHORT_VIDEO, SHORT_TONE = picture(size="128x72", seconds=3), tone(seconds=3)
+SHORT = f"{SHORT_VIDEO} {SHORT_TONE} {GROUPS_OF_HALF_A_SECOND} {STEREO}"
+FRAGMENTED = fragments("default_base_moof", "frag_keyframe")
+HEVC = "-c:v libx265 -preset ultrafast -x265-params log-level=none:keyint=15:min-keyint=15 -tag:v hvc1"
+TWO_AND_TWO = f"{SHORT_VIDEO} {picture(size='64x48', rate=25, seconds=3)} {SHORT_TONE} {tone(880, seconds=3)} " \
+              f"-map 0 -map 1 -map 2 -map 3 {GROUPS_OF_HALF_A_SECOND} {STEREO}"
+
+# Short files for the comparison of what is read of MP4 files; in a folder of their own.
+MP4_RECIPES = {
+    # Plain files: one table of samples, in the moov.
+    **{f"plain-b{n}": f"{SHORT_VIDEO} {SHORT_TONE} {h264(keyint=15, bframes=n)} {STEREO}" for n in range(5)},
+    "plain-open-gop": f"{SHORT_VIDEO} {SHORT_TONE} {h264(keyint=15, more=':open-gop=1')} {STEREO}",
+    "plain-audio-first": f"{SHORT_VIDEO} {SHORT_TONE} -map 1 -map 0 {GROUPS_OF_HALF_A_SECOND} {STEREO}",
+    "plain-tables-first": f"{SHORT} -movflags +faststart",
+    "plain-two-tracks-each": TWO_AND_TWO,
+    "plain-video-late": f"-itsoffset 1.5 {SHORT}",
+    "plain-audio-late": f"{SHORT_VIDEO} -itsoffset 0.75 {SHORT_TONE} {GROUPS_OF_HALF_A_SECOND} {STEREO}",
+    "plain-no-edit-list": f"{SHORT} -use_editlist 0",
+    "plain-negative-composition": f"{SHORT} -movflags +negative_cts_offsets",
+    "plain-every-frame-a-key": f"{SHORT_VIDEO} {SHORT_TONE} {h264(keyint=1, bframes=0)} {STEREO}",
+    "plain-odd-size": f"{picture(size='127x71', seconds=3)} -c:v libx264 -pix_fmt yuv444p -g 15",
+    "plain-variable-rate": f"{picture(size='128x72', rate=60, seconds=3)} -vf select='not(mod(n\\,3))+lt(n\\,40)' "
+                           f"-fps_mode vfr {h264(keyint=20)}",
+    "plain-video-only": f"{SHORT_VIDEO} {GROUPS_OF_HALF_A_SECOND}",
+    "plain-audio-only": f"{SHORT_TONE} {STEREO}",
+    "plain-hevc": f"{SHORT_VIDEO} {SHORT_TONE} {HEVC} {STEREO}",
+    "plain-mpeg4": f"{SHORT_VIDEO} {SHORT_TONE} -c:v mpeg4 -g 15 -bf 2 {STEREO}",
+    "plain-equal-sizes": f"{picture(size='16x16', seconds=3)} -c:v rawvideo -pix_fmt rgb24 -f mov",
+    # Fragmented ones.
+    **{f"fragmented-b{n}": f"{SHORT_VIDEO} {SHORT_TONE} {h264(keyint=15, bframes=n)} {STEREO} {FRAGMENTED}"
+       for n in (0, 2, 4)},
+    "fragmented-base-offset": f"{SHORT} {fragments('frag_keyframe')}",
+    "fragmented-no-base-offset": f"{SHORT} {fragments('frag_keyframe', 'omit_tfhd_offset')}",
+    "fragmented-behind-samples": f"{SHORT} -movflags +frag_keyframe",
+    "fragmented-tracks-apart": f"{SHORT} {fragments('frag_keyframe', 'separate_moof')}",
+    "fragmented-with-edit-list": f"{SHORT} -movflags +frag_keyframe+delay_moov",
+    "fragmented-video-late": f"-itsoffset 1.5 {SHORT} -movflags +frag_keyframe+delay_moov",
+    "fragmented-cmaf": f"{SHORT} -movflags +frag_keyframe+cmaf",
+    "fragmented-with-sidx": f"{SHORT} -movflags +frag_keyframe+dash+global_sidx",
+    "fragmented-short": f"{SHORT} {fragments('default_base_moof', more='-frag_duration 200000')}",
+    "fragmented-long": f"{SHORT} {fragments('default_base_moof', more='-frag_duration 1200000')}",
+    "fragmented-every-frame": f"{SHORT_VIDEO} {GROUPS_OF_HALF_A_SECOND} "
+                              f"{fragments('default_base_moof', 'frag_every_frame')}",
+    "fragmented-no-table": f"{SHORT} {fragments('default_base_moof', 'frag_keyframe', 'skip_trailer')}",
+    "fragmented-two-tracks-each": f"{TWO_AND_TWO} {FRAGMENTED}",
+    "fragmented-audio-first": f"{SHORT_VIDEO} {SHORT_TONE} -map 1 -map 0 {GROUPS_OF_HALF_A_SECOND} {STEREO} {FRAGMENTED}",
+    "fragmented-video-only": f"{SHORT_VIDEO} {GROUPS_OF_HALF_A_SECOND} {FRAGMENTED}",
+    "fragmented-audio-only": f"{SHORT_TONE} {STEREO} {fragments('default_base_moof', more='-frag_duration 500000')}",
+    "fragmented-every-frame-a-key": f"{SHORT_VIDEO} {SHORT_TONE} {h264(keyint=1, bframes=0)} {STEREO} "
+                                    f"{fragments('default_base_moof', more='-frag_duration 500000')}",
+    "fragmented-hevc": f"{SHORT_VIDEO} {SHORT_TONE} {HEVC} {STEREO} {FRAGMENTED}",
+    "fragmented-mpeg4": f"{SHORT_VIDEO} {SHORT_TONE} -c:v mpeg4 -g 15 -bf 2 {STEREO} {FRAGMENTED}",
+    "fragmented-opus": f"{SHORT_VIDEO} {SHORT_TONE} {GROUPS_OF_HALF_A_SECOND} -c:a libopus {FRAGMENTED}",
+}
+
+
 def broken_files(folder):
     (folder / "text.mp4").write_text("this is no video\n" * 100, encoding="utf-8")
     (folder / "empty.mp4").write_bytes(b"")
@@ -62,8 +123,7 @@ def broken_files(folder):
     (folder / "truncated-data.mp4").write_bytes(tables_first[: len(tables_first) // 2])
 
 
-def make(folder, name):
-    recipe = RECIPES[name]
+def make(folder, name, recipe):
     target, stamp = folder / f"{name}.mp4", folder / f"{name}.recipe"
     if target.exists() and stamp.exists() and stamp.read_text(encoding="utf-8") == recipe:
         return target
@@ -79,9 +139,15 @@ def make(folder, name):
 def make_all(folder, names=tuple(RECIPES)):
     folder.mkdir(parents=True, exist_ok=True)
     for name in names:
-        make(folder, name)
+        make(folder, name, RECIPES[name])
     if set(RECIPES) <= set(names):
         broken_files(folder)
+
+
+def make_mp4_files(folder):
+    folder.mkdir(parents=True, exist_ok=True)
+    for name, recipe in MP4_RECIPES.items():
+        make(folder, name, recipe)
 
 
 def digest(path):

@@ -29,13 +29,20 @@ build() {
     rm -f "$log"
 }
 
-# windows_path PATH: as a Windows program in the rig sees it.
-windows_path() {
+# rig_path PATH: in full, as a program in the rig sees it.
+rig_path() {
     local path
     path=$(realpath -m -- "$1")
     case $path in
     /bin/* | /boot/* | /etc/* | /lib/* | /lib[36x]*/* | /run/* | /sbin/* | /usr/* | /var/*)
-        fail "$path lies in a folder of the operating system, which Windows programs don't see here" ;;
+        fail "$path lies in a folder of the operating system, which programs don't see here" ;;
     esac
+    printf '%s' "$path"
+}
+
+# windows_path PATH: as a Windows program in the rig sees it.
+windows_path() {
+    local path
+    path=$(rig_path "$1") || exit
     printf 'Z:%s' "${path//\//\\}"
 }

@@ -1,0 +1,93 @@
+"""What velkantrix-mp4 must say of a file: worked out from its boxes, and as ffprobe reads it. Samples are tuples of
+(pts, dts, duration, offset, size, keyframe, CRC-32)."""
+import functools
+import json
+import struct
+import subprocess
+import zlib
+
+
+def crc(data):
+    return f"{zlib.crc32(data):08x}"
+
+
+def said(samples):
+    """Of the program's JSON."""
+    return [tuple(s[k] for k in ("pts", "dts", "duration", "offset", "size", "keyframe", "crc32")) for s in samples]
+
+
+def of_boxes(file, samples, rebase=0):
+    return [(s.pts + rebase, s.dts + rebase, s.duration, s.offset, s.size, s.key, crc(file.bytes(s)))
+            for s in samples]
+
+
+@functools.cache
+def of_ffprobe(path, track_id, *options, edit_list=False):
+    """A track's packets; without the edit list the times are those of the tables."""
+    command = ["ffprobe", "-v", "error", "-ignore_editlist", "0" if edit_list else "1", *options, "-show_packets",
+               "-select_streams", f"i:{track_id}", "-show_data_hash", "CRC32", "-of", "json", str(path)]
+    found = json.loads(subprocess.run(command, check=True, capture_output=True, text=True).stdout)["packets"]
+    return [(int(p["pts"]), int(p["dts"]), int(p.get("duration", 0)), int(p["pos"]), int(p["size"]), "K" in p["flags"],
+             p["data_hash"].removeprefix("CRC32:")) for p in found]
+
+
+@functools.cache
+def streams(path):
+    """ffprobe's streams by track_ID."""
+    command = ["ffprobe", "-v", "error", "-show_streams", "-show_data_hash", "CRC32", "-of", "json", str(path)]
+    found = json.loads(subprocess.run(command, check=True, capture_output=True, text=True).stdout)["streams"]
+    return {int(s["id"], 16): s for s in found}
+
+
+def moved(samples, by):
+    return [(pts + by, dts + by, *rest) for pts, dts, *rest in samples]
+
+
+def keyframe_entries(file, track):
+    """The index's entries, as the program must say them, by time."""
+    if file.moofs:
+        entries = [{"time": e.time, "offset": e.offset, "size": 0, "trafNumber": e.traf, "trunNumber": e.trun,
+                    "sampleNumber": e.sample} for e in file.random_access(track)]
+    elif track.stbl.one("stss") is None:
+        entries = []
+    else:
+        entries = [{"time": s.dts, "offset": s.offset, "size": s.size, "trafNumber": 1, "trunNumber": 1,
+                    "sampleNumber": 1} for s in track.samples if s.key]
+    return sorted(entries, key=lambda e: e["time"])
+
+
+def entry_for(entries, seconds, timescale):
+    """The last one at or before a time, in whole seconds; the first one where there is none."""
+    before = [e for e in entries if e["time"] <= int(seconds) * timescale]
+    return before[-1] if before else entries[0]
+
+
+def reading(file, track):
+    """The samples that are read from time 0 to the end, and what is added to their times."""
+    if not file.moofs:
+        return track.samples, 0
+    entry = entry_for(keyframe_entries(file, track), 0, track.timescale)
+    samples = []
+    for moof in file.moofs:
+        if moof.start >= entry["offset"]:
+            found = file.fragment_samples(moof, track)
+            samples += found[entry["sampleNumber"] - 1:] if moof.start == entry["offset"] else found
+    return samples, entry["time"] - samples[0].pts
+
+
+def annex_b(avc_config, sample):
+    """A keyframe as a decoder takes it, the parameter sets first. The configuration is an avcC's payload."""
+    units, at = [], 6
+    for count in (avc_config[5] & 31, None):
+        if count is None:
+            count, at = avc_config[at], at + 1
+        for _ in range(count):
+            length = struct.unpack_from(">H", avc_config, at)[0]
+            units.append(avc_config[at + 2:at + 2 + length])
+            at += 2 + length
+    width, at = (avc_config[4] & 3) + 1, 0
+    while at + width <= len(sample):
+        length = int.from_bytes(sample[at:at + width], "big")
+        units.append(sample[at + width:at + width + length])
+        at += width + length
+    return b"".join(b"\0\0\0\1" + unit for unit in units)
