@@ -48,8 +48,36 @@ std::optional<SamplePlace> placeInRun(ByteView payload, const TrackFragmentHeade
     return place;
 }
 
+struct TrackFragment {
+    ByteView traf;
+    TrackFragmentHeader header;
+};
+
+std::optional<TrackFragment> trackFragmentOf(std::optional<ByteView> traf) {
+    if (!traf) return std::nullopt;
+    return TrackFragment{*traf, readTrackFragmentHeader(*traf).value_or(TrackFragmentHeader())};
+}
+
+// The traf that the entry names. There are muxers that write 1 into every entry. A traf of another
+// track can't hold the keyframe, and its bytes would be shown as if they did: then it is the first
+// one of this track.
+std::optional<TrackFragment> findTrackFragment(ByteView moofPayload, const RandomAccessEntry& entry,
+                                               std::uint32_t trackId) {
+    const auto named =
+        trackFragmentOf(numberedChild(moofPayload, boxType("traf"), entry.trafNumber));
+    if (!named || trackId == 0 || named->header.trackId == trackId) return named;
+    std::optional<TrackFragment> first;
+    WalkChildren(moofPayload, [&](BoxType type, ByteView payload) {
+        if (first || type != boxType("traf")) return;
+        const auto fragment = trackFragmentOf(payload);
+        if (fragment->header.trackId == trackId) first = fragment;
+    });
+    return first;
+}
+
 // Of a fragmented file the table only says in which traf and trun of which moof the sample is.
-std::optional<SamplePlace> placeInFragment(const InputFile& file, const RandomAccessEntry& entry) {
+std::optional<SamplePlace> placeInFragment(const InputFile& file, const RandomAccessEntry& entry,
+                                           std::uint32_t trackId) {
     // Neither a long header nor a box to the end of the file (given 0, it has no bytes) is taken
     // here: on purpose.
     const auto box = readBoxHeader(file, entry.offset, 0);
@@ -57,14 +85,12 @@ std::optional<SamplePlace> placeInFragment(const InputFile& file, const RandomAc
     if (!box->holdsItsHeader() || box->size > MAX_MOOF_BYTES) return std::nullopt;
     ByteBuffer moof;
     if (!readInto(moof, file, entry.offset, box->size)) return std::nullopt;
-    const auto traf =
-        numberedChild(moof.view().from(SHORT_HEADER), boxType("traf"), entry.trafNumber);
-    if (!traf) return std::nullopt;
-    const auto trun = numberedChild(*traf, boxType("trun"), entry.trunNumber);
+    const auto fragment = findTrackFragment(moof.view().from(SHORT_HEADER), entry, trackId);
+    if (!fragment) return std::nullopt;
+    const auto trun = numberedChild(fragment->traf, boxType("trun"), entry.trunNumber);
     if (!trun) return std::nullopt;
-    const auto header = readTrackFragmentHeader(*traf).value_or(TrackFragmentHeader());
-    return placeInRun(*trun, header, header.baseDataOffset.value_or(entry.offset),
-                      entry.sampleNumber);
+    return placeInRun(*trun, fragment->header,
+                      fragment->header.baseDataOffset.value_or(entry.offset), entry.sampleNumber);
 }
 
 KeyframeSample readKeyframe(const std::filesystem::path& path, const VideoTrackIndex& index,
@@ -74,8 +100,8 @@ KeyframeSample readKeyframe(const std::filesystem::path& path, const VideoTrackI
     if (entry == nullptr) return sample;
     const InputFile file = OpenForRandomAccess(path);
     if (!file) return sample;
-    const auto place =
-        index.fragmented ? placeInFragment(file, *entry) : SamplePlace{entry->offset, entry->size};
+    const auto place = index.fragmented ? placeInFragment(file, *entry, index.trackId)
+                                        : SamplePlace{entry->offset, entry->size};
     if (!place || place->size == 0 || place->size > MAX_KEYFRAME_BYTES) return sample;
     ByteBuffer bytes;
     if (!readInto(bytes, file, place->offset, place->size)) return sample;

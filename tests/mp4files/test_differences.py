@@ -140,17 +140,19 @@ def test_entries_of_a_table_count_as_keyframes_whatever_their_samples_say(tool, 
     assert len(tool.read(files["fragmented-short"])["video"]["randomAccess"]) == len(starts)
 
 
-def test_a_table_that_names_another_tracks_part_of_a_fragment_gives_no_keyframe(tool, files, raw):
-    """ffmpeg writes part 1 into every entry, and the audio's is the first here. Reading on from there only takes
-    the fragment from the entry, and the track by its number."""
+def test_a_table_that_names_another_tracks_part_of_a_fragment_means_the_first_of_its_own(tool, files, raw):
+    """ffmpeg writes part 1 into every entry, and the audio's is the first here."""
     path = files["fragmented-audio-first"]
     file, video = raw("fragmented-audio-first"), raw("fragmented-audio-first").first("vide")
     assert {e.traf for e in file.random_access(video)} == {1}
     first = file.moofs[0].all("traf")[0].one("tfhd").payload
     assert boxes.number(file.data, first + 4) != video.id
     answer = tool.read(path, "--samples", "--keyframe", "1")
-    assert not answer["keyframe"]["ok"]
     assert len(answer["samples"]) == 90
+    keyframe = next(s for s in answer["samples"] if s["pts"] == answer["keyframe"]["timeSeconds"] * video.timescale)
+    assert keyframe["keyframe"] and answer["keyframe"]["ok"]
+    # Start codes are as long as lengths; the parameter sets come on top.
+    assert answer["keyframe"]["size"] > keyframe["size"]
 
 
 # ---- descriptions -----------------------------------------------------------------------------------
