@@ -8,7 +8,7 @@ import zlib
 
 
 def crc(data):
-    return f"{zlib.crc32(data):08x}"
+    return zlib.crc32(data)
 
 
 def said(samples):
@@ -28,7 +28,7 @@ def of_ffprobe(path, track_id, *options, edit_list=False):
                "-select_streams", f"i:{track_id}", "-show_data_hash", "CRC32", "-of", "json", str(path)]
     found = json.loads(subprocess.run(command, check=True, capture_output=True, text=True).stdout)["packets"]
     return [(int(p["pts"]), int(p["dts"]), int(p.get("duration", 0)), int(p["pos"]), int(p["size"]), "K" in p["flags"],
-             p["data_hash"].removeprefix("CRC32:")) for p in found]
+             int(p["data_hash"].removeprefix("CRC32:"), 16)) for p in found]
 
 
 @functools.cache

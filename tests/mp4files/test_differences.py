@@ -174,7 +174,7 @@ def test_sample_entries_of_other_codecs_are_passed_over(tool, files):
 def test_other_codecs_have_an_index_but_no_keyframe_to_decode(tool, files, name):
     answer = tool.read(files[name], "--keyframe", "0")
     assert answer["video"]["valid"]
-    assert answer["keyframe"] == {"ok": False, "timeSeconds": 0, "size": 0, "crc32": "00000000"}
+    assert answer["keyframe"] == {"ok": False, "timeSeconds": 0, "size": 0, "crc32": 0}
 
 
 @pytest.mark.parametrize("name", ["plain-b2", "plain-audio-only", "plain-audio-first", "fragmented-opus",

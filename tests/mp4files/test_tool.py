@@ -130,7 +130,7 @@ def test_an_empty_file_has_no_box(tool, files):
     assert failed(result, "No box can be read at byte 0.")
     assert json.loads(result.stdout) == {
         "probe": probe(False, reached_end=False), "video": NO_VIDEO, "audio": NO_AUDIO, "samples": [],
-        "audioSamples": [], "keyframe": {"ok": False, "timeSeconds": 0, "size": 0, "crc32": "00000000"}}
+        "audioSamples": [], "keyframe": {"ok": False, "timeSeconds": 0, "size": 0, "crc32": 0}}
 
 
 def test_text_is_a_box_that_runs_over_the_end(tool, files):

@@ -14,14 +14,6 @@
 namespace velkantrix {
 namespace {
 
-void writeCrc(JsonWriter& json, const Crc32& crc) {
-    const std::uint32_t value = crc.value();
-    std::array<std::uint8_t, 4> bytes{};
-    for (std::size_t i = 0; i < bytes.size(); ++i)
-        bytes[i] = static_cast<std::uint8_t>(value >> (24 - 8 * i));
-    json.name("crc32").hex({bytes.data(), bytes.size()});
-}
-
 // ---- tables -----------------------------------------------------------------
 
 void writeProbe(JsonWriter& json, const ProbeResult& probe, bool largeFragmented) {
@@ -110,7 +102,7 @@ void writeSample(JsonWriter& json, const StoredSample& sample) {
     json.name("offset").number(sample.offset);
     json.name("size").number(sample.size);
     json.name("keyframe").boolean(sample.keyframe);
-    writeCrc(json, sample.crc);
+    json.name("crc32").number(sample.crc.value());
     json.endObject();
 }
 
@@ -208,7 +200,7 @@ void writeKeyframe(JsonWriter& json, const KeyframeSample& keyframe) {
     json.name("ok").boolean(keyframe.ok);
     json.name("timeSeconds").number(keyframe.timeSeconds);
     json.name("size").number(keyframe.data.size());
-    writeCrc(json, crc);
+    json.name("crc32").number(crc.value());
     json.endObject();
 }
 

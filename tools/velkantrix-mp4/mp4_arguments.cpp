@@ -178,7 +178,7 @@ std::string mp4Usage() {
            "  --help              this text\n"
            "  --                  what follows is a file, even if it begins with a dash\n"
            "\n"
-           "\"crc32\" is zlib's CRC-32 of the bytes, a string of eight hexadecimal digits.\n"
+           "\"crc32\" is zlib's CRC-32 of the bytes, a number.\n"
            "\n"
            "The exit code is 0 for success; 1 when the file, or a sample that was asked for, can't "
            "be\n"
