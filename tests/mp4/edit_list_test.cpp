@@ -126,6 +126,9 @@ TEST(EditListOffset, NonsenseStaysInRange) {
     EXPECT_EQ(offsetOf(list(1, {{UINT64_MAX, -1}, {UINT64_MAX, -1}, {1, 0}})), most);
     EXPECT_EQ(offsetOf(list(1, {{UINT64_MAX, -1}, {1, 0}}), 0xFFFFFFFF, 0xFFFFFFFF), most);
     EXPECT_EQ(offsetOf(list(1, {{UINT64_MAX, -1}, {1, 0}}), 0xFFFFFFFF, 1), 0x100000001);
+    const std::uint64_t half = std::uint64_t{1} << 63;
+    EXPECT_EQ(offsetOf(list(1, {{half, -1}, {half, -1}, {1, 0}})), most) << "and not 0";
+    EXPECT_EQ(offsetOf(list(1, {{std::uint64_t{1} << 60, -1}, {1, 0}}), 1, 16), most);
     EXPECT_EQ(offsetOf(list(1, {{1, INT64_MAX}})), -most);
     EXPECT_EQ(offsetOf(list(1, {{1, INT64_MIN}})), most);
     EXPECT_EQ(offsetOf(list(1, {{UINT64_MAX, -1}, {1, INT64_MIN}})), 2 * most);

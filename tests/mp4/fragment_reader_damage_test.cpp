@@ -238,6 +238,18 @@ TEST_F(FragmentReaderPrefetch, SamplesBeyondTheFileAreReadOneByOne) {
     EXPECT_EQ(last, ReadOutcome::Failed);
 }
 
+TEST_F(FragmentReaderPrefetch, SamplesBeyondTheFileUseNothingUpOfItsLength) {
+    // The first reaches beyond; the second spans as much as is left if the first counted.
+    use(join({ftyp(), moof(apart(1000, 1100)), moof(apart(1000, 1000))}));
+    file->resize(2000);
+    ASSERT_TRUE(openTable({{0, ftyp().size()}}));
+    ASSERT_TRUE(reader.Seek(0));
+    ReaderSample sample;
+    EXPECT_TRUE(reader.ReadNextSample(sample));
+    EXPECT_FALSE(reader.ReadNextSample(sample));
+    EXPECT_TRUE(readInOnePiece(1996));
+}
+
 TEST_F(FragmentReaderPrefetch, FragmentsThatShareTheirBytesAreReadInOnePieceWithinTheFilesLength) {
     // Each of them spans all but 1000 bytes of the file: only one does so within its length.
     const std::uint64_t span = 100'000;

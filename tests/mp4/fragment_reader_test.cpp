@@ -42,6 +42,11 @@ TEST_F(FragmentReaderTest, WithoutATimeAFragmentGoesOn) {
     EXPECT_EQ(restAsTexts(), (Texts{"a@0*", "b@100", "c@200*", "d@300*"}));
 }
 
+TEST_F(FragmentReaderTest, WithoutATimeAFragmentGoesOnFromOneWithoutSamplesToo) {
+    openPieces({fragment(0, {key("a")}), fragment(500, {}), fragment(std::nullopt, {key("b")})});
+    EXPECT_EQ(restAsTexts(), (Texts{"a@0*", "b@500*"}));
+}
+
 TEST_F(FragmentReaderTest, TheEndStaysTheEnd) {
     openPieces({fragment(0, {key("a")})});
     rest();

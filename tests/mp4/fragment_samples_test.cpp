@@ -67,8 +67,10 @@ TEST(FragmentSamples, ASpanBeyondAllNumbersEndsAtTheLargest) {
     FragmentSamples samples;
     samples.append({UINT64_MAX - 5, 5, 0, 0, 0, true});
     EXPECT_EQ(samples.span().end, UINT64_MAX);
+    samples.clear();
     samples.append({UINT64_MAX - 5, 6, 0, 0, 0, true});
     EXPECT_EQ(samples.span().end, UINT64_MAX);
+    samples.clear();
     samples.appendEqual({UINT64_MAX - 5, 0xFFFFFFFF, 0, 0, 0, true}, 0xFFFFFFFF, true);
     EXPECT_EQ(samples.span().end, UINT64_MAX);
     EXPECT_EQ(samples.span().first, UINT64_MAX - 5);

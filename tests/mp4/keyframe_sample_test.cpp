@@ -207,6 +207,20 @@ TEST_F(FragmentKeyframe, ARecordBeyondItsBoxIsNone) {
     expectSample(4, read(1, 1, 1));
 }
 
+TEST_F(FragmentKeyframe, ARecordThatIsNotWholeIsNoneEvenIfItsSizeIsKnown) {
+    const auto cut = [](const Bytes& run) {
+        Bytes payload = withoutHeader(run);
+        payload.resize(payload.size() - 1);
+        return box("trun", payload);
+    };
+    useTraf({tfhd(1, {.size = 6}), cut(trun(0x100, {{9}, {9}}, to(2))),
+             cut(trun(0x600, {{6, 9}, {6, 9}}, to(2)))});
+    expectSample(2, read(1, 1, 1));
+    expectNone(read(1, 1, 2));
+    expectSample(2, read(1, 2, 1));
+    expectNone(read(1, 2, 2));
+}
+
 TEST_F(FragmentKeyframe, ASizeOfZeroIsNone) {
     useTraf({tfhd(1), trun(0x200, {{0}, {6}}, to(4)), trunOfCount(2, to(4))});
     expectNone(read(1, 1, 1));

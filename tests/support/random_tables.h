@@ -17,8 +17,8 @@ public:
     // Every sample has its time, its size and its place; chunks don't overlap.
     TablePayloads consistent(std::uint32_t samples) {
         TablePayloads tables;
-        tables.stts = runs(samples, 100);
-        if (choices_.percent(50)) tables.ctts = runs(samples, 300);
+        tables.stts = runs(samples, 100, 0);
+        if (choices_.percent(50)) tables.ctts = runs(samples, 300, 100);
         std::vector<std::uint32_t> sizes;
         const bool uniform = choices_.percent(30);
         for (std::uint32_t i = 0; i < samples; ++i) {
@@ -126,13 +126,15 @@ private:
         payload.resize(choices_.below(static_cast<std::uint32_t>(payload.size() + 1)));
     }
 
-    Bytes runs(std::uint32_t samples, std::uint32_t limit) {
+    // Values from -below to limit - below - 1.
+    Bytes runs(std::uint32_t samples, std::uint32_t limit, std::uint32_t below) {
         std::vector<std::uint32_t> counts;
         for (std::uint32_t left = samples; left > 0; left -= counts.back()) {
             counts.push_back(choices_.between(1, left));
         }
         Bytes payload = Bytes().u32(0).u32(counts.size());
-        for (const std::uint32_t count : counts) payload.u32(count).u32(choices_.below(limit));
+        for (const std::uint32_t count : counts)
+            payload.u32(count).u32(choices_.below(limit) - below);
         return payload;
     }
 
