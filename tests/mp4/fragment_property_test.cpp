@@ -1,5 +1,9 @@
 // ParseFragment and FragmentSamples against a parser that makes a record of every sample.
 #include <algorithm>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 

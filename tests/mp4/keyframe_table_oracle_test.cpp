@@ -1,5 +1,6 @@
 // BuildKeyframeTable against tables that are unfolded slot by slot.
 #include <algorithm>
+#include <string>
 #include <tuple>
 
 #include <gtest/gtest.h>

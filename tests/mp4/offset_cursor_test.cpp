@@ -1,5 +1,6 @@
 // OffsetCursor of mp4/sample_table.h.
-#include <optional>
+#include <ostream>
+#include <vector>
 
 #include <gtest/gtest.h>
 
