@@ -47,8 +47,11 @@ bool FragmentReader::Seek(double seconds) {
     const RandomAccessEntry* entry = FindKeyframeAtOrBefore(index_, seconds);
     if (entry == nullptr) return false;
     allowAllOfFile();
-    passedOverFragment_ = false;
-    if (LoadFragmentAt(entry->offset) != Load::Done) return false;
+    const bool passedOver = std::exchange(passedOverFragment_, false);
+    if (LoadFragmentAt(entry->offset) != Load::Done) {
+        passedOverFragment_ = passedOver;
+        return false;
+    }
     cursor_ = sampleOf(*entry);
     rebase_ = static_cast<std::int64_t>(entry->time - track_.samples[cursor_].pts);
     return true;
@@ -130,10 +133,11 @@ FragmentReader::Load FragmentReader::LoadFragmentAt(std::uint64_t offset) {
 bool FragmentReader::NextFragment() {
     if (track_.fragmentOffset == 0) return fail(ReadOutcome::Failed);
     std::uint64_t offset = track_.fragmentOffset + fragmentSize_;
-    for (std::uint32_t boxes = 0; boxes < MAX_SEARCHED_BOXES; ++boxes) {
+    for (std::uint32_t boxes = 0;; ++boxes) {
         if (offset == fileLength_) {
             return fail(passedOverFragment_ ? ReadOutcome::Failed : ReadOutcome::End);
         }
+        if (boxes == MAX_SEARCHED_BOXES) return fail(ReadOutcome::Failed);
         const auto box = readBoxHeader(file_, offset, fileLength_);
         if (!box || !box->holdsItsHeader()) return fail(ReadOutcome::Failed);
         if (box->type == boxType("moof")) {
@@ -143,7 +147,6 @@ bool FragmentReader::NextFragment() {
         }
         offset = box->end();
     }
-    return fail(ReadOutcome::Failed);
 }
 
 // Samples too far apart are read one by one instead, as are those that reach beyond the file.

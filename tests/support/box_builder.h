@@ -82,6 +82,13 @@ inline Bytes openBox(std::string_view type, const Bytes& payload = {}) {
     return boxOfSize(type, 0, payload);
 }
 
+// The payload of a box with a short header.
+inline Bytes withoutHeader(const Bytes& box) {
+    Bytes payload;
+    for (std::size_t i = 8; i < box.size(); ++i) payload.u8(box.vector()[i]);
+    return payload;
+}
+
 // A box whose payload starts with version and flags.
 inline Bytes fullBox(std::string_view type, int version, std::uint32_t flags,
                      const Bytes& payload = {}) {
