@@ -10,8 +10,8 @@ namespace velkantrix {
 
 // What has to be added to a composition time to get the time at which it is presented, in ticks of
 // the track: the empty edits in front of the first other one, less the media time at which that one
-// starts. Edits behind it aren't looked at. 0 for an empty list; of nonsense, the nearest end of
-// the range of half of 2^63.
+// starts. Edits behind it aren't looked at. 0 for an empty list; each of the two parts is kept
+// within 2^61 either way.
 std::int64_t editListOffset(ByteView elst, std::uint32_t movieTimescale,
                             std::uint32_t trackTimescale);
 
