@@ -53,7 +53,7 @@ TEST_P(OpenInputFile, AnEmptyFileIsOpened) {
 }
 
 TEST_P(OpenInputFile, AMissingFileIsNoneAndIsNotMade) {
-    const std::filesystem::path path = TempFile().path(); // gone by now
+    const std::filesystem::path path = TempFile::unusedPath();
     const InputFile file = open(path);
     EXPECT_FALSE(file);
     EXPECT_EQ(file.size, 0u);
@@ -104,7 +104,7 @@ TEST_P(OpenInputFile, TheHandleIsClosedWithItsOwner) {
     EXPECT_TRUE(std::filesystem::remove(temp.path(), error)) << error.message();
 }
 
-TEST_P(OpenInputFile, AFileThatOnlyMayBeReadIsOpened) {
+TEST_P(OpenInputFile, AFileThatMayOnlyBeReadIsOpened) {
     const TempFile temp(Bytes().text("0123456789"));
     using std::filesystem::perms;
     std::filesystem::permissions(temp.path(),
@@ -266,7 +266,7 @@ TEST(FileSizeFromAttributes, OfAFile) {
 }
 
 TEST(FileSizeFromAttributes, OfNothingOrAFolderIsNone) {
-    EXPECT_EQ(fileSizeFromAttributes(TempFile().path()), std::nullopt);
+    EXPECT_EQ(fileSizeFromAttributes(TempFile::unusedPath()), std::nullopt);
     EXPECT_EQ(fileSizeFromAttributes(std::filesystem::temp_directory_path()), std::nullopt);
     EXPECT_EQ(fileSizeFromAttributes({}), std::nullopt);
 }

@@ -42,8 +42,8 @@ public:
                    static_cast<std::streamsize>(content.size()));
     }
 
-private:
-    static std::filesystem::path unusedPath(const std::filesystem::path& ending) {
+    // Where no file is.
+    static std::filesystem::path unusedPath(const std::filesystem::path& ending = ".mp4") {
         static const unsigned process = std::random_device{}();
         static std::atomic<unsigned> count{0};
         const std::string name =
@@ -51,6 +51,7 @@ private:
         return (std::filesystem::temp_directory_path() / name) += ending;
     }
 
+private:
     std::filesystem::path path_;
 };
 
