@@ -97,7 +97,8 @@ TEST(OpenFiles, NoneIsLeftOnAnyWayOut) {
 // A gigabyte of addresses with few bytes behind them: the same ones again and again.
 class RepeatedBytes {
 public:
-    static constexpr std::size_t PIECE = std::size_t{16} << 20;
+    // MAX_READ is no multiple of it: bytes that far apart aren't the same.
+    static constexpr std::size_t PIECE = (std::size_t{16} << 20) + 4096;
     static constexpr std::size_t PIECES = MAX_READ / PIECE + 1;
 
     RepeatedBytes() : memory_(memfd_create("repeated", MFD_CLOEXEC)) {

@@ -30,5 +30,15 @@ TEST(OpenFiles, OneThatNobodyElseMayReadIsNone) {
     EXPECT_TRUE(OpenForRandomAccess(temp.path()));
 }
 
+TEST(OpenFiles, AreNotRemovedByOthers) {
+    const TempFile temp(ftyp());
+    {
+        const InputFile file = OpenForRandomAccess(temp.path());
+        EXPECT_FALSE(DeleteFileW(temp.path().c_str()));
+        EXPECT_EQ(GetLastError(), DWORD{ERROR_SHARING_VIOLATION});
+    }
+    EXPECT_TRUE(DeleteFileW(temp.path().c_str()));
+}
+
 } // namespace
 } // namespace velkantrix
