@@ -189,8 +189,9 @@ TEST(RandomAccess, AnUnsortedTableKeepsItsOrder) {
 }
 
 TEST(RandomAccess, OtherBoxesArePassedOver) {
-    const Bytes tables = join(
-        {box("free", Bytes().fill(40)), box("tfrA", Bytes().fill(40)), tfra(1, THREE), mfro(1)});
+    Bytes misspelt = tfra(1, {{5, 5}});
+    misspelt[7] = 'A';
+    const Bytes tables = join({misspelt, box("free", Bytes().fill(40)), tfra(1, THREE), mfro(1)});
     EXPECT_EQ(ofVideo(tables), tableOf(THREE));
     EXPECT_EQ(ofAudio(tables), tableOf(THREE));
 }

@@ -133,6 +133,15 @@ TEST_F(ReadTrackBoxes, OfSeveralBoxesTheLastCounts) {
     EXPECT_EQ(bytesOf(track.elst), Bytes().u32(0).u32(0));
 }
 
+TEST_F(ReadTrackBoxes, OfSeveralBoxesInOneContainerTheLastCounts) {
+    const Bytes first = box("elst", Bytes{1}), last = box("elst", Bytes{2, 2});
+    const TrackBoxes track = read(
+        join({box("edts", join({first, last})),
+              box("mdia", box("minf", join({box("stbl", Bytes{1}), box("stbl", Bytes{2, 2})})))}));
+    EXPECT_EQ(bytesOf(track.stbl), (Bytes{2, 2}));
+    EXPECT_EQ(bytesOf(track.elst), (Bytes{2, 2}));
+}
+
 TEST_F(ReadTrackBoxes, AnEmptyTableBoxIsThere) {
     const TrackBoxes track = read(join({box("edts", box("elst")), box("mdia", minf({}))}));
     EXPECT_TRUE(track.stbl);
@@ -176,6 +185,7 @@ TEST_F(MovieTimescale, IsThatOfTheMoviesHeader) {
     EXPECT_EQ(movieTimescale(keep(join({box("free"), mvhd(600), videoTrak(1, 90000)}))), 600u);
     EXPECT_EQ(movieTimescale(keep(fullBox("mvhd", 1, 0, Bytes().u64(0).u64(0).u32(700)))), 700u);
     EXPECT_EQ(movieTimescale(keep(withLongSizes(mvhd(600)))), 600u);
+    EXPECT_EQ(movieTimescale(keep(join({mvhd(600), mvhd(700)}))), 700u); // the last one counts
 }
 
 TEST_F(MovieTimescale, WithoutAWholeHeaderIsZero) {

@@ -24,9 +24,10 @@ AudioTrackInfo load(const Bytes& content) {
     return LoadAudioTrackInfo(temp.path());
 }
 
-// Of a file with this moov, and tables of the tracks 1 to 3.
+// Of a file with this moov, and tables of the tracks 0 to 3.
 AudioTrackInfo loadMoov(const Bytes& moov) {
-    return load(fragmentedFile(moov, join({tfra(1, TWO), tfra(2, TWO), tfra(3, TWO)})));
+    return load(
+        fragmentedFile(moov, join({tfra(0, TWO), tfra(1, TWO), tfra(2, TWO), tfra(3, TWO)})));
 }
 
 void expectNothing(const AudioTrackInfo& info) {
@@ -194,6 +195,21 @@ TEST(LoadAudioTrackInfo, OtherSampleEntriesAndBoxesArePassedOver) {
     EXPECT_EQ(loadMoov(soundTrak(2, 1000, entries)).channels, 6u);
 }
 
+TEST(LoadAudioTrackInfo, OfSeveralSampleEntriesTheFirstIsUsed) {
+    const Bytes entries = join({mp4a(6, 44100, esds(CONFIG)), mp4a(1, 22050, esds(Bytes{9}))});
+    const AudioTrackInfo info = loadMoov(soundTrak(2, 1000, entries));
+    EXPECT_EQ(info.channels, 6u);
+    EXPECT_EQ(info.sampleRate, 44100u);
+    EXPECT_EQ(info.audioConfig, CONFIG.vector());
+}
+
+TEST(LoadAudioTrackInfo, AnotherBoxWithTheContentOfAnEsdsIsNone) {
+    Bytes misspelt = esds(CONFIG);
+    misspelt[7] = 'S';
+    expectNothing(loadMoov(soundTrak(2, 1000, mp4a(2, 44100, misspelt))));
+    expectNothing(loadMoov(soundTrak(2, 1000, mp4a(2, 44100, box("wave", esds(CONFIG))))));
+}
+
 TEST(LoadAudioTrackInfo, AnEsdsThatHasNoneLeavesTheOthersConfiguration) {
     const Bytes broken = fullBox("esds", 0, 0, Bytes{9, 9});
     for (const Bytes& both : {join({esds(CONFIG), broken}), join({broken, esds(CONFIG)}),
@@ -233,9 +249,10 @@ TEST(LoadAudioTrackInfo, NoMoreThanSixteenBoxesAreLookedAt) {
 }
 
 TEST(LoadAudioTrackInfo, ABadBoxInFrontEndsTheSearch) {
+    // Behind the 7 bytes of the first one the moov would begin.
     for (const Bytes& bad :
-         {boxOfSize("free", 7), longBoxOfSize("free", 15), boxOfSize("free", 0xFFFFFFF),
-          longBoxOfSize("free", UINT64_MAX), openBox("mdat")}) {
+         {boxOfSize("fre", 7), boxOfSize("free", 7), longBoxOfSize("free", 15),
+          boxOfSize("free", 0xFFFFFFF), longBoxOfSize("free", UINT64_MAX), openBox("mdat")}) {
         expectNothing(load(join({bad, moovOf(2), TABLES})));
     }
 }

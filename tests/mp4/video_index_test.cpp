@@ -100,6 +100,8 @@ TEST(ScanTopLevel, ABadBoxEndsTheScan) {
     EXPECT_FALSE(scan(join({boxOfSize("free", 7), box("moov"), box("moof")})).moov);
     EXPECT_FALSE(scan(join({boxOfSize("free", 7), box("moov"), box("moof")})).fragmented);
     EXPECT_FALSE(scan(longBoxOfSize("moov", 15)).moov);
+    // Behind its 7 bytes the moov would begin.
+    EXPECT_FALSE(scan(join({boxOfSize("fre", 7), box("moov")})).moov);
 }
 
 TEST(ScanTopLevel, NoMoreThanSixtyFourBoxesAreLookedAt) {
