@@ -6,6 +6,7 @@
 #include <iterator>
 #include <string>
 
+#include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -47,6 +48,16 @@ TEST(Pipes, AreNoFilesAndNobodyWaitsForTheirWriter) {
 TEST(Devices, AreNoFiles) {
     EXPECT_FALSE(OpenForRandomAccess("/dev/zero"));
     EXPECT_FALSE(openForSequentialScan("/dev/null"));
+}
+
+TEST(OpenFiles, MayOnlyBeReadAndAreNotHandedToOtherPrograms) {
+    const TempFile temp;
+    for (const InputFile& file :
+         {OpenForRandomAccess(temp.path()), openForSequentialScan(temp.path())}) {
+        const int descriptor = static_cast<int>(file.handle.get());
+        EXPECT_EQ(fcntl(descriptor, F_GETFL) & O_ACCMODE, O_RDONLY);
+        EXPECT_EQ(fcntl(descriptor, F_GETFD), FD_CLOEXEC);
+    }
 }
 
 TEST(Links, AreFollowed) {

@@ -30,6 +30,16 @@ TEST(OpenFiles, OneThatNobodyElseMayReadIsNone) {
     EXPECT_TRUE(OpenForRandomAccess(temp.path()));
 }
 
+TEST(OpenFiles, OneThatNobodyElseMayWriteIsRead) {
+    const TempFile temp(ftyp());
+    HANDLE const only = CreateFileW(temp.path().c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    ASSERT_NE(only, INVALID_HANDLE_VALUE);
+    EXPECT_TRUE(OpenForRandomAccess(temp.path()));
+    EXPECT_TRUE(openForSequentialScan(temp.path()));
+    CloseHandle(only);
+}
+
 TEST(OpenFiles, AreNotRemovedByOthers) {
     const TempFile temp(ftyp());
     {
