@@ -82,7 +82,7 @@ struct AudioCandidate {
     AudioEntry entry;
 };
 
-// Tracks that lack nothing but, perhaps, a table; the first of each track_ID, in the file's order.
+// Tracks that lack nothing but, perhaps, a table, in the file's order.
 std::vector<AudioCandidate> audioCandidates(ByteView moov) {
     std::vector<AudioCandidate> candidates;
     WalkChildren(moov, [&](BoxType type, ByteView payload) {

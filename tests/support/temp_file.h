@@ -15,7 +15,9 @@ namespace velkantrix {
 
 class TempFile {
 public:
-    explicit TempFile(const Bytes& content = {}) : path_(unusedPath()) {
+    // Its name ends in `ending`.
+    explicit TempFile(const Bytes& content = {}, const std::filesystem::path& ending = ".mp4")
+        : path_(unusedPath(ending)) {
         std::ofstream file(path_, std::ios::binary);
         file.write(reinterpret_cast<const char*>(content.data()),
                    static_cast<std::streamsize>(content.size()));
@@ -40,15 +42,16 @@ public:
                    static_cast<std::streamsize>(content.size()));
     }
 
-private:
-    static std::filesystem::path unusedPath() {
+    // Where no file is.
+    static std::filesystem::path unusedPath(const std::filesystem::path& ending = ".mp4") {
         static const unsigned process = std::random_device{}();
         static std::atomic<unsigned> count{0};
         const std::string name =
-            "velkantrix-" + std::to_string(process) + "-" + std::to_string(count++) + ".mp4";
-        return std::filesystem::temp_directory_path() / name;
+            "velkantrix-" + std::to_string(process) + "-" + std::to_string(count++);
+        return (std::filesystem::temp_directory_path() / name) += ending;
     }
 
+private:
     std::filesystem::path path_;
 };
 

@@ -1,0 +1,123 @@
+// What becomes of a file whose tables this machine has no memory for.
+//
+// A program of its own: it replaces the operators that memory is got with.
+#include <cstdint>
+#include <cstdlib>
+#include <new>
+
+#include <gtest/gtest.h>
+
+#include "mp4/byte_buffer.h"
+#include "mp4/track_description.h"
+#include "mp4/video_index.h"
+#include "tests/support/recordings.h"
+#include "tests/support/temp_file.h"
+
+namespace {
+
+std::size_t mostBytes = SIZE_MAX; // that are given out at once
+
+void* allocate(std::size_t size) {
+    return size <= mostBytes ? std::malloc(size > 0 ? size : 1) : nullptr;
+}
+
+void* allocateOrThrow(std::size_t size) {
+    void* const memory = allocate(size);
+    if (!memory) throw std::bad_alloc();
+    return memory;
+}
+
+} // namespace
+
+void* operator new(std::size_t size) {
+    return allocateOrThrow(size);
+}
+void* operator new[](std::size_t size) {
+    return allocateOrThrow(size);
+}
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return allocate(size);
+}
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+    return allocate(size);
+}
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+
+namespace velkantrix {
+namespace {
+
+// No piece of memory above this size is given out while it lives.
+class ScarceMemory {
+public:
+    explicit ScarceMemory(std::size_t most) { mostBytes = most; }
+    ScarceMemory(const ScarceMemory&) = delete;
+    ScarceMemory& operator=(const ScarceMemory&) = delete;
+    ~ScarceMemory() { mostBytes = SIZE_MAX; }
+};
+
+constexpr std::size_t PLENTY = 100000, SCARCE = 50000;
+
+TEST(ByteBuffer, WithoutMemoryItIsEmptyAndUsableAgain) {
+    ByteBuffer buffer;
+    buffer.allocate(10);
+    {
+        const ScarceMemory scarce(SCARCE);
+        EXPECT_THROW(buffer.allocate(PLENTY), std::bad_alloc);
+    }
+    EXPECT_EQ(buffer.size(), 0u);
+    EXPECT_TRUE(buffer.view().empty());
+    buffer.allocate(10);
+    ASSERT_NE(buffer.data(), nullptr);
+    buffer.data()[9] = 1;
+    EXPECT_EQ(buffer.view().u8(9), 1);
+}
+
+// Not while memory is scarce; then the file is closed too, or Windows would not remove it.
+void expectNoneFor(const Bytes& content) {
+    const TempFile temp(content);
+    {
+        const ScarceMemory scarce(SCARCE);
+        const VideoTrackIndex video = LoadVideoTrackIndex(temp.path());
+        EXPECT_FALSE(video.valid);
+        EXPECT_EQ(video.timescale, 0u);
+        EXPECT_FALSE(LoadAudioTrackInfo(temp.path()).valid);
+    }
+    EXPECT_TRUE(LoadVideoTrackIndex(temp.path()).valid);
+    EXPECT_TRUE(LoadAudioTrackInfo(temp.path()).valid);
+    std::error_code error;
+    EXPECT_TRUE(std::filesystem::remove(temp.path(), error)) << error.message();
+}
+
+const Bytes TRACKS = join({videoTrak(1, 1000), soundTrak(2, 48000)});
+const Bytes TABLES = join({tfra(1, {{}}), tfra(2, {{}})});
+
+TEST(ScarceMemory, AMoovThatDoesNotFitIsNone) {
+    expectNoneFor(fragmentedFile(join({TRACKS, box("free", Bytes().fill(PLENTY))}), TABLES));
+}
+
+TEST(ScarceMemory, AnMfraThatDoesNotFitIsNone) {
+    expectNoneFor(fragmentedFile(TRACKS, join({TABLES, box("free", Bytes().fill(PLENTY))})));
+}
+
+// 11 bytes each in the file and more than that in memory.
+TEST(ScarceMemory, ATableThatDoesNotFitIsNone) {
+    const std::vector<TfraEntry> entries(SCARCE / 22 - 100);
+    const Bytes tables = join({tfra(1, entries, 0), tfra(2, entries, 0)});
+    ASSERT_LT(tables.size(), SCARCE);
+    ASSERT_GT(entries.size() * sizeof(RandomAccessEntry), SCARCE);
+    expectNoneFor(fragmentedFile(TRACKS, tables));
+}
+
+} // namespace
+} // namespace velkantrix
