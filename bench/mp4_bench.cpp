@@ -40,8 +40,7 @@ void openByLibavformat(const std::filesystem::path& path) {
     avformat_close_input(&context);
 }
 
-// ---- the index of a long plain file
-// ------------------------------------------------------------------
+// ---- the index of a long plain file ----------------------------------------------------------
 
 void indexOurs(benchmark::State& bench) {
     for (auto _ : bench) {
@@ -74,8 +73,7 @@ void walkOurs(benchmark::State& bench) {
     }
 }
 
-// ---- the probe
-// ---------------------------------------------------------------------------------------
+// ---- the probe -------------------------------------------------------------------------------
 
 constexpr std::uint64_t SPARSE_BYTES = std::uint64_t{8} << 30;
 
@@ -111,8 +109,7 @@ void probeBytes(benchmark::State& bench) {
     }
 }
 
-// ---- opening a recording of many fragments
-// -----------------------------------------------------------
+// ---- opening a recording of many fragments ---------------------------------------------------
 
 void fragmentsOurs(benchmark::State& bench) {
     for (auto _ : bench) {
@@ -126,8 +123,7 @@ void fragmentsLibavformat(benchmark::State& bench) {
     for (auto _ : bench) openByLibavformat(benchFile("fragments.mp4"));
 }
 
-// ---- all samples of a gigabyte
-// -----------------------------------------------------------------------
+// ---- all samples of a gigabyte ---------------------------------------------------------------
 
 struct Fragment {
     FragmentSamples::Span span;

@@ -179,8 +179,10 @@ std::string writePlainTrack(JsonWriter& json, const std::filesystem::path& path)
 }
 
 std::string writeVideoSamples(JsonWriter& json, const std::filesystem::path& path,
-                              const VideoTrackIndex& video) {
-    if (video.timescale == 0) return {}; // there is no video track
+                              const VideoTrackIndex& video, bool cutOff) {
+    if (video.timescale == 0) {
+        return cutOff ? "The file is cut off, and no video track can be read." : "";
+    }
     if (!video.fragmented) return writePlainTrack(json, path);
     return writeFragmentedTrack(json, path, video.trackId, video.timescale, video.randomAccess,
                                 "video");
@@ -228,7 +230,7 @@ std::string describeFile(const Mp4Arguments& arguments, const InputFile& file, J
     if (arguments.samples) {
         json.onNewLine();
         json.name("samples").beginArray();
-        note(writeVideoSamples(json, path, video));
+        note(writeVideoSamples(json, path, video, walk.offset > file.size));
         json.endArray();
         json.onNewLine();
         json.name("audioSamples").beginArray();

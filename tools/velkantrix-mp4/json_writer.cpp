@@ -22,6 +22,7 @@ void JsonWriter::hex(ByteView bytes) {
     for (const std::uint8_t byte : bytes) {
         buffer_ += DIGITS[byte >> 4];
         buffer_ += DIGITS[byte & 15];
+        flushWhenLong();
     }
     buffer_ += '"';
     needsComma_ = true;

@@ -1,6 +1,8 @@
 // velkantrix-mp4 on Windows: shows what is read of an MP4 file.
 #include <windows.h>
 
+#include <algorithm>
+
 #include "tools/velkantrix-mp4/mp4_tool.h"
 
 namespace {
@@ -8,7 +10,7 @@ namespace {
 // The C runtime isn't asked: it would put \r in front of each \n.
 bool writeBytes(HANDLE handle, std::string_view text) {
     while (!text.empty()) {
-        const auto length = static_cast<DWORD>(text.size()); // the program's texts are short
+        const auto length = static_cast<DWORD>(std::min<std::size_t>(text.size(), 1 << 20));
         DWORD written = 0;
         if (!WriteFile(handle, text.data(), length, &written, nullptr) || written == 0)
             return false;
@@ -24,7 +26,8 @@ bool writeToConsole(HANDLE handle, const std::string& text) {
     std::wstring wide(static_cast<size_t>(size), L'\0');
     MultiByteToWideChar(CP_UTF8, 0, text.c_str(), length, wide.data(), size);
     DWORD written = 0;
-    return WriteConsoleW(handle, wide.data(), static_cast<DWORD>(size), &written, nullptr) != FALSE;
+    return WriteConsoleW(handle, wide.data(), static_cast<DWORD>(size), &written, nullptr) &&
+           written == static_cast<DWORD>(size);
 }
 
 velkantrix::TextSink sinkOf(DWORD standardHandle) {

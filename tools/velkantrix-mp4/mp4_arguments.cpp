@@ -162,29 +162,25 @@ std::string shownText(std::wstring_view text) {
 }
 
 std::string mp4Usage() {
-    return "usage: velkantrix-mp4 FILE [--samples] [--keyframe SECONDS]\n"
-           "\n"
-           "Shows as JSON what Velkantrix reads of an MP4 file: how its boxes lie (\"probe\"), "
-           "its\n"
-           "first video track (\"video\") and, of fragmented files, its first AAC track "
-           "(\"audio\").\n"
-           "\n"
-           "  --samples           also every sample of the two tracks as it is stored, in decode\n"
-           "                      order; times are ticks of the track's time scale\n"
-           "  --keyframe SECONDS  also the keyframe that a preview of this time shows, as it goes "
-           "to\n"
-           "                      the decoder\n"
-           "  --version           the version\n"
-           "  --help              this text\n"
-           "  --                  what follows is a file, even if it begins with a dash\n"
-           "\n"
-           "\"crc32\" is zlib's CRC-32 of the bytes, a number.\n"
-           "\n"
-           "The exit code is 0 for success; 1 when the file, or a sample that was asked for, can't "
-           "be\n"
-           "read (the reason is on standard error; what could be read is printed all the same); 2 "
-           "for\n"
-           "arguments that can't be meant.\n";
+    return R"(usage: velkantrix-mp4 FILE [--samples] [--keyframe SECONDS]
+
+Shows as JSON what Velkantrix reads of an MP4 file: how its boxes lie ("probe"), its first video
+track ("video") and, of fragmented files, its first AAC track ("audio").
+
+  --samples           also the samples of the two tracks as they are stored, in decode order, of
+                      fragmented files from the first keyframe in the table on; times are ticks of
+                      the track's time scale
+  --keyframe SECONDS  also the keyframe that a preview of this time shows, as it goes to the decoder
+  --version           the version
+  --help              this text
+  --                  what follows is a file, even if it begins with a dash
+
+"crc32" is zlib's CRC-32 of the bytes, a number.
+
+The exit code is 0 for success; 1 when the file's boxes, or samples that were asked for, can't be
+read to their end (the reason is on standard error; what could be read is printed all the same); 2
+for arguments that can't be meant.
+)";
 }
 
 } // namespace velkantrix

@@ -1,5 +1,7 @@
 #include "tools/velkantrix-mp4/mp4_tool.h"
 
+#include <new>
+
 #include "mp4/input_file.h"
 #include "tools/velkantrix-mp4/describe_file.h"
 #include "velkantrix_version.h"
@@ -29,7 +31,9 @@ int runMp4Tool(const std::vector<NativeText>& words, const TextSink& out, const 
     const InputFile file = openForSequentialScan(arguments->file);
     if (!file) return fail(error, FAILURE, "Can't open " + shownText(arguments->file));
     JsonWriter json(out);
-    problem = describeFile(*arguments, file, json);
+    try {
+        problem = describeFile(*arguments, file, json);
+    } catch (const std::bad_alloc&) { return fail(error, FAILURE, "There isn't enough memory."); }
     if (!json.finish()) problem = notWritten;
     return problem.empty() ? SUCCESS : fail(error, FAILURE, problem);
 }
