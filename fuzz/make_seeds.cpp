@@ -45,9 +45,9 @@ Bytes fragmentedOf(const Bytes& trafs, const Bytes& tables) {
 }
 
 void writeFiles(SeedFolder& seeds) {
-    seeds.write("plain", plainFile());
-    seeds.write("plain-moov-first", plainFile(true));
-    seeds.write("fragmented", fragmentedFile());
+    seeds.write("plain", plainRecording());
+    seeds.write("plain-moov-first", plainRecording(true));
+    seeds.write("fragmented", fragmentedRecording());
     const Bytes entry = stsd(avc1(64, 48, avcRecord(), "avc3"));
     seeds.write("uniform", plainOf(join({entry, stts({{4, 10}}), stss({1}), stszUniform(8, 4),
                                          stsc({{1, 2}}), co64({24, 40})})));

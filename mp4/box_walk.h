@@ -28,8 +28,9 @@ consteval BoxType boxType(const char (&text)[5]) {
 inline constexpr std::uint32_t SHORT_HEADER = 8, LONG_HEADER = 16; // bytes
 
 // Calls visitor(BoxType type, ByteView payload) for each sound box of `bytes`, in their order.
+// False when it stopped at a box that isn't.
 template <class Visitor>
-void WalkChildren(ByteView bytes, Visitor&& visitor) {
+bool WalkChildren(ByteView bytes, Visitor&& visitor) {
     std::size_t position = 0;
     while (bytes.size() - position >= SHORT_HEADER) {
         const std::size_t rest = bytes.size() - position;
@@ -37,17 +38,18 @@ void WalkChildren(ByteView bytes, Visitor&& visitor) {
         std::uint64_t size = bytes.u32(position);
         std::size_t header = SHORT_HEADER;
         if (size == 1) {
-            if (rest < LONG_HEADER) return;
+            if (rest < LONG_HEADER) return false;
             size = bytes.u64(position + SHORT_HEADER);
             header = LONG_HEADER;
         } else if (size == 0) {
             size = rest;
         }
-        if (size < header || size > rest) return;
+        if (size < header || size > rest) return false;
         const auto length = static_cast<std::size_t>(size);
         visitor(type, bytes.part(position + header, length - header));
         position += length;
     }
+    return true;
 }
 
 // A box of a file. Its size is what the file says: it may be smaller than the header, and may run

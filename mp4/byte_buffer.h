@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <utility>
 
 #include "mp4/byte_view.h"
 
@@ -12,6 +13,15 @@ namespace velkantrix {
 
 class ByteBuffer {
 public:
+    ByteBuffer() = default;
+    ByteBuffer(ByteBuffer&& other) noexcept { *this = std::move(other); }
+    ByteBuffer& operator=(ByteBuffer&& other) noexcept {
+        bytes_ = std::move(other.bytes_);
+        size_ = std::exchange(other.size_, 0);
+        capacity_ = std::exchange(other.capacity_, 0);
+        return *this;
+    }
+
     // Makes room for `size` bytes of unknown content; what was held is lost. Room is kept, so that
     // one buffer serves many reads. Throws std::bad_alloc, and is empty then.
     void allocate(std::size_t size) {

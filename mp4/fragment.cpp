@@ -64,10 +64,19 @@ private:
             return at ? payload.u32(record + *at) : otherwise;
         };
         const std::uint32_t count = run.recordsIn(payload);
+        if (count < run.sampleCount) track_.incomplete = true;
         for (std::uint32_t i = 0; i < count; ++i) {
             const std::size_t record = run.recordsAt + i * run.recordBytes;
             sample.size = field(run.sizeAt, record, header_.size);
-            if (sample.size == 0) return;
+            if (sample.size == 0) {
+                // Samples without bytes are no loss; those behind them are, and so are those whose
+                // size isn't given at all.
+                for (; i < count && !track_.incomplete; ++i) {
+                    const std::size_t rest = run.recordsAt + i * run.recordBytes;
+                    track_.incomplete = !run.sizeAt || payload.u32(rest + *run.sizeAt) != 0;
+                }
+                return;
+            }
             sample.duration = field(run.durationAt, record, header_.duration);
             std::uint32_t flags = field(run.flagsAt, record, header_.flags);
             if (i == 0) flags = run.firstFlags.value_or(flags);
@@ -83,13 +92,11 @@ private:
 
     void parseEqual(const TrackRun& run, SampleRecord first) {
         first.size = header_.size;
-        if (first.size == 0) return;
-        std::uint64_t count = run.sampleCount;
-        if (count > track_.equalBytesLeft / first.size) {
-            count = track_.equalBytesLeft / first.size;
-            track_.cutShort = true;
+        if (first.size == 0) {
+            if (run.sampleCount > 0) track_.incomplete = true;
+            return;
         }
-        track_.equalBytesLeft -= count * first.size;
+        const std::uint64_t count = run.sampleCount;
         first.duration = header_.duration;
         first.dts = first.pts = dts_;
         first.sync = isSync(run.firstFlags.value_or(header_.flags));
@@ -105,24 +112,32 @@ private:
 
 void parseTrackFragment(ByteView traf, FragmentTrack& track) {
     const auto header = readTrackFragmentHeader(traf);
+    if (!header) track.incomplete = true; // it may be the track's
     if (!header || header->trackId != track.trackId) return;
     std::uint64_t decodeTime = track.nextDecodeTime;
     WalkChildren(traf, [&](BoxType type, ByteView payload) {
         if (type == boxType("tfdt") && payload.size() >= 8) decodeTime = decodeTimeOf(payload);
     });
     TrackFragmentParser parser(*header, decodeTime, track);
-    WalkChildren(traf, [&](BoxType type, ByteView payload) {
-        if (type == boxType("trun") && payload.size() >= 8) parser.parseRun(payload);
+    const bool whole = WalkChildren(traf, [&](BoxType type, ByteView payload) {
+        if (type != boxType("trun")) return;
+        if (payload.size() >= 8) {
+            parser.parseRun(payload);
+        } else {
+            track.incomplete = true;
+        }
     });
+    if (!whole) track.incomplete = true;
     track.nextDecodeTime = parser.decodeTime();
 }
 
 } // namespace
 
 void ParseFragment(ByteView moofPayload, FragmentTrack& track) {
-    WalkChildren(moofPayload, [&](BoxType type, ByteView payload) {
+    const bool whole = WalkChildren(moofPayload, [&](BoxType type, ByteView payload) {
         if (type == boxType("traf")) parseTrackFragment(payload, track);
     });
+    if (!whole) track.incomplete = true;
 }
 
 SampleRecord FragmentSamples::operator[](std::uint64_t i) const {
@@ -137,11 +152,6 @@ SampleRecord FragmentSamples::operator[](std::uint64_t i) const {
     sample.dts += inRun * sample.duration;
     sample.sync = run->othersSync;
     return sample;
-}
-
-void FragmentSamples::clear() {
-    records_.clear();
-    runs_.clear();
 }
 
 void FragmentSamples::append(const SampleRecord& sample) {

@@ -21,7 +21,8 @@ struct SampleRecord {
 };
 
 // A list of samples. A trun without fields for each sample describes up to 2^32 equal ones in a few
-// bytes; it takes a few bytes here too.
+// bytes; it takes a few bytes here too. So size() is what a file claims: nothing may be done for
+// each sample that doesn't end where the file does.
 class FragmentSamples {
 public:
     [[nodiscard]] std::uint64_t size() const { return runs_.empty() ? 0 : runs_.back().end; }
@@ -30,7 +31,6 @@ public:
     // Sample i, which must be below size().
     [[nodiscard]] SampleRecord operator[](std::uint64_t i) const;
 
-    void clear();
     void append(const SampleRecord& sample);
     // `count` samples, each right behind the one before it in the file and in time, which differ
     // from the first in nothing else but that they are keyframes or not.
@@ -63,12 +63,9 @@ struct FragmentTrack {
     std::uint32_t trackId = 0;
     std::uint64_t fragmentOffset = 0; // of the moof in the file, bytes
     std::uint64_t nextDecodeTime = 0; // ticks; of fragments that don't say theirs; carried on
-    // Bytes that equal samples may still have. Real ones lie side by side in the file, so the
-    // file's length is enough for all of them; it ends samples that only a number in a few bytes
-    // claims.
-    std::uint64_t equalBytesLeft = 0;
-    FragmentSamples samples; // in the moof's order
-    bool cutShort = false;   // there would have been more, but for equalBytesLeft
+    FragmentSamples samples;          // in the moof's order
+    bool incomplete =
+        false; // the moof states samples of the track that it doesn't describe or may not have
 };
 
 // Appends the samples of the trafs of the track. Takes time and memory in proportion to the

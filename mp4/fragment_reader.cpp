@@ -12,7 +12,9 @@ bool FragmentReader::Open(const std::filesystem::path& path) {
     if (file_) return false;
     index_ = LoadVideoTrackIndex(path);
     if (!index_.valid || !index_.fragmented || index_.avcConfig.empty()) return false;
-    if (!AvcConfigToAnnexB(index_.avcConfig, parameterSets_, nalLengthSize_)) return false;
+    try {
+        if (!AvcConfigToAnnexB(index_.avcConfig, parameterSets_, nalLengthSize_)) return false;
+    } catch (const std::bad_alloc&) { return false; }
     annexB_ = true;
     return finishOpening(path);
 }
@@ -47,11 +49,14 @@ bool FragmentReader::Seek(double seconds) {
     const RandomAccessEntry* entry = FindKeyframeAtOrBefore(index_, seconds);
     if (entry == nullptr) return false;
     allowAllOfFile();
-    const bool passedOver = std::exchange(passedOverFragment_, false);
+    const bool wasIncomplete = std::exchange(incomplete_, false);
+    const std::uint64_t nextDecodeTime = track_.nextDecodeTime;
     if (LoadFragmentAt(entry->offset) != Load::Done) {
-        passedOverFragment_ = passedOver;
+        incomplete_ = wasIncomplete;
+        track_.nextDecodeTime = nextDecodeTime;
         return false;
     }
+    outcome_ = ReadOutcome::Nothing;
     cursor_ = sampleOf(*entry);
     rebase_ = static_cast<std::int64_t>(entry->time - track_.samples[cursor_].pts);
     return true;
@@ -73,6 +78,8 @@ bool FragmentReader::readNext(ReaderSample& sample) {
         if (!NextFragment()) return false;
     }
     const SampleRecord record = track_.samples[cursor_++];
+    if (record.size > sampleBytesLeft_) return fail(ReadOutcome::Failed);
+    sampleBytesLeft_ -= record.size;
     const auto bytes = readSample(record);
     if (!bytes) return fail(ReadOutcome::Failed);
     std::size_t inFront = 0;
@@ -100,30 +107,34 @@ bool FragmentReader::readNext(ReaderSample& sample) {
 }
 
 bool FragmentReader::fail(ReadOutcome outcome) {
+    if (outcome == ReadOutcome::Failed) incomplete_ = true;
     outcome_ = outcome;
     return false;
 }
 
 FragmentReader::Load FragmentReader::LoadFragmentAt(std::uint64_t offset) {
     const auto box = readBoxHeader(file_, offset, fileLength_);
-    if (!box || box->type != boxType("moof")) return Load::NoSamples;
-    if (!box->holdsItsHeader() || box->size > MAX_MOOF_BYTES) return Load::Unreadable;
+    if (!box || box->type != boxType("moof")) return Load::Failed;
+    return loadFragment(*box);
+}
+
+FragmentReader::Load FragmentReader::loadFragment(const FileBox& box) {
+    if (!box.holdsItsHeader() || box.size > MAX_MOOF_BYTES) return Load::Failed;
     FragmentTrack track;
     try {
-        if (!readInto(moof_, file_, offset, box->size)) return Load::Unreadable;
+        if (!readInto(moof_, file_, box.offset, box.size)) return Load::Failed;
         track.trackId = track_.trackId;
-        track.fragmentOffset = offset;
+        track.fragmentOffset = box.offset;
         track.nextDecodeTime = track_.nextDecodeTime;
-        track.equalBytesLeft = track_.equalBytesLeft;
         // Behind a long header, too, it is read as if behind a short one: on purpose. Nothing comes
         // out then.
         ParseFragment(moof_.view().from(SHORT_HEADER), track);
-    } catch (const std::bad_alloc&) { return Load::Unreadable; }
-    if (track.cutShort || box->header != SHORT_HEADER) passedOverFragment_ = true;
+    } catch (const std::bad_alloc&) { return Load::Failed; }
+    if (track.incomplete || box.header != SHORT_HEADER) incomplete_ = true;
     track_.nextDecodeTime = track.nextDecodeTime;
     if (track.samples.empty()) return Load::NoSamples;
     track_ = std::move(track);
-    fragmentSize_ = box->size;
+    fragmentSize_ = box.size;
     cursor_ = 0;
     prefetch_.clear();
     prefetchTried_ = false;
@@ -134,19 +145,26 @@ bool FragmentReader::NextFragment() {
     if (track_.fragmentOffset == 0) return fail(ReadOutcome::Failed);
     std::uint64_t offset = track_.fragmentOffset + fragmentSize_;
     for (std::uint32_t boxes = 0;; ++boxes) {
-        if (offset == fileLength_) {
-            return fail(passedOverFragment_ ? ReadOutcome::Failed : ReadOutcome::End);
-        }
+        if (offset == fileLength_) return fail(outcomeAtFileEnd());
         if (boxes == MAX_SEARCHED_BOXES) return fail(ReadOutcome::Failed);
         const auto box = readBoxHeader(file_, offset, fileLength_);
         if (!box || !box->holdsItsHeader()) return fail(ReadOutcome::Failed);
         if (box->type == boxType("moof")) {
-            const Load load = LoadFragmentAt(offset);
+            const Load load = loadFragment(*box);
             if (load == Load::Done) return true;
-            if (load == Load::Unreadable) passedOverFragment_ = true;
+            if (load == Load::Failed) incomplete_ = true;
         }
         offset = box->end();
     }
+}
+
+// The table may know of fragments behind the last one: zeros, of which a part of a broken download
+// or disk consists, read as one box to the end of the file.
+ReadOutcome FragmentReader::outcomeAtFileEnd() const {
+    const bool more = std::any_of(
+        index_.randomAccess.begin(), index_.randomAccess.end(),
+        [&](const RandomAccessEntry& entry) { return entry.offset > track_.fragmentOffset; });
+    return more || incomplete_ ? ReadOutcome::Failed : ReadOutcome::End;
 }
 
 // Samples too far apart are read one by one instead, as are those that reach beyond the file.
@@ -172,7 +190,7 @@ std::optional<ByteView> FragmentReader::readSample(const SampleRecord& record) {
 }
 
 void FragmentReader::allowAllOfFile() {
-    track_.equalBytesLeft = fileLength_;
+    sampleBytesLeft_ = file_.sampleBytes();
     prefetchBytesLeft_ = fileLength_;
 }
 
@@ -180,6 +198,8 @@ void FragmentReader::unload() {
     track_ = {};
     track_.trackId = index_.trackId;
     cursor_ = 0;
+    incomplete_ = false;
+    outcome_ = ReadOutcome::Nothing;
 }
 
 std::uint64_t FragmentReader::sampleOf(const RandomAccessEntry& entry) const {

@@ -9,6 +9,7 @@
 #include <optional>
 #include <vector>
 
+#include "mp4/box_walk.h"
 #include "mp4/byte_buffer.h"
 #include "mp4/fragment.h"
 #include "mp4/input_file.h"
@@ -26,10 +27,11 @@ struct ReaderSample {
 
 // What the last call of ReadNextSample came to.
 enum class ReadOutcome {
-    Sample, // a sample
-    Empty,  // a sample without a single whole NAL unit; there may be more behind it
-    End,    // every sample that the file describes behind the last seek has been handed out
-    Failed, // there is more, or should be, but it can't be read: the file is broken off or damaged
+    Nothing, // it wasn't called since the reader was opened or sought
+    Sample,  // a sample
+    Empty,   // a sample without a single whole NAL unit; there may be more behind it
+    End,     // every sample that the file describes behind the last seek has been handed out
+    Failed,  // there is more, or should be, but it can't be read: the file is broken off or damaged
 };
 
 class FragmentReader {
@@ -52,9 +54,9 @@ public:
     [[nodiscard]] bool Seek(double seconds);
 
     // Returns sample.hasPayload. That is false at the end and on errors, and of samples too short
-    // to hold a picture; outcome() tells them apart, and the sample's data are whole whenever it
-    // says Sample. Behind a failed read the reader stands where it stood, past the sample that
-    // failed.
+    // to hold a picture; outcome() tells them apart, and there is a sample whenever it says Sample.
+    // In a byte stream a NAL unit that runs past its sample is left out. Behind a failed read the
+    // reader stands past the sample that failed; behind that no End is reported any more.
     bool ReadNextSample(ReaderSample& sample);
     [[nodiscard]] ReadOutcome outcome() const { return outcome_; }
 
@@ -75,13 +77,15 @@ public:
     [[nodiscard]] bool annexB() const { return annexB_; }
 
 private:
-    enum class Load { Done, NoSamples, Unreadable };
+    enum class Load { Done, NoSamples, Failed };
 
     bool finishOpening(const std::filesystem::path& path);
     Load LoadFragmentAt(std::uint64_t offset);
+    Load loadFragment(const FileBox& box);
     void computeDuration();
     void allowAllOfFile();
     void unload();
+    [[nodiscard]] ReadOutcome outcomeAtFileEnd() const;
     [[nodiscard]] std::uint64_t sampleOf(const RandomAccessEntry& entry) const;
     void prefetch();
     // Its bytes, until the next call; nothing when they can't be read. Throws std::bad_alloc.
@@ -102,8 +106,8 @@ private:
     std::uint64_t fragmentSize_ = 0; // of its moof, bytes
     std::uint64_t cursor_ = 0;
     std::int64_t rebase_ = 0;
-    bool passedOverFragment_ = false; // since the last seek: an end is no end then
-    ReadOutcome outcome_ = ReadOutcome::Failed;
+    bool incomplete_ = false; // something was lost since the last seek: an end is no end then
+    ReadOutcome outcome_ = ReadOutcome::Nothing;
 
     ByteBuffer moof_;
     ByteBuffer prefetch_;            // the loaded fragment's samples' bytes, or none
@@ -112,7 +116,8 @@ private:
     // Fragments of a sound file don't share bytes: all of its length is enough between two seeks.
     // Of a broken one, each of thousands could ask for MAX_PREFETCH_BYTES.
     std::uint64_t prefetchBytesLeft_ = 0;
-    ByteBuffer single_; // a sample that isn't among them
+    std::uint64_t sampleBytesLeft_ = 0; // that may still be handed out before the next seek
+    ByteBuffer single_;                 // a sample that isn't among them
 };
 
 inline constexpr std::uint64_t MAX_MOOF_BYTES = std::uint64_t{8} << 20;

@@ -3,16 +3,8 @@
 #include <algorithm>
 
 namespace velkantrix {
-namespace {
-
-bool reaches(const InputFile& file, std::uint64_t offset, std::uint64_t length) {
-    return file && offset <= file.size && length <= file.size - offset;
-}
-
-} // namespace
-
 bool ReadAt(const InputFile& file, std::uint64_t offset, void* buffer, std::size_t length) {
-    if (!reaches(file, offset, length)) return false;
+    if (!file || !file.reaches(offset, length)) return false;
     auto* bytes = static_cast<std::uint8_t*>(buffer);
     while (length > 0) {
         const std::size_t got =
@@ -28,7 +20,7 @@ bool ReadAt(const InputFile& file, std::uint64_t offset, void* buffer, std::size
 bool readInto(ByteBuffer& buffer, const InputFile& file, std::uint64_t offset,
               std::uint64_t length) {
     buffer.clear();
-    if (!reaches(file, offset, length)) return false;
+    if (!file || !file.reaches(offset, length)) return false;
     buffer.allocate(static_cast<std::size_t>(length));
     if (ReadAt(file, offset, buffer.data(), buffer.size())) return true;
     buffer.clear();

@@ -37,9 +37,13 @@ InputFile openForSequentialScan(const std::filesystem::path& path) {
     return openDiskFile(path, FILE_FLAG_SEQUENTIAL_SCAN);
 }
 
+// By a handle: what GetFileAttributesEx says of a symbolic link is about the link.
 std::optional<std::uint64_t> fileSizeFromAttributes(const std::filesystem::path& path) {
-    WIN32_FILE_ATTRIBUTE_DATA data{};
-    if (!GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data) ||
+    const UniqueInputHandle handle(reinterpret_cast<std::intptr_t>(CreateFileW(
+        path.c_str(), FILE_READ_ATTRIBUTES, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+        nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr)));
+    BY_HANDLE_FILE_INFORMATION data{};
+    if (!handle || !GetFileInformationByHandle(handleOf(handle.get()), &data) ||
         data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
         return std::nullopt;
     }

@@ -72,6 +72,7 @@ PlainSamples::Cursors PlainSamples::cursorsAtStart() const {
 }
 
 WalkOutcome PlainSamples::next(PlainSample& sample) {
+    if (!file_) return WalkOutcome::Failed;
     if (next_ >= sizes_.count()) return WalkOutcome::End;
     if (next_ >= sizes_.given()) return WalkOutcome::Failed;
     cursors_.decode.advanceTo(next_);
@@ -79,10 +80,9 @@ WalkOutcome PlainSamples::next(PlainSample& sample) {
     cursors_.offsets.advanceTo(next_);
     if (!cursors_.offsets.chunkIsGiven()) return WalkOutcome::Failed;
     const std::uint32_t size = sizes_.of(next_);
-    if (sizes_.uniform()) {
-        if (size > equalBytesLeft_) return WalkOutcome::Failed;
-        equalBytesLeft_ -= size;
-    }
+    if (!file_.reaches(cursors_.offsets.offset(), size)) return WalkOutcome::Failed;
+    if (size > sampleBytesLeft_) return WalkOutcome::Failed;
+    sampleBytesLeft_ -= size;
     sample.offset = cursors_.offsets.offset();
     sample.size = size;
     sample.dts = decodeTime(cursors_.decode);
@@ -102,7 +102,7 @@ void PlainSamples::goTo(std::uint64_t sample) {
     next_ = sample;
     cursors_ = cursorsAtStart();
     nextSync_ = 0;
-    equalBytesLeft_ = file_.size;
+    sampleBytesLeft_ = file_.sampleBytes();
 }
 
 bool PlainSamples::seekToSync(std::int64_t pts) {

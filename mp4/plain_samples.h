@@ -29,7 +29,7 @@ struct PlainSample {
 enum class WalkOutcome {
     Sample,
     End,    // that was all that the tables state
-    Failed, // they state more than they describe or the file can hold: it is damaged
+    Failed, // they state more than they describe or the file holds: it is broken off or damaged
 };
 
 class PlainSamples {
@@ -81,13 +81,10 @@ private:
     bool allSync_ = false;
     std::vector<std::uint32_t> syncNumbers_; // from 1, ascending
 
-    std::uint64_t next_ = 0;   // sample, from 0
-    Cursors cursors_;          // at it or before
-    std::size_t nextSync_ = 0; // the first of syncNumbers_ that isn't before it
-    // Bytes that samples of one common size may still have. Real ones lie side by side in the file,
-    // so its length is enough for all of them; it ends samples that only a number in a few bytes
-    // claims.
-    std::uint64_t equalBytesLeft_ = 0;
+    std::uint64_t next_ = 0;            // sample, from 0
+    Cursors cursors_;                   // at it or before
+    std::size_t nextSync_ = 0;          // the first of syncNumbers_ that isn't before it
+    std::uint64_t sampleBytesLeft_ = 0; // that may still be handed out before the next seek
 };
 
 } // namespace velkantrix

@@ -54,5 +54,16 @@ TEST(ByteBuffer, ClearedIsEmptyAndKeepsTheRoom) {
     EXPECT_EQ(buffer.data(), room);
 }
 
+TEST(ByteBuffer, OneThatWasMovedFromIsEmptyAndUsable) {
+    ByteBuffer first;
+    first.allocate(100);
+    ByteBuffer second = std::move(first);
+    EXPECT_EQ(second.size(), 100u);
+    EXPECT_TRUE(first.view().empty()); // NOLINT(bugprone-use-after-move): that is what is tested
+    first.allocate(10);
+    ASSERT_NE(first.data(), nullptr);
+    first.data()[9] = 1;
+}
+
 } // namespace
 } // namespace velkantrix

@@ -41,15 +41,15 @@ TEST_P(DamagedFile, AnyByteSpoiledBreaksNothing) {
 }
 
 INSTANTIATE_TEST_SUITE_P(GoodFiles, DamagedFile,
-                         testing::Values(GoodFile{"plain", plainFile()},
-                                         GoodFile{"plainMoovFirst", plainFile(true)},
-                                         GoodFile{"fragmented", fragmentedFile()}),
+                         testing::Values(GoodFile{"plain", plainRecording()},
+                                         GoodFile{"plainMoovFirst", plainRecording(true)},
+                                         GoodFile{"fragmented", fragmentedRecording()}),
                          [](const auto& row) { return row.param.name; });
 
 // What was spoiled above was good: all of it can be read.
 TEST(GoodFile, PlainHasAnIndexAndAllSamples) {
     for (const bool moovFirst : {false, true}) {
-        const TempFile file(plainFile(moovFirst));
+        const TempFile file(plainRecording(moovFirst));
         EXPECT_EQ(LoadVideoTrackIndex(file.path()).randomAccess.size(), 2u);
         EXPECT_TRUE(ReadKeyframeSample(file.path(), LoadVideoTrackIndex(file.path()), 0).ok);
         PlainSamples samples;
@@ -63,7 +63,7 @@ TEST(GoodFile, PlainHasAnIndexAndAllSamples) {
 }
 
 TEST(GoodFile, FragmentedHasBothTracksToTheEnd) {
-    const TempFile file(fragmentedFile());
+    const TempFile file(fragmentedRecording());
     FragmentReader video;
     ASSERT_TRUE(video.Open(file.path()));
     EXPECT_DOUBLE_EQ(video.DurationSeconds(), 0.64);

@@ -191,7 +191,7 @@ TEST_F(FragmentReaderDamage, ASampleBeyondTheFileFailsAndTheNextIsRead) {
     EXPECT_EQ(reader.cursor(), 2u) << "past the sample that failed";
     EXPECT_TRUE(rest().empty());
     EXPECT_EQ(restAsTexts(), Texts{"isom@30*"});
-    EXPECT_EQ(last, ReadOutcome::End);
+    EXPECT_EQ(last, ReadOutcome::Failed) << "samples were lost";
 }
 
 // Whether a fragment's bytes were read in one piece shows when the file changes in between.
@@ -272,7 +272,7 @@ TEST_F(FragmentReaderDamage, AMoofThatClaimsTheMostSamplesFailsSoon) {
     const Bytes moofBox = moof(box("traf", run));
     openPieces({moofBox, box("mdat", Bytes().fill(1000, 'x'))});
     const std::uint64_t length = ftyp().size() + moofBox.size() + 1008;
-    EXPECT_EQ(reader.samples().size(), length);
+    EXPECT_EQ(reader.samples().size(), MOST);
     const std::vector<ReaderSample> samples = rest();
     // As many as there are bytes behind the moof's header.
     EXPECT_EQ(samples.size(), length - ftyp().size() - 8);

@@ -39,17 +39,6 @@ TEST(FragmentSamples, NoEqualOnesAreNone) {
     EXPECT_TRUE(samples.empty());
 }
 
-TEST(FragmentSamples, ClearedItIsEmpty) {
-    FragmentSamples samples;
-    samples.append(FIRST);
-    samples.appendEqual(FIRST, 9, true);
-    samples.clear();
-    EXPECT_TRUE(samples.empty());
-    samples.append(FIRST);
-    EXPECT_EQ(samples.size(), 1u);
-    EXPECT_EQ(samples[0], FIRST);
-}
-
 TEST(FragmentSamples, TheSpanReachesOverAllOfThem) {
     FragmentSamples samples;
     samples.append({500, 10, 0, 0, 0, true});
@@ -67,10 +56,10 @@ TEST(FragmentSamples, ASpanBeyondAllNumbersEndsAtTheLargest) {
     FragmentSamples samples;
     samples.append({UINT64_MAX - 5, 5, 0, 0, 0, true});
     EXPECT_EQ(samples.span().end, UINT64_MAX);
-    samples.clear();
+    samples = {};
     samples.append({UINT64_MAX - 5, 6, 0, 0, 0, true});
     EXPECT_EQ(samples.span().end, UINT64_MAX);
-    samples.clear();
+    samples = {};
     samples.appendEqual({UINT64_MAX - 5, 0xFFFFFFFF, 0, 0, 0, true}, 0xFFFFFFFF, true);
     EXPECT_EQ(samples.span().end, UINT64_MAX);
     EXPECT_EQ(samples.span().first, UINT64_MAX - 5);

@@ -22,7 +22,6 @@ FragmentTrack trackBefore() {
     track.trackId = 1;
     track.fragmentOffset = 5000;
     track.nextDecodeTime = 70;
-    track.equalBytesLeft = 1'000'000;
     return track;
 }
 
@@ -237,34 +236,8 @@ TEST(ParseFragment, SamplesAreAppended) {
               (Records{{1, 2, 3, 4, 5, true}, {5000, 5, 100, 100, 10, true}}));
 }
 
-TEST(ParseFragment, EqualSamplesEndWithTheBytesThatAreLeft) {
-    FragmentTrack track = trackBefore();
-    track.equalBytesLeft = 100;
-    const auto ofSize = [&](std::uint32_t size, std::uint32_t count) {
-        return parse(trafWith(trunOfCount(count), {.duration = 1, .size = size}), track);
-    };
-    EXPECT_EQ(ofSize(10, 10).samples.size(), 10u);
-    EXPECT_EQ(ofSize(10, 10).equalBytesLeft, 0u);
-    EXPECT_FALSE(ofSize(10, 10).cutShort);
-    EXPECT_EQ(ofSize(10, 11).samples.size(), 10u);
-    EXPECT_TRUE(ofSize(10, 11).cutShort);
-    EXPECT_EQ(ofSize(30, 4).samples.size(), 3u);
-    EXPECT_EQ(ofSize(30, 4).equalBytesLeft, 10u);
-    EXPECT_EQ(ofSize(101, 1).samples.size(), 0u);
-    EXPECT_TRUE(ofSize(101, 1).cutShort);
-}
-
-TEST(ParseFragment, SamplesWithRecordsNeedNoBytesLeft) {
-    FragmentTrack track = trackBefore();
-    track.equalBytesLeft = 0;
-    track = parse(trafWith(trun(0x300, {{10, 5}, {10, 5}})), track);
-    EXPECT_EQ(track.samples.size(), 2u);
-    EXPECT_FALSE(track.cutShort);
-}
-
 TEST(ParseFragment, TheMostSamplesWithoutRecordsCostNothing) {
     FragmentTrack track = trackBefore();
-    track.equalBytesLeft = UINT64_MAX;
     const Bytes run = trunOfCount(MOST, 0, SYNC_SAMPLE);
     Bytes runs;
     for (int i = 0; i < 1000; ++i) runs.add(run);

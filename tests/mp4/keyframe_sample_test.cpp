@@ -306,5 +306,52 @@ TEST_F(FragmentKeyframe, AMoofBeyondTheFileIsNone) {
     expectNone(read(1, 1, 1));
 }
 
+// Four fragments of tracks in one moof; sample data behind it.
+class KeyframeOfTracks : public testing::Test {
+protected:
+    // The moof's trafs are of these tracks, each with one sample: nal({0x65, its place from 0}).
+    KeyframeSample read(const std::vector<std::uint32_t>& tracks, std::uint32_t named,
+                        std::uint32_t trackId) {
+        Bytes samples;
+        const auto trafs = [&](std::size_t moofBytes) {
+            Bytes all;
+            samples = Bytes();
+            for (std::size_t i = 0; i < tracks.size(); ++i) {
+                const auto at = static_cast<std::int32_t>(moofBytes + samples.size());
+                samples.add(nal({0x65, static_cast<int>(i)}));
+                all.add(box("traf", join({tfhd(tracks[i]), trun(0x200, {{6}}, at)})));
+            }
+            return all;
+        };
+        const std::size_t moofBytes = moof(trafs(0)).size();
+        const TempFile file(join({moof(trafs(moofBytes)), samples}));
+        VideoTrackIndex index = indexOf({{0, 0, 0, named, 1, 1}}, true);
+        index.trackId = trackId;
+        return ReadKeyframeSample(file.path(), index, 0);
+    }
+};
+
+TEST_F(KeyframeOfTracks, TheNamedOneIsTakenIfItIsTheTracks) {
+    expectUnit(read({2, 1, 1}, 3, 1), {0x65, 2});
+    expectUnit(read({2, 1, 1}, 2, 1), {0x65, 1});
+}
+
+TEST_F(KeyframeOfTracks, InsteadOfAnotherTracksTheFirstOfItsOwnIsTaken) {
+    expectUnit(read({2, 1, 1}, 1, 1), {0x65, 1});
+    expectUnit(read({1, 1, 2}, 3, 1), {0x65, 0});
+}
+
+TEST_F(KeyframeOfTracks, WithoutOneOfItsOwnThereIsNone) {
+    expectNone(read({2, 3}, 1, 1));
+}
+
+TEST_F(KeyframeOfTracks, OneThatTheMoofDoesNotHaveIsNone) {
+    expectNone(read({2, 1, 1}, 4, 1));
+}
+
+TEST_F(KeyframeOfTracks, WithoutATrackTheNumberAloneCounts) {
+    expectUnit(read({2, 1, 1}, 1, 0), {0x65, 0});
+}
+
 } // namespace
 } // namespace velkantrix

@@ -14,8 +14,9 @@ constexpr std::int64_t LATEST = INT64_MAX;
 class PlainSamplesTest : public testing::Test {
 protected:
     // A file whose video track has these children in its stbl.
-    bool openWith(const Bytes& stbl, const Bytes& edts = {}) {
+    bool openWith(const Bytes& stbl, const Bytes& edts = {}, std::uint64_t fileBytes = 8000) {
         file_.emplace(plainFile(stbl, edts));
+        file_->resize(fileBytes);
         return samples.open(file_->path());
     }
 
@@ -130,10 +131,34 @@ TEST_F(PlainSamplesTest, ATrackOfNoSamplesEndsAtOnce) {
     EXPECT_FALSE(samples.seekToSync(0));
 }
 
-TEST_F(PlainSamplesTest, NotOpenedItEndsAtOnce) {
+TEST_F(PlainSamplesTest, NotOpenedItFailsAtOnce) {
     EXPECT_TRUE(rest().empty());
-    EXPECT_EQ(end, WalkOutcome::End);
+    EXPECT_EQ(end, WalkOutcome::Failed);
     EXPECT_FALSE(samples.seekToSync(0));
+}
+
+// A recording that is cut off, its tables in front.
+TEST_F(PlainSamplesTest, ASampleBeyondTheFileIsAFailure) {
+    ASSERT_TRUE(openWith(threeSamples(), {}, 2300));
+    EXPECT_EQ(rest().size(), 3u);
+    EXPECT_EQ(end, WalkOutcome::End);
+    ASSERT_TRUE(openWith(threeSamples(), {}, 2299));
+    EXPECT_EQ(rest().size(), 2u);
+    EXPECT_EQ(end, WalkOutcome::Failed);
+}
+
+// Samples that each claim the whole file would take time by the square of its length.
+TEST_F(PlainSamplesTest, SamplesMayReadAFileSixteenTimesOver) {
+    for (const std::uint32_t count : {16u, 17u}) {
+        const Bytes stbl = join({stts({{count, 1}}), stsz(std::vector<std::uint32_t>(count, 1000)),
+                                 stsc({{1, 1}}), stco(std::vector<std::uint32_t>(count, 0))});
+        ASSERT_TRUE(openWith(stbl, {}, 1000));
+        for (int seek = 0; seek < 2; ++seek) {
+            EXPECT_EQ(rest().size(), 16u);
+            EXPECT_EQ(end, count == 16 ? WalkOutcome::End : WalkOutcome::Failed);
+            samples.seekToStart();
+        }
+    }
 }
 
 TEST_F(PlainSamplesTest, OpenNeedsTheTables) {
@@ -306,7 +331,7 @@ TEST_F(PlainSamplesTest, WhereEverySampleIsSyncSeekingGoesToTheLastAtOrBefore) {
 TEST_F(PlainSamplesTest, SeekingAmongTheMostSamplesCostsNothing) {
     const Bytes stbl = join({stts({{MOST, 3}}), ctts({{0x80000000, 5}, {MOST, 1}}),
                              stszUniform(1, MOST), stsc({{1, MOST}}), stco({7})});
-    ASSERT_TRUE(openWith(stbl));
+    ASSERT_TRUE(openWith(stbl, {}, std::uint64_t{5} << 30));
     EXPECT_EQ(timeAfterSeek(3'000'000'005), 3'000'000'000);
     EXPECT_EQ(timeAfterSeek(9'000'000'000), 8'999'999'997) << "in the second run";
     EXPECT_EQ(timeAfterSeek(LATEST), (std::int64_t{MOST} - 1) * 3);

@@ -8,8 +8,10 @@
 #include <gtest/gtest.h>
 
 #include "mp4/byte_buffer.h"
+#include "mp4/fragment_reader.h"
 #include "mp4/track_description.h"
 #include "mp4/video_index.h"
+#include "tests/support/mp4_files.h"
 #include "tests/support/recordings.h"
 #include "tests/support/temp_file.h"
 
@@ -117,6 +119,22 @@ TEST(ScarceMemory, ATableThatDoesNotFitIsNone) {
     ASSERT_LT(tables.size(), SCARCE);
     ASSERT_GT(entries.size() * sizeof(RandomAccessEntry), SCARCE);
     expectNoneFor(fragmentedFile(TRACKS, tables));
+}
+
+// Three parameter sets: their list is longer than they are while it grows.
+TEST(ScarceMemory, ParameterSetsThatDoNotFitAreNone) {
+    Bytes record = Bytes{1, 0x64, 0, 0x1E, 0xFF, 0xE3};
+    for (int i = 0; i < 3; ++i) record.u16(14000).fill(14000, 0x67);
+    record.u8(0);
+    const Bytes moov = box("moov", trak(VIDEO_TRACK, 1000, "vide", stsd(avc1(64, 48, record))));
+    const Bytes table = mfra(tfra(VIDEO_TRACK, {{0, ftyp().size() + moov.size()}}));
+    const TempFile temp(join({ftyp(), moov, recordedFragment(0), table}));
+    {
+        const ScarceMemory scarce(SCARCE);
+        EXPECT_TRUE(LoadVideoTrackIndex(temp.path()).valid);
+        EXPECT_FALSE(FragmentReader().Open(temp.path()));
+    }
+    EXPECT_TRUE(FragmentReader().Open(temp.path()));
 }
 
 } // namespace

@@ -20,7 +20,7 @@ inline Bytes picture(std::uint32_t number, bool keyframe) {
 
 // Ten pictures of 40 ms, a keyframe every five, B-frames' composition times, two chunks; the moov
 // behind the pictures or in front of them.
-inline Bytes plainFile(bool moovFirst = false) {
+inline Bytes plainRecording(bool moovFirst = false) {
     Bytes media;
     std::vector<std::uint32_t> sizes;
     for (std::uint32_t i = 0; i < 10; ++i) {
@@ -44,7 +44,7 @@ inline Bytes plainFile(bool moovFirst = false) {
 }
 
 // A moof with its mdat: five pictures and five AAC frames, from picture number `first` on.
-inline Bytes fragment(std::uint32_t first) {
+inline Bytes recordedFragment(std::uint32_t first) {
     Bytes pictures, frames;
     std::vector<std::vector<std::uint32_t>> video, audio;
     for (std::uint32_t i = first; i < first + 5; ++i) {
@@ -71,7 +71,7 @@ inline Bytes fragment(std::uint32_t first) {
 }
 
 // Three fragments of 200 ms, video and audio, with their mfra.
-inline Bytes fragmentedFile() {
+inline Bytes fragmentedRecording() {
     const Bytes noTables = join({stts({}), stsc({}), stszUniform(0, 0), stco({})});
     const Bytes video = join({stsd(avc1(64, 48)), noTables});
     const Bytes audio = join({stsd(mp4a(2, 48000, esds(Bytes{0x11, 0x90}))), noTables});
@@ -80,7 +80,7 @@ inline Bytes fragmentedFile() {
     std::vector<TfraEntry> entries;
     for (std::uint32_t first = 0; first < 15; first += 5) {
         entries.push_back({first * 40 + std::uint64_t{40}, file.size()});
-        file.add(fragment(first));
+        file.add(recordedFragment(first));
     }
     std::vector<TfraEntry> audioEntries = entries;
     for (TfraEntry& entry : audioEntries) {

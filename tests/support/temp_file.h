@@ -31,7 +31,8 @@ public:
 
     [[nodiscard]] const std::filesystem::path& path() const { return path_; }
 
-    // Longer files are sparse: the rest reads as zeros and takes no room.
+    // The rest of a longer file reads as zeros and, where the file system can do that, takes no
+    // room.
     void resize(std::uint64_t size) { std::filesystem::resize_file(path_, size); }
 
     // Overwrites bytes within the file.

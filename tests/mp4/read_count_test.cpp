@@ -1,0 +1,119 @@
+// How often readers read from the file, counted by this program's own pread.
+#include <cstdint>
+#include <optional>
+#include <sys/syscall.h>
+#include <unistd.h>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "mp4/fragment_reader.h"
+#include "mp4/keyframe_sample.h"
+#include "mp4/probe.h"
+#include "tests/support/mp4_files.h"
+#include "tests/support/temp_file.h"
+
+namespace {
+
+std::vector<std::size_t> readSizes; // of all reads so far
+std::size_t failingRead = 0;        // which of them fails, from 1; 0: none
+
+} // namespace
+
+extern "C" ssize_t pread(int descriptor, void* buffer, size_t length, off_t offset) {
+    readSizes.push_back(length);
+    if (readSizes.size() == failingRead) return 0;
+    return static_cast<ssize_t>(syscall(SYS_pread64, descriptor, buffer, length, offset));
+}
+
+namespace velkantrix {
+namespace {
+
+class ReadCount : public testing::Test {
+protected:
+    void SetUp() override { restart(); }
+    void TearDown() override { failingRead = 0; }
+    static void restart() { readSizes.clear(); }
+};
+
+using Sizes = std::vector<std::size_t>;
+
+TEST_F(ReadCount, TheProbeReadsHeadersOnly) {
+    const TempFile file(join({ftyp(), longBox("mdat", Bytes().fill(100)), box("moov")}));
+    ASSERT_TRUE(ProbeFile(file.path()).reachedEnd);
+    EXPECT_EQ(readSizes, (Sizes{8, 8, 8, 8}));
+}
+
+TEST_F(ReadCount, AnIndexIsReadInOnePiecePerBox) {
+    const TempFile file(fragmentedRecording());
+    ASSERT_TRUE(LoadVideoTrackIndex(file.path()).valid);
+    // Three headers, the moov, the mfro, the mfra.
+    ASSERT_EQ(readSizes.size(), 6u);
+    EXPECT_EQ(readSizes[0] + readSizes[1] + readSizes[2], 24u);
+    EXPECT_EQ(readSizes[4], 16u);
+}
+
+// The moof and its samples, and of each box on the way its header.
+TEST_F(ReadCount, AFragmentIsReadInTwoPieces) {
+    const TempFile file(fragmentedRecording());
+    FragmentReader reader;
+    ASSERT_TRUE(reader.Open(file.path()));
+    ASSERT_TRUE(reader.Seek(0));
+    ReaderSample sample;
+    ASSERT_TRUE(reader.ReadNextSample(sample));
+    restart();
+    for (int i = 1; i < 5; ++i) ASSERT_TRUE(reader.ReadNextSample(sample));
+    EXPECT_EQ(readSizes, Sizes{});
+    for (int i = 0; i < 5; ++i) ASSERT_TRUE(reader.ReadNextSample(sample));
+    ASSERT_EQ(readSizes.size(), 4u);
+    EXPECT_EQ(readSizes[0] + readSizes[1], 16u);
+}
+
+TEST_F(ReadCount, OfAPlainFileAKeyframeIsOneRead) {
+    const TempFile file(plainRecording());
+    const VideoTrackIndex index = LoadVideoTrackIndex(file.path());
+    restart();
+    ASSERT_TRUE(ReadKeyframeSample(file.path(), index, 0).ok);
+    EXPECT_EQ(readSizes, Sizes{index.randomAccess[0].size});
+}
+
+TEST_F(ReadCount, OfAFragmentedFileAKeyframeIsItsMoofAndItself) {
+    const TempFile file(fragmentedRecording());
+    const VideoTrackIndex index = LoadVideoTrackIndex(file.path());
+    restart();
+    const KeyframeSample sample = ReadKeyframeSample(file.path(), index, 0);
+    ASSERT_TRUE(sample.ok);
+    ASSERT_EQ(readSizes.size(), 3u);
+    EXPECT_EQ(readSizes[0], 8u);
+    EXPECT_EQ(readSizes[2], picture(0, true).size());
+}
+
+// A disk that fails once. Whatever the read was for, what is lost by it must show.
+TEST_F(ReadCount, NoSingleFailedReadMakesARecordingShorterUnnoticed) {
+    const TempFile file(fragmentedRecording());
+    FragmentReader reader;
+    ASSERT_TRUE(reader.Open(file.path()));
+    // Samples up to an end that is called one; nothing when it isn't, or the seek fails.
+    const auto samplesToTheEnd = [&]() -> std::optional<int> {
+        restart();
+        ReaderSample sample;
+        int count = 0;
+        if (!reader.Seek(0)) return std::nullopt;
+        while (reader.ReadNextSample(sample)) ++count;
+        if (reader.outcome() != ReadOutcome::End) return std::nullopt;
+        return count;
+    };
+    ASSERT_EQ(samplesToTheEnd(), 15);
+    const std::size_t reads = readSizes.size();
+    ASSERT_GT(reads, 8u);
+    int noticed = 0;
+    for (failingRead = 1; failingRead <= reads; ++failingRead) {
+        const std::optional<int> samples = samplesToTheEnd();
+        EXPECT_EQ(samples.value_or(15), 15) << "read " << failingRead;
+        if (!samples) ++noticed;
+    }
+    EXPECT_GT(noticed, 8);
+}
+
+} // namespace
+} // namespace velkantrix
