@@ -10,8 +10,8 @@
 namespace velkantrix {
 
 // Writes one JSON object, complete in every case. Empty, or the first reason in one sentence why
-// not all of the file could be read. `file` is the arguments' file, open. Holds a file's tables, one
-// fragment and one sample, however many there are. Throws std::bad_alloc.
+// not all of the file could be read. `file` is the arguments' file, open. Holds a file's tables,
+// one fragment and one sample, however many there are. Throws std::bad_alloc.
 [[nodiscard]] std::string describeFile(const Mp4Arguments& arguments, const InputFile& file,
                                        JsonWriter& json);
 

@@ -170,7 +170,8 @@ track ("video") and, of fragmented files, its first AAC track ("audio").
   --samples           also the samples of the two tracks as they are stored, in decode order, of
                       fragmented files from the first keyframe in the table on; times are ticks of
                       the track's time scale
-  --keyframe SECONDS  also the keyframe that a preview of this time shows, as it goes to the decoder
+  --keyframe SECONDS  also the keyframe that a preview of this time shows, as it goes to the
+                      decoder
   --version           the version
   --help              this text
   --                  what follows is a file, even if it begins with a dash
