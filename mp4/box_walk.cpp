@@ -18,6 +18,7 @@ std::optional<FileBox> readBoxHeader(const InputFile& file, std::uint64_t offset
         box.header = LONG_HEADER;
     } else if (box.size == 0) {
         box.size = fileEnd > offset ? fileEnd - offset : 0;
+        box.openEnded = true;
     }
     return box;
 }

@@ -27,11 +27,12 @@ consteval BoxType boxType(const char (&text)[5]) {
 
 inline constexpr std::uint32_t SHORT_HEADER = 8, LONG_HEADER = 16; // bytes
 
-// Calls visitor(BoxType type, ByteView payload) for each sound box of `bytes`, in their order.
-// False when it stopped at a box that isn't.
+// Calls visitor(BoxType type, ByteView payload) for each sound box of `bytes`, in their order. True
+// when every one said how long it is and none stopped the walk.
 template <class Visitor>
 bool WalkChildren(ByteView bytes, Visitor&& visitor) {
     std::size_t position = 0;
+    bool sized = true;
     while (bytes.size() - position >= SHORT_HEADER) {
         const std::size_t rest = bytes.size() - position;
         const BoxType type = bytes.u32(position + 4);
@@ -43,13 +44,14 @@ bool WalkChildren(ByteView bytes, Visitor&& visitor) {
             header = LONG_HEADER;
         } else if (size == 0) {
             size = rest;
+            sized = false;
         }
         if (size < header || size > rest) return false;
         const auto length = static_cast<std::size_t>(size);
         visitor(type, bytes.part(position + header, length - header));
         position += length;
     }
-    return true;
+    return sized;
 }
 
 // A box of a file. Its size is what the file says: it may be smaller than the header, and may run
@@ -59,6 +61,7 @@ struct FileBox {
     std::uint64_t offset = 0;            // of the header, bytes from the start of the file
     std::uint64_t size = 0;              // bytes, header included
     std::uint32_t header = SHORT_HEADER; // bytes
+    bool openEnded = false;              // it says that it runs to the end of the file
 
     [[nodiscard]] bool holdsItsHeader() const { return size >= header; }
     [[nodiscard]] std::uint64_t payloadOffset() const { return offset + header; }

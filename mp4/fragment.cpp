@@ -64,17 +64,12 @@ private:
             return at ? payload.u32(record + *at) : otherwise;
         };
         const std::uint32_t count = run.recordsIn(payload);
-        if (count < run.sampleCount) track_.incomplete = true;
+        if (count < run.sampleCount || run.hasRoomForMore(payload)) track_.incomplete = true;
         for (std::uint32_t i = 0; i < count; ++i) {
             const std::size_t record = run.recordsAt + i * run.recordBytes;
             sample.size = field(run.sizeAt, record, header_.size);
             if (sample.size == 0) {
-                // Samples without bytes are no loss; those behind them are, and so are those whose
-                // size isn't given at all.
-                for (; i < count && !track_.incomplete; ++i) {
-                    const std::size_t rest = run.recordsAt + i * run.recordBytes;
-                    track_.incomplete = !run.sizeAt || payload.u32(rest + *run.sizeAt) != 0;
-                }
+                if (losesSamples(run, payload, i)) track_.incomplete = true;
                 return;
             }
             sample.duration = field(run.durationAt, record, header_.duration);
@@ -88,6 +83,22 @@ private:
             sample.offset += sample.size;
             dts_ += sample.duration;
         }
+    }
+
+    // Whether something is lost when a run ends at a record without size. Samples without bytes are
+    // no loss. Those behind them are, and so are those whose size isn't given at all, and zeros
+    // where a record was.
+    static bool losesSamples(const TrackRun& run, ByteView payload, std::uint32_t first) {
+        if (!run.sizeAt) return true;
+        for (std::uint32_t i = first; i < run.recordsIn(payload); ++i) {
+            const ByteView record =
+                payload.part(run.recordsAt + i * run.recordBytes, run.recordBytes);
+            if (record.u32(*run.sizeAt) != 0) return true;
+            const bool blank = std::all_of(record.begin(), record.end(),
+                                           [](std::uint8_t byte) { return byte == 0; });
+            if (blank && run.recordBytes > 4) return true;
+        }
+        return false;
     }
 
     void parseEqual(const TrackRun& run, SampleRecord first) {
@@ -114,6 +125,7 @@ void parseTrackFragment(ByteView traf, FragmentTrack& track) {
     const auto header = readTrackFragmentHeader(traf);
     if (!header) track.incomplete = true; // it may be the track's
     if (!header || header->trackId != track.trackId) return;
+    track.found = true;
     std::uint64_t decodeTime = track.nextDecodeTime;
     WalkChildren(traf, [&](BoxType type, ByteView payload) {
         if (type == boxType("tfdt") && payload.size() >= 8) decodeTime = decodeTimeOf(payload);
@@ -251,6 +263,10 @@ TrackRun readTrackRun(ByteView payload) {
     place(FLAGS, run.flagsAt);
     place(COMPOSITION, run.compositionAt);
     return run;
+}
+
+bool TrackRun::hasRoomForMore(ByteView payload) const {
+    return recordBytes != 0 && payload.from(recordsAt).size() / recordBytes > sampleCount;
 }
 
 std::uint32_t TrackRun::recordsIn(ByteView payload) const {

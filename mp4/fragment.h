@@ -64,8 +64,8 @@ struct FragmentTrack {
     std::uint64_t fragmentOffset = 0; // of the moof in the file, bytes
     std::uint64_t nextDecodeTime = 0; // ticks; of fragments that don't say theirs; carried on
     FragmentSamples samples;          // in the moof's order
-    bool incomplete =
-        false; // the moof states samples of the track that it doesn't describe or may not have
+    bool found = false;               // the moof has a traf of the track
+    bool incomplete = false;          // and states samples of it that it doesn't describe
 };
 
 // Appends the samples of the trafs of the track. Takes time and memory in proportion to the
@@ -93,6 +93,8 @@ struct TrackRun {
 
     // How many of the stated records lie wholly in the payload; all of them when they are empty.
     [[nodiscard]] std::uint32_t recordsIn(ByteView payload) const;
+    // The payload has bytes for more records than are stated.
+    [[nodiscard]] bool hasRoomForMore(ByteView payload) const;
 };
 
 // Of a payload of at least 8 bytes.

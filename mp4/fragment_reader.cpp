@@ -33,11 +33,21 @@ bool FragmentReader::OpenWithTable(const std::filesystem::path& path, std::uint3
 }
 
 bool FragmentReader::finishOpening(const std::filesystem::path& path) {
+    knownFragments_.clear();
     InputFile file = OpenForRandomAccess(path);
     const auto length = fileSizeFromAttributes(path);
     if (!file || !length) return false;
     file_ = std::move(file);
     fileLength_ = *length;
+    try {
+        for (const RandomAccessEntry& entry : index_.randomAccess) {
+            knownFragments_.push_back(entry.offset);
+        }
+    } catch (const std::bad_alloc&) {
+        file_ = {};
+        return false;
+    }
+    std::sort(knownFragments_.begin(), knownFragments_.end());
     unload();
     computeDuration();
     unload();
@@ -50,9 +60,12 @@ bool FragmentReader::Seek(double seconds) {
     if (entry == nullptr) return false;
     allowAllOfFile();
     const bool wasIncomplete = std::exchange(incomplete_, false);
+    // Nothing in front of it is missed.
+    const std::uint64_t wasPassed = std::exchange(passed_, entry->offset);
     const std::uint64_t nextDecodeTime = track_.nextDecodeTime;
     if (LoadFragmentAt(entry->offset) != Load::Done) {
         incomplete_ = wasIncomplete;
+        passed_ = wasPassed;
         track_.nextDecodeTime = nextDecodeTime;
         return false;
     }
@@ -132,6 +145,7 @@ FragmentReader::Load FragmentReader::loadFragment(const FileBox& box) {
     } catch (const std::bad_alloc&) { return Load::Failed; }
     if (track.incomplete || box.header != SHORT_HEADER) incomplete_ = true;
     track_.nextDecodeTime = track.nextDecodeTime;
+    if (track.found) pass(box.offset);
     if (track.samples.empty()) return Load::NoSamples;
     track_ = std::move(track);
     fragmentSize_ = box.size;
@@ -153,17 +167,22 @@ bool FragmentReader::NextFragment() {
             const Load load = loadFragment(*box);
             if (load == Load::Done) return true;
             if (load == Load::Failed) incomplete_ = true;
+        } else if (box->openEnded && box->type != boxType("mdat")) {
+            incomplete_ = true; // zeros, where an unfinished download or a broken disk has nothing
         }
         offset = box->end();
     }
 }
 
-// The table may know of fragments behind the last one: zeros, of which a part of a broken download
-// or disk consists, read as one box to the end of the file.
+// Goes on to a fragment of the track. Those that the table knows in between can't be seen any more.
+void FragmentReader::pass(std::uint64_t offset) {
+    const auto next = std::upper_bound(knownFragments_.begin(), knownFragments_.end(), passed_);
+    if (next != knownFragments_.end() && *next < offset) incomplete_ = true;
+    passed_ = offset;
+}
+
 ReadOutcome FragmentReader::outcomeAtFileEnd() const {
-    const bool more = std::any_of(
-        index_.randomAccess.begin(), index_.randomAccess.end(),
-        [&](const RandomAccessEntry& entry) { return entry.offset > track_.fragmentOffset; });
+    const bool more = !knownFragments_.empty() && knownFragments_.back() > passed_;
     return more || incomplete_ ? ReadOutcome::Failed : ReadOutcome::End;
 }
 

@@ -85,6 +85,7 @@ private:
     void computeDuration();
     void allowAllOfFile();
     void unload();
+    void pass(std::uint64_t offset);
     [[nodiscard]] ReadOutcome outcomeAtFileEnd() const;
     [[nodiscard]] std::uint64_t sampleOf(const RandomAccessEntry& entry) const;
     void prefetch();
@@ -106,6 +107,9 @@ private:
     std::uint64_t fragmentSize_ = 0; // of its moof, bytes
     std::uint64_t cursor_ = 0;
     std::int64_t rebase_ = 0;
+    std::vector<std::uint64_t> knownFragments_; // offsets of those in the table, ascending
+    std::uint64_t passed_ =
+        0;                    // the last fragment with a traf of the track, with samples or without
     bool incomplete_ = false; // something was lost since the last seek: an end is no end then
     ReadOutcome outcome_ = ReadOutcome::Nothing;
 

@@ -23,7 +23,7 @@ struct InputHandleTraits {
 // How many bytes of samples may be read between two seeks, for each byte of the file. Real samples
 // lie side by side, or are used a few times over; in a broken file thousands may each claim all of
 // it.
-inline constexpr std::uint64_t MAX_READS_OF_A_BYTE = 16;
+inline constexpr std::uint64_t MAX_READS_OF_A_BYTE = 4;
 
 using UniqueInputHandle = UniqueHandle<InputHandleTraits>;
 

@@ -5,6 +5,7 @@
 #include <optional>
 #include <utility>
 
+#include "mp4/box_walk.h"
 #include "mp4/edit_list.h"
 #include "mp4/track_boxes.h"
 #include "mp4/video_index.h"
@@ -21,6 +22,12 @@ std::int64_t decodeTime(const RunCursor& decode) {
 std::int64_t compositionTime(const RunCursor& decode, const RunCursor& composition) {
     const auto offset = std::int64_t{static_cast<std::int32_t>(composition.value())};
     return static_cast<std::int64_t>(decode.sumBefore() + static_cast<std::uint64_t>(offset));
+}
+
+bool hasChild(ByteView container, BoxType wanted) {
+    bool found = false;
+    WalkChildren(container, [&](BoxType type, ByteView) { found = found || type == wanted; });
+    return found;
 }
 
 } // namespace
@@ -50,6 +57,8 @@ bool PlainSamples::load(const std::filesystem::path& path) {
     if (!tables_.stts || !tables_.stsz || !tables_.stsc) return false;
     if (!tables_.stco && !tables_.co64) return false;
     sizes_ = SampleSizes(*tables_.stsz);
+    // Its samples are in fragments, of which none can be seen.
+    if (sizes_.count() == 0 && hasChild(moov_.view(), boxType("mvex"))) return false;
     allSync_ = !tables_.stss;
     if (!allSync_) {
         const SyncNumbers numbers(*tables_.stss, sizes_.count());

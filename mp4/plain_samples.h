@@ -35,8 +35,8 @@ enum class WalkOutcome {
 class PlainSamples {
 public:
     // The same track that LoadVideoTrackIndex describes. False when the file can't be read, is
-    // fragmented, or has no such track or not all of stts, stsz, stsc and one of stco and co64.
-    // Without stss every sample is a sync sample.
+    // fragmented or says so (mvex, and no samples), or has no such track or not all of stts, stsz,
+    // stsc and one of stco and co64. Without stss every sample is a sync sample.
     [[nodiscard]] bool open(const std::filesystem::path& path);
 
     // The next sample in decode order; behind anything but Sample `sample` is untouched. Where stts

@@ -17,7 +17,8 @@ protected:
         const Bytes run = box("traf", join({tfhd(1, {.baseDataOffset = first.size()}), tfdt(100),
                                             trun(0x300, {{100, 4}}, 4)}));
         const Bytes end = fragment(200, {key("c")});
-        use(join({first, boxOfSize("moof", moofBytes, run)}));
+        const Bytes rest = boxOfSize("free", moofBytes - 8 - run.size());
+        use(join({first, boxOfSize("moof", moofBytes, join({run, rest}))}));
         file->resize(first.size() + moofBytes + end.size());
         file->write(first.size() + moofBytes, end);
         ASSERT_TRUE(openTable({{0, ftyp().size()}, {1000, first.size()}}));

@@ -62,7 +62,7 @@ TEST_F(FragmentReaderTest, TheEndStaysTheEnd) {
 }
 
 TEST_F(FragmentReaderTest, ABoxToTheEndOfTheFileEndsIt) {
-    openPieces({fragment(0, {key("a")}), openBox("free", Bytes().fill(50))});
+    openPieces({fragment(0, {key("a")}), openBox("mdat", Bytes().fill(50))});
     rest();
     EXPECT_EQ(last, ReadOutcome::End);
 }

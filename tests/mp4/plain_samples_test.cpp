@@ -137,6 +137,18 @@ TEST_F(PlainSamplesTest, NotOpenedItFailsAtOnce) {
     EXPECT_FALSE(samples.seekToSync(0));
 }
 
+// Its samples are in fragments, of which the first one's header may be spoiled.
+TEST_F(PlainSamplesTest, AFileThatSaysThatItIsFragmentedIsNotOpened) {
+    const auto opens = [&](const Bytes& sizes) {
+        const Bytes stbl = join({stts({}), sizes, stsc({}), stco({})});
+        const Bytes children = join({mvhd(1000), trak(3, 600, "vide", stbl), box("mvex")});
+        const TempFile file(join({ftyp(), box("moov", children)}));
+        return PlainSamples().open(file.path());
+    };
+    EXPECT_FALSE(opens(stsz({})));
+    EXPECT_TRUE(opens(stsz({1})));
+}
+
 // A recording that is cut off, its tables in front.
 TEST_F(PlainSamplesTest, ASampleBeyondTheFileIsAFailure) {
     ASSERT_TRUE(openWith(threeSamples(), {}, 2300));
@@ -148,14 +160,14 @@ TEST_F(PlainSamplesTest, ASampleBeyondTheFileIsAFailure) {
 }
 
 // Samples that each claim the whole file would take time by the square of its length.
-TEST_F(PlainSamplesTest, SamplesMayReadAFileSixteenTimesOver) {
-    for (const std::uint32_t count : {16u, 17u}) {
+TEST_F(PlainSamplesTest, SamplesMayReadAFileFourTimesOver) {
+    for (const std::uint32_t count : {4u, 5u}) {
         const Bytes stbl = join({stts({{count, 1}}), stsz(std::vector<std::uint32_t>(count, 1000)),
                                  stsc({{1, 1}}), stco(std::vector<std::uint32_t>(count, 0))});
         ASSERT_TRUE(openWith(stbl, {}, 1000));
         for (int seek = 0; seek < 2; ++seek) {
-            EXPECT_EQ(rest().size(), 16u);
-            EXPECT_EQ(end, count == 16 ? WalkOutcome::End : WalkOutcome::Failed);
+            EXPECT_EQ(rest().size(), 4u);
+            EXPECT_EQ(end, count == 4 ? WalkOutcome::End : WalkOutcome::Failed);
             samples.seekToStart();
         }
     }
