@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <new>
 
 #include "mp4/box_walk.h"
 
@@ -73,17 +74,17 @@ void walkTables(ByteView mfraChildren, Visitor&& visitor) {
 
 } // namespace
 
-bool readMfra(ByteBuffer& mfra, const InputFile& file) {
+bool readMfra(ByteBuffer& mfra, const InputFile& file, std::uint64_t fileSize) {
     mfra.clear();
     std::array<std::uint8_t, MFRO_BYTES> bytes{};
-    if (file.size < MFRO_BYTES) return false;
-    if (!ReadAt(file, file.size - MFRO_BYTES, bytes.data(), MFRO_BYTES)) return false;
+    if (fileSize < MFRO_BYTES) return false;
+    if (!ReadAt(file, fileSize - MFRO_BYTES, bytes.data(), MFRO_BYTES)) return false;
     const ByteView mfro(bytes.data(), MFRO_BYTES);
     const std::uint32_t size = mfro.u32(12);
-    if (mfro.u32(4) != boxType("mfro") || size == 0 || size > MAX_MFRA_BYTES || size > file.size) {
+    if (mfro.u32(4) != boxType("mfro") || size == 0 || size > MAX_MFRA_BYTES || size > fileSize) {
         return false;
     }
-    return readInto(mfra, file, file.size - size, size);
+    return readInto(mfra, file, fileSize - size, size);
 }
 
 ByteView childrenOfMfra(const ByteBuffer& mfra) {
@@ -124,11 +125,13 @@ std::vector<std::uint32_t> tracksWithRandomAccess(ByteView mfraChildren) {
 bool ReadAudioRandomAccess(const InputFile& file, std::uint64_t fileSize, std::uint32_t trackId,
                            RandomAccessTable& entries) {
     entries.clear();
-    ByteBuffer mfra;
-    if (fileSize < MFRO_BYTES || !readMfra(mfra, file)) return false;
-    AudioRandomAccess result = audioRandomAccess(childrenOfMfra(mfra), trackId);
-    entries = std::move(result.entries);
-    return result.found;
+    try {
+        ByteBuffer mfra;
+        if (!readMfra(mfra, file, fileSize)) return false;
+        AudioRandomAccess result = audioRandomAccess(childrenOfMfra(mfra), trackId);
+        entries = std::move(result.entries);
+        return result.found;
+    } catch (const std::bad_alloc&) { return false; }
 }
 
 } // namespace velkantrix

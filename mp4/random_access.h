@@ -26,11 +26,13 @@ using RandomAccessTable = std::vector<RandomAccessEntry>;
 
 inline constexpr std::uint64_t MAX_MFRA_BYTES = std::uint64_t{64} << 20;
 
-// Reads the mfra box at the end of the file, found by the mfro in its last 16 bytes. False when
-// there is none or it is longer than MAX_MFRA_BYTES or the file. Throws std::bad_alloc.
-[[nodiscard]] bool readMfra(ByteBuffer& mfra, const InputFile& file);
+// Reads the mfra box that ends at `fileSize`, found by the mfro in the last 16 bytes in front of
+// it. False when there is none or it is longer than MAX_MFRA_BYTES or `fileSize`. Throws
+// std::bad_alloc.
+[[nodiscard]] bool readMfra(ByteBuffer& mfra, const InputFile& file, std::uint64_t fileSize);
 
-// The children of a box that readMfra has read.
+// The children of a box that readMfra has read. A header of 8 bytes is assumed: on purpose. Behind
+// a long one nothing comes out.
 ByteView childrenOfMfra(const ByteBuffer& mfra);
 
 // The video track's entries: those of the first tfra that has some, belongs to the track (trackId
@@ -49,8 +51,8 @@ AudioRandomAccess audioRandomAccess(ByteView mfraChildren, std::uint32_t trackId
 // The tracks for which audioRandomAccess finds entries, ascending, each once.
 std::vector<std::uint32_t> tracksWithRandomAccess(ByteView mfraChildren);
 
-// Fills `entries` from the file's mfra for audio track `trackId`; false when there are none.
-// `fileSize` is the size by the file's attributes.
+// Fills `entries`, empty before, from the mfra of a file of `fileSize` bytes for audio track
+// `trackId`. False when there are none.
 [[nodiscard]] bool ReadAudioRandomAccess(const InputFile& file, std::uint64_t fileSize,
                                          std::uint32_t trackId, RandomAccessTable& entries);
 

@@ -120,7 +120,7 @@ AudioTrackInfo loadAudio(const std::filesystem::path& path) {
     ByteBuffer moov, mfra;
     if (!file || !fileSize || !readAudioMoov(moov, file, *fileSize)) return {};
     const std::vector<AudioCandidate> candidates = audioCandidates(moov.view());
-    if (candidates.empty() || !readMfra(mfra, file)) return {};
+    if (candidates.empty() || !readMfra(mfra, file, *fileSize)) return {};
     // The tables are looked through once for all candidates, of which a broken file may have
     // thousands.
     const ByteView children = childrenOfMfra(mfra);
@@ -158,9 +158,15 @@ void readVideoSampleEntry(ByteView entries, VideoTrackIndex& index) {
         found = true;
         index.width = payload.u16(24);
         index.height = payload.u16(26);
-        WalkChildren(payload.from(VISUAL_ENTRY_BYTES), [&](BoxType child, ByteView bytes) {
+        const ByteView children = payload.from(VISUAL_ENTRY_BYTES);
+        std::size_t bytes = index.avcConfig.size();
+        WalkChildren(children, [&](BoxType child, ByteView config) {
+            if (child == boxType("avcC")) bytes += config.size();
+        });
+        index.avcConfig.reserve(bytes);
+        WalkChildren(children, [&](BoxType child, ByteView config) {
             if (child != boxType("avcC")) return;
-            index.avcConfig.insert(index.avcConfig.end(), bytes.begin(), bytes.end());
+            index.avcConfig.insert(index.avcConfig.end(), config.begin(), config.end());
         });
     });
 }

@@ -27,9 +27,10 @@ VideoTrackIndex loadIndex(const std::filesystem::path& path) {
     }
     if (index.timescale == 0) return index;
     if (index.fragmented) {
-        index.randomAccess.clear();
+        index.randomAccess =
+            RandomAccessTable(); // and its memory: the index may be kept though it is refused
         ByteBuffer mfra;
-        if (!readMfra(mfra, file)) return index;
+        if (!readMfra(mfra, file, file.size)) return index;
         index.randomAccess = videoRandomAccess(childrenOfMfra(mfra), index.trackId);
     }
     RandomAccessTable& table = index.randomAccess;
@@ -47,11 +48,12 @@ TopLevelScan scanTopLevel(const InputFile& file) {
     std::uint64_t offset = 0;
     for (std::uint32_t boxes = 0; boxes < MAX_SCANNED_BOXES; ++boxes) {
         const auto box = readBoxHeader(file, offset, file.size);
-        if (!box || !box->holdsItsHeader()) break;
+        if (!box) break;
         if (box->type == boxType("moof")) {
             scan.fragmented = true;
             break;
         }
+        if (!box->holdsItsHeader()) break;
         if (box->type == boxType("moov")) {
             scan.moov = TopLevelScan::Payload{box->payloadOffset(), box->payloadSize()};
         }
@@ -81,7 +83,8 @@ const RandomAccessEntry* FindKeyframeAtOrBefore(const VideoTrackIndex& index, do
     constexpr std::uint64_t MOST = std::numeric_limits<std::uint64_t>::max();
     const std::uint64_t mostSeconds = MOST / index.timescale;
     if (seconds >= static_cast<double>(mostSeconds)) {
-        target = MOST;
+        target =
+            MOST; // it stays there on purpose: a product that wrapped around would be an early time
     } else if (seconds > 0) { // not-a-number isn't
         target = static_cast<std::uint64_t>(seconds) * index.timescale;
     }

@@ -79,6 +79,24 @@ TEST(WalkChildren, FewerThanEightBytesAtTheEndAreIgnored) {
     EXPECT_EQ(walk(join({box("free"), Bytes().fill(7)})), Seen{"free:0"});
 }
 
+bool isRegular(const Bytes& bytes) {
+    return WalkChildren(ByteView(bytes.vector()), [](BoxType, ByteView) {});
+}
+
+TEST(WalkChildren, SaysWhetherEveryBoxWasRegular) {
+    EXPECT_TRUE(isRegular(Bytes()));
+    EXPECT_TRUE(isRegular(join({box("free"), longBox("free", Bytes{1})})));
+    EXPECT_TRUE(isRegular(join({box("free"), Bytes().fill(7)}))) << "too short for a box";
+    Bytes cut = longBox("long");
+    cut.resize(15);
+    for (const Bytes& irregular :
+         {boxOfSize("evil", 7), boxOfSize("over", 9), longBoxOfSize("evil", 15),
+          longBoxOfSize("over", 17), openBox("last", Bytes{1}), cut}) {
+        EXPECT_FALSE(isRegular(irregular));
+        EXPECT_FALSE(isRegular(join({box("free"), irregular})));
+    }
+}
+
 std::optional<FileBox> headerOf(const Bytes& content, std::uint64_t offset = 0) {
     const TempFile temp(content);
     const InputFile file = OpenForRandomAccess(temp.path());

@@ -101,7 +101,43 @@ TEST(IndexMemory, OfALongFileIsTheMoovAndTheTable) {
     ASSERT_EQ(index.randomAccess.size(), 4u * 3600);
     EXPECT_EQ(index.randomAccess.capacity(), index.randomAccess.size());
     EXPECT_LE(most,
-              file.moovBytes + index.randomAccess.size() * sizeof(RandomAccessEntry) + MEBIBYTE);
+              file.moovBytes + index.randomAccess.size() * sizeof(RandomAccessEntry) + 64 * 1024);
+}
+
+// The moov isn't held any more when the table is read.
+TEST(IndexMemory, OfAFragmentedFileIsTheMfraAndTheTable) {
+    std::vector<TfraEntry> entries(50'000);
+    for (std::size_t i = 0; i < entries.size(); ++i) entries[i].time = i;
+    const Bytes tables = mfra(tfra(1, entries, 0));
+    const Bytes track = trak(1, 60, "vide", stsd(avc1(1920, 1080)));
+    const Bytes moov = box("moov", join({track, box("free", Bytes().fill(2 * MEBIBYTE))}));
+    const TempFile temp(join({ftyp(), moov, box("moof"), tables}));
+    VideoTrackIndex index;
+    const std::size_t most = peakOf([&] { index = LoadVideoTrackIndex(temp.path()); });
+    ASSERT_EQ(index.randomAccess.size(), entries.size());
+    EXPECT_EQ(index.randomAccess.capacity(), entries.size());
+    const std::size_t tableBytes = entries.size() * sizeof(RandomAccessEntry);
+    EXPECT_LE(most, std::max(moov.size(), tables.size() + tableBytes) + 64 * 1024);
+}
+
+TEST(IndexMemory, OfAnInvalidIndexNothingIsHeld) {
+    const LongFile file = fourHours();
+    const TempFile temp(join({file.content, box("moof")})); // without mfra
+    const VideoTrackIndex index = LoadVideoTrackIndex(temp.path());
+    EXPECT_FALSE(index.valid);
+    EXPECT_EQ(index.randomAccess.capacity(), 0u);
+}
+
+TEST(IndexMemory, OfManyRecordsIsTheMoovAndTheRecords) {
+    Bytes records;
+    for (int i = 0; i < 200; ++i) records.add(box("avcC", Bytes().fill(10'000)));
+    const Bytes entry = box("avc1", visualFields(1, 1).add(records));
+    const Bytes moov = box("moov", trak(1, 60, "vide", stsd(entry)));
+    const TempFile temp(join({ftyp(), moov}));
+    VideoTrackIndex index;
+    const std::size_t most = peakOf([&] { index = LoadVideoTrackIndex(temp.path()); });
+    EXPECT_EQ(index.avcConfig.size(), 2'000'000u);
+    EXPECT_LE(most, moov.size() + index.avcConfig.size() + 64 * 1024);
 }
 
 TEST(IndexMemory, ASmallFileThatClaimsMuchTakesLittle) {

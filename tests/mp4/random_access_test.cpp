@@ -43,7 +43,8 @@ std::optional<Bytes> childrenIn(const Bytes& content) {
     const TempFile temp(content);
     ByteBuffer mfraBytes;
     mfraBytes.allocate(5);
-    if (!readMfra(mfraBytes, OpenForRandomAccess(temp.path()))) {
+    const InputFile opened = OpenForRandomAccess(temp.path());
+    if (!readMfra(mfraBytes, opened, opened.size)) {
         EXPECT_EQ(mfraBytes.size(), 0u);
         return std::nullopt;
     }
@@ -114,7 +115,8 @@ TEST(ReadMfra, SixtyFourMegabytesAreReadAndNotAByteMore) {
         temp.resize(67108864 + 100);
         temp.write(67108864 + 100 - 16, mfro(size));
         ByteBuffer bytes;
-        EXPECT_EQ(readMfra(bytes, OpenForRandomAccess(temp.path())), size <= 67108864) << size;
+        const InputFile opened = OpenForRandomAccess(temp.path());
+        EXPECT_EQ(readMfra(bytes, opened, opened.size), size <= 67108864) << size;
         EXPECT_EQ(bytes.size(), size <= 67108864 ? size : 0) << size;
     }
 }
@@ -132,8 +134,8 @@ TEST(ReadMfra, AFileThatShrinksHasNone) {
     const InputFile file = OpenForRandomAccess(temp.path());
     temp.resize(file.size - 1);
     ByteBuffer bytes;
-    EXPECT_FALSE(readMfra(bytes, file));
-    EXPECT_FALSE(readMfra(bytes, InputFile()));
+    EXPECT_FALSE(readMfra(bytes, file, file.size));
+    EXPECT_FALSE(readMfra(bytes, InputFile(), 1000));
 }
 
 // ---- both readers
@@ -369,6 +371,33 @@ TEST(ReadAudioRandomAccess, AFileOfNoMoreThanFifteenBytesHasNone) {
     RandomAccessTable entries(1);
     EXPECT_FALSE(ReadAudioRandomAccess(OpenForRandomAccess(temp.path()), 15, 1, entries));
     EXPECT_THAT(entries, IsEmpty());
+}
+
+// A file may have grown, or been cut off, since its size was asked for.
+TEST(ReadAudioRandomAccess, TheTablesOfTheSizeThatIsNamedAreRead) {
+    const Bytes first = join({ftyp(), mfra(tfra(1, {{1, 0}}))});
+    const Bytes all = join({first, mfra(tfra(1, {{9, 0}}))});
+    const TempFile temp(all);
+    const InputFile file = OpenForRandomAccess(temp.path());
+    RandomAccessTable entries;
+    ASSERT_TRUE(ReadAudioRandomAccess(file, all.size(), 1, entries));
+    EXPECT_EQ(entries[0].time, 9u);
+    ASSERT_TRUE(ReadAudioRandomAccess(file, first.size(), 1, entries));
+    EXPECT_EQ(entries[0].time, 1u);
+    EXPECT_FALSE(ReadAudioRandomAccess(file, all.size() + 100, 1, entries));
+    EXPECT_TRUE(entries.empty());
+}
+
+TEST(ReadMfra, BehindALongHeaderThereAreNoTables) {
+    const Bytes table = tfra(1, {{1, 0}});
+    const std::size_t size = 16 + table.size() + 16;
+    const Bytes mfro = fullBox("mfro", 0, 0, Bytes().u32(size));
+    const TempFile temp(join({ftyp(), longBox("mfra", join({table, mfro}))}));
+    const InputFile file = OpenForRandomAccess(temp.path());
+    ByteBuffer bytes;
+    ASSERT_TRUE(readMfra(bytes, file, file.size));
+    EXPECT_TRUE(videoRandomAccess(childrenOfMfra(bytes), 1).empty());
+    EXPECT_FALSE(audioRandomAccess(childrenOfMfra(bytes), 1).found);
 }
 
 } // namespace

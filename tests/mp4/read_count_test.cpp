@@ -1,5 +1,6 @@
 // How often readers read from the file, counted by this program's own pread.
 #include <cstdint>
+#include <fcntl.h>
 #include <optional>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -18,7 +19,14 @@ namespace {
 std::vector<std::size_t> readSizes; // of all reads so far
 std::size_t failingRead = 0;        // which of them fails, from 1; 0: none
 
+std::vector<int> hints; // given so far
+
 } // namespace
+
+extern "C" int posix_fadvise(int, off_t, off_t, int advice) {
+    hints.push_back(advice);
+    return 0;
+}
 
 extern "C" ssize_t pread(int descriptor, void* buffer, size_t length, off_t offset) {
     readSizes.push_back(length);
@@ -33,7 +41,10 @@ class ReadCount : public testing::Test {
 protected:
     void SetUp() override { restart(); }
     void TearDown() override { failingRead = 0; }
-    static void restart() { readSizes.clear(); }
+    static void restart() {
+        readSizes.clear();
+        hints.clear();
+    }
 };
 
 using Sizes = std::vector<std::size_t>;
@@ -42,6 +53,17 @@ TEST_F(ReadCount, TheProbeReadsHeadersOnly) {
     const TempFile file(join({ftyp(), longBox("mdat", Bytes().fill(100)), box("moov")}));
     ASSERT_TRUE(ProbeFile(file.path()).reachedEnd);
     EXPECT_EQ(readSizes, (Sizes{8, 8, 8, 8}));
+    EXPECT_EQ(hints, std::vector<int>{POSIX_FADV_SEQUENTIAL});
+}
+
+// Nothing of its pictures.
+TEST_F(ReadCount, OfAPlainFileAnIndexIsTheHeadersAndTheMoov) {
+    const Bytes content = plainRecording();
+    const TempFile file(content);
+    ASSERT_TRUE(LoadVideoTrackIndex(file.path()).valid);
+    ASSERT_EQ(readSizes.size(), 4u);
+    EXPECT_EQ(readSizes[0] + readSizes[1] + readSizes[2], 24u);
+    EXPECT_EQ(hints, std::vector<int>{POSIX_FADV_RANDOM});
 }
 
 TEST_F(ReadCount, AnIndexIsReadInOnePiecePerBox) {

@@ -353,5 +353,20 @@ TEST(LoadVideoTrackIndex, TheFileIsClosedOnEveryWayOut) {
     }
 }
 
+TEST(LoadVideoTrackIndex, AMoofWithoutAMoovIsFragmentedAllTheSame) {
+    const VideoTrackIndex index = load(join({ftyp(), box("moof")}));
+    EXPECT_TRUE(index.fragmented);
+    EXPECT_FALSE(index.valid);
+}
+
+TEST(LoadVideoTrackIndex, AMoofSmallerThanItsHeaderIsOneAllTheSame) {
+    const Bytes plain = plainFile(videoTrak(7, 1000));
+    for (const Bytes& moof : {boxOfSize("moof", 7), longBoxOfSize("moof", 15)}) {
+        const VideoTrackIndex index = load(join({plain, moof, Bytes().fill(50)}));
+        EXPECT_TRUE(index.fragmented);
+        EXPECT_FALSE(index.valid);
+    }
+}
+
 } // namespace
 } // namespace velkantrix
