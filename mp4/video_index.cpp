@@ -27,8 +27,8 @@ VideoTrackIndex loadIndex(const std::filesystem::path& path) {
     }
     if (index.timescale == 0) return index;
     if (index.fragmented) {
-        index.randomAccess =
-            RandomAccessTable(); // and its memory: the index may be kept though it is refused
+        // With its memory: the index may be kept though it is refused.
+        index.randomAccess = RandomAccessTable();
         ByteBuffer mfra;
         if (!readMfra(mfra, file, file.size)) return index;
         index.randomAccess = videoRandomAccess(childrenOfMfra(mfra), index.trackId);
