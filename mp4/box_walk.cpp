@@ -6,6 +6,14 @@
 
 namespace velkantrix {
 
+std::optional<ByteView> childOf(ByteView container, BoxType wanted) {
+    std::optional<ByteView> found;
+    WalkChildren(container, [&](BoxType type, ByteView payload) {
+        if (type == wanted) found = payload;
+    });
+    return found;
+}
+
 std::optional<FileBox> readBoxHeader(const InputFile& file, std::uint64_t offset,
                                      std::uint64_t fileEnd) {
     std::array<std::uint8_t, 8> bytes{};

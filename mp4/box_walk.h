@@ -54,6 +54,9 @@ bool WalkChildren(ByteView bytes, Visitor&& visitor) {
     return sized;
 }
 
+// The payload of a container's child of this type, of several the last.
+std::optional<ByteView> childOf(ByteView container, BoxType wanted);
+
 // A box of a file. Its size is what the file says: it may be smaller than the header, and may run
 // over the end of the file.
 struct FileBox {

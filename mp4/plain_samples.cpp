@@ -24,12 +24,6 @@ std::int64_t compositionTime(const RunCursor& decode, const RunCursor& compositi
     return static_cast<std::int64_t>(decode.sumBefore() + static_cast<std::uint64_t>(offset));
 }
 
-bool hasChild(ByteView container, BoxType wanted) {
-    bool found = false;
-    WalkChildren(container, [&](BoxType type, ByteView) { found = found || type == wanted; });
-    return found;
-}
-
 } // namespace
 
 bool PlainSamples::open(const std::filesystem::path& path) {
@@ -58,7 +52,7 @@ bool PlainSamples::load(const std::filesystem::path& path) {
     if (!tables_.stco && !tables_.co64) return false;
     sizes_ = SampleSizes(*tables_.stsz);
     // Its samples are in fragments, of which none can be seen.
-    if (sizes_.count() == 0 && hasChild(moov_.view(), boxType("mvex"))) return false;
+    if (sizes_.count() == 0 && childOf(moov_.view(), boxType("mvex"))) return false;
     allSync_ = !tables_.stss;
     if (!allSync_) {
         const SyncNumbers numbers(*tables_.stss, sizes_.count());

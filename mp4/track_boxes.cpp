@@ -10,14 +10,6 @@ std::uint32_t fieldBehindTimes(ByteView payload) {
     return payload.u32(payload.u8(0) == 1 ? 20 : 12);
 }
 
-std::optional<ByteView> childOf(ByteView container, BoxType wanted) {
-    std::optional<ByteView> found;
-    WalkChildren(container, [&](BoxType type, ByteView payload) {
-        if (type == wanted) found = payload;
-    });
-    return found;
-}
-
 void readMedia(ByteView mdia, TrackBoxes& track) {
     WalkChildren(mdia, [&](BoxType type, ByteView payload) {
         switch (type) {

@@ -90,10 +90,7 @@ std::vector<AudioCandidate> audioCandidates(ByteView moov) {
         const TrackBoxes track = readTrackBoxes(payload);
         if (!track.isSound || track.trackId == 0 || track.timescale == 0 || track.mdhdBytes < 20)
             return;
-        std::optional<ByteView> stsd;
-        WalkChildren(track.stbl.value_or(ByteView()), [&](BoxType child, ByteView bytes) {
-            if (child == boxType("stsd")) stsd = bytes;
-        });
+        const auto stsd = childOf(track.stbl.value_or(ByteView()), boxType("stsd"));
         if (!stsd) return;
         const auto entry = readAudioSampleEntry(*stsd);
         if (entry && !entry->config.empty()) candidates.push_back({track, *entry});
