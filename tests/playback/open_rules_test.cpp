@@ -1,0 +1,186 @@
+#include "playback/open_rules.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace velkantrix {
+namespace {
+
+TEST(UsableFrameRate, IsTheFilesOwnWhereItCanBeUsed) {
+    EXPECT_EQ(usableFrameRate(25, 1), 25);
+    EXPECT_DOUBLE_EQ(usableFrameRate(30000, 1001), 29.97002997002997);
+    EXPECT_EQ(usableFrameRate(3, 2), 1.5);
+}
+
+TEST(UsableFrameRate, IsThirtyOtherwise) {
+    EXPECT_EQ(usableFrameRate(25, 0), 30);
+    EXPECT_EQ(usableFrameRate(0, 1), 30);
+    EXPECT_EQ(usableFrameRate(1, 1), 30);
+    EXPECT_EQ(usableFrameRate(1, 2), 30);
+}
+
+TEST(UsableDuration, AVideoThatEndsEarlyShortensIt) {
+    EXPECT_EQ(usableDuration(20, 15), 15);
+    EXPECT_EQ(usableDuration(20, 19.979), 19.979);
+}
+
+TEST(UsableDuration, ADifferenceOfTwentyMillisecondsIsNone) {
+    EXPECT_EQ(usableDuration(20, 19.98), 20);
+    EXPECT_EQ(usableDuration(20, 19.99), 20);
+    EXPECT_EQ(usableDuration(20, 20), 20);
+    EXPECT_EQ(usableDuration(20, 25), 20) << "it is never longer than the container";
+}
+
+TEST(UsableDuration, AScanWithoutAResultChangesNothing) {
+    EXPECT_EQ(usableDuration(20, -1), 20);
+    EXPECT_EQ(usableDuration(20, 0), 20);
+    EXPECT_EQ(usableDuration(20, 0.1), 20);
+    EXPECT_EQ(usableDuration(20, 0.11), 0.11);
+}
+
+TEST(UsableDuration, AContainerWithoutADurationTakesTheScannedOne) {
+    EXPECT_EQ(usableDuration(0, 7), 7);
+    EXPECT_EQ(usableDuration(0, -1), 0);
+    EXPECT_EQ(usableDuration(0, 0.05), 0);
+}
+
+// A video stream as a list of samples; a seek goes to the first sample at or after the time.
+class Stream {
+public:
+    explicit Stream(std::vector<ScannedSample> samples) : samples_(std::move(samples)) {}
+
+    EndScanCalls calls() {
+        return {[this](double seconds) { return seek(seconds); }, [this] { return read(); },
+                [this] {
+                    return reads >= stopAfter;
+                }};
+    }
+
+    std::vector<double> seeks;
+    std::uint32_t reads = 0;
+    std::uint32_t stopAfter = ~0U;
+    bool canSeek = true;
+
+private:
+    bool seek(double seconds) {
+        seeks.push_back(seconds);
+        for (at_ = 0; at_ < samples_.size() && secondsOf(samples_[at_].time) < seconds;) ++at_;
+        return canSeek;
+    }
+
+    std::optional<ScannedSample> read() {
+        ++reads;
+        if (at_ == samples_.size()) return std::nullopt;
+        return samples_[at_++];
+    }
+
+    std::vector<ScannedSample> samples_;
+    std::size_t at_ = 0;
+};
+
+Ticks at(double seconds) {
+    return nearestTicks(seconds);
+}
+
+using Seeks = std::vector<double>;
+
+TEST(EndScan, LooksAtTheLastThreeSeconds) {
+    Stream stream({{at(0), at(1)}, {at(17.5), at(0.5)}, {at(18), at(0.25)}});
+    EXPECT_EQ(scanForEnd(20, stream.calls()), 18.25);
+    EXPECT_EQ(stream.seeks, Seeks{17});
+    EXPECT_EQ(stream.reads, 3u);
+}
+
+TEST(EndScan, ReadsAShortFileFromItsBeginningWithoutSeeking) {
+    Stream stream({{at(0), at(1)}, {at(1), at(1)}});
+    EXPECT_EQ(scanForEnd(3.0, stream.calls()), 2);
+    EXPECT_EQ(stream.seeks, Seeks{});
+}
+
+// In decode order the last sample need not be the last to be shown.
+TEST(EndScan, KeepsTheGreatestEnd) {
+    Stream stream({{at(18), at(0.5)}, {at(19), at(0.5)}, {at(18.5), at(0.5)}});
+    EXPECT_EQ(scanForEnd(20, stream.calls()), 19.5);
+}
+
+TEST(EndScan, LooksFurtherBackWhereThereIsNothing) {
+    Stream stream({{at(0), at(1)}, {at(60), at(1)}});
+    EXPECT_EQ(scanForEnd(100, stream.calls()), 61);
+    EXPECT_EQ(stream.seeks, (Seeks{97, 88, 52}));
+}
+
+TEST(EndScan, EndsAtTheBeginning) {
+    Stream stream({});
+    EXPECT_EQ(scanForEnd(100, stream.calls()), 0);
+    EXPECT_EQ(stream.seeks, (Seeks{97, 88, 52, 0}));
+}
+
+TEST(EndScan, AContainerWithoutADurationIsReadFromItsBeginning) {
+    Stream stream({{at(0), at(1)}, {at(1), at(1)}});
+    EXPECT_EQ(scanForEnd(0, stream.calls()), 2);
+}
+
+TEST(EndScan, AFileThatCannotBeSoughtHasNoResult) {
+    Stream stream({{at(0), at(1)}});
+    stream.canSeek = false;
+    EXPECT_EQ(scanForEnd(100, stream.calls()), 0);
+    EXPECT_EQ(stream.reads, 0u);
+}
+
+TEST(EndScan, CanBeStopped) {
+    Stream stream({{at(18), at(0.5)}, {at(18.5), at(0.5)}, {at(19), at(0.5)}});
+    stream.stopAfter = 2;
+    EXPECT_LT(scanForEnd(20, stream.calls()), 0);
+    EXPECT_EQ(stream.reads, 2u);
+}
+
+TEST(EndScan, ReadsAMillionSamplesAtMost) {
+    std::uint32_t reads = 0;
+    const EndScanCalls calls{[](double) { return true; },
+                             [&]() -> std::optional<ScannedSample> {
+                                 return ScannedSample{static_cast<Ticks>(++reads), 0};
+                             },
+                             [] {
+                                 return false;
+                             }};
+    EXPECT_EQ(scanForEnd(20, calls), 0.1);
+    EXPECT_EQ(reads, 1'000'000u);
+}
+
+TEST(EndScan, TimesBeyondTheirRangeStayWithinIt) {
+    Stream stream({{INT64_MAX, INT64_MAX}});
+    EXPECT_GT(scanForEnd(1, stream.calls()), 9e11);
+}
+
+TEST(FitRect, AWideVideoFillsTheWidth) {
+    EXPECT_EQ(fitRect(1000, 1000, 1920, 800), (PictureRect{0, 292, 1000, 416}));
+}
+
+TEST(FitRect, AHighVideoFillsTheHeight) {
+    EXPECT_EQ(fitRect(1000, 500, 1080, 1920), (PictureRect{359, 0, 281, 500}));
+}
+
+TEST(FitRect, AVideoOfTheSameShapeFillsAll) {
+    EXPECT_EQ(fitRect(1280, 720, 1920, 1080), (PictureRect{0, 0, 1280, 720}));
+}
+
+TEST(FitRect, WithoutASizeAllIsUsed) {
+    EXPECT_EQ(fitRect(300, 200, 0, 1080), (PictureRect{0, 0, 300, 200}));
+    EXPECT_EQ(fitRect(300, 200, 1920, 0), (PictureRect{0, 0, 300, 200}));
+}
+
+// The height is cut to whole pixels before it is compared.
+TEST(FitRect, AFractionOfAPixelTooHighIsNotTooHigh) {
+    EXPECT_EQ(fitRect(101, 50, 2, 1), (PictureRect{0, 0, 101, 50}));
+}
+
+TEST(FitRect, TheSmallestWindowHasAPictureNoLargerThanItself) {
+    EXPECT_EQ(fitRect(1, 1, 1920, 1080), (PictureRect{0, 0, 1, 0}));
+    EXPECT_EQ(fitRect(1, 1, 1, 2147483647), (PictureRect{0, 0, 0, 1}));
+    EXPECT_EQ(fitRect(1, 1, 2147483647, 1), (PictureRect{0, 0, 1, 0}));
+}
+
+} // namespace
+} // namespace velkantrix
