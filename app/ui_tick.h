@@ -1,0 +1,70 @@
+// ui_tick.h: what the window does at each tick of its clock. It only decides; the window carries
+// out.
+//
+// Seconds are those of the source, milliseconds those of the system's tick count. UI thread.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "edit/segment.h"
+
+namespace velkantrix {
+
+// Periods of timer 200, and of timer 201, in milliseconds.
+inline constexpr std::uint32_t IDLE_TICK = 250;
+inline constexpr std::uint32_t PLAYING_TICK = 33;
+inline constexpr std::uint32_t JOB_TICK = 100;
+inline constexpr std::uint32_t DIAGNOSTICS_TICK = 1000;
+
+struct ScreenPoint {
+    std::int32_t x = 0;
+    std::int32_t y = 0;
+    bool operator==(const ScreenPoint&) const = default;
+};
+
+// The transport bar lies over a fullscreen video: it comes with the mouse and goes without it.
+struct TransportHiding {
+    ScreenPoint lastCursor;
+    std::uint64_t movedAt = 0; // when the cursor was last somewhere else
+};
+enum class TransportChange { None, Show, Hide };
+TransportChange hideOrShowTransport(TransportHiding& state, ScreenPoint cursor, std::uint64_t now,
+                                    bool visible, bool volumeDragged);
+
+// Whether the video child may be shown: once a picture is there, or when none comes.
+struct RevealInput {
+    bool presented = false; // a frame of the engine has been drawn
+    bool playing = false;
+    std::uint64_t sinceOpen = 0; // milliseconds
+    double time = 0;             // of the playhead
+    double resumedAt = 0;        // where playing began
+};
+bool isTimeToReveal(const RevealInput& input);
+
+// Removed parts are played over: where to go on from `time`.
+struct PlayOn {
+    enum class Step { Continue, Select, Jump, Pause };
+    Step step = Step::Continue;
+    std::int32_t clip = -1; // to select; -1 keeps the selection
+    double time = 0;        // to jump to
+    bool operator==(const PlayOn&) const = default;
+};
+PlayOn playOn(const ClipList& clips, std::int32_t selectedClip, double time);
+
+// Playing from here would end at once: it is to start at the beginning again.
+bool isAtTheEnd(const ClipList& clips, double time);
+
+// What has to be drawn again after the time has gone on.
+struct TickMemory {
+    double paintedTime = 0;
+    bool wasPlaying = false;
+};
+struct TickChange {
+    bool anything = false;               // the strip is drawn again, the fade applied
+    bool playingChanged = false;         // the transport bar is drawn again
+    std::optional<std::uint32_t> period; // a new one for the tick
+};
+TickChange noteTime(TickMemory& memory, double time, bool playing, bool jobRuns);
+
+} // namespace velkantrix

@@ -1,0 +1,132 @@
+#include "app/ui_tick.h"
+
+#include <gtest/gtest.h>
+
+namespace velkantrix {
+namespace {
+
+using Step = PlayOn::Step;
+
+TEST(HideOrShowTransport, AMoveOfTheMouseShowsIt) {
+    TransportHiding state{{10, 10}, 1000};
+    EXPECT_EQ(hideOrShowTransport(state, {11, 10}, 5000, false, false), TransportChange::Show);
+    EXPECT_EQ(state.lastCursor, (ScreenPoint{11, 10}));
+    EXPECT_EQ(state.movedAt, 5000u);
+    EXPECT_EQ(hideOrShowTransport(state, {11, 12}, 6000, true, false), TransportChange::None);
+    EXPECT_EQ(state.movedAt, 6000u);
+}
+
+TEST(HideOrShowTransport, ItGoesTwoAndAHalfSecondsAfterTheLastMove) {
+    TransportHiding state{{10, 10}, 1000};
+    EXPECT_EQ(hideOrShowTransport(state, {10, 10}, 3500, true, false), TransportChange::None);
+    EXPECT_EQ(hideOrShowTransport(state, {10, 10}, 3501, true, false), TransportChange::Hide);
+    EXPECT_EQ(hideOrShowTransport(state, {10, 10}, 9000, false, false), TransportChange::None);
+}
+
+TEST(HideOrShowTransport, ItStaysWhileTheVolumeIsDragged) {
+    TransportHiding state{{10, 10}, 1000};
+    EXPECT_EQ(hideOrShowTransport(state, {10, 10}, 9000, true, true), TransportChange::None);
+}
+
+TEST(IsTimeToReveal, WhenAPictureIsThere) {
+    EXPECT_TRUE(isTimeToReveal({.presented = true}));
+    EXPECT_FALSE(isTimeToReveal({.sinceOpen = 3999}));
+}
+
+TEST(IsTimeToReveal, WhenNoneComesForFourSeconds) {
+    EXPECT_TRUE(isTimeToReveal({.sinceOpen = 4000}));
+}
+
+TEST(IsTimeToReveal, WhenItPlaysWithoutOne) {
+    EXPECT_TRUE(isTimeToReveal({.playing = true, .sinceOpen = 120, .time = 2.05, .resumedAt = 2}));
+    EXPECT_FALSE(isTimeToReveal({.playing = true, .sinceOpen = 119, .time = 2.05, .resumedAt = 2}));
+    EXPECT_FALSE(isTimeToReveal({.playing = true, .sinceOpen = 120, .time = 2.04, .resumedAt = 2}));
+    EXPECT_FALSE(
+        isTimeToReveal({.playing = false, .sinceOpen = 120, .time = 2.05, .resumedAt = 2}));
+}
+
+// [0..10]  gap  [12..20] [20..30]
+const ClipList CLIPS{{.start = 0, .end = 10}, {.start = 12, .end = 20}, {.start = 20, .end = 30}};
+
+TEST(PlayOnOver, WithinTheSelectedClipItContinues) {
+    EXPECT_EQ(playOn(CLIPS, 0, 0), PlayOn{});
+    EXPECT_EQ(playOn(CLIPS, 0, 9.97), PlayOn{});
+    EXPECT_EQ(playOn(CLIPS, 1, 12), PlayOn{});
+}
+
+TEST(PlayOnOver, AtAClipsEndItJumpsToTheNext) {
+    EXPECT_EQ(playOn(CLIPS, 0, 9.981), (PlayOn{Step::Jump, 1, 12}));
+    EXPECT_EQ(playOn(CLIPS, 0, 10), (PlayOn{Step::Jump, 1, 12}));
+}
+
+TEST(PlayOnOver, InARemovedPartItJumpsToTheNextClip) {
+    EXPECT_EQ(playOn(CLIPS, 0, 11), (PlayOn{Step::Jump, 1, 12}));
+    const ClipList later{{.start = 5, .end = 10}};
+    EXPECT_EQ(playOn(later, 0, 1), (PlayOn{Step::Jump, 0, 5}));
+}
+
+TEST(PlayOnOver, ItIsTheClipUnderThePlayheadThatCounts) {
+    EXPECT_EQ(playOn(CLIPS, 2, 5), (PlayOn{Step::Select, 0, 0}));
+    EXPECT_EQ(playOn(CLIPS, 2, 9.99), (PlayOn{Step::Jump, 1, 12}));
+}
+
+// A cut without anything removed is played through.
+TEST(PlayOnOver, OverACutWithoutAGapItOnlySelects) {
+    EXPECT_EQ(playOn(CLIPS, 1, 19.99), PlayOn{});
+    EXPECT_EQ(playOn(CLIPS, 1, 20), (PlayOn{Step::Select, 2, 0}));
+}
+
+TEST(PlayOnOver, BehindTheLastClipItPauses) {
+    EXPECT_EQ(playOn(CLIPS, 2, 29.97), PlayOn{});
+    EXPECT_EQ(playOn(CLIPS, 2, 29.981).step, Step::Pause);
+    EXPECT_EQ(playOn(CLIPS, 0, 31).step, Step::Pause);
+}
+
+TEST(PlayOnOver, WithoutClipsItContinues) {
+    EXPECT_EQ(playOn({}, -1, 5), PlayOn{});
+}
+
+TEST(IsAtTheEnd, FromTwentyMillisecondsBeforeTheLastClipsEnd) {
+    EXPECT_FALSE(isAtTheEnd(CLIPS, 29.97));
+    EXPECT_TRUE(isAtTheEnd(CLIPS, 29.981));
+    EXPECT_TRUE(isAtTheEnd(CLIPS, 31));
+    EXPECT_FALSE(isAtTheEnd(CLIPS, 11));
+    EXPECT_FALSE(isAtTheEnd({}, 0));
+}
+
+TEST(NoteTime, AMoveOfMoreThanFiveMillisecondsIsPainted) {
+    TickMemory memory{2, false};
+    EXPECT_FALSE(noteTime(memory, 2.005, false, false).anything);
+    EXPECT_FALSE(noteTime(memory, 1.995, false, false).anything);
+    const TickChange change = noteTime(memory, 2.006, false, false);
+    EXPECT_TRUE(change.anything);
+    EXPECT_FALSE(change.playingChanged);
+    EXPECT_FALSE(change.period);
+    EXPECT_EQ(memory.paintedTime, 2.006);
+}
+
+TEST(NoteTime, SmallMovesAddUp) {
+    TickMemory memory{2, false};
+    EXPECT_FALSE(noteTime(memory, 2.004, false, false).anything);
+    EXPECT_TRUE(noteTime(memory, 2.008, false, false).anything);
+}
+
+TEST(NoteTime, ThePaceFollowsPlaying) {
+    TickMemory memory{2, false};
+    TickChange change = noteTime(memory, 2, true, false);
+    EXPECT_TRUE(change.anything);
+    EXPECT_TRUE(change.playingChanged);
+    EXPECT_EQ(change.period, 33u);
+    change = noteTime(memory, 2, false, false);
+    EXPECT_EQ(change.period, 250u);
+}
+
+TEST(NoteTime, AJobKeepsItsPace) {
+    TickMemory memory{2, false};
+    const TickChange change = noteTime(memory, 2, true, true);
+    EXPECT_TRUE(change.playingChanged);
+    EXPECT_FALSE(change.period);
+}
+
+} // namespace
+} // namespace velkantrix
