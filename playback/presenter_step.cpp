@@ -97,8 +97,8 @@ PresenterTask nextTask(PictureControl& c, PresenterMemory& memory, const Present
     return task;
 }
 
-bool presentPicture(PictureControl& c, PresenterMemory& memory, const PresenterCalls& calls,
-                    const PresenterTask& task) {
+bool present(PictureControl& c, PresenterMemory& memory, const PresenterCalls& calls,
+             const PresenterTask& task) {
     const Lock device(c.deviceLock);
     if (c.owner != task.owner || c.generation != task.generation) return false;
     if (!calls.draw(task.isPreview)) {
@@ -128,7 +128,7 @@ void landSeek(PictureControl& c, const PresenterTask& task) {
 std::int32_t presenterStep(PictureControl& c, PresenterMemory& memory,
                            const PresenterCalls& calls) {
     const PresenterTask task = nextTask(c, memory, calls);
-    if (!task.draws || !presentPicture(c, memory, calls, task)) return task.idleMilliseconds;
+    if (!task.draws || !present(c, memory, calls, task)) return task.idleMilliseconds;
     if (task.owner == PictureOwner::Frozen) landSeek(c, task);
     return 0;
 }

@@ -1,7 +1,7 @@
 // presenter_step.h: how the presenter thread decides what to draw, and what having drawn it means.
 //
 // The presenter thread runs these, again and again. One step is three parts, in this order, between
-// which the other threads may do anything: nextTask, presentPicture, landSeek.
+// which the other threads may do anything: nextTask, present, landSeek.
 #pragma once
 
 #include <cstdint>
@@ -57,9 +57,8 @@ struct PresenterTask {
     EXCLUDES(c.controlLock, c.deviceLock);
 
 // Draws, unless the picture has another owner or generation by now. Whether it is on screen.
-[[nodiscard]] bool presentPicture(PictureControl& c, PresenterMemory& memory,
-                                  const PresenterCalls& calls, const PresenterTask& task)
-    EXCLUDES(c.controlLock, c.deviceLock);
+[[nodiscard]] bool present(PictureControl& c, PresenterMemory& memory, const PresenterCalls& calls,
+                           const PresenterTask& task) EXCLUDES(c.controlLock, c.deviceLock);
 
 // The frame that a seek waited for is on screen: the engine owns the picture again.
 void landSeek(PictureControl& c, const PresenterTask& task) EXCLUDES(c.controlLock, c.deviceLock);

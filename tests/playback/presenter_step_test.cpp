@@ -157,7 +157,7 @@ TEST_F(PresenterStepTest, WhatWasDecidedForAnOlderGenerationIsDropped) {
     const PresenterTask task = taskWithFrame(1);
     EXPECT_TRUE(task.draws);
     seekPicture(control, 5);
-    EXPECT_FALSE(presentPicture(control, memory, calls, task));
+    EXPECT_FALSE(present(control, memory, calls, task));
     EXPECT_EQ(takeDrawn(), Texts{});
     EXPECT_EQ(step(), 1) << "nor is it tried again";
     EXPECT_EQ(takeDrawn(), Texts{});
@@ -168,7 +168,7 @@ TEST_F(PresenterStepTest, WhatWasDecidedForAnotherOwnerIsDropped) {
     PresenterTask task = taskWithFrame(1);
     beginScrub(control);
     task.generation = control.generation;
-    EXPECT_FALSE(presentPicture(control, memory, calls, task));
+    EXPECT_FALSE(present(control, memory, calls, task));
     EXPECT_EQ(takeDrawn(), Texts{});
 }
 
@@ -176,7 +176,7 @@ TEST_F(PresenterStepTest, ALandingIsNotTakenForThatOfALaterSeek) {
     makeReady();
     seekPicture(control, 5);
     const PresenterTask task = taskWithFrame(5);
-    EXPECT_TRUE(presentPicture(control, memory, calls, task));
+    EXPECT_TRUE(present(control, memory, calls, task));
     seekPicture(control, 8);
     landSeek(control, task);
     EXPECT_EQ(control.owner, PictureOwner::Frozen);
@@ -188,7 +188,7 @@ TEST_F(PresenterStepTest, ALandingDuringAScrubChangesNothing) {
     makeReady();
     seekPicture(control, 5);
     PresenterTask task = taskWithFrame(5);
-    EXPECT_TRUE(presentPicture(control, memory, calls, task));
+    EXPECT_TRUE(present(control, memory, calls, task));
     beginScrub(control);
     task.generation = control.generation;
     landSeek(control, task);

@@ -1,0 +1,80 @@
+// media_library.cpp: stands in the program for Media Foundation's import libraries.
+//
+// Editions of Windows without media features lack its DLLs, or have some that do nothing. A program
+// that imports from them can't even start there; this one can, and tells the user what to install.
+// So the functions that the program uses are defined here, by their documented names, and passed on
+// to DLLs that are loaded at the first call. A function that isn't there answers as a missing
+// module does.
+#include <windows.h>
+
+#include <mfapi.h>
+#include <mfidl.h>
+#include <mfreadwrite.h>
+
+namespace {
+
+constexpr HRESULT MISSING = HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND);
+
+// Never freed: Media Foundation has threads of its own until the process ends.
+HMODULE systemLibrary(const wchar_t* name) {
+    return LoadLibraryExW(name, nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
+}
+
+template <class Function>
+Function* find(HMODULE library, const char* name) {
+    if (!library) return nullptr;
+    return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(library, name)));
+}
+
+template <class Function>
+Function* platformFunction(const char* name) {
+    static const HMODULE library = systemLibrary(L"mfplat.dll");
+    return find<Function>(library, name);
+}
+
+template <class Function>
+Function* readWriteFunction(const char* name) {
+    static const HMODULE library = systemLibrary(L"mfreadwrite.dll");
+    return find<Function>(library, name);
+}
+
+} // namespace
+
+extern "C" {
+
+HRESULT WINAPI MFStartup(ULONG version, DWORD flags) {
+    const auto function = platformFunction<decltype(MFStartup)>("MFStartup");
+    return function ? function(version, flags) : MISSING;
+}
+
+HRESULT WINAPI MFShutdown() {
+    const auto function = platformFunction<decltype(MFShutdown)>("MFShutdown");
+    return function ? function() : MISSING;
+}
+
+HRESULT WINAPI MFCreateAttributes(IMFAttributes** attributes, UINT32 size) {
+    const auto function = platformFunction<decltype(MFCreateAttributes)>("MFCreateAttributes");
+    return function ? function(attributes, size) : MISSING;
+}
+
+HRESULT WINAPI MFCreateDXGIDeviceManager(UINT* token, IMFDXGIDeviceManager** manager) {
+    const auto function =
+        platformFunction<decltype(MFCreateDXGIDeviceManager)>("MFCreateDXGIDeviceManager");
+    return function ? function(token, manager) : MISSING;
+}
+
+HRESULT WINAPI MFCreateSourceReaderFromURL(LPCWSTR url, IMFAttributes* attributes,
+                                           IMFSourceReader** reader) {
+    const auto function =
+        readWriteFunction<decltype(MFCreateSourceReaderFromURL)>("MFCreateSourceReaderFromURL");
+    return function ? function(url, attributes, reader) : MISSING;
+}
+
+HRESULT WINAPI MFCreateSinkWriterFromURL(LPCWSTR url, IMFByteStream* stream,
+                                         IMFAttributes* attributes, IMFSinkWriter** writer) {
+    const auto function =
+        readWriteFunction<decltype(MFCreateSinkWriterFromURL)>("MFCreateSinkWriterFromURL");
+    return function ? function(url, stream, attributes, writer) : MISSING;
+}
+
+} // extern "C"

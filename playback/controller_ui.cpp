@@ -1,0 +1,68 @@
+// controller_ui.cpp: runs on the UI thread.
+#include <algorithm>
+#include <cmath>
+
+#include "platform/hresult.h"
+#include "playback/controller.h"
+
+namespace velkantrix {
+
+void PlaybackController::play() {
+    playPicture(picture_);
+}
+
+void PlaybackController::pause() {
+    pausePicture(picture_);
+}
+
+void PlaybackController::seek(double seconds) {
+    seekPicture(picture_, seconds);
+}
+
+bool PlaybackController::beginScrub() {
+    return velkantrix::beginScrub(picture_);
+}
+
+void PlaybackController::endScrub(double seconds, bool resume) {
+    velkantrix::endScrub(picture_, seconds, resume);
+}
+
+double PlaybackController::currentTime() {
+    return engineTime(picture_);
+}
+
+bool PlaybackController::isSeeking() const {
+    return velkantrix::isSeeking(picture_);
+}
+
+bool PlaybackController::videoSize(std::int32_t& width, std::int32_t& height) {
+    const Lock device(picture_.deviceLock);
+    width = presenter_.videoWidth;
+    height = presenter_.videoHeight;
+    return width > 0 && height > 0;
+}
+
+void PlaybackController::requestRedraw() {
+    picture_.redrawRequested = true;
+}
+
+void PlaybackController::setVolume(double volume) {
+    if (std::isnan(volume)) return;
+    volume_ = std::clamp(volume, 0.0, 1.0);
+    if (engine_) ignoreResult(engine_->SetVolume(volume_), "there may be no sound");
+}
+
+void PlaybackController::setMuted(bool muted) {
+    muted_ = muted;
+    if (engine_) ignoreResult(engine_->SetMuted(muted), "there may be no sound");
+}
+
+void PlaybackController::setExposure(double stops) {
+    velkantrix::setExposure(picture_, stops);
+}
+
+void PlaybackController::setDim(double dim) {
+    velkantrix::setDim(picture_, dim);
+}
+
+} // namespace velkantrix
