@@ -54,16 +54,26 @@ function(velkantrix_library name)
   target_sources(${name} ${scope} FILE_SET HEADERS BASE_DIRS ${PROJECT_SOURCE_DIR} FILES ${headers})
 endfunction()
 
-# velkantrix_program(NAME DESCRIPTION TEXT FILES FILE... LIBRARIES LIBRARY...): a Windows console program
-# that begins at wmain, with the project's manifest and version.
+# velkantrix_program(NAME DESCRIPTION TEXT FILES FILE... LIBRARIES LIBRARY... [WINDOW] [ICON FILE]
+# [MANIFEST FILE]): a Windows program with the project's version. A console program that begins at
+# wmain or, with WINDOW, one that begins at wWinMain.
 function(velkantrix_program name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "DESCRIPTION" "FILES;LIBRARIES")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "WINDOW" "DESCRIPTION;ICON;MANIFEST" "FILES;LIBRARIES")
+  if(NOT arg_MANIFEST)
+    set(arg_MANIFEST ${PROJECT_SOURCE_DIR}/cmake/program.manifest)
+  endif()
+  set(icon_line "")
+  if(arg_ICON)
+    set(icon_line "1 ICON \"${arg_ICON}\"")
+  endif()
   set(resource ${CMAKE_CURRENT_BINARY_DIR}/${name}.rc)
   configure_file(${PROJECT_SOURCE_DIR}/cmake/program.rc.in ${resource} @ONLY)
-  set_source_files_properties(${resource} PROPERTIES
-    OBJECT_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/program.manifest)
+  set_source_files_properties(${resource} PROPERTIES OBJECT_DEPENDS "${arg_MANIFEST};${arg_ICON}")
   list(APPEND arg_FILES ${resource})
   add_executable(${name} ${arg_FILES})
+  if(arg_WINDOW)
+    set_target_properties(${name} PROPERTIES WIN32_EXECUTABLE ON)
+  endif()
   target_link_libraries(${name} PRIVATE velkantrix_options ${arg_LIBRARIES})
   velkantrix_tidy(${name})
   if(MINGW)

@@ -24,12 +24,11 @@
 #include "base/com_ptr.h"
 #include "base/mutex.h"
 #include "playback/end_scan.h"
+#include "playback/engine_notify.h"
 #include "playback/picture_control.h"
 #include "playback/presenter.h"
 
 namespace velkantrix {
-
-class EngineNotify;
 
 class PlaybackController {
 public:

@@ -1,0 +1,180 @@
+#include "app/bindings.h"
+
+#include <windows.h>
+
+#include <mferror.h>
+#include <shlobj.h>
+
+#include "app/commands.h"
+#include "app/main_window.h"
+#include "app/placing.h"
+#include "app/timeline_paint.h"
+#include "app/ui_state.h"
+#include "edit/edit_state.h"
+#include "edit/open_flow.h"
+#include "mp4/input_file.h"
+#include "mp4/probe.h"
+#include "platform/dialogs.h"
+#include "platform/files.h"
+#include "platform/media_startup.h"
+
+namespace velkantrix {
+namespace {
+
+PlaybackController* playback() {
+    return ui().playback.get();
+}
+
+bool startMediaOrExplain() {
+    const HRESULT started = startMedia();
+    if (SUCCEEDED(started)) return true;
+    showErrorBox(ui().window,
+                 L"Velkantrix needs the media features of Windows, which could not be started.\n\n"
+                 L"On an N edition of Windows, install the Media Feature Pack: Settings ▸ Apps ▸ "
+                 L"Optional features ▸ Add a feature. Then restart Windows.");
+    return false;
+}
+
+bool isFile(const std::wstring& path) {
+    const DWORD attributes = GetFileAttributesW(path.c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+}
+
+ExaminedFile examineFile(const std::wstring& path) {
+    return {.size = fileSizeFromAttributes(path).value_or(0),
+            .slowToSeek = IsLargeFragmentedFile(path)};
+}
+
+EngineOpening openEngine(const std::wstring& path) {
+    UiState& state = ui();
+    if (!state.playback) state.playback = std::make_unique<PlaybackController>();
+    const HRESULT opened = state.playback->open(path.c_str(), state.video, state.window);
+    return {.begun = SUCCEEDED(opened), .failurePosted = state.playback->failurePosted()};
+}
+
+VideoSize engineVideoSize() {
+    VideoSize size;
+    if (!playback() || !playback()->videoSize(size.width, size.height)) return {};
+    return size;
+}
+
+void applyVolume() {
+    playback()->setVolume(ui().volume);
+    playback()->setMuted(ui().muted);
+}
+
+void bindEdit() {
+    EditHost& host = editHost();
+    host.engineExists = [] {
+        return playback() && playback()->hasEngine();
+    };
+    host.seekEngine = [](double seconds) {
+        playback()->seek(seconds);
+    };
+    host.setDim = [](double gain) {
+        playback()->setDim(gain);
+    };
+    host.frameRate = [] {
+        return playback() ? playback()->fps() : 0;
+    };
+    host.isPlaying = [] {
+        return playback() && playback()->state() == PlaybackState::Playing;
+    };
+    host.pause = [] {
+        if (playback()) playback()->pause();
+    };
+    host.repaint = [] {
+        InvalidateRect(ui().window, nullptr, FALSE);
+    };
+    host.refreshUi = updateControls;
+    host.isFullscreen = [] {
+        return ui().fullscreen;
+    };
+}
+
+void bindOpening() {
+    OpenHost& host = openHost();
+    host.chooseFile = [] {
+        return chooseVideoFile(ui().window);
+    };
+    host.beep = [] {
+        MessageBeep(MB_ICONEXCLAMATION);
+    };
+    host.startMedia = startMediaOrExplain;
+    host.confirm = [](const std::wstring& text) {
+        return askYesNo(ui().window, text);
+    };
+    host.showError = [](const std::wstring& text) {
+        showErrorBox(ui().window, text);
+    };
+    host.showWarning = [](const std::wstring& text) {
+        showWarningBox(ui().window, text);
+    };
+    host.absolutePath = [](const std::wstring& path) {
+        const std::wstring full = absolutePath(path);
+        return full.empty() ? path : full;
+    };
+    host.isFile = isFile;
+    host.examineFile = examineFile;
+
+    // Nothing is remembered from run to run yet.
+    host.storeFileState = [] {
+    };
+    host.storedPlayhead = []() -> std::optional<double> {
+        return std::nullopt;
+    };
+    host.restoreZoom = [] {
+        ui().doubled = false;
+    };
+    host.restoreGeometry = [] {
+        return false;
+    };
+    host.addRecent = [] {
+        SHAddToRecentDocs(SHARD_PATHW, openState().path.c_str());
+    };
+    host.recentFile = [](std::size_t) -> std::optional<std::wstring> {
+        return std::nullopt;
+    };
+    host.removeRecent = [](std::size_t) {
+    };
+
+    host.dropGestures = [] {
+        ui().scrubbing = false;
+    };
+    host.stopPeaks = [] {
+    };
+    host.resetExposure = [] {
+    };
+    host.hideVideo = [] {
+        ui().firstFrameShown = false;
+        ShowWindow(ui().video, SW_HIDE);
+    };
+    host.repaint = editHost().repaint;
+
+    host.openEngine = openEngine;
+    host.closeEngine = [] {
+        playback()->close();
+    };
+    host.engineDuration = [] {
+        return playback()->duration();
+    };
+    host.engineVideoSize = engineVideoSize;
+    host.play = playFromHere;
+    host.applyVolume = applyVolume;
+
+    host.sizeWindowToVideo = sizeWindowToVideo;
+    host.setTitle = [](const std::wstring& title) {
+        SetWindowTextW(ui().window, title.c_str());
+    };
+    host.layOut = layOut;
+    host.beginReveal = beginReveal;
+}
+
+} // namespace
+
+void bindHosts() {
+    bindEdit();
+    bindOpening();
+}
+
+} // namespace velkantrix

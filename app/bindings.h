@@ -1,0 +1,10 @@
+// bindings.h: the one place where the edit and the opening of files learn of the window and the
+// engine.
+#pragma once
+
+namespace velkantrix {
+
+// Once, before the window is made.
+void bindHosts();
+
+} // namespace velkantrix

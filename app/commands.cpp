@@ -1,0 +1,142 @@
+#include "app/commands.h"
+
+#include <windows.h>
+
+#include <algorithm>
+
+#include "app/command_table.h"
+#include "app/placing.h"
+#include "app/ui_state.h"
+#include "edit/edit_state.h"
+#include "edit/open_flow.h"
+#include "edit/timeline_map.h"
+
+namespace velkantrix {
+namespace {
+
+constexpr double SKIP = 5.0; // seconds of kept time
+constexpr double VOLUME_STEP = 0.05;
+
+PlaybackController* playback() {
+    return ui().playback.get();
+}
+
+bool isPlaying() {
+    return playback() && playback()->state() == PlaybackState::Playing;
+}
+
+void togglePlaying() {
+    if (!playback()) return;
+    if (isPlaying())
+        playback()->pause();
+    else
+        playFromHere();
+}
+
+void skip(double seconds) {
+    seekToEdited(currentEditedTime() + seconds);
+}
+
+// One frame of kept time, from a picture that stands still.
+void stepFrame(int frames) {
+    if (playback()) playback()->pause();
+    skip(frames * frameDuration());
+}
+
+void applyVolume() {
+    if (!playback()) return;
+    playback()->setVolume(ui().volume);
+    playback()->setMuted(ui().muted);
+}
+
+void changeVolume(double step) {
+    ui().volume = std::clamp(ui().volume + step, 0.0, 1.0);
+}
+
+void escape() {
+    if (ui().fullscreen) toggleFullscreen();
+}
+
+void videoClicked(std::uint16_t notification) {
+    if (notification != STN_CLICKED && notification != STN_DBLCLK) return;
+    togglePlaying();
+    // The first click of the two has toggled it already: now it plays, or doesn't, as before.
+    if (notification == STN_DBLCLK) toggleFullscreen();
+}
+
+void toggleZoom() {
+    ui().doubled = !ui().doubled;
+    sizeWindowToVideo();
+    InvalidateRect(ui().transport, nullptr, FALSE);
+}
+
+} // namespace
+
+void playFromHere() {
+    if (!playback() || !editState().videoLoaded) return;
+    if (isAtTheEnd(editState().clips, editState().playhead)) seekToEdited(0);
+    playback()->play();
+}
+
+void runCommand(std::uint16_t command, std::uint16_t notification) {
+    const EditState& edit = editState();
+    if (!mayRun(command, {.videoLoaded = edit.videoLoaded, .exportBusy = edit.exportBusy})) return;
+    switch (command) {
+    case COMMAND_OPEN:
+        openVideoCommand();
+        break;
+    case COMMAND_PLAY_PAUSE:
+        togglePlaying();
+        break;
+    case COMMAND_EXIT:
+        SendMessageW(ui().window, WM_CLOSE, 0, 0);
+        break;
+    case COMMAND_BACK:
+        skip(-SKIP);
+        break;
+    case COMMAND_FORWARD:
+        skip(SKIP);
+        break;
+    case COMMAND_VIDEO:
+        videoClicked(notification);
+        break;
+    case COMMAND_NEXT_FRAME:
+        stepFrame(1);
+        break;
+    case COMMAND_PREVIOUS_FRAME:
+        stepFrame(-1);
+        break;
+    case COMMAND_START:
+        seekToEdited(0);
+        break;
+    case COMMAND_END:
+        seekToEdited(editedDuration());
+        break;
+    case COMMAND_ESCAPE:
+        escape();
+        break;
+    case COMMAND_FULLSCREEN:
+        toggleFullscreen();
+        break;
+    case COMMAND_MUTE:
+        ui().muted = !ui().muted;
+        applyVolume();
+        break;
+    case COMMAND_LOUDER:
+        changeVolume(VOLUME_STEP);
+        ui().muted = false;
+        applyVolume();
+        break;
+    case COMMAND_SOFTER: // a muted sound stays muted
+        changeVolume(-VOLUME_STEP);
+        applyVolume();
+        break;
+    case COMMAND_ZOOM:
+        toggleZoom();
+        break;
+    default:
+        break;
+    }
+}
+
+} // namespace velkantrix

@@ -1,0 +1,157 @@
+// main.cpp: the start of the program, from top to bottom, and its one message loop.
+#include <windows.h>
+
+#include <commctrl.h>
+#include <shellapi.h>
+#include <shobjidl.h>
+
+#include <array>
+#include <string>
+#include <thread>
+
+#include "app/bindings.h"
+#include "app/command_table.h"
+#include "app/dark_mode.h"
+#include "app/layout.h"
+#include "app/main_window.h"
+#include "app/placing.h"
+#include "app/resource_ids.h"
+#include "app/ui_state.h"
+#include "edit/open_flow.h"
+#include "platform/handles.h"
+#include "platform/hresult.h"
+#include "platform/media_startup.h"
+#include "playback/end_scan.h"
+
+namespace velkantrix {
+namespace {
+
+template <class Policy>
+void setPolicy(PROCESS_MITIGATION_POLICY kind, DWORD flags) {
+    static_assert(sizeof(Policy) == sizeof flags);
+    SetProcessMitigationPolicy(kind, &flags, sizeof flags); // what the system can't do it doesn't
+}
+
+// Nothing is loaded into this process from outside, and it starts no others.
+void hardenProcess() {
+    setPolicy<PROCESS_MITIGATION_EXTENSION_POINT_DISABLE_POLICY>(ProcessExtensionPointDisablePolicy,
+                                                                 1);
+    // Not from the network, not from places of low trust, the system's own ones first.
+    setPolicy<PROCESS_MITIGATION_IMAGE_LOAD_POLICY>(ProcessImageLoadPolicy, 1 | 2 | 4);
+    setPolicy<DWORD>(static_cast<PROCESS_MITIGATION_POLICY>(13), 1); // no child processes
+}
+
+// The first argument, if it is a file. What else is there isn't looked at.
+std::wstring fileToOpen() {
+    struct ArgumentsTraits {
+        using Value = wchar_t**;
+        static Value none() { return nullptr; }
+        static void close(Value words) { LocalFree(words); }
+    };
+    int count = 0;
+    const UniqueHandle<ArgumentsTraits> words(CommandLineToArgvW(GetCommandLineW(), &count));
+    if (!words || count < 2) return {};
+    const wchar_t* const path = words.get()[1];
+    const DWORD attributes = GetFileAttributesW(path);
+    const bool isFile =
+        attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+    return isFile ? path : L"";
+}
+
+void registerClasses(HINSTANCE instance) {
+    WNDCLASSEXW transport = {};
+    transport.cbSize = sizeof transport;
+    transport.style = CS_HREDRAW | CS_VREDRAW;
+    transport.lpfnWndProc = transportProcedure;
+    transport.hInstance = instance;
+    transport.hCursor = LoadCursorW(nullptr, IDC_ARROW);
+    transport.lpszClassName = TRANSPORT_CLASS;
+    RegisterClassExW(&transport);
+
+    WNDCLASSEXW main = transport;
+    main.lpfnWndProc = mainWindowProcedure;
+    main.hIcon = LoadIconW(instance, MAKEINTRESOURCEW(ICON_ID));
+    main.hIconSm = main.hIcon;
+    main.hbrBackground = static_cast<HBRUSH>(GetStockObject(BLACK_BRUSH));
+    main.lpszClassName = MAIN_WINDOW_CLASS;
+    RegisterClassExW(&main);
+}
+
+HWND createMainWindow(HINSTANCE instance) {
+    return CreateWindowExW(WS_EX_ACCEPTFILES, MAIN_WINDOW_CLASS, L"Velkantrix", WS_OVERLAPPEDWINDOW,
+                           CW_USEDEFAULT, CW_USEDEFAULT, WINDOW_WIDTH, WINDOW_HEIGHT, nullptr,
+                           nullptr, instance, nullptr);
+}
+
+HACCEL createAccelerators() {
+    std::array<ACCEL, std::tuple_size_v<std::decay_t<decltype(acceleratorKeys())>>> entries{};
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        const AcceleratorKey& key = acceleratorKeys()[i];
+        entries[i] = {key.modifiers, key.key, key.command};
+    }
+    return CreateAcceleratorTableW(entries.data(), static_cast<int>(entries.size()));
+}
+
+// The first open of a video then waits for none of this. A thread that can't be started ends the
+// process.
+void warmUp() noexcept {
+    std::thread([] {
+        ignoreResult(startMedia(), "the open that needs it asks again");
+        LoadLibraryW(L"mfplay.dll");
+        LoadLibraryW(L"mfreadwrite.dll");
+    }).detach();
+}
+
+bool renameFieldHasFocus() {
+    return ui().renameField && GetFocus() == ui().renameField;
+}
+
+void runMessageLoop(HWND window, HACCEL accelerators) {
+    MSG message;
+    while (GetMessageW(&message, nullptr, 0, 0) > 0) {
+        // Bare keys are typed into the field, instead of cutting the video.
+        if (!renameFieldHasFocus()) {
+            if (TranslateAcceleratorW(window, accelerators, &message)) continue;
+            if (IsDialogMessageW(window, &message)) continue;
+        }
+        TranslateMessage(&message);
+        DispatchMessageW(&message);
+    }
+}
+
+void run(HINSTANCE instance, int show) {
+    hardenProcess();
+    ignoreResult(SetCurrentProcessExplicitAppUserModelID(L"Quorndelph.Velkantrix"),
+                 "the taskbar then groups by the program's path");
+    SetProcessDpiAwarenessContext(DPI_AWARENESS_CONTEXT_PER_MONITOR_AWARE_V2);
+    const HRESULT apartment = CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    const INITCOMMONCONTROLSEX controls = {sizeof controls, ICC_BAR_CLASSES};
+    InitCommonControlsEx(&controls);
+    const std::wstring path = fileToOpen();
+    darkenMenus();
+    bindHosts();
+    registerClasses(instance);
+    const HWND window = createMainWindow(instance);
+    const HACCEL accelerators = createAccelerators();
+    darkenTitleBar(window);
+    placeWindowFirst();
+    ShowWindow(window, show);
+    UpdateWindow(window);
+    if (path.empty())
+        warmUp();
+    else
+        openVideo(path);
+    runMessageLoop(window, accelerators);
+    DestroyAcceleratorTable(accelerators);
+    // A scan that is still reading would lose the ground under its feet; the process ends anyway.
+    if (endAllScans()) stopMedia();
+    if (SUCCEEDED(apartment)) CoUninitialize();
+}
+
+} // namespace
+} // namespace velkantrix
+
+int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int show) {
+    velkantrix::run(instance, show);
+    return 0;
+}

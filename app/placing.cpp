@@ -1,0 +1,117 @@
+#include "app/placing.h"
+
+#include <windows.h>
+
+#include <algorithm>
+
+#include "app/layout.h"
+#include "app/ui_state.h"
+#include "edit/edit_state.h"
+#include "edit/open_flow.h"
+#include "edit/rename.h"
+
+namespace velkantrix {
+namespace {
+
+MONITORINFO monitorOf(HWND window, DWORD fallback) {
+    MONITORINFO monitor = {};
+    monitor.cbSize = sizeof monitor;
+    GetMonitorInfoW(MonitorFromWindow(window, fallback), &monitor);
+    return monitor;
+}
+
+PixelRect rectOf(const RECT& rect) {
+    return {rect.left, rect.top, rect.right, rect.bottom};
+}
+
+void move(HWND window, HWND above, const PixelRect& place, UINT flags) {
+    SetWindowPos(window, above, place.left, place.top, place.right - place.left,
+                 place.bottom - place.top, flags);
+}
+
+void redrawVideo() {
+    if (ui().playback) ui().playback->requestRedraw();
+}
+
+void setStyle(DWORD remove, DWORD add) {
+    const auto style = static_cast<DWORD>(GetWindowLongPtrW(ui().window, GWL_STYLE));
+    SetWindowLongPtrW(ui().window, GWL_STYLE, static_cast<LONG_PTR>((style & ~remove) | add));
+}
+
+void enterFullscreen() {
+    UiState& state = ui();
+    state.placementBefore.length = sizeof state.placementBefore;
+    GetWindowPlacement(state.window, &state.placementBefore);
+    state.menuBefore = GetMenu(state.window);
+    state.fullscreen = true; // the messages that follow lay the window out
+    SetMenu(state.window, nullptr);
+    setStyle(WS_OVERLAPPEDWINDOW, WS_POPUP);
+    move(state.window, HWND_TOP,
+         rectOf(monitorOf(state.window, MONITOR_DEFAULTTONEAREST).rcMonitor),
+         SWP_NOOWNERZORDER | SWP_FRAMECHANGED);
+    POINT cursor = {};
+    GetCursorPos(&cursor);
+    state.transportHiding = {{cursor.x, cursor.y}, GetTickCount64()};
+}
+
+void leaveFullscreen() {
+    UiState& state = ui();
+    state.fullscreen = false;
+    setStyle(WS_POPUP, WS_OVERLAPPEDWINDOW);
+    SetMenu(state.window, state.menuBefore);
+    SetWindowPlacement(state.window, &state.placementBefore);
+    SetWindowPos(state.window, nullptr, 0, 0, 0, 0,
+                 SWP_NOMOVE | SWP_NOSIZE | SWP_NOZORDER | SWP_NOOWNERZORDER | SWP_FRAMECHANGED);
+}
+
+} // namespace
+
+void layOut() {
+    const UiState& state = ui();
+    if (IsIconic(state.window)) return;
+    RECT client = {};
+    GetClientRect(state.window, &client);
+    const ChildLayout layout = layOutChildren({client.right, client.bottom}, state.dpi,
+                                              state.fullscreen, openState().videoSize);
+    move(state.video, HWND_BOTTOM, layout.video, SWP_NOACTIVATE);
+    move(state.transport, HWND_TOP, layout.transport, SWP_NOACTIVATE);
+    InvalidateRect(state.window, nullptr, FALSE);
+}
+
+void sizeWindowToVideo() {
+    const UiState& state = ui();
+    const VideoSize video = openState().videoSize;
+    if (video.width <= 0 || video.height <= 0 || state.fullscreen || IsZoomed(state.window)) return;
+    const PixelSize client = clientSizeForVideo(video, state.doubled, state.dpi);
+    RECT frame = {0, 0, client.width, client.height};
+    AdjustWindowRectExForDpi(&frame, static_cast<DWORD>(GetWindowLongPtrW(state.window, GWL_STYLE)),
+                             TRUE, static_cast<DWORD>(GetWindowLongPtrW(state.window, GWL_EXSTYLE)),
+                             static_cast<UINT>(state.dpi));
+    RECT current = {};
+    GetWindowRect(state.window, &current);
+    const MONITORINFO monitor = monitorOf(state.window, MONITOR_DEFAULTTONEAREST);
+    const PixelRect place = placeInWorkArea({frame.right - frame.left, frame.bottom - frame.top},
+                                            rectOf(current), rectOf(monitor.rcWork));
+    move(state.window, nullptr, place, SWP_NOZORDER | SWP_NOACTIVATE);
+}
+
+void placeWindowFirst() {
+    const UiState& state = ui();
+    const MONITORINFO primary = monitorOf(state.window, MONITOR_DEFAULTTOPRIMARY);
+    move(state.window, nullptr, firstPlacement(rectOf(primary.rcWork), state.dpi),
+         SWP_NOZORDER | SWP_NOACTIVATE);
+}
+
+void toggleFullscreen() {
+    if (!ui().fullscreen && !editState().videoLoaded) return;
+    commitRename(true);
+    if (ui().fullscreen)
+        leaveFullscreen();
+    else
+        enterFullscreen();
+    layOut();
+    refreshUi();
+    redrawVideo();
+}
+
+} // namespace velkantrix
