@@ -90,8 +90,11 @@ void sizeWindowToVideo() {
     RECT current = {};
     GetWindowRect(state.window, &current);
     const MONITORINFO monitor = monitorOf(state.window, MONITOR_DEFAULTTONEAREST);
-    const PixelRect place = placeInWorkArea({frame.right - frame.left, frame.bottom - frame.top},
-                                            rectOf(current), rectOf(monitor.rcWork));
+    // No smaller than the system will let it be, or it would grow away from its middle.
+    const PixelSize size = {
+        std::max<std::int32_t>(frame.right - frame.left, S(LEAST_WINDOW_WIDTH)),
+        std::max<std::int32_t>(frame.bottom - frame.top, S(LEAST_WINDOW_HEIGHT))};
+    const PixelRect place = placeInWorkArea(size, rectOf(current), rectOf(monitor.rcWork));
     move(state.window, nullptr, place, SWP_NOZORDER | SWP_NOACTIVATE);
 }
 

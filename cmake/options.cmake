@@ -38,7 +38,8 @@ endif()
 
 # mingw's runtime goes into the program: nothing but the operating system is needed to run it.
 if(MINGW)
-  add_link_options(-static
+  add_compile_options(-ffunction-sections -fdata-sections)
+  add_link_options(-static -Wl,--gc-sections
     -Wl,--dynamicbase -Wl,--nxcompat -Wl,--high-entropy-va)
 endif()
 
