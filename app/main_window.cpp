@@ -1,8 +1,8 @@
 // main_window.cpp: the window's procedure unpacks each message and calls what it is for.
 #include "app/main_window.h"
 
+#include <commctrl.h>
 #include <shellapi.h>
-#include <windowsx.h>
 
 #include <array>
 #include <vector>
@@ -42,6 +42,20 @@ HWND createChild(HWND window, const wchar_t* kind, const wchar_t* title, DWORD s
                            GetModuleHandleW(nullptr), nullptr);
 }
 
+// The pictures are drawn by Direct3D. What the control itself would paint, in whatever colour the
+// system has for frames, would lie over them until the next one.
+LRESULT CALLBACK videoProcedure(HWND window, UINT message, WPARAM wide, LPARAM lng, UINT_PTR,
+                                DWORD_PTR) {
+    if (message == WM_ERASEBKGND) return 1;
+    if (message != WM_PAINT) return DefSubclassProc(window, message, wide, lng);
+    PAINTSTRUCT paint = {};
+    const HDC dc = BeginPaint(window, &paint);
+    if (!playback() || !playback()->enginePresented())
+        FillRect(dc, &paint.rcPaint, static_cast<HBRUSH>(GetStockObject(BLACK_BRUSH)));
+    EndPaint(window, &paint);
+    return 0;
+}
+
 void onCreate(HWND window) {
     UiState& state = ui();
     state.window = window;
@@ -51,6 +65,7 @@ void onCreate(HWND window) {
     DragAcceptFiles(window, TRUE);
     state.video =
         createChild(window, L"STATIC", L"Video preview", SS_NOTIFY | SS_BLACKRECT, COMMAND_VIDEO);
+    SetWindowSubclass(state.video, videoProcedure, 0, 0);
     state.transport = createChild(window, TRANSPORT_CLASS, L"", 0, 0);
     SetTimer(window, TICK_TIMER, IDLE_TICK, nullptr);
     sampleResourceStats(state.stats);
