@@ -38,6 +38,7 @@ RECIPES = {
                      f"-fps_mode vfr {h264(keyint=40)} {STEREO}",
     "audio-late": f"{picture()} -itsoffset 2.5 {tone(seconds=SECONDS - 3)} {h264()} {STEREO}",
     "audio-short": f"{picture()} {tone(seconds=5)} {h264()} {STEREO}",
+    "video-short": f"{picture(seconds=7)} {tone()} {h264()} {STEREO}",
     "video-only": f"{picture()} {h264()}",
     "two-audio": f"{picture()} {tone()} {tone(880)} -map 0 -map 1 -map 2 {h264()} {STEREO}",
     "mono": f"{picture()} {tone(rate=44100)} {h264()} {AAC} -ac 1",
