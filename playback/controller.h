@@ -72,6 +72,7 @@ public:
     [[nodiscard]] PlaybackState state() const { return picture_.state; }
     [[nodiscard]] double duration() const { return picture_.duration; } // seconds
     [[nodiscard]] double fps() const { return picture_.fps; }
+    [[nodiscard]] Ticks settledPts() const { return picture_.settledPts; } // of the last seek
     [[nodiscard]] bool enginePresented() const { return picture_.enginePresented; }
     [[nodiscard]] std::uint32_t enginePresentCount() const { return picture_.enginePresentCount; }
     [[nodiscard]] std::uint32_t previewPresentCount() const { return picture_.previewPresentCount; }

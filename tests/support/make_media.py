@@ -26,8 +26,21 @@ def h264(keyint=30, bframes=2, more=""):
 AAC = "-c:a aac -b:a 96k"
 STEREO = f"{AAC} -ac 2"
 
+# Every picture carries its number n: the left half has the luma 32 + 12 (n mod 16), the right half
+# 32 + 12 (n / 16), which survives coding and can be read from a screen. Up to 256 pictures.
+def numbered(rate, keyint, bframes):
+    luma = "if(lt(X\\,W/2)\\,32+12*mod(N\\,16)\\,32+12*floor(N/16))"
+    return f"-f lavfi -i color=gray:size=640x360:rate={rate},format=yuv420p,geq=lum='{luma}':cb=128:cr=128 " \
+           f"-frames:v 240 {h264(keyint=keyint, bframes=bframes)} -crf 14"
+
+
+NUMBERED = {f"numbered-{name}-{keyint}-{bframes}": numbered(rate, keyint, bframes)
+            for name, rate in (("25", "25"), ("2997", "30000/1001"), ("60", "60"))
+            for keyint in (30, 250) for bframes in (0, 3)}
+
 # What ffmpeg is told, but for the output's name.
 RECIPES = {
+    **NUMBERED,
     "closed": f"{picture()} {tone()} {h264()} {STEREO}",
     "audio-first": f"{picture()} {tone()} -map 1 -map 0 {h264()} {STEREO}",
     "open": f"{picture()} {tone()} {h264(more=':open-gop=1')} {STEREO}",

@@ -1,0 +1,82 @@
+"""The picture on screen is the one that was asked for, and no other was shown on the way.
+
+Each picture of the recordings carries its number. Seeks at random times, paused and playing; after each the
+screen is read, and the log of what was presented."""
+import os
+import random
+import subprocess
+import sys
+from pathlib import Path
+
+import conftest
+import pytest
+from window import PRESENT, pixel, screen
+
+sys.path.insert(0, str(conftest.ROOT / "tests" / "support"))
+from make_media import NUMBERED  # noqa: E402
+
+DRIVER = conftest.BUILD / "tests" / "e2e" / "show-pictures.exe"
+RATES = {"25": 25, "2997": 30000 / 1001, "60": 60}
+LONG = "VELKANTRIX_LONG" in os.environ
+NAMES = sorted(NUMBERED) if LONG else random.Random(3).sample(sorted(NUMBERED), 3)
+SEEKS = 200 if LONG else 25
+
+
+def number_on_screen():
+    pixels = screen()
+    digits = []
+    for x in (160, 480):  # the middle of each half
+        grey = sum(pixel(pixels, x, 180)) / 3
+        luma = 16 + grey * 219 / 255
+        digit = round((luma - 32) / 12)
+        assert abs(luma - 32 - 12 * digit) < 4, f"no number's grey: {grey}"
+        digits.append(digit)
+    return digits[0] + 16 * digits[1]
+
+
+def frame_at(seconds, rate):
+    """The picture that is shown at that time."""
+    return int(seconds * rate + 1e-6)
+
+
+def presents(folder):
+    return [match for match in map(PRESENT.match, (folder / "present.log").read_text().splitlines()) if match]
+
+
+@pytest.mark.parametrize("name", NAMES)
+def test_each_seek_shows_its_picture_and_no_other(name, media, tmp_path):
+    rate = RATES[name.split("-")[1]]
+    words = [conftest.RUN, str(DRIVER), conftest.windows_path(media / f"{name}.mp4"), "7", str(SEEKS)]
+    process = subprocess.Popen(words, cwd=tmp_path, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True,
+                               env={**os.environ, "VELKANTRIX_PRESENTLOG": "1"})
+    seen = 0
+    for line in process.stdout:
+        target, settled, playing = (int(word) for word in line.split())
+        asked = frame_at(target / 1e7, rate)
+        last = presents(tmp_path)[-1]
+        shown = frame_at(float(last["tick"]) + 0.001, rate)
+        where = f"{name}, seek {seen} to {target / 1e7} s, playing {playing}"
+        assert number_on_screen() == shown, where
+        # One that plays may have gone on to the next by the time it is drawn.
+        assert frame_at(settled / 1e7 + 0.001, rate) - asked in ((0, 1) if playing else (0,)), where
+        if not playing:
+            assert shown == asked, where
+        seen += 1
+        process.stdin.write("\n")
+        process.stdin.flush()
+    assert process.wait() == 0
+    assert seen == SEEKS
+    check_log(presents(tmp_path), rate)
+
+
+def check_log(lines, rate):
+    """While a seek is awaited nothing is presented but the frame that it awaits."""
+    landings = 0
+    for line in lines:
+        assert line["owner"] != "preview"
+        if line["owner"] == "frozen":
+            landings += 1
+            assert abs(float(line["tick"]) - float(line["target"])) <= 1.25 / rate + 0.001
+        else:
+            assert line["target"] == "-0.000"
+    assert landings == SEEKS
