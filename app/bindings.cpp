@@ -92,8 +92,7 @@ void bindEdit() {
     };
 }
 
-void bindOpening() {
-    OpenHost& host = openHost();
+void bindQuestions(OpenHost& host) {
     host.chooseFile = [] {
         return chooseVideoFile(ui().window);
     };
@@ -110,6 +109,9 @@ void bindOpening() {
     host.showWarning = [](const std::wstring& text) {
         showWarningBox(ui().window, text);
     };
+}
+
+void bindFiles(OpenHost& host) {
     host.absolutePath = [](const std::wstring& path) {
         const std::wstring full = absolutePath(path);
         return full.empty() ? path : full;
@@ -137,7 +139,22 @@ void bindOpening() {
     };
     host.removeRecent = [](std::size_t) {
     };
+}
 
+void bindEngine(OpenHost& host) {
+    host.openEngine = openEngine;
+    host.closeEngine = [] {
+        playback()->close();
+    };
+    host.engineDuration = [] {
+        return playback()->duration();
+    };
+    host.engineVideoSize = engineVideoSize;
+    host.play = playFromHere;
+    host.applyVolume = applyVolume;
+}
+
+void bindWindow(OpenHost& host) {
     host.dropGestures = [] {
         ui().scrubbing = false;
     };
@@ -151,17 +168,6 @@ void bindOpening() {
     };
     host.repaint = editHost().repaint;
 
-    host.openEngine = openEngine;
-    host.closeEngine = [] {
-        playback()->close();
-    };
-    host.engineDuration = [] {
-        return playback()->duration();
-    };
-    host.engineVideoSize = engineVideoSize;
-    host.play = playFromHere;
-    host.applyVolume = applyVolume;
-
     host.sizeWindowToVideo = sizeWindowToVideo;
     host.setTitle = [](const std::wstring& title) {
         SetWindowTextW(ui().window, title.c_str());
@@ -174,7 +180,11 @@ void bindOpening() {
 
 void bindHosts() {
     bindEdit();
-    bindOpening();
+    OpenHost& host = openHost();
+    bindQuestions(host);
+    bindFiles(host);
+    bindEngine(host);
+    bindWindow(host);
 }
 
 } // namespace velkantrix

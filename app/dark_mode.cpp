@@ -4,6 +4,7 @@
 
 #include "app/palette.h"
 #include "platform/hresult.h"
+#include "platform/library.h"
 
 namespace velkantrix {
 namespace {
@@ -23,20 +24,16 @@ void setAttribute(HWND window, DWORD attribute, DWORD value) {
                  "older systems don't know it");
 }
 
-template <class Function>
-Function* byNumber(HMODULE library, WORD number) {
-    return reinterpret_cast<Function*>(
-        reinterpret_cast<void*>(GetProcAddress(library, MAKEINTRESOURCEA(number))));
-}
-
 } // namespace
 
 void darkenMenus() {
-    const HMODULE library = LoadLibraryExW(L"uxtheme.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
-    if (!library) return;
-    if (const auto setMode = byNumber<int WINAPI(int)>(library, SET_PREFERRED_APP_MODE))
+    const HMODULE library = loadSystemLibrary(L"uxtheme.dll");
+    if (const auto setMode =
+            findFunction<int WINAPI(int)>(library, MAKEINTRESOURCEA(SET_PREFERRED_APP_MODE)))
         setMode(ALWAYS_DARK);
-    if (const auto flush = byNumber<void WINAPI()>(library, FLUSH_MENU_THEMES)) flush();
+    if (const auto flush =
+            findFunction<void WINAPI()>(library, MAKEINTRESOURCEA(FLUSH_MENU_THEMES)))
+        flush();
 }
 
 void darkenTitleBar(HWND window) {

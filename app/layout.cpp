@@ -88,7 +88,7 @@ ChildLayout layOutChildren(PixelSize client, std::int32_t dpi, bool fullscreen, 
 
 PixelSize clientSizeForVideo(VideoSize video, bool doubled, std::int32_t dpi) {
     const std::int64_t factor = doubled ? 2 : 1;
-    return {withinPixels(factor * video.width + 2 * scaledPixels(MARGIN, dpi)),
+    return {withinPixels(factor * video.width + 2LL * scaledPixels(MARGIN, dpi)),
             withinPixels(factor * video.height + scaledPixels(BELOW_VIDEO, dpi))};
 }
 

@@ -46,7 +46,7 @@ std::wstring fileToOpen() {
     struct ArgumentsTraits {
         using Value = wchar_t**;
         static Value none() { return nullptr; }
-        static void close(Value words) { LocalFree(words); }
+        static void close(Value words) { LocalFree(static_cast<void*>(words)); }
     };
     int count = 0;
     const UniqueHandle<ArgumentsTraits> words(CommandLineToArgvW(GetCommandLineW(), &count));

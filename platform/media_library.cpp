@@ -11,31 +11,23 @@
 #include <mfidl.h>
 #include <mfreadwrite.h>
 
+#include "platform/library.h"
+
 namespace {
 
 constexpr HRESULT MISSING = HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND);
 
 // Never freed: Media Foundation has threads of its own until the process ends.
-HMODULE systemLibrary(const wchar_t* name) {
-    return LoadLibraryExW(name, nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
-}
-
-template <class Function>
-Function* find(HMODULE library, const char* name) {
-    if (!library) return nullptr;
-    return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(library, name)));
-}
-
 template <class Function>
 Function* platformFunction(const char* name) {
-    static const HMODULE library = systemLibrary(L"mfplat.dll");
-    return find<Function>(library, name);
+    static const HMODULE library = velkantrix::loadSystemLibrary(L"mfplat.dll");
+    return velkantrix::findFunction<Function>(library, name);
 }
 
 template <class Function>
 Function* readWriteFunction(const char* name) {
-    static const HMODULE library = systemLibrary(L"mfreadwrite.dll");
-    return find<Function>(library, name);
+    static const HMODULE library = velkantrix::loadSystemLibrary(L"mfreadwrite.dll");
+    return velkantrix::findFunction<Function>(library, name);
 }
 
 } // namespace

@@ -26,6 +26,9 @@ struct BstrTraits {
 };
 using UniqueBstr = UniqueHandle<BstrTraits>;
 
+constexpr const char* TOLD_BY_EVENTS =
+    "an engine that doesn't follow says so by events, or not at all";
+
 // Notices of the file that was open before, still in the queue.
 void removeNotices(HWND window) {
     MSG message;
@@ -133,12 +136,11 @@ HRESULT PlaybackController::startEngine() {
     ignoreResult(engine->SetAutoPlay(FALSE), "it is the engine's default");
     setVolume(volume_);
     setMuted(muted_);
-    constexpr const char* REASON = "an engine that doesn't follow says so by events, or not at all";
-    attachEngine(picture_, {.play = [engine] { ignoreResult(engine->Play(), REASON); },
-                            .pause = [engine] { ignoreResult(engine->Pause(), REASON); },
+    attachEngine(picture_, {.play = [engine] { ignoreResult(engine->Play(), TOLD_BY_EVENTS); },
+                            .pause = [engine] { ignoreResult(engine->Pause(), TOLD_BY_EVENTS); },
                             .setCurrentTime =
                                 [engine](double seconds) {
-                                    ignoreResult(engine->SetCurrentTime(seconds), REASON);
+                                    ignoreResult(engine->SetCurrentTime(seconds), TOLD_BY_EVENTS);
                                 },
                             .currentTime =
                                 [engine] {

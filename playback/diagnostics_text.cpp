@@ -52,7 +52,8 @@ void takeProcessorTimes(ResourceStats& stats, const ProcessorTimes& now, std::ui
     if (stats.lastTick != 0) {
         const std::uint64_t used =
             (now.user - stats.lastUserTime) + (now.kernel - stats.lastKernelTime);
-        const auto busy = static_cast<double>(used / TIMES_PER_MILLISECOND);
+        const std::uint64_t wholeMilliseconds = used / TIMES_PER_MILLISECOND;
+        const auto busy = static_cast<double>(wholeMilliseconds);
         const double elapsed =
             now.tick > stats.lastTick ? static_cast<double>(now.tick - stats.lastTick) : 0;
         const double share = busy / (std::max(processors, 1U) * elapsed) * 100;

@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "platform/hresult.h"
+#include "platform/library.h"
 #include "playback/open_rules.h"
 #include "playback/shader_source.h"
 
@@ -21,11 +22,8 @@ constexpr UINT BYTES_PER_PIXEL = 4;
 
 // Loaded at first use and kept: only programs that play something need it.
 HRESULT compileShader(const char* entry, const char* target, ComPtr<ID3DBlob>& code) {
-    static const HMODULE library =
-        LoadLibraryExW(L"d3dcompiler_47.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
-    if (!library) return HRESULT_FROM_WIN32(ERROR_MOD_NOT_FOUND);
-    const auto compile = reinterpret_cast<pD3DCompile>(
-        reinterpret_cast<void*>(GetProcAddress(library, "D3DCompile")));
+    static const HMODULE library = loadSystemLibrary(L"d3dcompiler_47.dll");
+    const auto compile = findFunction<decltype(D3DCompile)>(library, "D3DCompile");
     if (!compile) return HRESULT_FROM_WIN32(ERROR_PROC_NOT_FOUND);
     return compile(SHADER_SOURCE, std::strlen(SHADER_SOURCE), nullptr, nullptr, nullptr, entry,
                    target, 0, 0, code.put(), nullptr);
@@ -250,7 +248,7 @@ void releasePresenter(Presenter& p) {
         p.context->Flush();
     }
     ComPtr<ID3D11DeviceContext> context = std::move(p.context);
-    ComPtr<IMFDXGIDeviceManager> manager = std::move(p.deviceManager);
+    const ComPtr<IMFDXGIDeviceManager> manager = std::move(p.deviceManager);
     p = {}; // everything that hangs on the device, then the context, and the manager last
     context.reset();
 }
