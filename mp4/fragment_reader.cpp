@@ -6,6 +6,7 @@
 
 #include "mp4/avc.h"
 #include "mp4/box_walk.h"
+#include "mp4/sample_budget.h"
 
 namespace velkantrix {
 bool FragmentReader::Open(const std::filesystem::path& path) {
@@ -209,7 +210,7 @@ std::optional<ByteView> FragmentReader::readSample(const SampleRecord& record) {
 }
 
 void FragmentReader::allowAllOfFile() {
-    sampleBytesLeft_ = file_.sampleBytes();
+    sampleBytesLeft_ = mostSampleBytesBetweenSeeks(file_);
     prefetchBytesLeft_ = fileLength_;
 }
 

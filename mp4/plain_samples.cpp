@@ -7,6 +7,7 @@
 
 #include "mp4/box_walk.h"
 #include "mp4/edit_list.h"
+#include "mp4/sample_budget.h"
 #include "mp4/track_boxes.h"
 #include "mp4/video_index.h"
 
@@ -105,7 +106,7 @@ void PlainSamples::goTo(std::uint64_t sample) {
     next_ = sample;
     cursors_ = cursorsAtStart();
     nextSync_ = 0;
-    sampleBytesLeft_ = file_.sampleBytes();
+    sampleBytesLeft_ = mostSampleBytesBetweenSeeks(file_);
 }
 
 bool PlainSamples::seekToSync(std::int64_t pts) {
