@@ -38,7 +38,8 @@ struct InputFile {
 InputFile OpenForRandomAccess(const std::filesystem::path& path);
 InputFile openForSequentialScan(const std::filesystem::path& path);
 
-// The size in bytes that the folder gives for a file; nothing when there is none or it is a folder.
+// A file's size in bytes by its attributes, for which it need not be open to reading; nothing when
+// there is none or it is a folder.
 std::optional<std::uint64_t> fileSizeFromAttributes(const std::filesystem::path& path);
 
 // Reads exactly `length` bytes from `offset` on. False when they aren't all there; where they would

@@ -25,7 +25,7 @@ TEST(OpenFiles, OneThatNobodyElseMayReadIsNone) {
     ASSERT_NE(only, INVALID_HANDLE_VALUE);
     EXPECT_FALSE(OpenForRandomAccess(temp.path()));
     EXPECT_EQ(ProbeFile(temp.path()), ProbeResult{});
-    EXPECT_EQ(fileSizeFromAttributes(temp.path()), ftyp().size()); // asks the folder
+    EXPECT_EQ(fileSizeFromAttributes(temp.path()), ftyp().size()); // its attributes
     CloseHandle(only);
     EXPECT_TRUE(OpenForRandomAccess(temp.path()));
 }

@@ -173,6 +173,15 @@ TEST_F(PlainSamplesTest, SamplesMayReadAFileFourTimesOver) {
     }
 }
 
+// Not a byte more: nothing is left for the last one.
+TEST_F(PlainSamplesTest, OneByteMoreThanFourTimesTheFileIsTooMuch) {
+    const Bytes stbl = join(
+        {stts({{5, 1}}), stsz({1000, 1000, 1000, 1000, 1}), stsc({{1, 1}}), stco({0, 0, 0, 0, 0})});
+    ASSERT_TRUE(openWith(stbl, {}, 1000));
+    EXPECT_EQ(rest().size(), 4u);
+    EXPECT_EQ(end, WalkOutcome::Failed);
+}
+
 TEST_F(PlainSamplesTest, OpenNeedsTheTables) {
     const std::vector<Bytes> needed = {stts({{1, 10}}), stsz({100}), stsc({{1, 1}}), stco({1000})};
     for (std::size_t missing = 0; missing < needed.size(); ++missing) {
@@ -192,6 +201,8 @@ TEST_F(PlainSamplesTest, OpenNeedsAPlainFileWithAVideoTrack) {
     EXPECT_FALSE(samples.open(TempFile(ftyp()).path()));
     const Bytes sound = box("moov", trak(1, 600, "soun", threeSamples()));
     EXPECT_FALSE(samples.open(TempFile(join({ftyp(), sound})).path()));
+    const Bytes bare = box("mdia", join({mdhd(600), hdlr("vide"), box("minf")}));
+    EXPECT_FALSE(samples.open(TempFile(join({ftyp(), box("moov", box("trak", bare))})).path()));
     EXPECT_TRUE(samples.open(TempFile(plainFile(threeSamples())).path()));
     EXPECT_FALSE(samples.open(TempFile(join({plainFile(threeSamples()), box("moof")})).path()));
     EXPECT_FALSE(samples.file());

@@ -121,6 +121,23 @@ TEST(ScarceMemory, ATableThatDoesNotFitIsNone) {
     expectNoneFor(fragmentedFile(TRACKS, tables));
 }
 
+TEST(ScarceMemory, AnAudioTableThatDoesNotFitIsNone) {
+    const std::vector<TfraEntry> entries(SCARCE / 22 - 100);
+    for (const Bytes& tables :
+         {tfra(2, entries, 0), join({TABLES, box("free", Bytes().fill(PLENTY))})}) {
+        const Bytes content = fragmentedFile(TRACKS, tables);
+        const TempFile temp(content);
+        const InputFile file = OpenForRandomAccess(temp.path());
+        RandomAccessTable table(1);
+        {
+            const ScarceMemory scarce(SCARCE);
+            EXPECT_FALSE(ReadAudioRandomAccess(file, content.size(), 2, table));
+        }
+        EXPECT_TRUE(table.empty());
+        EXPECT_TRUE(ReadAudioRandomAccess(file, content.size(), 2, table));
+    }
+}
+
 // Three parameter sets: their list is longer than they are while it grows.
 TEST(ScarceMemory, ParameterSetsThatDoNotFitAreNone) {
     Bytes record = Bytes{1, 0x64, 0, 0x1E, 0xFF, 0xE3};

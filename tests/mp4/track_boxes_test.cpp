@@ -121,6 +121,20 @@ TEST_F(ReadTrackBoxes, AnotherHandlerBoxTakesNothingBack) {
     EXPECT_TRUE(read(box("mdia", join({hdlr("soun"), hdlr("text")}))).isSound);
 }
 
+TEST_F(ReadTrackBoxes, OneHandlerDoesNotHinderTheOther) {
+    for (const Bytes& both :
+         {join({hdlr("vide"), hdlr("soun")}), join({hdlr("soun"), hdlr("vide")})}) {
+        const TrackBoxes track = read(box("mdia", both));
+        EXPECT_TRUE(track.isVideo);
+        EXPECT_TRUE(track.isSound);
+        EXPECT_TRUE(find(box("trak", box("mdia", join({mdhd(1000), both})))));
+    }
+}
+
+TEST_F(ReadTrackBoxes, AShortBoxBehindAWholeOneReadsAsZero) {
+    EXPECT_EQ(read(join({tkhd(3), box("tkhd", Bytes().fill(15, 7))})).trackId, 0u);
+}
+
 TEST_F(ReadTrackBoxes, OfSeveralBoxesTheLastCounts) {
     const TrackBoxes track =
         read(join({tkhd(1), tkhd(2), elst({{1, 0}}), elst({}),
