@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 #include <new>
+#include <tuple>
 
 #include "mp4/box_walk.h"
 #include "mp4/track_description.h"
@@ -10,8 +11,10 @@
 namespace velkantrix {
 namespace {
 
+// By time. Of equal times, of which a lookup takes the last, the order is the same everywhere.
 bool earlier(const RandomAccessEntry& a, const RandomAccessEntry& b) {
-    return a.time < b.time;
+    return std::tie(a.time, a.offset, a.trafNumber, a.trunNumber, a.sampleNumber) <
+           std::tie(b.time, b.offset, b.trafNumber, b.trunNumber, b.sampleNumber);
 }
 
 VideoTrackIndex loadIndex(const std::filesystem::path& path) {

@@ -124,6 +124,22 @@ TEST(LoadVideoTrackIndex, KeyframesAreSortedByTime) {
     EXPECT_EQ(load(plainFile(trak(1, 1000, "vide", tables))).randomAccess, plainKeyframes());
 }
 
+TEST(LoadVideoTrackIndex, KeyframesOfOneTimeAreSortedByTheirPlace) {
+    // The second chunk lies in front of the first.
+    const Bytes tables = join({stsd(avc1(64, 48)), stts({{4, 0}}), stss({1, 2, 3, 4}),
+                               stsz({100, 20, 30, 40}), stsc({{1, 2}}), stco({1000, 500})});
+    EXPECT_EQ(load(plainFile(trak(1, 1000, "vide", tables))).randomAccess,
+              (RandomAccessTable{{0, 500, 30}, {0, 530, 40}, {0, 1000, 100}, {0, 1100, 20}}));
+}
+
+// Samples that the times don't reach have 0.
+TEST(LoadVideoTrackIndex, APlainFilesKeyframesAreSortedByTimeNotByNumber) {
+    const Bytes tables = join({stsd(avc1(64, 48)), stts({{2, 10}}), stss({2, 4}),
+                               stsz({100, 20, 30, 40}), stsc({{1, 4}}), stco({1000})});
+    EXPECT_EQ(load(plainFile(trak(1, 1000, "vide", tables))).randomAccess,
+              (RandomAccessTable{{0, 1150, 40}, {10, 1100, 20}}));
+}
+
 // Of 256 MiB and more; what isn't written is zeros and takes no room.
 TEST(LoadVideoTrackIndex, AMoovMayBeLongButNotLongerThanItsLimit) {
     ASSERT_EQ(MAX_MOOV_BYTES, 268435456u);
