@@ -140,7 +140,8 @@ AudioTrackInfo loadAudio(const std::filesystem::path& path) {
 } // namespace
 
 void readVideoTrack(ByteView moov, VideoTrackIndex& index) {
-    const auto track = findVideoTrack(moov);
+    const VideoTrackSearch search = findVideoTrack(moov);
+    const auto& track = search.track;
     if (!track) return;
     index.trackId = track->trackId;
     index.timescale = track->timescale;
