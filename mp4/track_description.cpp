@@ -142,6 +142,8 @@ AudioTrackInfo loadAudio(const std::filesystem::path& path) {
 void readVideoTrack(ByteView moov, VideoTrackIndex& index) {
     const VideoTrackSearch search = findVideoTrack(moov);
     const auto& track = search.track;
+    const bool regular = search.moovRegular && search.traksRegular;
+    index.moov = regular ? MoovState::Whole : MoovState::Irregular;
     if (!track) return;
     index.trackId = track->trackId;
     index.timescale = track->timescale;

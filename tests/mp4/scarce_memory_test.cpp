@@ -93,6 +93,7 @@ void expectNoneFor(const Bytes& content) {
         const VideoTrackIndex video = LoadVideoTrackIndex(temp.path());
         EXPECT_FALSE(video.valid);
         EXPECT_EQ(video.timescale, 0u);
+        EXPECT_EQ(video.moov, MoovState::NoMemory);
         EXPECT_FALSE(LoadAudioTrackInfo(temp.path()).valid);
     }
     EXPECT_TRUE(LoadVideoTrackIndex(temp.path()).valid);

@@ -140,6 +140,35 @@ TEST(LoadVideoTrackIndex, APlainFilesKeyframesAreSortedByTimeNotByNumber) {
               (RandomAccessTable{{0, 1150, 40}, {10, 1100, 20}}));
 }
 
+TEST(LoadVideoTrackIndex, WhatCameOfTheMoovIsTold) {
+    const Bytes video = videoTrak(7, 1000), sound = soundTrak(1, 48000);
+    Bytes tooLarge = sound, openAtStart = sound;
+    tooLarge[0] = 1;
+    openAtStart = box("trak", Bytes().fill(92).add(withoutHeader(sound)));
+    EXPECT_EQ(LoadVideoTrackIndex(TempFile::unusedPath()).moov, MoovState::Missing);
+    const struct {
+        Bytes file;
+        MoovState state;
+    } rows[] = {
+        {{}, MoovState::Missing},
+        {join({ftyp(), openBox("mdat", box("moov", video))}), MoovState::Missing},
+        {repeated(box("free"), 70).add(plainFile(video)), MoovState::Missing},
+        {join({ftyp(), box("moof"), box("moov", video)}), MoovState::Missing},
+        {join({ftyp(), boxOfSize("moov", 5000, video)}), MoovState::Unreadable},
+        {plainFile({}), MoovState::Whole},
+        {plainFile(sound), MoovState::Whole},
+        {plainFile(video), MoovState::Whole},
+        {fragmentedFile(video, {}), MoovState::Whole},
+        {plainFile(join({tooLarge, video})), MoovState::Irregular},
+        {plainFile(openAtStart), MoovState::Irregular},
+        {plainFile(join({video, openAtStart})), MoovState::Irregular},
+        {fragmentedFile(join({video, tooLarge}), tfra(7, {{}})), MoovState::Irregular},
+    };
+    for (std::size_t i = 0; i < std::size(rows); ++i) {
+        EXPECT_EQ(load(rows[i].file).moov, rows[i].state) << i;
+    }
+}
+
 // Of 256 MiB and more; what isn't written is zeros and takes no room.
 TEST(LoadVideoTrackIndex, AMoovMayBeLongButNotLongerThanItsLimit) {
     ASSERT_EQ(MAX_MOOV_BYTES, 268435456u);
@@ -149,6 +178,7 @@ TEST(LoadVideoTrackIndex, AMoovMayBeLongButNotLongerThanItsLimit) {
         const VideoTrackIndex index = LoadVideoTrackIndex(temp.path());
         EXPECT_EQ(index.valid, size == 268435456) << size;
         EXPECT_EQ(index.trackId, size == 268435456 ? 7u : 0u) << size;
+        EXPECT_EQ(index.moov, size == 268435456 ? MoovState::Whole : MoovState::TooLong) << size;
     }
 }
 
