@@ -12,10 +12,12 @@ import reference
     ("plain-b0", 0), ("plain-b2", -1024), ("plain-b4", -1024), ("plain-audio-late", -1024),
     ("plain-video-late", 23040 - 1024), ("plain-trimmed", -1024 - 23040), ("plain-no-edit-list", 0),
     ("plain-two-tracks-each", -1024)])
-def test_edit_lists_are_left_out_of_the_times(tool, files, raw, name, offset):
+def test_edit_lists_are_left_out_of_the_times_and_told_beside_them(tool, files, raw, name, offset):
     track = raw(name).first("vide")
     assert raw(name).edit_offset(track) == offset
-    times = {s["offset"]: s["pts"] for s in tool.read(files[name], "--samples")["samples"]}
+    answer = tool.read(files[name], "--samples")
+    assert answer["editOffset"] == offset
+    times = {s["offset"]: s["pts"] for s in answer["samples"]}
     packets = reference.of_ffprobe(files[name], track.id, edit_list=True)
     assert {pts - times[place] for pts, _, _, place, *_ in packets} == {offset}
 
