@@ -236,6 +236,15 @@ TEST(PlainSamplesDamage, TablesThatDoNotHoldWhatTheyStateDoNotEnd) {
          [](Tables& t) {
              t.stss = longer(t.stss, 4);
          }},
+        {"an entry behind stco",
+         [](Tables& t) {
+             t.stco = longer(t.stco, 4);
+         }},
+        {"stco states fewer, of chunks that were not full",
+         [](Tables& t) {
+             t.stsc = stsc({{1, 4}});
+             t.stco = counting(t.stco, 1);
+         }},
         {"sizes behind one for all",
          [](Tables& t) {
              t.stsz[8 + 4 + 3] = 100;

@@ -136,6 +136,10 @@ TEST_F(ReadTrackBoxes, AShortBoxBehindAWholeOneReadsAsZero) {
     EXPECT_EQ(read(join({tkhd(3), box("tkhd", Bytes().fill(15, 7))})).trackId, 0u);
 }
 
+TEST_F(ReadTrackBoxes, ALaterEdtsWithoutAListHasNone) {
+    EXPECT_FALSE(read(join({elst({{1, 0}}), box("edts")})).elst);
+}
+
 TEST_F(ReadTrackBoxes, OfSeveralBoxesTheLastCounts) {
     const TrackBoxes track =
         read(join({tkhd(1), tkhd(2), elst({{1, 0}}), elst({}),
