@@ -11,7 +11,7 @@ bool hasPrefix(const std::wstring& path) {
 } // namespace
 
 std::wstring pathOfAnyLength(const std::wstring& path, const std::wstring& full) {
-    if (full.size() < LONG_PATH || hasPrefix(path) || hasPrefix(full)) return path;
+    if (full.size() < LONG_PATH || hasPrefix(full)) return path;
     if (full.starts_with(L"\\\\")) return L"\\\\?\\UNC" + full.substr(1);
     return L"\\\\?\\" + full;
 }
