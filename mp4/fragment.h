@@ -95,6 +95,10 @@ struct TrackRun {
     [[nodiscard]] std::uint32_t recordsIn(ByteView payload) const;
     // The payload has bytes for more records than are stated.
     [[nodiscard]] bool hasRoomForMore(ByteView payload) const;
+    // Whether a sample, one of recordsIn, is a keyframe. What neither the run nor the header says
+    // of it counts as yes.
+    [[nodiscard]] bool isSync(std::uint32_t sample, ByteView payload,
+                              const TrackFragmentHeader& header) const;
 };
 
 // Of a payload of at least 8 bytes.

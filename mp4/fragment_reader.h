@@ -49,8 +49,10 @@ public:
     // Goes to the last keyframe at or before `seconds`, as FindKeyframeAtOrBefore understands it.
     // Its time becomes the table's; that moves all samples behind it likewise. Of a table's entry
     // only the sample's number is used, and counts in all runs of the track's together: on purpose.
-    // A number that the fragment doesn't have means its first sample. False when there is no table
-    // or the fragment has no samples; the reader then stays where it was.
+    // A number that the fragment doesn't have means its first sample. Where that sample says that
+    // it is no keyframe, a byte stream begins at the nearest entry in front that names one, within
+    // the limits of keyframe_look_back.h. False when there is no table or the fragment has no
+    // samples; the reader then stays where it was.
     [[nodiscard]] bool Seek(double seconds);
 
     // Returns sample.hasPayload. That is false at the end and on errors, and of samples too short
@@ -80,14 +82,17 @@ private:
     enum class Load { Done, NoSamples, Failed };
 
     bool finishOpening(const std::filesystem::path& path);
-    Load LoadFragmentAt(std::uint64_t offset);
+    Load parseFragment(const FileBox& box, std::uint64_t nextDecodeTime, FragmentTrack& track);
     Load loadFragment(const FileBox& box);
+    void take(FragmentTrack&& track, const FileBox& box);
+    bool begin(const RandomAccessEntry& entry, std::uint64_t nextDecodeTime);
+    bool beginIn(const FileBox& box, const RandomAccessEntry& entry, std::uint64_t nextDecodeTime,
+                 bool onlyIfSync);
     void computeDuration();
     void allowAllOfFile();
     void unload();
     void pass(std::uint64_t offset);
     [[nodiscard]] ReadOutcome outcomeAtFileEnd() const;
-    [[nodiscard]] std::uint64_t sampleOf(const RandomAccessEntry& entry) const;
     void prefetch();
     // Its bytes, until the next call; nothing when they can't be read. Throws std::bad_alloc.
     std::optional<ByteView> readSample(const SampleRecord& record);

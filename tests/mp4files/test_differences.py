@@ -4,6 +4,8 @@ import mp4_files
 import pytest
 import reference
 
+IDR = 5  # a NAL unit's type
+
 
 # ---- times ------------------------------------------------------------------------------------------
 
@@ -138,6 +140,25 @@ def test_entries_of_a_table_count_as_keyframes_whatever_their_samples_say(tool, 
     starts = [file.fragment_samples(m, track)[0] for m in file.moofs if file.fragment_samples(m, track)]
     assert any(not s.key for s in starts)
     assert len(tool.read(files["fragmented-short"])["video"]["randomAccess"]) == len(starts)
+
+
+@pytest.mark.parametrize("seconds", ["0", "1", "2", "9"])
+@pytest.mark.parametrize("name", ["fragmented-short", "fragmented-one-group"])
+def test_the_keyframe_fetched_is_one_whatever_the_table_names(tool, files, raw, name, seconds):
+    file, track = raw(name), raw(name).first("vide")
+    entry, sample = reference.keyframe_for(file, track, float(seconds))
+    assert IDR in reference.unit_types(file.bytes(sample))
+    answer = tool.read(files[name], "--keyframe", seconds)
+    expected = reference.annex_b(bytes.fromhex(answer["video"]["avcConfig"]), file.bytes(sample))
+    assert answer["keyframe"] == {"ok": True, "timeSeconds": entry["time"] / track.timescale, "size": len(expected),
+                                  "crc32": reference.crc(expected)}
+
+
+def test_a_recording_of_one_group_of_pictures_has_one_keyframe(tool, files, raw):
+    name = "fragmented-one-group"
+    assert len(raw(name).random_access(raw(name).first("vide"))) > 3
+    found = [tool.read(files[name], "--keyframe", s)["keyframe"] for s in ("0", "1", "2", "9")]
+    assert found[0]["ok"] and found[1:] == found[:1] * 3
 
 
 def test_a_table_that_names_another_tracks_part_of_a_fragment_means_the_first_of_its_own(tool, files, raw):
