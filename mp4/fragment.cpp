@@ -137,9 +137,26 @@ void parseTrackFragment(ByteView traf, FragmentTrack& track) {
     track.nextDecodeTime = parser.decodeTime();
 }
 
+// As many as the truns' bytes have records, whatever they state.
+void reserveFor(ByteView moofPayload, FragmentTrack& track) {
+    std::size_t records = 0;
+    WalkChildren(moofPayload, [&](BoxType trafType, ByteView traf) {
+        if (trafType != boxType("traf")) return;
+        const auto header = readTrackFragmentHeader(traf);
+        if (!header || header->trackId != track.trackId) return;
+        WalkChildren(traf, [&](BoxType type, ByteView payload) {
+            if (type != boxType("trun") || payload.size() < 8) return;
+            const TrackRun run = readTrackRun(payload);
+            records += run.recordBytes == 0 ? 1 : run.recordsIn(payload);
+        });
+    });
+    track.samples.reserve(records);
+}
+
 } // namespace
 
 void ParseFragment(ByteView moofPayload, FragmentTrack& track) {
+    reserveFor(moofPayload, track);
     const bool whole = WalkChildren(moofPayload, [&](BoxType type, ByteView payload) {
         if (type == boxType("traf")) parseTrackFragment(payload, track);
     });
@@ -158,6 +175,10 @@ SampleRecord FragmentSamples::operator[](std::uint64_t i) const {
     sample.dts += inRun * sample.duration;
     sample.sync = run->othersSync;
     return sample;
+}
+
+void FragmentSamples::reserve(std::size_t records) {
+    records_.reserve(records_.size() + records);
 }
 
 void FragmentSamples::append(const SampleRecord& sample) {

@@ -190,6 +190,56 @@ TEST(FragmentMemory, EqualSamplesTakeTheRoomOfOne) {
     EXPECT_LE(most, 64u * 1024);
 }
 
+// Of 4 bytes each, with sizes of 1 to 3 bytes.
+Bytes runOfRecords(std::uint32_t count) {
+    std::vector<std::vector<std::uint32_t>> records;
+    for (std::uint32_t i = 0; i < count; ++i) records.push_back({1 + i % 3});
+    return trun(0x200, records, 0);
+}
+
+constexpr std::size_t MOST_PER_MOOF_BYTE = 10;
+
+TEST(FragmentMemory, RecordsTakeTenTimesTheirBytes) {
+    Bytes shortRuns, equalRuns, manyTrafs;
+    for (int i = 0; i < 20'000; ++i) {
+        shortRuns.add(runOfRecords(1));
+        equalRuns.add(trunOfCount(5));
+    }
+    for (int i = 0; i < 5'000; ++i) {
+        manyTrafs.add(box("traf", join({tfhd(VIDEO_TRACK), runOfRecords(70)})));
+    }
+    for (const Bytes& trafs :
+         {box("traf", join({tfhd(VIDEO_TRACK), runOfRecords(300'000)})),
+          box("traf", join({tfhd(VIDEO_TRACK, {.size = 1}), shortRuns, equalRuns})), manyTrafs}) {
+        FragmentTrack track;
+        track.trackId = VIDEO_TRACK;
+        const std::size_t most = peakOf([&] { ParseFragment(trafs.vector(), track); });
+        EXPECT_GE(track.samples.size(), 20'000u);
+        EXPECT_LE(most, MOST_PER_MOOF_BYTE * trafs.size());
+    }
+}
+
+TEST(FragmentMemory, OfOtherTracksNothingIsHeld) {
+    const Bytes traf = box("traf", join({tfhd(AUDIO_TRACK), runOfRecords(10'000)}));
+    FragmentTrack track;
+    track.trackId = VIDEO_TRACK;
+    EXPECT_LE(peakOf([&] { ParseFragment(traf.vector(), track); }), 1024u);
+}
+
+// While a fragment is loaded, those of the one before it are still held.
+TEST(FragmentMemory, OfAReaderIsTheMoofAndTheRecordsOfTwo) {
+    const Bytes traf = box("traf", join({tfhd(VIDEO_TRACK), tfdt(0), runOfRecords(200'000)}));
+    const Bytes moof = box("moof", traf);
+    const TempFile temp(join({ftyp(), moof, moof}));
+    FragmentReader reader;
+    const std::size_t most = peakOf([&] {
+        ASSERT_TRUE(reader.OpenWithTable(temp.path(), VIDEO_TRACK, 1000, {{0, ftyp().size()}}));
+        ASSERT_TRUE(reader.Seek(0));
+        ASSERT_TRUE(reader.NextFragment());
+    });
+    EXPECT_LE(most, moof.size() + 2 * MOST_PER_MOOF_BYTE * moof.size() + 16 * 1024);
+}
+
 TEST(AudioMemory, OfAFragmentedFileIsItsMoovAndItsTables) {
     const Bytes content = fragmentedRecording();
     const TempFile temp(content);
