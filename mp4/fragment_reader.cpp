@@ -42,6 +42,7 @@ bool FragmentReader::finishOpening(const std::filesystem::path& path) {
     file_ = std::move(file);
     fileLength_ = *length;
     try {
+        knownFragments_.reserve(index_.randomAccess.size());
         for (const RandomAccessEntry& entry : index_.randomAccess) {
             knownFragments_.push_back(entry.offset);
         }
@@ -114,16 +115,13 @@ bool FragmentReader::readNext(ReaderSample& sample) {
     sampleBytesLeft_ -= record.size;
     const auto bytes = readSample(record);
     if (!bytes) return fail(ReadOutcome::Failed);
-    std::size_t inFront = 0;
+    ByteView inFront;
     if (!annexB_) {
+        emptyWithRoomFor(bytes->size(), sample.data);
         sample.data.assign(bytes->begin(), bytes->end());
     } else {
-        if (record.sync && needParameterSets_) {
-            sample.data = parameterSets_;
-            inFront = sample.data.size();
-            needParameterSets_ = false;
-        }
-        appendAnnexB(*bytes, nalLengthSize_, sample.data);
+        if (record.sync && std::exchange(needParameterSets_, false)) inFront = parameterSets_;
+        convertToAnnexB(*bytes, nalLengthSize_, inFront, sample.data);
     }
     const auto rebase = static_cast<std::uint64_t>(rebase_);
     sample.pts = static_cast<std::int64_t>(record.pts + rebase);
@@ -134,7 +132,7 @@ bool FragmentReader::readNext(ReaderSample& sample) {
     // purpose.
     const std::size_t least = annexB_ && record.sync ? parameterSets_.size() : 0;
     sample.hasPayload = sample.data.size() > least;
-    outcome_ = sample.data.size() > inFront ? ReadOutcome::Sample : ReadOutcome::Empty;
+    outcome_ = sample.data.size() > inFront.size() ? ReadOutcome::Sample : ReadOutcome::Empty;
     return sample.hasPayload;
 }
 

@@ -132,12 +132,12 @@ KeyframeSample readKeyframe(const std::filesystem::path& path, const VideoTrackI
     if (!keyframe || !keyframe->place.isReadable()) return sample;
     ByteBuffer bytes;
     if (!readInto(bytes, file, keyframe->place.offset, keyframe->place.size)) return sample;
+    std::vector<std::uint8_t> parameterSets;
     std::uint32_t nalLengthSize = 0;
-    if (!AvcConfigToAnnexB(index.avcConfig, sample.data, nalLengthSize)) return sample;
-    const std::size_t parameterSets = sample.data.size();
-    appendAnnexB(bytes.view(), nalLengthSize, sample.data);
+    if (!AvcConfigToAnnexB(index.avcConfig, parameterSets, nalLengthSize)) return sample;
+    convertToAnnexB(bytes.view(), nalLengthSize, parameterSets, sample.data);
     sample.timeSeconds = static_cast<double>(keyframe->time) / index.timescale;
-    sample.ok = sample.data.size() > parameterSets;
+    sample.ok = sample.data.size() > parameterSets.size();
     if (!sample.ok) sample.data.clear();
     return sample;
 }
