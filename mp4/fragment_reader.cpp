@@ -120,8 +120,9 @@ bool FragmentReader::readNext(ReaderSample& sample) {
         emptyWithRoomFor(bytes->size(), sample.data);
         sample.data.assign(bytes->begin(), bytes->end());
     } else {
-        if (record.sync && std::exchange(needParameterSets_, false)) inFront = parameterSets_;
+        if (record.sync && needParameterSets_) inFront = parameterSets_;
         convertToAnnexB(*bytes, nalLengthSize_, inFront, sample.data);
+        if (record.sync) needParameterSets_ = false; // not before: there may be no memory for them
     }
     const auto rebase = static_cast<std::uint64_t>(rebase_);
     sample.pts = static_cast<std::int64_t>(record.pts + rebase);
