@@ -210,7 +210,8 @@ ReadOutcome FragmentReader::outcomeAtFileEnd() const {
     return more || incomplete_ ? ReadOutcome::Failed : ReadOutcome::End;
 }
 
-// Samples too far apart are read one by one instead, as are those that reach beyond the file.
+// Samples too far apart are read one by one instead, as are those that reach beyond the file or for
+// which there is no memory.
 void FragmentReader::prefetch() {
     prefetchTried_ = true;
     const FragmentSamples::Span span = track_.samples.span();
@@ -219,7 +220,11 @@ void FragmentReader::prefetch() {
     if (length > MAX_PREFETCH_BYTES || length > prefetchBytesLeft_) return;
     prefetchBytesLeft_ -= length;
     prefetchBase_ = span.first;
-    if (!readInto(prefetch_, file_, span.first, length)) prefetch_.clear();
+    try {
+        if (!readInto(prefetch_, file_, span.first, length)) prefetch_.clear();
+    } catch (const std::bad_alloc&) {
+        prefetch_.clear(); // one by one they may fit
+    }
 }
 
 std::optional<ByteView> FragmentReader::readSample(const SampleRecord& record) {

@@ -163,8 +163,25 @@ TEST(ScarceMemory, AKeyframeThatDoesNotFitLeavesTheParameterSetsToTheNext) {
         EXPECT_EQ(reader.outcome(), ReadOutcome::Failed);
         EXPECT_TRUE(reader.ReadNextSample(sample));
     }
-    EXPECT_EQ(sample.data,
-              (Bytes{0, 0, 0, 1, 0x67, 0, 0, 0, 1, 0x68, 0, 0, 0, 1, 0x65}).vector());
+    EXPECT_EQ(sample.data, (Bytes{0, 0, 0, 1, 0x67, 0, 0, 0, 1, 0x68, 0, 0, 0, 1, 0x65}).vector());
+}
+
+TEST(ScarceMemory, SamplesThatFitOnlyOneByOneAreReadSo) {
+    const std::size_t sizes[] = {SCARCE * 3 / 5, SCARCE * 3 / 5, 10};
+    std::vector<FragmentSample> samples;
+    for (const std::size_t size : sizes) samples.push_back({Bytes().fill(size), 100, true});
+    const TempFile temp(join({ftyp(), fragment(0, samples)}));
+    FragmentReader reader;
+    ASSERT_TRUE(reader.OpenWithTable(temp.path(), VIDEO_TRACK, 1000, {{0, ftyp().size()}}));
+    ASSERT_TRUE(reader.Seek(0));
+    const ScarceMemory scarce(SCARCE);
+    ReaderSample sample;
+    for (const std::size_t size : sizes) {
+        EXPECT_TRUE(reader.ReadNextSample(sample));
+        EXPECT_EQ(sample.data.size(), size);
+    }
+    EXPECT_FALSE(reader.ReadNextSample(sample));
+    EXPECT_EQ(reader.outcome(), ReadOutcome::End);
 }
 
 } // namespace
