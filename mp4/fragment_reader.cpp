@@ -175,21 +175,29 @@ void FragmentReader::take(FragmentTrack&& track, const FileBox& box) {
     track_ = std::move(track);
     fragmentSize_ = box.size;
     cursor_ = 0;
+    searchEnd_.reset();
     prefetch_.clear();
     prefetchTried_ = false;
 }
 
 bool FragmentReader::NextFragment() {
     if (track_.fragmentOffset == 0) return fail(ReadOutcome::Failed);
+    if (!searchEnd_) searchEnd_ = searchNextFragment();
+    if (!searchEnd_) return true;
+    const bool isEnd = *searchEnd_ == ReadOutcome::End && !incomplete_;
+    return fail(isEnd ? ReadOutcome::End : ReadOutcome::Failed);
+}
+
+std::optional<ReadOutcome> FragmentReader::searchNextFragment() {
     std::uint64_t offset = track_.fragmentOffset + fragmentSize_;
     for (std::uint32_t boxes = 0;; ++boxes) {
-        if (offset == fileLength_) return fail(outcomeAtFileEnd());
-        if (boxes == MAX_SEARCHED_BOXES) return fail(ReadOutcome::Failed);
+        if (offset == fileLength_) return outcomeAtFileEnd();
+        if (boxes == MAX_SEARCHED_BOXES) return ReadOutcome::Failed;
         const auto box = readBoxHeader(file_, offset, fileLength_);
-        if (!box || !box->holdsItsHeader()) return fail(ReadOutcome::Failed);
+        if (!box || !box->holdsItsHeader()) return ReadOutcome::Failed;
         if (box->type == boxType("moof")) {
             const Load load = loadFragment(*box);
-            if (load == Load::Done) return true;
+            if (load == Load::Done) return std::nullopt;
             if (load == Load::Failed) incomplete_ = true;
         } else if (box->openEnded && box->type != boxType("mdat")) {
             incomplete_ = true; // zeros, where an unfinished download or a broken disk has nothing

@@ -73,7 +73,7 @@ public:
     [[nodiscard]] std::uint64_t cursor() const { return cursor_; }
     void setCursor(std::uint64_t cursor) { cursor_ = cursor; }
     // Loads the fragment behind this one, its first sample next. False at the end and on errors:
-    // outcome() tells which.
+    // outcome() tells which. It isn't looked for again before the next seek then.
     bool NextFragment();
     [[nodiscard]] std::int64_t rebase() const { return rebase_; } // ticks, added to pts and dts
     [[nodiscard]] bool annexB() const { return annexB_; }
@@ -92,6 +92,8 @@ private:
     void allowAllOfFile();
     void unload();
     void pass(std::uint64_t offset);
+    // Nothing when there is one and it is loaded.
+    std::optional<ReadOutcome> searchNextFragment();
     [[nodiscard]] ReadOutcome outcomeAtFileEnd() const;
     void prefetch();
     // Its bytes, until the next call; nothing when they can't be read. Throws std::bad_alloc.
@@ -117,6 +119,7 @@ private:
         0;                    // the last fragment with a traf of the track, with samples or without
     bool incomplete_ = false; // something was lost since the last seek: an end is no end then
     ReadOutcome outcome_ = ReadOutcome::Nothing;
+    std::optional<ReadOutcome> searchEnd_; // what looking for the fragment behind this one came to
 
     ByteBuffer moof_;
     ByteBuffer prefetch_;            // the loaded fragment's samples' bytes, or none

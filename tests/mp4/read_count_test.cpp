@@ -11,6 +11,7 @@
 #include "mp4/fragment_reader.h"
 #include "mp4/keyframe_sample.h"
 #include "mp4/probe.h"
+#include "tests/support/fragmented_file.h"
 #include "tests/support/mp4_files.h"
 #include "tests/support/temp_file.h"
 
@@ -89,6 +90,53 @@ TEST_F(ReadCount, AFragmentIsReadInTwoPieces) {
     for (int i = 0; i < 5; ++i) ASSERT_TRUE(reader.ReadNextSample(sample));
     ASSERT_EQ(readSizes.size(), 4u);
     EXPECT_EQ(readSizes[0] + readSizes[1], 16u);
+}
+
+// Behind the last fragment is another track's, with a moof to be read.
+TEST_F(ReadCount, TheEndIsLookedForOnce) {
+    const Bytes first = join({ftyp(), fragment(0, {{Bytes{1}, 100, true}})});
+    const Bytes other = fragment(0, {{Bytes{1}, 100, true}}, 2);
+    for (const bool broken : {false, true}) {
+        const TempFile file(join({first, other, broken ? boxOfSize("free", 7) : Bytes()}));
+        const ReadOutcome end = broken ? ReadOutcome::Failed : ReadOutcome::End;
+        FragmentReader reader;
+        ASSERT_TRUE(reader.OpenWithTable(file.path(), 1, 1000, {{0, ftyp().size()}}));
+        for (int seek = 0; seek < 2; ++seek) {
+            ASSERT_TRUE(reader.Seek(0));
+            ReaderSample sample;
+            ASSERT_TRUE(reader.ReadNextSample(sample));
+            restart();
+            EXPECT_FALSE(reader.ReadNextSample(sample));
+            EXPECT_EQ(reader.outcome(), end);
+            // Three headers and a moof, or one header more.
+            EXPECT_EQ(readSizes.size(), broken ? 5u : 4u);
+            restart();
+            for (int i = 0; i < 3; ++i) {
+                EXPECT_FALSE(reader.ReadNextSample(sample));
+                EXPECT_EQ(reader.outcome(), end);
+                EXPECT_FALSE(reader.NextFragment());
+            }
+            EXPECT_EQ(readSizes, Sizes{});
+        }
+    }
+}
+
+// The reader is taken back by its cursor, and the disk has failed since.
+TEST_F(ReadCount, AnEndThatWasFoundIsNoneBehindAFailedRead) {
+    TempFile file(join({ftyp(), fragment(0, {{Bytes{1}, 100, true}, {Bytes{2}, 100, true}})}));
+    FragmentReader reader;
+    ASSERT_TRUE(reader.OpenWithTable(file.path(), 1, 1000, {{0, ftyp().size()}}));
+    ASSERT_TRUE(reader.Seek(0));
+    reader.setCursor(2);
+    ReaderSample sample;
+    EXPECT_FALSE(reader.ReadNextSample(sample));
+    EXPECT_EQ(reader.outcome(), ReadOutcome::End);
+    file.resize(ftyp().size());
+    reader.setCursor(1);
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_FALSE(reader.ReadNextSample(sample));
+        EXPECT_EQ(reader.outcome(), ReadOutcome::Failed);
+    }
 }
 
 TEST_F(ReadCount, OfAPlainFileAKeyframeIsOneRead) {
