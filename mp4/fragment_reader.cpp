@@ -182,17 +182,21 @@ void FragmentReader::take(FragmentTrack&& track, const FileBox& box) {
 
 bool FragmentReader::NextFragment() {
     if (track_.fragmentOffset == 0) return fail(ReadOutcome::Failed);
-    if (!searchEnd_) searchEnd_ = searchNextFragment();
+    if (!searchEnd_) {
+        std::uint32_t boxesLeft = MAX_SEARCHED_BOXES;
+        searchEnd_ = searchNextFragment(boxesLeft);
+    }
     if (!searchEnd_) return true;
     const bool isEnd = *searchEnd_ == ReadOutcome::End && !incomplete_;
     return fail(isEnd ? ReadOutcome::End : ReadOutcome::Failed);
 }
 
-std::optional<ReadOutcome> FragmentReader::searchNextFragment() {
+std::optional<ReadOutcome> FragmentReader::searchNextFragment(std::uint32_t& boxesLeft) {
     std::uint64_t offset = track_.fragmentOffset + fragmentSize_;
-    for (std::uint32_t boxes = 0;; ++boxes) {
+    while (true) {
         if (offset == fileLength_) return outcomeAtFileEnd();
-        if (boxes == MAX_SEARCHED_BOXES) return ReadOutcome::Failed;
+        if (boxesLeft == 0) return ReadOutcome::Failed;
+        --boxesLeft;
         const auto box = readBoxHeader(file_, offset, fileLength_);
         if (!box || !box->holdsItsHeader()) return ReadOutcome::Failed;
         if (box->type == boxType("moof")) {
@@ -268,8 +272,12 @@ void FragmentReader::computeDuration() {
         return;
     }
     std::int64_t latest = track_.samples.latestEnd(rebase_);
-    for (std::uint32_t fragments = 1; fragments < MAX_DURATION_FRAGMENTS && NextFragment();
-         ++fragments) {
+    std::uint32_t boxesLeft = MAX_DURATION_BOXES;
+    for (std::uint32_t fragments = 1; fragments < MAX_DURATION_FRAGMENTS; ++fragments) {
+        const std::uint32_t allowed = std::min(boxesLeft, MAX_SEARCHED_BOXES);
+        std::uint32_t left = allowed;
+        if (searchNextFragment(left)) break;
+        boxesLeft -= allowed - left;
         latest = std::max(latest, track_.samples.latestEnd(rebase_));
     }
     durationSeconds_ = static_cast<double>(latest) / index_.timescale;

@@ -63,7 +63,7 @@ public:
     [[nodiscard]] ReadOutcome outcome() const { return outcome_; }
 
     // Computed when the file is opened, from the last fragment in the table and those behind it,
-    // MAX_DURATION_FRAGMENTS at most.
+    // MAX_DURATION_FRAGMENTS at most, as far as they are found in MAX_DURATION_BOXES.
     [[nodiscard]] double DurationSeconds() const { return durationSeconds_; }
 
     [[nodiscard]] const VideoTrackIndex& index() const { return index_; }
@@ -92,8 +92,8 @@ private:
     void allowAllOfFile();
     void unload();
     void pass(std::uint64_t offset);
-    // Nothing when there is one and it is loaded.
-    std::optional<ReadOutcome> searchNextFragment();
+    // Nothing when there is one and it is loaded. Counts the boxes that it looks at.
+    std::optional<ReadOutcome> searchNextFragment(std::uint32_t& boxesLeft);
     [[nodiscard]] ReadOutcome outcomeAtFileEnd() const;
     void prefetch();
     // Its bytes, until the next call; nothing when they can't be read. Throws std::bad_alloc.
@@ -136,5 +136,6 @@ inline constexpr std::uint64_t MAX_MOOF_BYTES = std::uint64_t{8} << 20;
 inline constexpr std::uint64_t MAX_PREFETCH_BYTES = std::uint64_t{64} << 20;
 inline constexpr std::uint32_t MAX_SEARCHED_BOXES = 4096;
 inline constexpr std::uint32_t MAX_DURATION_FRAGMENTS = 512;
+inline constexpr std::uint32_t MAX_DURATION_BOXES = 65'536;
 
 } // namespace velkantrix

@@ -142,6 +142,26 @@ TEST_F(FragmentReaderDuration, AtMost512FragmentsAreLookedAt) {
     }
 }
 
+TEST_F(FragmentReaderDuration, AtMost65536BoxesAreLookedAt) {
+    const auto moofAt = [](std::uint64_t time) {
+        return moof(box("traf", join({tfhd(1, {.baseDataOffset = 0, .duration = 100, .size = 1}),
+                                      tfdt(time), trunOfCount(1)})));
+    };
+    Bytes between, content = join({ftyp(), moofAt(0)});
+    for (int i = 0; i < 4095; ++i) between.add(box("free"));
+    for (std::uint64_t i = 1; i <= 16; ++i) content.add(between).add(moofAt(i * 1000));
+    use(content);
+    ASSERT_TRUE(openTable({{0, ftyp().size()}}));
+    EXPECT_EQ(reader.DurationSeconds(), 16.1);
+    use(content.add(moofAt(17'000)));
+    reader = {};
+    ASSERT_TRUE(openTable({{0, ftyp().size()}}));
+    EXPECT_EQ(reader.DurationSeconds(), 16.1) << "the last one is one box too far";
+    ASSERT_TRUE(reader.Seek(0));
+    EXPECT_EQ(rest().size(), 18u);
+    EXPECT_EQ(last, ReadOutcome::End);
+}
+
 TEST_F(FragmentReaderDuration, AfterwardsItMustBeSought) {
     use(join({ftyp(), fragment(0, {key("a")})}));
     ASSERT_TRUE(openTable({{0, ftyp().size()}}));
