@@ -235,6 +235,21 @@ TEST_F(FragmentReaderSeeking, FailedItStaysWhereItWas) {
     EXPECT_EQ(restAsTexts(), (Texts{"c@1100", "d@5900*", "e@6000"}));
 }
 
+// ffmpeg's tables of sound, where the first time would be below 0.
+TEST_F(FragmentReaderTest, EachSeekMovesTimesByItsOwnEntry) {
+    Bytes content = ftyp();
+    const std::uint64_t one = append(content, fragment(0, {key("a")}));
+    const std::uint64_t two = append(content, fragment(5000, {key("b")}));
+    use(content);
+    ASSERT_TRUE(openTable({{0, one}, {3976, two}}));
+    ASSERT_TRUE(reader.Seek(0));
+    EXPECT_EQ(reader.rebase(), 0);
+    EXPECT_EQ(restAsTexts(), (Texts{"a@0*", "b@5000*"}));
+    ASSERT_TRUE(reader.Seek(4));
+    EXPECT_EQ(reader.rebase(), -1024);
+    EXPECT_EQ(restAsTexts(), Texts{"b@3976*"});
+}
+
 class FragmentReaderSeekingBySample : public FragmentReaderTest {
 protected:
     // The first sample behind a seek to this entry of a fragment with samples in two runs.
