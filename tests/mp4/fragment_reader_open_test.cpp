@@ -128,6 +128,12 @@ TEST_F(FragmentReaderDuration, WithoutTheLastFragmentItIsTheLastTime) {
     EXPECT_EQ(reader.DurationSeconds(), 4.5);
 }
 
+TEST_F(FragmentReaderDuration, TheLastEntryIsTheTablesAsItIsGiven) {
+    use(join({ftyp(), fragment(0, {key("a")})}));
+    ASSERT_TRUE(openTable({{4500, 3}, {0, ftyp().size()}}));
+    EXPECT_EQ(reader.DurationSeconds(), 0.1);
+}
+
 TEST_F(FragmentReaderDuration, AtMost512FragmentsAreLookedAt) {
     for (const std::uint64_t fragments : {511u, 512u, 513u}) {
         Bytes content = ftyp();
@@ -233,6 +239,22 @@ TEST_F(FragmentReaderSeeking, FailedItStaysWhereItWas) {
     EXPECT_FALSE(reader.Seek(9)) << "there is no fragment";
     EXPECT_EQ(reader.rebase(), 900);
     EXPECT_EQ(restAsTexts(), (Texts{"c@1100", "d@5900*", "e@6000"}));
+}
+
+TEST_F(FragmentReaderTest, AMoofThatRunsToTheEndOfTheFileCanBeSought) {
+    const Bytes run = join({tfhd(1, {.baseDataOffset = 4}), tfdt(0), trun(0x300, {{10, 4}}, 0)});
+    openPieces({openBox("moof", box("traf", run))});
+    EXPECT_EQ(restAsTexts(), Texts{"ftyp@0*"});
+    EXPECT_EQ(last, ReadOutcome::End);
+}
+
+TEST_F(FragmentReaderTest, WithoutDecodeTimesASeekGoesOnFromWhatWasReadBefore) {
+    openPieces({fragment(std::nullopt, {key("a")}), fragment(std::nullopt, {key("b")})});
+    EXPECT_EQ(restAsTexts(), (Texts{"a@0*", "b@100*"}));
+    ASSERT_TRUE(reader.Seek(0));
+    EXPECT_EQ(reader.samples()[0].dts, 200u);
+    EXPECT_EQ(reader.rebase(), -200);
+    EXPECT_EQ(restAsTexts(), (Texts{"a@0*", "b@100*"}));
 }
 
 // ffmpeg's tables of sound, where the first time would be below 0.

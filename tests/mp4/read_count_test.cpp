@@ -1,16 +1,20 @@
 // How often readers read from the file, counted by this program's own pread.
 #include <cstdint>
 #include <fcntl.h>
+#include <functional>
 #include <optional>
 #include <sys/syscall.h>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "mp4/fragment_reader.h"
 #include "mp4/keyframe_sample.h"
+#include "mp4/plain_samples.h"
 #include "mp4/probe.h"
+#include "mp4/track_description.h"
 #include "tests/support/fragmented_file.h"
 #include "tests/support/mp4_files.h"
 #include "tests/support/temp_file.h"
@@ -156,6 +160,55 @@ TEST_F(ReadCount, OfAFragmentedFileAKeyframeIsItsMoofAndItself) {
     ASSERT_EQ(readSizes.size(), 3u);
     EXPECT_EQ(readSizes[0], 8u);
     EXPECT_EQ(readSizes[2], picture(0, true).size());
+}
+
+TEST_F(ReadCount, OfAFragmentedFileTheAudioIsTwoHeadersTheMoovAndTheTables) {
+    const TempFile file(fragmentedRecording());
+    ASSERT_TRUE(LoadAudioTrackInfo(file.path()).valid);
+    ASSERT_EQ(readSizes.size(), 5u);
+    EXPECT_EQ(readSizes[0] + readSizes[1], 16u);
+    EXPECT_GT(readSizes[2], 100u);
+    EXPECT_EQ(readSizes[3], 16u);
+    EXPECT_GT(readSizes[4], 100u);
+}
+
+// The whole of a file is read by nothing but the probe.
+TEST_F(ReadCount, EveryOtherReaderSaysThatItReadsHereAndThere) {
+    const TempFile plain(plainRecording()), fragmented(fragmentedRecording());
+    const VideoTrackIndex plainIndex = LoadVideoTrackIndex(plain.path());
+    const VideoTrackIndex index = LoadVideoTrackIndex(fragmented.path());
+    const std::pair<const char*, std::function<bool()>> readers[] = {
+        {"Open",
+         [&] {
+             return FragmentReader().Open(fragmented.path());
+         }},
+        {"OpenWithTable",
+         [&] {
+             return FragmentReader().OpenWithTable(fragmented.path(), 1, 1000, index.randomAccess);
+         }},
+        {"a plain file's keyframe",
+         [&] {
+             return ReadKeyframeSample(plain.path(), plainIndex, 0).ok;
+         }},
+        {"a fragmented file's keyframe",
+         [&] {
+             return ReadKeyframeSample(fragmented.path(), index, 0).ok;
+         }},
+        {"the audio",
+         [&] {
+             return LoadAudioTrackInfo(fragmented.path()).valid;
+         }},
+        {"a plain file's samples",
+         [&] {
+             return PlainSamples().open(plain.path());
+         }},
+    };
+    for (const auto& [name, read] : readers) {
+        restart();
+        EXPECT_TRUE(read()) << name;
+        ASSERT_FALSE(hints.empty()) << name;
+        EXPECT_EQ(hints, std::vector<int>(hints.size(), POSIX_FADV_RANDOM)) << name;
+    }
 }
 
 // A disk that fails once. Whatever the read was for, what is lost by it must show.
