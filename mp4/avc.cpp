@@ -3,6 +3,8 @@
 #include <array>
 #include <utility>
 
+#include "mp4/byte_buffer.h"
+
 namespace velkantrix {
 namespace {
 
@@ -11,6 +13,19 @@ constexpr std::array<std::uint8_t, 4> START_CODE{0, 0, 0, 1};
 void appendUnit(ByteView unit, std::vector<std::uint8_t>& output) {
     output.insert(output.end(), START_CODE.begin(), START_CODE.end());
     output.insert(output.end(), unit.begin(), unit.end());
+}
+
+// Calls visitor(ByteView) for each NAL unit of a sample.
+template <class Visitor>
+void walkUnits(ByteView sample, std::uint32_t nalLengthSize, Visitor&& visitor) {
+    std::size_t position = 0;
+    while (sample.holds(position, nalLengthSize)) {
+        const auto length = static_cast<std::size_t>(sample.unsignedField(position, nalLengthSize));
+        position += nalLengthSize;
+        if (length == 0 || !sample.holds(position, length)) return;
+        visitor(sample.part(position, length));
+        position += length;
+    }
 }
 
 // Appends `count` parameter sets from `position` on and moves it behind them. A length that isn't
@@ -44,15 +59,14 @@ bool AvcConfigToAnnexB(ByteView avcConfig, std::vector<std::uint8_t>& output,
     return true;
 }
 
-void appendAnnexB(ByteView sample, std::uint32_t nalLengthSize, std::vector<std::uint8_t>& output) {
-    std::size_t position = 0;
-    while (sample.holds(position, nalLengthSize)) {
-        const auto length = static_cast<std::size_t>(sample.unsignedField(position, nalLengthSize));
-        position += nalLengthSize;
-        if (length == 0 || !sample.holds(position, length)) return;
-        appendUnit(sample.part(position, length), output);
-        position += length;
-    }
+void convertToAnnexB(ByteView sample, std::uint32_t nalLengthSize, ByteView inFront,
+                     std::vector<std::uint8_t>& output) {
+    std::size_t bytes = inFront.size();
+    walkUnits(sample, nalLengthSize,
+              [&](ByteView unit) { bytes += START_CODE.size() + unit.size(); });
+    emptyWithRoomFor(bytes, output);
+    output.insert(output.end(), inFront.begin(), inFront.end());
+    walkUnits(sample, nalLengthSize, [&](ByteView unit) { appendUnit(unit, output); });
 }
 
 } // namespace velkantrix

@@ -15,8 +15,11 @@ namespace velkantrix {
 [[nodiscard]] bool AvcConfigToAnnexB(ByteView avcConfig, std::vector<std::uint8_t>& output,
                                      std::uint32_t& nalLengthSize);
 
-// Appends a sample's NAL units, each behind a start code. A length of 0, or one that runs past the
-// sample, ends it there.
-void appendAnnexB(ByteView sample, std::uint32_t nalLengthSize, std::vector<std::uint8_t>& output);
+// Replaces `output` by `inFront`, parameter sets in this form or nothing, and a sample's NAL units,
+// each behind a start code. A length of 0, or one that runs past the sample, ends it there. Takes
+// exactly the memory that they need, which is up to 2.5 times the sample's: a unit of one byte
+// behind a length of one byte. Throws std::bad_alloc.
+void convertToAnnexB(ByteView sample, std::uint32_t nalLengthSize, ByteView inFront,
+                     std::vector<std::uint8_t>& output);
 
 } // namespace velkantrix

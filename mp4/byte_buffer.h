@@ -1,11 +1,12 @@
 // byte_buffer.h: owned bytes that are about to be overwritten by a read, so that nobody clears them
-// first.
+// first; and room for a known number of bytes.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <utility>
+#include <vector>
 
 #include "mp4/byte_view.h"
 
@@ -46,5 +47,13 @@ private:
     std::size_t size_ = 0;
     std::size_t capacity_ = 0;
 };
+
+// Empties a vector and gives it room for at least `bytes`: what it had is kept if that is enough,
+// and gone before more is asked for if it isn't. Throws std::bad_alloc.
+inline void emptyWithRoomFor(std::size_t bytes, std::vector<std::uint8_t>& vector) {
+    if (bytes > vector.capacity()) vector = std::vector<std::uint8_t>();
+    vector.clear();
+    vector.reserve(bytes);
+}
 
 } // namespace velkantrix

@@ -11,9 +11,9 @@ constexpr std::int64_t MOST = std::int64_t{1} << 61;
 std::int64_t rescaled(std::uint64_t duration, std::uint32_t from, std::uint32_t to) {
     if (from == 0 || to == 0) return 0;
     if (duration / from >= static_cast<std::uint64_t>(MOST) / to) return MOST;
-    const std::uint64_t whole = duration / from * to;
-    const std::uint64_t rest = (duration % from * to + from / 2) / from;
-    return static_cast<std::int64_t>(std::min<std::uint64_t>(whole + rest, MOST));
+    const std::uint64_t whole = duration / from * to;                    // at most MOST - to
+    const std::uint64_t rest = (duration % from * to + from / 2) / from; // at most to
+    return static_cast<std::int64_t>(whole + rest);
 }
 
 } // namespace

@@ -14,10 +14,6 @@ constexpr std::uint32_t DATA_OFFSET = 0x1, FIRST_FLAGS = 0x4, DURATION = 0x100, 
                         FLAGS = 0x400, COMPOSITION = 0x800; // trun
 constexpr std::uint32_t NON_SYNC_SAMPLE = 0x10000;          // a sample's flags
 
-bool isSync(std::uint32_t flags) {
-    return (flags & NON_SYNC_SAMPLE) == 0;
-}
-
 std::uint64_t saturatingSum(std::uint64_t a, std::uint64_t b) {
     return a > std::numeric_limits<std::uint64_t>::max() - b
                ? std::numeric_limits<std::uint64_t>::max()
@@ -49,7 +45,7 @@ public:
         SampleRecord sample;
         sample.offset = moved(base_, run.dataOffset);
         if (run.recordBytes == 0) {
-            parseEqual(run, sample);
+            parseEqual(run, payload, sample);
         } else {
             parseRecords(run, payload, sample);
         }
@@ -73,9 +69,7 @@ private:
                 return;
             }
             sample.duration = field(run.durationAt, record, header_.duration);
-            std::uint32_t flags = field(run.flagsAt, record, header_.flags);
-            if (i == 0) flags = run.firstFlags.value_or(flags);
-            sample.sync = isSync(flags);
+            sample.sync = run.isSync(i, payload, header_);
             sample.dts = dts_;
             sample.pts =
                 moved(dts_, static_cast<std::int32_t>(field(run.compositionAt, record, 0)));
@@ -101,7 +95,7 @@ private:
         return false;
     }
 
-    void parseEqual(const TrackRun& run, SampleRecord first) {
+    void parseEqual(const TrackRun& run, ByteView payload, SampleRecord first) {
         first.size = header_.size;
         if (first.size == 0) {
             if (run.sampleCount > 0) track_.incomplete = true;
@@ -110,8 +104,8 @@ private:
         const std::uint64_t count = run.sampleCount;
         first.duration = header_.duration;
         first.dts = first.pts = dts_;
-        first.sync = isSync(run.firstFlags.value_or(header_.flags));
-        track_.samples.appendEqual(first, count, isSync(header_.flags));
+        first.sync = run.isSync(0, payload, header_);
+        track_.samples.appendEqual(first, count, run.isSync(1, payload, header_));
         dts_ += count * header_.duration;
     }
 
@@ -143,9 +137,26 @@ void parseTrackFragment(ByteView traf, FragmentTrack& track) {
     track.nextDecodeTime = parser.decodeTime();
 }
 
+// As many as the truns' bytes have records, whatever they state.
+void reserveFor(ByteView moofPayload, FragmentTrack& track) {
+    std::size_t records = 0;
+    WalkChildren(moofPayload, [&](BoxType trafType, ByteView traf) {
+        if (trafType != boxType("traf")) return;
+        const auto header = readTrackFragmentHeader(traf);
+        if (!header || header->trackId != track.trackId) return;
+        WalkChildren(traf, [&](BoxType type, ByteView payload) {
+            if (type != boxType("trun") || payload.size() < 8) return;
+            const TrackRun run = readTrackRun(payload);
+            records += run.recordBytes == 0 ? 1 : run.recordsIn(payload);
+        });
+    });
+    track.samples.reserve(records);
+}
+
 } // namespace
 
 void ParseFragment(ByteView moofPayload, FragmentTrack& track) {
+    reserveFor(moofPayload, track);
     const bool whole = WalkChildren(moofPayload, [&](BoxType type, ByteView payload) {
         if (type == boxType("traf")) parseTrackFragment(payload, track);
     });
@@ -164,6 +175,10 @@ SampleRecord FragmentSamples::operator[](std::uint64_t i) const {
     sample.dts += inRun * sample.duration;
     sample.sync = run->othersSync;
     return sample;
+}
+
+void FragmentSamples::reserve(std::size_t records) {
+    records_.reserve(records_.size() + records);
 }
 
 void FragmentSamples::append(const SampleRecord& sample) {
@@ -267,6 +282,14 @@ TrackRun readTrackRun(ByteView payload) {
 
 bool TrackRun::hasRoomForMore(ByteView payload) const {
     return recordBytes != 0 && payload.from(recordsAt).size() / recordBytes > sampleCount;
+}
+
+bool TrackRun::isSync(std::uint32_t sample, ByteView payload,
+                      const TrackFragmentHeader& header) const {
+    std::uint32_t flags = header.flags;
+    if (flagsAt) flags = payload.u32(recordsAt + sample * recordBytes + *flagsAt);
+    if (sample == 0) flags = firstFlags.value_or(flags);
+    return (flags & NON_SYNC_SAMPLE) == 0;
 }
 
 std::uint32_t TrackRun::recordsIn(ByteView payload) const {

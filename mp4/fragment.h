@@ -31,6 +31,9 @@ public:
     // Sample i, which must be below size().
     [[nodiscard]] SampleRecord operator[](std::uint64_t i) const;
 
+    // Makes room for so many more that differ, exactly: growing by doubling would take three times
+    // that. Of equal ones each row counts as one.
+    void reserve(std::size_t records);
     void append(const SampleRecord& sample);
     // `count` samples, each right behind the one before it in the file and in time, which differ
     // from the first in nothing else but that they are keyframes or not.
@@ -69,7 +72,7 @@ struct FragmentTrack {
 };
 
 // Appends the samples of the trafs of the track. Takes time and memory in proportion to the
-// payload: at most 30 bytes for each of its own. Throws std::bad_alloc.
+// payload: at most 10 bytes for each of its own. Throws std::bad_alloc.
 void ParseFragment(ByteView moofPayload, FragmentTrack& track);
 
 // A tfhd. Fields that aren't there are 0.
@@ -95,6 +98,10 @@ struct TrackRun {
     [[nodiscard]] std::uint32_t recordsIn(ByteView payload) const;
     // The payload has bytes for more records than are stated.
     [[nodiscard]] bool hasRoomForMore(ByteView payload) const;
+    // Whether a sample, one of recordsIn, is a keyframe. What neither the run nor the header says
+    // of it counts as yes.
+    [[nodiscard]] bool isSync(std::uint32_t sample, ByteView payload,
+                              const TrackFragmentHeader& header) const;
 };
 
 // Of a payload of at least 8 bytes.

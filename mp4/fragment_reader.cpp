@@ -6,8 +6,11 @@
 
 #include "mp4/avc.h"
 #include "mp4/box_walk.h"
+#include "mp4/keyframe_look_back.h"
+#include "mp4/sample_budget.h"
 
 namespace velkantrix {
+
 bool FragmentReader::Open(const std::filesystem::path& path) {
     if (file_) return false;
     index_ = LoadVideoTrackIndex(path);
@@ -40,6 +43,7 @@ bool FragmentReader::finishOpening(const std::filesystem::path& path) {
     file_ = std::move(file);
     fileLength_ = *length;
     try {
+        knownFragments_.reserve(index_.randomAccess.size());
         for (const RandomAccessEntry& entry : index_.randomAccess) {
             knownFragments_.push_back(entry.offset);
         }
@@ -59,19 +63,36 @@ bool FragmentReader::Seek(double seconds) {
     const RandomAccessEntry* entry = FindKeyframeAtOrBefore(index_, seconds);
     if (entry == nullptr) return false;
     allowAllOfFile();
-    const bool wasIncomplete = std::exchange(incomplete_, false);
-    // Nothing in front of it is missed.
-    const std::uint64_t wasPassed = std::exchange(passed_, entry->offset);
     const std::uint64_t nextDecodeTime = track_.nextDecodeTime;
-    if (LoadFragmentAt(entry->offset) != Load::Done) {
-        incomplete_ = wasIncomplete;
-        passed_ = wasPassed;
-        track_.nextDecodeTime = nextDecodeTime;
-        return false;
-    }
+    if (!begin(*entry, nextDecodeTime)) return false;
+    if (!annexB_ || track_.samples[cursor_].sync) return true;
+    lookBackFrom(*entry, index_.randomAccess, file_, fileLength_,
+                 [&](const RandomAccessEntry& earlier, const FileBox& box) {
+                     return beginIn(box, earlier, nextDecodeTime, true);
+                 });
+    return true;
+}
+
+bool FragmentReader::begin(const RandomAccessEntry& entry, std::uint64_t nextDecodeTime) {
+    const auto box = readBoxHeader(file_, entry.offset, fileLength_);
+    return box && box->type == boxType("moof") && beginIn(*box, entry, nextDecodeTime, false);
+}
+
+// Changes nothing unless it succeeds.
+bool FragmentReader::beginIn(const FileBox& box, const RandomAccessEntry& entry,
+                             std::uint64_t nextDecodeTime, bool onlyIfSync) {
+    FragmentTrack track;
+    if (parseFragment(box, nextDecodeTime, track) != Load::Done) return false;
+    const std::uint64_t number = entry.sampleNumber;
+    const std::uint64_t first = number >= 1 && number <= track.samples.size() ? number - 1 : 0;
+    const SampleRecord sample = track.samples[first];
+    if (onlyIfSync && !sample.sync) return false;
+    incomplete_ = track.incomplete;
+    passed_ = box.offset; // nothing in front of it is missed
     outcome_ = ReadOutcome::Nothing;
-    cursor_ = sampleOf(*entry);
-    rebase_ = static_cast<std::int64_t>(entry->time - track_.samples[cursor_].pts);
+    take(std::move(track), box);
+    cursor_ = first;
+    rebase_ = static_cast<std::int64_t>(entry.time - sample.pts);
     return true;
 }
 
@@ -95,16 +116,14 @@ bool FragmentReader::readNext(ReaderSample& sample) {
     sampleBytesLeft_ -= record.size;
     const auto bytes = readSample(record);
     if (!bytes) return fail(ReadOutcome::Failed);
-    std::size_t inFront = 0;
+    ByteView inFront;
     if (!annexB_) {
+        emptyWithRoomFor(bytes->size(), sample.data);
         sample.data.assign(bytes->begin(), bytes->end());
     } else {
-        if (record.sync && needParameterSets_) {
-            sample.data = parameterSets_;
-            inFront = sample.data.size();
-            needParameterSets_ = false;
-        }
-        appendAnnexB(*bytes, nalLengthSize_, sample.data);
+        if (record.sync && needParameterSets_) inFront = parameterSets_;
+        convertToAnnexB(*bytes, nalLengthSize_, inFront, sample.data);
+        if (record.sync) needParameterSets_ = false; // not before: there may be no memory for them
     }
     const auto rebase = static_cast<std::uint64_t>(rebase_);
     sample.pts = static_cast<std::int64_t>(record.pts + rebase);
@@ -115,7 +134,7 @@ bool FragmentReader::readNext(ReaderSample& sample) {
     // purpose.
     const std::size_t least = annexB_ && record.sync ? parameterSets_.size() : 0;
     sample.hasPayload = sample.data.size() > least;
-    outcome_ = sample.data.size() > inFront ? ReadOutcome::Sample : ReadOutcome::Empty;
+    outcome_ = sample.data.size() > inFront.size() ? ReadOutcome::Sample : ReadOutcome::Empty;
     return sample.hasPayload;
 }
 
@@ -125,47 +144,65 @@ bool FragmentReader::fail(ReadOutcome outcome) {
     return false;
 }
 
-FragmentReader::Load FragmentReader::LoadFragmentAt(std::uint64_t offset) {
-    const auto box = readBoxHeader(file_, offset, fileLength_);
-    if (!box || box->type != boxType("moof")) return Load::Failed;
-    return loadFragment(*box);
-}
-
-FragmentReader::Load FragmentReader::loadFragment(const FileBox& box) {
+FragmentReader::Load FragmentReader::parseFragment(const FileBox& box, std::uint64_t nextDecodeTime,
+                                                   FragmentTrack& track) {
     if (!box.holdsItsHeader() || box.size > MAX_MOOF_BYTES) return Load::Failed;
-    FragmentTrack track;
     try {
         if (!readInto(moof_, file_, box.offset, box.size)) return Load::Failed;
-        track.trackId = track_.trackId;
+        track.trackId = index_.trackId;
         track.fragmentOffset = box.offset;
-        track.nextDecodeTime = track_.nextDecodeTime;
+        track.nextDecodeTime = nextDecodeTime;
         // Behind a long header, too, it is read as if behind a short one: on purpose. Nothing comes
         // out then.
         ParseFragment(moof_.view().from(SHORT_HEADER), track);
     } catch (const std::bad_alloc&) { return Load::Failed; }
-    if (track.incomplete || box.header != SHORT_HEADER) incomplete_ = true;
+    if (box.header != SHORT_HEADER) track.incomplete = true;
+    return track.samples.empty() ? Load::NoSamples : Load::Done;
+}
+
+// The next fragment on the way.
+FragmentReader::Load FragmentReader::loadFragment(const FileBox& box) {
+    FragmentTrack track;
+    const Load load = parseFragment(box, track_.nextDecodeTime, track);
+    if (load == Load::Failed) return load;
+    if (track.incomplete) incomplete_ = true;
     track_.nextDecodeTime = track.nextDecodeTime;
     if (track.found) pass(box.offset);
-    if (track.samples.empty()) return Load::NoSamples;
+    if (load == Load::Done) take(std::move(track), box);
+    return load;
+}
+
+void FragmentReader::take(FragmentTrack&& track, const FileBox& box) {
     track_ = std::move(track);
     fragmentSize_ = box.size;
     cursor_ = 0;
+    searchEnd_.reset();
     prefetch_.clear();
     prefetchTried_ = false;
-    return Load::Done;
 }
 
 bool FragmentReader::NextFragment() {
     if (track_.fragmentOffset == 0) return fail(ReadOutcome::Failed);
+    if (!searchEnd_) {
+        std::uint32_t boxesLeft = MAX_SEARCHED_BOXES;
+        searchEnd_ = searchNextFragment(boxesLeft);
+    }
+    if (!searchEnd_) return true;
+    const bool isEnd = *searchEnd_ == ReadOutcome::End && !incomplete_;
+    return fail(isEnd ? ReadOutcome::End : ReadOutcome::Failed);
+}
+
+std::optional<ReadOutcome> FragmentReader::searchNextFragment(std::uint32_t& boxesLeft) {
     std::uint64_t offset = track_.fragmentOffset + fragmentSize_;
-    for (std::uint32_t boxes = 0;; ++boxes) {
-        if (offset == fileLength_) return fail(outcomeAtFileEnd());
-        if (boxes == MAX_SEARCHED_BOXES) return fail(ReadOutcome::Failed);
+    while (true) {
+        if (offset == fileLength_) return outcomeAtFileEnd();
+        if (boxesLeft == 0) return ReadOutcome::Failed;
+        --boxesLeft;
         const auto box = readBoxHeader(file_, offset, fileLength_);
-        if (!box || !box->holdsItsHeader()) return fail(ReadOutcome::Failed);
+        if (!box || !box->holdsItsHeader()) return ReadOutcome::Failed;
         if (box->type == boxType("moof")) {
             const Load load = loadFragment(*box);
-            if (load == Load::Done) return true;
+            if (load == Load::Done) return std::nullopt;
             if (load == Load::Failed) incomplete_ = true;
         } else if (box->openEnded && box->type != boxType("mdat")) {
             incomplete_ = true; // zeros, where an unfinished download or a broken disk has nothing
@@ -186,7 +223,8 @@ ReadOutcome FragmentReader::outcomeAtFileEnd() const {
     return more || incomplete_ ? ReadOutcome::Failed : ReadOutcome::End;
 }
 
-// Samples too far apart are read one by one instead, as are those that reach beyond the file.
+// Samples too far apart are read one by one instead, as are those that reach beyond the file or for
+// which there is no memory.
 void FragmentReader::prefetch() {
     prefetchTried_ = true;
     const FragmentSamples::Span span = track_.samples.span();
@@ -195,7 +233,11 @@ void FragmentReader::prefetch() {
     if (length > MAX_PREFETCH_BYTES || length > prefetchBytesLeft_) return;
     prefetchBytesLeft_ -= length;
     prefetchBase_ = span.first;
-    if (!readInto(prefetch_, file_, span.first, length)) prefetch_.clear();
+    try {
+        if (!readInto(prefetch_, file_, span.first, length)) prefetch_.clear();
+    } catch (const std::bad_alloc&) {
+        prefetch_.clear(); // one by one they may fit
+    }
 }
 
 std::optional<ByteView> FragmentReader::readSample(const SampleRecord& record) {
@@ -209,21 +251,16 @@ std::optional<ByteView> FragmentReader::readSample(const SampleRecord& record) {
 }
 
 void FragmentReader::allowAllOfFile() {
-    sampleBytesLeft_ = file_.sampleBytes();
+    sampleBytesLeft_ = mostSampleBytesBetweenSeeks(file_);
     prefetchBytesLeft_ = fileLength_;
 }
 
 void FragmentReader::unload() {
     track_ = {};
-    track_.trackId = index_.trackId;
     cursor_ = 0;
+    rebase_ = 0;
     incomplete_ = false;
     outcome_ = ReadOutcome::Nothing;
-}
-
-std::uint64_t FragmentReader::sampleOf(const RandomAccessEntry& entry) const {
-    const std::uint64_t number = entry.sampleNumber;
-    return number >= 1 && number <= track_.samples.size() ? number - 1 : 0;
 }
 
 void FragmentReader::computeDuration() {
@@ -231,15 +268,18 @@ void FragmentReader::computeDuration() {
     if (index_.randomAccess.empty() || index_.timescale == 0) return;
     const RandomAccessEntry& last = index_.randomAccess.back();
     allowAllOfFile();
-    if (LoadFragmentAt(last.offset) != Load::Done) {
+    if (!begin(last, 0)) {
         durationSeconds_ = static_cast<double>(last.time) / index_.timescale;
         return;
     }
-    const auto rebase = static_cast<std::int64_t>(last.time - track_.samples[sampleOf(last)].pts);
-    std::int64_t latest = track_.samples.latestEnd(rebase);
-    for (std::uint32_t fragments = 1; fragments < MAX_DURATION_FRAGMENTS && NextFragment();
-         ++fragments) {
-        latest = std::max(latest, track_.samples.latestEnd(rebase));
+    std::int64_t latest = track_.samples.latestEnd(rebase_);
+    std::uint32_t boxesLeft = MAX_DURATION_BOXES;
+    for (std::uint32_t fragments = 1; fragments < MAX_DURATION_FRAGMENTS; ++fragments) {
+        const std::uint32_t allowed = std::min(boxesLeft, MAX_SEARCHED_BOXES);
+        std::uint32_t left = allowed;
+        if (searchNextFragment(left)) break;
+        boxesLeft -= allowed - left;
+        latest = std::max(latest, track_.samples.latestEnd(rebase_));
     }
     durationSeconds_ = static_cast<double>(latest) / index_.timescale;
 }

@@ -49,8 +49,10 @@ public:
     // Goes to the last keyframe at or before `seconds`, as FindKeyframeAtOrBefore understands it.
     // Its time becomes the table's; that moves all samples behind it likewise. Of a table's entry
     // only the sample's number is used, and counts in all runs of the track's together: on purpose.
-    // A number that the fragment doesn't have means its first sample. False when there is no table
-    // or the fragment has no samples; the reader then stays where it was.
+    // A number that the fragment doesn't have means its first sample. Where that sample says that
+    // it is no keyframe, a byte stream begins at the nearest entry in front that names one, within
+    // the limits of keyframe_look_back.h. False when there is no table or the fragment has no
+    // samples; the reader then stays where it was.
     [[nodiscard]] bool Seek(double seconds);
 
     // Returns sample.hasPayload. That is false at the end and on errors, and of samples too short
@@ -61,7 +63,7 @@ public:
     [[nodiscard]] ReadOutcome outcome() const { return outcome_; }
 
     // Computed when the file is opened, from the last fragment in the table and those behind it,
-    // MAX_DURATION_FRAGMENTS at most.
+    // MAX_DURATION_FRAGMENTS at most, as far as they are found in MAX_DURATION_BOXES.
     [[nodiscard]] double DurationSeconds() const { return durationSeconds_; }
 
     [[nodiscard]] const VideoTrackIndex& index() const { return index_; }
@@ -71,7 +73,7 @@ public:
     [[nodiscard]] std::uint64_t cursor() const { return cursor_; }
     void setCursor(std::uint64_t cursor) { cursor_ = cursor; }
     // Loads the fragment behind this one, its first sample next. False at the end and on errors:
-    // outcome() tells which.
+    // outcome() tells which. It isn't looked for again before the next seek then.
     bool NextFragment();
     [[nodiscard]] std::int64_t rebase() const { return rebase_; } // ticks, added to pts and dts
     [[nodiscard]] bool annexB() const { return annexB_; }
@@ -80,14 +82,19 @@ private:
     enum class Load { Done, NoSamples, Failed };
 
     bool finishOpening(const std::filesystem::path& path);
-    Load LoadFragmentAt(std::uint64_t offset);
+    Load parseFragment(const FileBox& box, std::uint64_t nextDecodeTime, FragmentTrack& track);
     Load loadFragment(const FileBox& box);
+    void take(FragmentTrack&& track, const FileBox& box);
+    bool begin(const RandomAccessEntry& entry, std::uint64_t nextDecodeTime);
+    bool beginIn(const FileBox& box, const RandomAccessEntry& entry, std::uint64_t nextDecodeTime,
+                 bool onlyIfSync);
     void computeDuration();
     void allowAllOfFile();
     void unload();
     void pass(std::uint64_t offset);
+    // Nothing when there is one and it is loaded. Counts the boxes that it looks at.
+    std::optional<ReadOutcome> searchNextFragment(std::uint32_t& boxesLeft);
     [[nodiscard]] ReadOutcome outcomeAtFileEnd() const;
-    [[nodiscard]] std::uint64_t sampleOf(const RandomAccessEntry& entry) const;
     void prefetch();
     // Its bytes, until the next call; nothing when they can't be read. Throws std::bad_alloc.
     std::optional<ByteView> readSample(const SampleRecord& record);
@@ -112,6 +119,7 @@ private:
         0;                    // the last fragment with a traf of the track, with samples or without
     bool incomplete_ = false; // something was lost since the last seek: an end is no end then
     ReadOutcome outcome_ = ReadOutcome::Nothing;
+    std::optional<ReadOutcome> searchEnd_; // what looking for the fragment behind this one came to
 
     ByteBuffer moof_;
     ByteBuffer prefetch_;            // the loaded fragment's samples' bytes, or none
@@ -128,5 +136,6 @@ inline constexpr std::uint64_t MAX_MOOF_BYTES = std::uint64_t{8} << 20;
 inline constexpr std::uint64_t MAX_PREFETCH_BYTES = std::uint64_t{64} << 20;
 inline constexpr std::uint32_t MAX_SEARCHED_BOXES = 4096;
 inline constexpr std::uint32_t MAX_DURATION_FRAGMENTS = 512;
+inline constexpr std::uint32_t MAX_DURATION_BOXES = 65'536;
 
 } // namespace velkantrix

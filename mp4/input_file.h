@@ -20,11 +20,6 @@ struct InputHandleTraits {
     static void close(Value handle);
 };
 
-// How many bytes of samples may be read between two seeks, for each byte of the file. Real samples
-// lie side by side, or are used a few times over; in a broken file thousands may each claim all of
-// it.
-inline constexpr std::uint64_t MAX_READS_OF_A_BYTE = 4;
-
 using UniqueInputHandle = UniqueHandle<InputHandleTraits>;
 
 struct InputFile {
@@ -32,10 +27,6 @@ struct InputFile {
     std::uint64_t size = 0; // bytes, when it was opened: no read goes beyond
 
     explicit operator bool() const { return static_cast<bool>(handle); }
-    // What samples may have in all between two seeks, in bytes.
-    [[nodiscard]] std::uint64_t sampleBytes() const {
-        return size > UINT64_MAX / MAX_READS_OF_A_BYTE ? UINT64_MAX : size * MAX_READS_OF_A_BYTE;
-    }
     // These bytes were in the file when it was opened.
     [[nodiscard]] bool reaches(std::uint64_t offset, std::uint64_t length) const {
         return offset <= size && length <= size - offset;
@@ -47,7 +38,8 @@ struct InputFile {
 InputFile OpenForRandomAccess(const std::filesystem::path& path);
 InputFile openForSequentialScan(const std::filesystem::path& path);
 
-// The size in bytes that the folder gives for a file; nothing when there is none or it is a folder.
+// A file's size in bytes by its attributes, for which it need not be open to reading; nothing when
+// there is none or it is a folder.
 std::optional<std::uint64_t> fileSizeFromAttributes(const std::filesystem::path& path);
 
 // Reads exactly `length` bytes from `offset` on. False when they aren't all there; where they would

@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include "base/long_path.h"
+
 namespace velkantrix {
 namespace {
 
@@ -10,11 +12,27 @@ HANDLE handleOf(std::intptr_t value) {
     return reinterpret_cast<HANDLE>(value); // NOLINT(performance-no-int-to-ptr)
 }
 
+// Empty when the system can't say it.
+std::wstring fullName(const std::wstring& path) {
+    std::wstring full(MAX_PATH, L'\0');
+    for (;;) {
+        const DWORD length =
+            GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);
+        const bool fits = length < full.size();
+        full.resize(length);
+        if (fits) return full;
+    }
+}
+
+std::wstring nameForSystem(const std::filesystem::path& path) {
+    return pathOfAnyLength(path.native(), fullName(path.native()));
+}
+
 InputFile openDiskFile(const std::filesystem::path& path, DWORD hint) {
     InputFile file;
     HANDLE const handle =
-        CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL | hint, nullptr);
+        CreateFileW(nameForSystem(path).c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL | hint, nullptr);
     if (handle == INVALID_HANDLE_VALUE) return file;
     file.handle.reset(reinterpret_cast<std::intptr_t>(handle));
     LARGE_INTEGER size{};
@@ -39,9 +57,10 @@ InputFile openForSequentialScan(const std::filesystem::path& path) {
 
 // By a handle: what GetFileAttributesEx says of a symbolic link is about the link.
 std::optional<std::uint64_t> fileSizeFromAttributes(const std::filesystem::path& path) {
-    const UniqueInputHandle handle(reinterpret_cast<std::intptr_t>(CreateFileW(
-        path.c_str(), FILE_READ_ATTRIBUTES, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-        nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr)));
+    const UniqueInputHandle handle(reinterpret_cast<std::intptr_t>(
+        CreateFileW(nameForSystem(path).c_str(), FILE_READ_ATTRIBUTES,
+                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                    FILE_FLAG_BACKUP_SEMANTICS, nullptr)));
     BY_HANDLE_FILE_INFORMATION data{};
     if (!handle || !GetFileInformationByHandle(handleOf(handle.get()), &data) ||
         data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {

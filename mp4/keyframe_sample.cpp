@@ -8,12 +8,16 @@
 #include "mp4/box_walk.h"
 #include "mp4/fragment.h"
 #include "mp4/fragment_reader.h"
+#include "mp4/keyframe_look_back.h"
 
 namespace velkantrix {
 namespace {
 
 struct SamplePlace {
     std::uint64_t offset = 0, size = 0; // in the file, bytes
+    bool sync = true;                   // not said to be no keyframe
+
+    [[nodiscard]] bool isReadable() const { return size > 0 && size <= MAX_KEYFRAME_BYTES; }
 };
 
 // The number-th child of a type, counted from 1; 0 counts as 1.
@@ -36,6 +40,7 @@ std::optional<SamplePlace> placeInRun(ByteView payload, const TrackFragmentHeade
     if (sample >= run.sampleCount || sample >= run.recordsIn(payload)) return std::nullopt;
     SamplePlace place;
     place.offset = base + static_cast<std::uint64_t>(std::int64_t{run.dataOffset});
+    place.sync = run.isSync(sample, payload, header);
     if (!run.sizeAt) {
         place.offset += std::uint64_t{sample} * header.size;
         place.size = header.size;
@@ -76,21 +81,44 @@ std::optional<TrackFragment> findTrackFragment(ByteView moofPayload, const Rando
 }
 
 // Of a fragmented file the table only says in which traf and trun of which moof the sample is.
-std::optional<SamplePlace> placeInFragment(const InputFile& file, const RandomAccessEntry& entry,
-                                           std::uint32_t trackId) {
+std::optional<SamplePlace> placeInMoof(const InputFile& file, const FileBox& box,
+                                       const RandomAccessEntry& entry, std::uint32_t trackId) {
     // Neither a long header nor a box to the end of the file (given 0, it has no bytes) is taken
     // here: on purpose.
-    const auto box = readBoxHeader(file, entry.offset, 0);
-    if (!box || box->type != boxType("moof") || box->header != SHORT_HEADER) return std::nullopt;
-    if (!box->holdsItsHeader() || box->size > MAX_MOOF_BYTES) return std::nullopt;
+    if (box.type != boxType("moof") || box.header != SHORT_HEADER) return std::nullopt;
+    if (!box.holdsItsHeader() || box.size > MAX_MOOF_BYTES) return std::nullopt;
     ByteBuffer moof;
-    if (!readInto(moof, file, entry.offset, box->size)) return std::nullopt;
+    if (!readInto(moof, file, box.offset, box.size)) return std::nullopt;
     const auto fragment = findTrackFragment(moof.view().from(SHORT_HEADER), entry, trackId);
     if (!fragment) return std::nullopt;
     const auto trun = numberedChild(fragment->traf, boxType("trun"), entry.trunNumber);
     if (!trun) return std::nullopt;
-    return placeInRun(*trun, fragment->header,
-                      fragment->header.baseDataOffset.value_or(entry.offset), entry.sampleNumber);
+    return placeInRun(*trun, fragment->header, fragment->header.baseDataOffset.value_or(box.offset),
+                      entry.sampleNumber);
+}
+
+struct Keyframe {
+    SamplePlace place;
+    std::uint64_t time = 0; // the table's, ticks
+};
+
+std::optional<Keyframe> findKeyframe(const InputFile& file, const VideoTrackIndex& index,
+                                     const RandomAccessEntry& entry) {
+    if (!index.fragmented) return Keyframe{{entry.offset, entry.size}, entry.time};
+    const auto box = readBoxHeader(file, entry.offset, 0);
+    if (!box) return std::nullopt;
+    const auto named = placeInMoof(file, *box, entry, index.trackId);
+    if (!named) return std::nullopt;
+    Keyframe keyframe{*named, entry.time};
+    if (named->sync) return keyframe;
+    lookBackFrom(entry, index.randomAccess, file, 0,
+                 [&](const RandomAccessEntry& earlier, const FileBox& moof) {
+                     const auto place = placeInMoof(file, moof, earlier, index.trackId);
+                     if (!place || !place->sync || !place->isReadable()) return false;
+                     keyframe = {*place, earlier.time};
+                     return true;
+                 });
+    return keyframe;
 }
 
 KeyframeSample readKeyframe(const std::filesystem::path& path, const VideoTrackIndex& index,
@@ -100,17 +128,16 @@ KeyframeSample readKeyframe(const std::filesystem::path& path, const VideoTrackI
     if (entry == nullptr) return sample;
     const InputFile file = OpenForRandomAccess(path);
     if (!file) return sample;
-    const auto place = index.fragmented ? placeInFragment(file, *entry, index.trackId)
-                                        : SamplePlace{entry->offset, entry->size};
-    if (!place || place->size == 0 || place->size > MAX_KEYFRAME_BYTES) return sample;
+    const auto keyframe = findKeyframe(file, index, *entry);
+    if (!keyframe || !keyframe->place.isReadable()) return sample;
     ByteBuffer bytes;
-    if (!readInto(bytes, file, place->offset, place->size)) return sample;
+    if (!readInto(bytes, file, keyframe->place.offset, keyframe->place.size)) return sample;
+    std::vector<std::uint8_t> parameterSets;
     std::uint32_t nalLengthSize = 0;
-    if (!AvcConfigToAnnexB(index.avcConfig, sample.data, nalLengthSize)) return sample;
-    const std::size_t parameterSets = sample.data.size();
-    appendAnnexB(bytes.view(), nalLengthSize, sample.data);
-    sample.timeSeconds = static_cast<double>(entry->time) / index.timescale;
-    sample.ok = sample.data.size() > parameterSets;
+    if (!AvcConfigToAnnexB(index.avcConfig, parameterSets, nalLengthSize)) return sample;
+    convertToAnnexB(bytes.view(), nalLengthSize, parameterSets, sample.data);
+    sample.timeSeconds = static_cast<double>(keyframe->time) / index.timescale;
+    sample.ok = sample.data.size() > parameterSets.size();
     if (!sample.ok) sample.data.clear();
     return sample;
 }

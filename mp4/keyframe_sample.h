@@ -15,9 +15,10 @@ struct KeyframeSample {
     bool ok = false;
 };
 
-// The keyframe that FindKeyframeAtOrBefore names. The file is opened for this call only. Not ok
-// when there is none, the track isn't H.264, or the sample is empty, longer than MAX_KEYFRAME_BYTES
-// or can't be read.
+// The keyframe that FindKeyframeAtOrBefore names; where the file says that that sample is none, the
+// nearest one in front of it in the table, within the limits of keyframe_look_back.h. The file is
+// opened for this call only. Not ok when there is none, the track isn't H.264, or the sample is
+// empty, longer than MAX_KEYFRAME_BYTES or can't be read.
 KeyframeSample ReadKeyframeSample(const std::filesystem::path& path, const VideoTrackIndex& index,
                                   double seconds);
 

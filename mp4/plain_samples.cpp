@@ -7,6 +7,7 @@
 
 #include "mp4/box_walk.h"
 #include "mp4/edit_list.h"
+#include "mp4/sample_budget.h"
 #include "mp4/track_boxes.h"
 #include "mp4/video_index.h"
 
@@ -43,7 +44,8 @@ bool PlainSamples::load(const std::filesystem::path& path) {
     if (!file_) return false;
     const TopLevelScan scan = scanTopLevel(file_);
     if (scan.fragmented || !readMoov(moov_, file_, scan)) return false;
-    const auto track = findVideoTrack(moov_.view());
+    const VideoTrackSearch search = findVideoTrack(moov_.view());
+    const auto& track = search.track;
     if (!track || !track->stbl) return false;
     trackId_ = track->trackId;
     timescale_ = track->timescale;
@@ -51,8 +53,10 @@ bool PlainSamples::load(const std::filesystem::path& path) {
     if (!tables_.stts || !tables_.stsz || !tables_.stsc) return false;
     if (!tables_.stco && !tables_.co64) return false;
     sizes_ = SampleSizes(*tables_.stsz);
-    // Its samples are in fragments, of which none can be seen.
-    if (sizes_.count() == 0 && childOf(moov_.view(), boxType("mvex"))) return false;
+    // There are samples in fragments, of which none can be seen.
+    const bool hasMore = childOf(moov_.view(), boxType("mvex")).has_value();
+    if (sizes_.count() == 0 && hasMore) return false;
+    isWhole_ = search.moovRegular && track->regular && tablesAgree(tables_) && !hasMore;
     allSync_ = !tables_.stss;
     if (!allSync_) {
         const SyncNumbers numbers(*tables_.stss, sizes_.count());
@@ -76,7 +80,7 @@ PlainSamples::Cursors PlainSamples::cursorsAtStart() const {
 
 WalkOutcome PlainSamples::next(PlainSample& sample) {
     if (!file_) return WalkOutcome::Failed;
-    if (next_ >= sizes_.count()) return WalkOutcome::End;
+    if (next_ >= sizes_.count()) return isWhole_ ? WalkOutcome::End : WalkOutcome::Failed;
     if (next_ >= sizes_.given()) return WalkOutcome::Failed;
     cursors_.decode.advanceTo(next_);
     cursors_.composition.advanceTo(next_);
@@ -105,7 +109,7 @@ void PlainSamples::goTo(std::uint64_t sample) {
     next_ = sample;
     cursors_ = cursorsAtStart();
     nextSync_ = 0;
-    sampleBytesLeft_ = file_.sampleBytes();
+    sampleBytesLeft_ = mostSampleBytesBetweenSeeks(file_);
 }
 
 bool PlainSamples::seekToSync(std::int64_t pts) {

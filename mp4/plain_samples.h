@@ -28,19 +28,22 @@ struct PlainSample {
 
 enum class WalkOutcome {
     Sample,
-    End,    // that was all that the tables state
-    Failed, // they state more than they describe or the file holds: it is broken off or damaged
+    End,    // that was all that the file describes
+    Failed, // there is more, or should be: the file is broken off, or its tables are damaged
 };
 
 class PlainSamples {
 public:
     // The same track that LoadVideoTrackIndex describes. False when the file can't be read, is
     // fragmented or says so (mvex, and no samples), or has no such track or not all of stts, stsz,
-    // stsc and one of stco and co64. Without stss every sample is a sync sample.
+    // stsc and one of stco and co64. Without stss every sample is a sync sample. Damaged tables are
+    // opened too: what they still say is handed out, but their end is no End.
     [[nodiscard]] bool open(const std::filesystem::path& path);
 
     // The next sample in decode order; behind anything but Sample `sample` is untouched. Where stts
-    // has ended, samples have the total as their decode time and no duration.
+    // has ended, samples have the total as their decode time and no duration. End is said only when
+    // the moov and the track's boxes fill what they lie in, tablesAgree, and no mvex tells of
+    // fragments.
     WalkOutcome next(PlainSample& sample);
 
     void seekToStart();
@@ -79,6 +82,7 @@ private:
     std::uint32_t timescale_ = 0, trackId_ = 0;
     std::int64_t editOffset_ = 0;
     bool allSync_ = false;
+    bool isWhole_ = false;                   // the tables are all there, and agree with each other
     std::vector<std::uint32_t> syncNumbers_; // from 1, ascending
 
     std::uint64_t next_ = 0;            // sample, from 0

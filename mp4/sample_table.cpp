@@ -1,6 +1,7 @@
 #include "mp4/sample_table.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "mp4/box_walk.h"
 
@@ -14,11 +15,59 @@ std::uint32_t entriesIn(ByteView table, std::size_t entryBytes) {
         std::min<std::size_t>(table.u32(4), (table.size() - 8) / entryBytes));
 }
 
+// There are as many entries behind the first `fields` bytes as are stated.
+bool isFilled(ByteView table, std::size_t fields, std::size_t entryBytes, std::uint32_t stated) {
+    return table.size() >= fields && (table.size() - fields) / entryBytes == stated;
+}
+
+bool isFilled(const std::optional<ByteView>& table, std::size_t entryBytes) {
+    return !table || isFilled(*table, 8, entryBytes, table->u32(4));
+}
+
+std::uint64_t samplesIn(ByteView runs) {
+    RunCursor cursor(runs);
+    cursor.advanceTo(std::numeric_limits<std::uint64_t>::max());
+    return cursor.coveredSamples();
+}
+
+bool isAscending(const SyncNumbers& numbers) {
+    std::uint32_t before = 0;
+    for (std::uint32_t i = 0; i < numbers.size(); ++i) {
+        if (!numbers.valid(i) || numbers[i] <= before) return false;
+        before = numbers[i];
+    }
+    return true;
+}
+
+bool usesAllChunks(const SampleTables& tables, const SampleSizes& sizes) {
+    if (sizes.count() == 0) return true;
+    OffsetCursor cursor(tables, sizes);
+    cursor.advanceTo(sizes.count() - 1);
+    return cursor.inLastChunk();
+}
+
 } // namespace
+
+bool tablesAgree(const SampleTables& tables) {
+    if (!tables.regular || !tables.stts || !tables.stsz || !tables.stsc) return false;
+    const SampleSizes sizes(*tables.stsz);
+    // One size for all stands in front of no others.
+    const std::uint32_t inTable = sizes.uniform() ? 0 : sizes.count();
+    if (!isFilled(*tables.stsz, 12, 4, inTable)) return false;
+    if (!isFilled(tables.stts, 8) || !isFilled(tables.ctts, 8) || !isFilled(tables.stsc, 12))
+        return false;
+    const std::optional<ByteView>& chunks = tables.stco ? tables.stco : tables.co64;
+    if (!chunks || !isFilled(chunks, tables.stco ? 4 : 8)) return false;
+    if (samplesIn(*tables.stts) != sizes.count()) return false;
+    if (tables.ctts && samplesIn(*tables.ctts) < sizes.count()) return false;
+    if (!usesAllChunks(tables, sizes)) return false;
+    if (!tables.stss) return true;
+    return isFilled(tables.stss, 4) && isAscending(SyncNumbers(*tables.stss, sizes.count()));
+}
 
 SampleTables findSampleTables(ByteView stbl) {
     SampleTables tables;
-    WalkChildren(stbl, [&](BoxType type, ByteView payload) {
+    tables.regular = WalkChildren(stbl, [&](BoxType type, ByteView payload) {
         switch (type) {
         case boxType("stsd"):
             tables.stsd = payload;
@@ -125,8 +174,8 @@ void OffsetCursor::enterChunkOf(std::uint64_t sample) {
         return;
     }
     const std::uint64_t chunksBefore = (sample - entryFirst_) / samplesPerChunk_;
-    const std::uint64_t chunk = firstChunk_ + chunksBefore;
-    const auto at = static_cast<std::size_t>((chunk - 1) * offsetBytes_);
+    chunk_ = firstChunk_ + chunksBefore;
+    const auto at = static_cast<std::size_t>((chunk_ - 1) * offsetBytes_);
     chunkIsGiven_ = offsets_.holds(at, offsetBytes_);
     offset_ = offsets_.unsignedField(at, offsetBytes_);
     sample_ = entryFirst_ + chunksBefore * samplesPerChunk_;

@@ -17,9 +17,17 @@ namespace velkantrix {
 // bytes.
 struct SampleTables {
     std::optional<ByteView> stsd, stts, ctts, stss, stsz, stsc, stco, co64;
+    bool regular = true; // the stbl's boxes fill it: none was missed behind a broken one
 };
 
 SampleTables findSampleTables(ByteView stbl);
+
+// The tables describe all samples, and the same ones: none was missed, every one has as many
+// entries as it states (less than a whole one may be left over), stts has as many samples as stsz
+// and ctts no fewer, the last sample lies in the last chunk, and stss ascends and names samples of
+// the track. Where not, samples are missing, or some have false times, places or keyframe marks.
+// Takes time in proportion to the tables.
+bool tablesAgree(const SampleTables& tables);
 
 // stsz.
 class SampleSizes {
@@ -123,6 +131,8 @@ public:
     // counts as 0.
     [[nodiscard]] bool chunkIsGiven() const { return chunkIsGiven_; }
     [[nodiscard]] std::uint64_t offset() const { return offset_; }
+    // No chunk is stated behind this sample's.
+    [[nodiscard]] bool inLastChunk() const { return covers_ && chunk_ == chunks_; }
 
 private:
     void enterNextEntry();
@@ -138,7 +148,8 @@ private:
     std::uint64_t firstChunk_ = 0;         // of the entered entry
     std::uint64_t samplesPerChunk_ = 0;
     std::uint64_t entryFirst_ = 0, entryEnd_ = 0; // samples
-    std::uint64_t chunkEnd_ = 0;                  // behind the chunk's last sample
+    std::uint64_t chunk_ = 0;
+    std::uint64_t chunkEnd_ = 0; // behind the chunk's last sample
     std::uint64_t sample_ = 0, offset_ = 0;
     bool covers_ = false, chunkIsGiven_ = false;
 };

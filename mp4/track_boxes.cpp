@@ -10,8 +10,16 @@ std::uint32_t fieldBehindTimes(ByteView payload) {
     return payload.u32(payload.u8(0) == 1 ? 20 : 12);
 }
 
-void readMedia(ByteView mdia, TrackBoxes& track) {
-    WalkChildren(mdia, [&](BoxType type, ByteView payload) {
+// Takes the last child of a type. False when not all of the container's boxes could be seen.
+bool takeChild(ByteView container, BoxType wanted, std::optional<ByteView>& child) {
+    return WalkChildren(container, [&](BoxType type, ByteView payload) {
+        if (type == wanted) child = payload;
+    });
+}
+
+bool readMedia(ByteView mdia, TrackBoxes& track) {
+    bool minfRegular = true;
+    const bool regular = WalkChildren(mdia, [&](BoxType type, ByteView payload) {
         switch (type) {
         case boxType("mdhd"):
             track.timescale = fieldBehindTimes(payload);
@@ -23,33 +31,37 @@ void readMedia(ByteView mdia, TrackBoxes& track) {
             if (payload.u32(8) == boxType("soun")) track.isSound = true;
             break;
         case boxType("minf"):
-            if (const auto stbl = childOf(payload, boxType("stbl"))) track.stbl = stbl;
+            if (!takeChild(payload, boxType("stbl"), track.stbl)) minfRegular = false;
             break;
         default:
             break;
         }
     });
+    return regular && minfRegular;
 }
 
 } // namespace
 
 TrackBoxes readTrackBoxes(ByteView trak) {
     TrackBoxes track;
-    WalkChildren(trak, [&](BoxType type, ByteView payload) {
+    bool insideRegular = true;
+    const bool regular = WalkChildren(trak, [&](BoxType type, ByteView payload) {
         switch (type) {
         case boxType("tkhd"):
             track.trackId = fieldBehindTimes(payload);
             break;
         case boxType("mdia"):
-            readMedia(payload, track);
+            if (!readMedia(payload, track)) insideRegular = false;
             break;
         case boxType("edts"):
-            track.elst = childOf(payload, boxType("elst"));
+            track.elst.reset();
+            if (!takeChild(payload, boxType("elst"), track.elst)) insideRegular = false;
             break;
         default:
             break;
         }
     });
+    track.regular = regular && insideRegular;
     return track;
 }
 
@@ -57,14 +69,15 @@ std::uint32_t movieTimescale(ByteView moov) {
     return fieldBehindTimes(childOf(moov, boxType("mvhd")).value_or(ByteView()));
 }
 
-std::optional<TrackBoxes> findVideoTrack(ByteView moov) {
-    std::optional<TrackBoxes> found;
-    WalkChildren(moov, [&](BoxType type, ByteView payload) {
-        if (found || type != boxType("trak")) return;
+VideoTrackSearch findVideoTrack(ByteView moov) {
+    VideoTrackSearch search;
+    search.moovRegular = WalkChildren(moov, [&](BoxType type, ByteView payload) {
+        if (type != boxType("trak")) return;
         const TrackBoxes track = readTrackBoxes(payload);
-        if (track.isVideo && track.timescale != 0) found = track;
+        if (!track.regular) search.traksRegular = false;
+        if (!search.track && track.isVideo && track.timescale != 0) search.track = track;
     });
-    return found;
+    return search;
 }
 
 } // namespace velkantrix

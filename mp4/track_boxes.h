@@ -16,6 +16,9 @@ struct TrackBoxes {
     std::size_t mdhdBytes = 0;   // length of the payload that it came from
     bool isVideo = false, isSound = false;
     std::optional<ByteView> stbl, elst;
+    // Its boxes, and those of its mdia, minf and edts, fill what they lie in: none was missed
+    // because one in front of it is broken off.
+    bool regular = true;
 };
 
 TrackBoxes readTrackBoxes(ByteView trak);
@@ -23,7 +26,12 @@ TrackBoxes readTrackBoxes(ByteView trak);
 // Of a moov's payload, ticks per second; 0 when there is no mvhd.
 std::uint32_t movieTimescale(ByteView moov);
 
-// The first video track that has a time scale; all others are ignored.
-std::optional<TrackBoxes> findVideoTrack(ByteView moov);
+struct VideoTrackSearch {
+    std::optional<TrackBoxes> track; // the first of video that has a time scale
+    bool moovRegular = true;         // the moov's own boxes fill it
+    bool traksRegular = true;        // TrackBoxes::regular of every trak, the found one's too
+};
+
+VideoTrackSearch findVideoTrack(ByteView moov);
 
 } // namespace velkantrix

@@ -140,7 +140,10 @@ AudioTrackInfo loadAudio(const std::filesystem::path& path) {
 } // namespace
 
 void readVideoTrack(ByteView moov, VideoTrackIndex& index) {
-    const auto track = findVideoTrack(moov);
+    const VideoTrackSearch search = findVideoTrack(moov);
+    const auto& track = search.track;
+    const bool regular = search.moovRegular && search.traksRegular;
+    index.moov = regular ? MoovState::Whole : MoovState::Irregular;
     if (!track) return;
     index.trackId = track->trackId;
     index.timescale = track->timescale;

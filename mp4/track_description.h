@@ -10,8 +10,9 @@
 
 namespace velkantrix {
 
-// Fills in, from a moov's payload, the description of its first video track with a time scale, and,
-// from that track's sample tables, its keyframes. Without such a track nothing is changed.
+// Fills in, from a moov's payload, whether its boxes are whole, the description of its first video
+// track with a time scale, and, from that track's sample tables, its keyframes. Without such a
+// track the rest isn't changed.
 void readVideoTrack(ByteView moov, VideoTrackIndex& index);
 
 // Fills in the size and configuration from the first avc1 or avc3 of an stsd's entries (ISO/IEC

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 #include <new>
+#include <tuple>
 
 #include "mp4/box_walk.h"
 #include "mp4/track_description.h"
@@ -10,8 +11,15 @@
 namespace velkantrix {
 namespace {
 
+// By time. Of equal times, of which a lookup takes the last, the order is the same everywhere.
 bool earlier(const RandomAccessEntry& a, const RandomAccessEntry& b) {
-    return a.time < b.time;
+    return std::tie(a.time, a.offset, a.trafNumber, a.trunNumber, a.sampleNumber) <
+           std::tie(b.time, b.offset, b.trafNumber, b.trunNumber, b.sampleNumber);
+}
+
+MoovState whyUnread(const TopLevelScan& scan) {
+    if (!scan.moov) return MoovState::Missing;
+    return scan.moov->size > MAX_MOOV_BYTES ? MoovState::TooLong : MoovState::Unreadable;
 }
 
 VideoTrackIndex loadIndex(const std::filesystem::path& path) {
@@ -22,7 +30,10 @@ VideoTrackIndex loadIndex(const std::filesystem::path& path) {
     index.fragmented = scan.fragmented;
     {
         ByteBuffer moov;
-        if (!readMoov(moov, file, scan)) return index;
+        if (!readMoov(moov, file, scan)) {
+            index.moov = whyUnread(scan);
+            return index;
+        }
         readVideoTrack(moov.view(), index);
     }
     if (index.timescale == 0) return index;
@@ -72,7 +83,9 @@ VideoTrackIndex LoadVideoTrackIndex(const std::filesystem::path& path) {
     try {
         return loadIndex(path);
     } catch (const std::bad_alloc&) {
-        return {}; // a file that this machine can't hold the tables of
+        VideoTrackIndex none; // of a file that this machine can't hold the tables of
+        none.moov = MoovState::NoMemory;
+        return none;
     }
 }
 

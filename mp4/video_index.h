@@ -12,6 +12,16 @@
 
 namespace velkantrix {
 
+// What came of the moov that an index is made from: why there is no track, or may be none.
+enum class MoovState {
+    Missing,    // none among the boxes that are looked at, or the file can't be opened
+    TooLong,    // longer than MAX_MOOV_BYTES
+    Unreadable, // it runs over the end of the file, or a read failed
+    NoMemory,   // it, or a table, doesn't fit into the memory there is
+    Irregular,  // its boxes, or a trak's, don't fill it: what was behind a broken one was missed
+    Whole,
+};
+
 struct VideoTrackIndex {
     // There are keyframes and a time scale. The track may still be of a codec without avcConfig:
     // such a track can be found but not decoded here.
@@ -22,6 +32,7 @@ struct VideoTrackIndex {
     std::uint32_t width = 0, height = 0; // coded size, pixels, of avc1 and avc3; else 0
     std::vector<std::uint8_t> avcConfig; // AVCDecoderConfigurationRecord, ISO/IEC 14496-15
     RandomAccessTable randomAccess;      // by time, ascending
+    MoovState moov = MoovState::Missing;
 };
 
 // Reads the index of the file's first video track: from its sample tables, of a fragmented file

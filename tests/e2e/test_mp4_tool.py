@@ -54,6 +54,8 @@ def test_names_may_hold_spaces_and_any_script(files, tmp_path):
 
 
 def test_a_name_may_be_very_long(files, tmp_path):
+    """Can't prove that Windows opens it: Wine limits no name's length, so the form that Windows needs is shown
+    only not to be in the way."""
     folder = tmp_path
     while len(str(folder)) < 400:
         folder = folder / ("folder" * 10)

@@ -144,15 +144,17 @@ TEST(AvcConfigToAnnexB, BytesBehindTheSetsAreIgnored) {
 }
 
 Bytes split(const Bytes& sample, std::uint32_t nalLengthSize) {
-    std::vector<std::uint8_t> output{0xAA};
-    appendAnnexB(sample.vector(), nalLengthSize, output);
-    EXPECT_EQ(output.front(), 0xAA) << "not appended";
+    std::vector<std::uint8_t> output{0xAA}, behindSets;
+    convertToAnnexB(sample.vector(), nalLengthSize, {}, output);
+    const Bytes sets = {0, 0, 0, 1, 0x67};
+    convertToAnnexB(sample.vector(), nalLengthSize, sets.vector(), behindSets);
     Bytes units;
-    for (std::size_t i = 1; i < output.size(); ++i) units.u8(output[i]);
+    for (const std::uint8_t byte : output) units.u8(byte);
+    EXPECT_EQ(behindSets, join({sets, units}).vector());
     return units;
 }
 
-TEST(AppendAnnexB, UnitsBehindLengthsOfOneToFourBytesGetStartCodes) {
+TEST(ConvertToAnnexB, UnitsBehindLengthsOfOneToFourBytesGetStartCodes) {
     for (std::uint32_t width = 1; width <= 4; ++width) {
         EXPECT_EQ(split(join({nal({0x65, 7}, width), nal({0x41}, width)}), width),
                   (Bytes{0, 0, 0, 1, 0x65, 7, 0, 0, 0, 1, 0x41}))
@@ -160,7 +162,7 @@ TEST(AppendAnnexB, UnitsBehindLengthsOfOneToFourBytesGetStartCodes) {
     }
 }
 
-TEST(AppendAnnexB, EveryByteOfALengthCounts) {
+TEST(ConvertToAnnexB, EveryByteOfALengthCounts) {
     const struct {
         std::uint32_t width;
         std::size_t length;
@@ -172,7 +174,7 @@ TEST(AppendAnnexB, EveryByteOfALengthCounts) {
     }
 }
 
-TEST(AppendAnnexB, AZeroLengthEndsTheSample) {
+TEST(ConvertToAnnexB, AZeroLengthEndsTheSample) {
     for (std::uint32_t width = 1; width <= 4; ++width) {
         EXPECT_EQ(split(join({nal({0x65}, width), nal({}, width), nal({0x41}, width)}), width),
                   (Bytes{0, 0, 0, 1, 0x65}))
@@ -180,7 +182,7 @@ TEST(AppendAnnexB, AZeroLengthEndsTheSample) {
     }
 }
 
-TEST(AppendAnnexB, ALengthThatRunsPastTheSampleEndsIt) {
+TEST(ConvertToAnnexB, ALengthThatRunsPastTheSampleEndsIt) {
     for (std::uint32_t width = 1; width <= 4; ++width) {
         Bytes sample = join({nal({0x65}, width), nal({0x41, 2}, width)});
         EXPECT_EQ(split(sample, width), (Bytes{0, 0, 0, 1, 0x65, 0, 0, 0, 1, 0x41, 2})) << width;
@@ -190,7 +192,7 @@ TEST(AppendAnnexB, ALengthThatRunsPastTheSampleEndsIt) {
     EXPECT_EQ(split(Bytes{0xFF, 0xFF, 0xFF, 0xFF, 0x65}, 4), Bytes());
 }
 
-TEST(AppendAnnexB, FewerBytesThanALengthAreIgnored) {
+TEST(ConvertToAnnexB, FewerBytesThanALengthAreIgnored) {
     for (std::uint32_t width = 2; width <= 4; ++width) {
         EXPECT_EQ(split(join({nal({0x65}, width), Bytes().fill(width - 1, 0)}), width),
                   (Bytes{0, 0, 0, 1, 0x65}))
@@ -198,7 +200,7 @@ TEST(AppendAnnexB, FewerBytesThanALengthAreIgnored) {
     }
 }
 
-TEST(AppendAnnexB, AnEmptySampleGivesNothing) {
+TEST(ConvertToAnnexB, AnEmptySampleGivesNothing) {
     EXPECT_EQ(split(Bytes(), 4), Bytes());
 }
 

@@ -128,6 +128,12 @@ TEST_F(FragmentReaderDuration, WithoutTheLastFragmentItIsTheLastTime) {
     EXPECT_EQ(reader.DurationSeconds(), 4.5);
 }
 
+TEST_F(FragmentReaderDuration, TheLastEntryIsTheTablesAsItIsGiven) {
+    use(join({ftyp(), fragment(0, {key("a")})}));
+    ASSERT_TRUE(openTable({{4500, 3}, {0, ftyp().size()}}));
+    EXPECT_EQ(reader.DurationSeconds(), 0.1);
+}
+
 TEST_F(FragmentReaderDuration, AtMost512FragmentsAreLookedAt) {
     for (const std::uint64_t fragments : {511u, 512u, 513u}) {
         Bytes content = ftyp();
@@ -140,6 +146,26 @@ TEST_F(FragmentReaderDuration, AtMost512FragmentsAreLookedAt) {
                   static_cast<double>(std::min<std::uint64_t>(fragments, 512)) / 10)
             << fragments;
     }
+}
+
+TEST_F(FragmentReaderDuration, AtMost65536BoxesAreLookedAt) {
+    const auto moofAt = [](std::uint64_t time) {
+        return moof(box("traf", join({tfhd(1, {.baseDataOffset = 0, .duration = 100, .size = 1}),
+                                      tfdt(time), trunOfCount(1)})));
+    };
+    Bytes between, content = join({ftyp(), moofAt(0)});
+    for (int i = 0; i < 4095; ++i) between.add(box("free"));
+    for (std::uint64_t i = 1; i <= 16; ++i) content.add(between).add(moofAt(i * 1000));
+    use(content);
+    ASSERT_TRUE(openTable({{0, ftyp().size()}}));
+    EXPECT_EQ(reader.DurationSeconds(), 16.1);
+    use(content.add(moofAt(17'000)));
+    reader = {};
+    ASSERT_TRUE(openTable({{0, ftyp().size()}}));
+    EXPECT_EQ(reader.DurationSeconds(), 16.1) << "the last one is one box too far";
+    ASSERT_TRUE(reader.Seek(0));
+    EXPECT_EQ(rest().size(), 18u);
+    EXPECT_EQ(last, ReadOutcome::End);
 }
 
 TEST_F(FragmentReaderDuration, AfterwardsItMustBeSought) {
@@ -213,6 +239,37 @@ TEST_F(FragmentReaderSeeking, FailedItStaysWhereItWas) {
     EXPECT_FALSE(reader.Seek(9)) << "there is no fragment";
     EXPECT_EQ(reader.rebase(), 900);
     EXPECT_EQ(restAsTexts(), (Texts{"c@1100", "d@5900*", "e@6000"}));
+}
+
+TEST_F(FragmentReaderTest, AMoofThatRunsToTheEndOfTheFileCanBeSought) {
+    const Bytes run = join({tfhd(1, {.baseDataOffset = 4}), tfdt(0), trun(0x300, {{10, 4}}, 0)});
+    openPieces({openBox("moof", box("traf", run))});
+    EXPECT_EQ(restAsTexts(), Texts{"ftyp@0*"});
+    EXPECT_EQ(last, ReadOutcome::End);
+}
+
+TEST_F(FragmentReaderTest, WithoutDecodeTimesASeekGoesOnFromWhatWasReadBefore) {
+    openPieces({fragment(std::nullopt, {key("a")}), fragment(std::nullopt, {key("b")})});
+    EXPECT_EQ(restAsTexts(), (Texts{"a@0*", "b@100*"}));
+    ASSERT_TRUE(reader.Seek(0));
+    EXPECT_EQ(reader.samples()[0].dts, 200u);
+    EXPECT_EQ(reader.rebase(), -200);
+    EXPECT_EQ(restAsTexts(), (Texts{"a@0*", "b@100*"}));
+}
+
+// ffmpeg's tables of sound, where the first time would be below 0.
+TEST_F(FragmentReaderTest, EachSeekMovesTimesByItsOwnEntry) {
+    Bytes content = ftyp();
+    const std::uint64_t one = append(content, fragment(0, {key("a")}));
+    const std::uint64_t two = append(content, fragment(5000, {key("b")}));
+    use(content);
+    ASSERT_TRUE(openTable({{0, one}, {3976, two}}));
+    ASSERT_TRUE(reader.Seek(0));
+    EXPECT_EQ(reader.rebase(), 0);
+    EXPECT_EQ(restAsTexts(), (Texts{"a@0*", "b@5000*"}));
+    ASSERT_TRUE(reader.Seek(4));
+    EXPECT_EQ(reader.rebase(), -1024);
+    EXPECT_EQ(restAsTexts(), Texts{"b@3976*"});
 }
 
 class FragmentReaderSeekingBySample : public FragmentReaderTest {

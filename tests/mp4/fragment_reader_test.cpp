@@ -167,6 +167,20 @@ TEST_F(FragmentReaderAnnexB, ParameterSetsWaitForAKeyframe) {
     EXPECT_EQ(read(true, ReadOutcome::Sample).data, setsAnd({0x65}));
 }
 
+TEST_F(FragmentReaderAnnexB, AKeyframeThatCannotBeReadLeavesThemToTheNext) {
+    Bytes content = fragmentedStart(avcRecord(Bytes{0x67}, Bytes{0x68}));
+    // The first one's bytes are beyond the file.
+    const Bytes runs = join({tfhd(1, {.baseDataOffset = content.size(), .duration = 100}), tfdt(0),
+                             trun(0x200, {{9}}, 0x7FFFFFFF), trun(0x200, {{5}}, 8)});
+    content.add(box("mdat", nal({0x65})));
+    const std::uint64_t place = append(content, moof(box("traf", runs)));
+    use(content.add(mfra(tfra(1, {{0, place}}))));
+    ASSERT_TRUE(reader.Open(file->path()));
+    ASSERT_TRUE(reader.Seek(0));
+    EXPECT_TRUE(read(false, ReadOutcome::Failed).data.empty());
+    EXPECT_EQ(read(true, ReadOutcome::Sample).data, setsAnd({0x65}));
+}
+
 TEST_F(FragmentReaderAnnexB, AFailedSeekAsksForParameterSetsToo) {
     Bytes content = fragmentedStart();
     const std::uint64_t place =

@@ -5,14 +5,17 @@
 #include <cstdlib>
 #include <malloc.h>
 #include <new>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "mp4/fragment_reader.h"
+#include "mp4/keyframe_sample.h"
 #include "mp4/plain_samples.h"
 #include "mp4/track_description.h"
 #include "mp4/video_index.h"
+#include "tests/support/fragmented_file.h"
 #include "tests/support/mp4_files.h"
 #include "tests/support/temp_file.h"
 
@@ -188,6 +191,145 @@ TEST(FragmentMemory, EqualSamplesTakeTheRoomOfOne) {
     });
     EXPECT_GT(samples, 1000u);
     EXPECT_LE(most, 64u * 1024);
+}
+
+// Of 4 bytes each, with sizes of 1 to 3 bytes.
+Bytes runOfRecords(std::uint32_t count) {
+    std::vector<std::vector<std::uint32_t>> records;
+    for (std::uint32_t i = 0; i < count; ++i) records.push_back({1 + i % 3});
+    return trun(0x200, records, 0);
+}
+
+constexpr std::size_t MOST_PER_MOOF_BYTE = 10;
+
+TEST(FragmentMemory, RecordsTakeTenTimesTheirBytes) {
+    Bytes shortRuns, equalRuns, manyTrafs;
+    for (int i = 0; i < 20'000; ++i) {
+        shortRuns.add(runOfRecords(1));
+        equalRuns.add(trunOfCount(5));
+    }
+    for (int i = 0; i < 5'000; ++i) {
+        manyTrafs.add(box("traf", join({tfhd(VIDEO_TRACK), runOfRecords(70)})));
+    }
+    for (const Bytes& trafs :
+         {box("traf", join({tfhd(VIDEO_TRACK), runOfRecords(300'000)})),
+          box("traf", join({tfhd(VIDEO_TRACK, {.size = 1}), shortRuns, equalRuns})), manyTrafs}) {
+        FragmentTrack track;
+        track.trackId = VIDEO_TRACK;
+        const std::size_t most = peakOf([&] { ParseFragment(trafs.vector(), track); });
+        EXPECT_GE(track.samples.size(), 20'000u);
+        EXPECT_LE(most, MOST_PER_MOOF_BYTE * trafs.size());
+    }
+}
+
+TEST(FragmentMemory, OfOtherTracksNothingIsHeld) {
+    const Bytes traf = box("traf", join({tfhd(AUDIO_TRACK), runOfRecords(10'000)}));
+    FragmentTrack track;
+    track.trackId = VIDEO_TRACK;
+    EXPECT_LE(peakOf([&] { ParseFragment(traf.vector(), track); }), 1024u);
+}
+
+// While a fragment is loaded, those of the one before it are still held.
+TEST(FragmentMemory, OfAReaderIsTheMoofAndTheRecordsOfTwo) {
+    const Bytes traf = box("traf", join({tfhd(VIDEO_TRACK), tfdt(0), runOfRecords(200'000)}));
+    const Bytes moof = box("moof", traf);
+    const TempFile temp(join({ftyp(), moof, moof}));
+    FragmentReader reader;
+    const std::size_t most = peakOf([&] {
+        ASSERT_TRUE(reader.OpenWithTable(temp.path(), VIDEO_TRACK, 1000, {{0, ftyp().size()}}));
+        ASSERT_TRUE(reader.Seek(0));
+        ASSERT_TRUE(reader.NextFragment());
+    });
+    EXPECT_LE(most, moof.size() + 2 * MOST_PER_MOOF_BYTE * moof.size() + 16 * 1024);
+}
+
+// A sample of so many NAL units of one byte, behind lengths of `width` bytes: of all samples, those
+// grow most when start codes take the lengths' place.
+Bytes smallUnits(std::size_t units, std::uint32_t width) {
+    Bytes sample;
+    for (std::size_t i = 0; i < units; ++i) sample.number(1, width).u8(0x65);
+    return sample;
+}
+
+constexpr std::size_t LITTLE = 16 * 1024;
+
+// A recording with these keyframes, one fragment each; its parameter sets are long.
+class SampleMemory : public testing::TestWithParam<std::uint32_t> {
+protected:
+    static constexpr std::size_t SETS = 60'000;
+
+    static Bytes recording(const std::vector<Bytes>& keyframes) {
+        const Bytes record = avcRecord(Bytes{0x67}.fill(SETS), Bytes{0x68}, GetParam());
+        Bytes content = fragmentedStart(record);
+        std::vector<TfraEntry> entries;
+        for (const Bytes& keyframe : keyframes) {
+            const std::uint64_t at = append(content, fragment(0, {{keyframe, 1000, true}}));
+            entries.push_back({entries.size() * 1000, at});
+        }
+        return content.add(mfra(tfra(VIDEO_TRACK, entries)));
+    }
+};
+
+TEST_P(SampleMemory, AByteStreamIsTheSampleAndExactlyWhatIsHandedOut) {
+    const Bytes stored = smallUnits(200'000, GetParam());
+    const TempFile temp(recording({stored}));
+    FragmentReader reader;
+    ASSERT_TRUE(reader.Open(temp.path()) && reader.Seek(0));
+    ReaderSample sample;
+    const std::size_t most = peakOf([&] { ASSERT_TRUE(reader.ReadNextSample(sample)); });
+    EXPECT_GT(sample.data.size(), SETS + 1'000'000u);
+    EXPECT_EQ(sample.data.capacity(), sample.data.size());
+    EXPECT_LE(most, stored.size() + sample.data.size() + LITTLE);
+}
+
+TEST_P(SampleMemory, AKeyframeIsTheSampleTheSetsTwiceAndExactlyWhatIsHandedOut) {
+    const Bytes stored = smallUnits(200'000, GetParam());
+    const TempFile temp(recording({stored}));
+    const VideoTrackIndex index = LoadVideoTrackIndex(temp.path());
+    KeyframeSample sample;
+    const std::size_t most = peakOf([&] { sample = ReadKeyframeSample(temp.path(), index, 0); });
+    ASSERT_TRUE(sample.ok);
+    EXPECT_EQ(sample.data.capacity(), sample.data.size());
+    // The list of the sets has grown by doubling.
+    EXPECT_LE(most, stored.size() + 2 * SETS + sample.data.size() + LITTLE);
+}
+
+// What the caller hands in again and is too small goes before there is more.
+TEST_P(SampleMemory, ALongerSampleTakesThePlaceOfTheOneBefore) {
+    const Bytes first = smallUnits(100'000, GetParam()), second = smallUnits(200'000, GetParam());
+    for (const bool annexB : {true, false}) {
+        const TempFile temp(recording({first, second}));
+        FragmentReader reader;
+        if (annexB) {
+            ASSERT_TRUE(reader.Open(temp.path()));
+        } else {
+            VideoTrackIndex index = LoadVideoTrackIndex(temp.path());
+            ASSERT_TRUE(reader.OpenWithTable(temp.path(), index.trackId, 1000,
+                                             std::move(index.randomAccess)));
+        }
+        ASSERT_TRUE(reader.Seek(0));
+        ReaderSample sample;
+        ASSERT_TRUE(reader.ReadNextSample(sample));
+        const std::size_t before = sample.data.capacity();
+        const std::size_t most = peakOf([&] { ASSERT_TRUE(reader.ReadNextSample(sample)); });
+        EXPECT_GT(sample.data.size(), before);
+        // Likewise the bytes that were read.
+        EXPECT_LE(most, second.size() - first.size() + sample.data.size() - before + LITTLE);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(BehindLengthsOf, SampleMemory, testing::Values(1, 2, 3, 4));
+
+// Of each entry 32 bytes, and where its fragment is.
+TEST(FragmentMemory, OfATableIsWhatItHoldsAndAPlaceForEachEntry) {
+    RandomAccessTable table;
+    for (std::uint64_t i = 0; i < 100'000; ++i) table.push_back({i, 10'000'000});
+    const std::size_t entries = table.size();
+    const TempFile temp(ftyp());
+    FragmentReader reader;
+    const std::size_t most =
+        peakOf([&] { ASSERT_TRUE(reader.OpenWithTable(temp.path(), 1, 1000, std::move(table))); });
+    EXPECT_LE(most, entries * sizeof(std::uint64_t) + LITTLE);
 }
 
 TEST(AudioMemory, OfAFragmentedFileIsItsMoovAndItsTables) {

@@ -265,6 +265,17 @@ TEST_F(FragmentKeyframe, ARunThatClaimsTheMostSamplesCostsNothing) {
     expectNone(read(1, 1, 0xFFFFFFFF));
 }
 
+// The base lies so far in front of the file that it wraps around; the sums lead back into it.
+TEST_F(FragmentKeyframe, BytesInFrontOfItAreAddedUpIn64Bits) {
+    constexpr std::uint64_t LONG = 0xFFFFFFFF, NUMBER = 0x80000000;
+    useTraf({tfhd(1, {.baseDataOffset = 1000 + 6 * 5 - (LONG + 12)}),
+             trun(0x200, {{LONG}, {12}, {6}})});
+    expectSample(5, read(1, 1, 3));
+    useTraf({tfhd(1, {.baseDataOffset = 1000 + 6 * 7 - (NUMBER - 1) * 6, .size = 6}),
+             trunOfCount(0xFFFFFFFF)});
+    expectSample(7, read(1, 1, NUMBER));
+}
+
 TEST_F(FragmentKeyframe, WhatIsNoMoofIsNone) {
     const Bytes ours = box("traf", join({tfhd(1, {.size = 6}), trunOfCount(1, to(2))}));
     use(box("moof", ours));

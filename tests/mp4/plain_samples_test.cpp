@@ -95,6 +95,7 @@ TEST_F(PlainSamplesTest, BehindTheCompositionOffsetsTimesAreDecodeTimes) {
     EXPECT_EQ(all[0].pts, 7);
     EXPECT_EQ(all[1].pts, 10);
     EXPECT_EQ(all[2].pts, 20);
+    EXPECT_EQ(end, WalkOutcome::Failed);
 }
 
 TEST_F(PlainSamplesTest, WithoutSyncTableEverySampleIsSync) {
@@ -113,6 +114,7 @@ TEST_F(PlainSamplesTest, SyncNumbersMayBeUnorderedRepeatedAndOfNoSample) {
     EXPECT_TRUE(all[1].sync);
     EXPECT_FALSE(all[2].sync);
     EXPECT_TRUE(all[3].sync);
+    EXPECT_EQ(end, WalkOutcome::Failed);
 }
 
 TEST_F(PlainSamplesTest, BehindTheTimesSamplesHaveTheTotal) {
@@ -121,7 +123,7 @@ TEST_F(PlainSamplesTest, BehindTheTimesSamplesHaveTheTotal) {
     EXPECT_EQ(rest(), (std::vector<PlainSample>{{100, 1, 5, 0, 10, true},
                                                 {101, 1, 15, 10, 0, false},
                                                 {102, 1, 15, 10, 0, false}}));
-    EXPECT_EQ(end, WalkOutcome::End);
+    EXPECT_EQ(end, WalkOutcome::Failed);
 }
 
 TEST_F(PlainSamplesTest, ATrackOfNoSamplesEndsAtOnce) {
@@ -173,6 +175,15 @@ TEST_F(PlainSamplesTest, SamplesMayReadAFileFourTimesOver) {
     }
 }
 
+// Not a byte more: nothing is left for the last one.
+TEST_F(PlainSamplesTest, OneByteMoreThanFourTimesTheFileIsTooMuch) {
+    const Bytes stbl = join(
+        {stts({{5, 1}}), stsz({1000, 1000, 1000, 1000, 1}), stsc({{1, 1}}), stco({0, 0, 0, 0, 0})});
+    ASSERT_TRUE(openWith(stbl, {}, 1000));
+    EXPECT_EQ(rest().size(), 4u);
+    EXPECT_EQ(end, WalkOutcome::Failed);
+}
+
 TEST_F(PlainSamplesTest, OpenNeedsTheTables) {
     const std::vector<Bytes> needed = {stts({{1, 10}}), stsz({100}), stsc({{1, 1}}), stco({1000})};
     for (std::size_t missing = 0; missing < needed.size(); ++missing) {
@@ -192,6 +203,8 @@ TEST_F(PlainSamplesTest, OpenNeedsAPlainFileWithAVideoTrack) {
     EXPECT_FALSE(samples.open(TempFile(ftyp()).path()));
     const Bytes sound = box("moov", trak(1, 600, "soun", threeSamples()));
     EXPECT_FALSE(samples.open(TempFile(join({ftyp(), sound})).path()));
+    const Bytes bare = box("mdia", join({mdhd(600), hdlr("vide"), box("minf")}));
+    EXPECT_FALSE(samples.open(TempFile(join({ftyp(), box("moov", box("trak", bare))})).path()));
     EXPECT_TRUE(samples.open(TempFile(plainFile(threeSamples())).path()));
     EXPECT_FALSE(samples.open(TempFile(join({plainFile(threeSamples()), box("moof")})).path()));
     EXPECT_FALSE(samples.file());
@@ -243,7 +256,7 @@ TEST_F(PlainSamplesTest, EmptySamplesAreSamples) {
 }
 
 TEST_F(PlainSamplesTest, EqualSamplesMayFillTheFileButNoMore) {
-    const Bytes stbl = join({stts({{9, 10}}), stszUniform(1000, 5), stsc({{1, 9}}), stco({0})});
+    const Bytes stbl = join({stts({{5, 10}}), stszUniform(1000, 5), stsc({{1, 9}}), stco({0})});
     TempFile file(plainFile(stbl));
     file.resize(5000);
     ASSERT_TRUE(samples.open(file.path()));

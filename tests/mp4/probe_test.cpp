@@ -94,6 +94,12 @@ TEST(ProbeFile, ALongSizeIsFollowed) {
               (ProbeResult{true, true, 2, true}));
 }
 
+TEST(ProbeFile, ALongSizeWhoseSumRunsOverReachesTheEnd) {
+    // 16 - 8 bytes lead to the moof in the first box.
+    EXPECT_EQ(probe(join({box("free", box("moof")), longBoxOfSize("mdat", UINT64_MAX - 7)})),
+              (ProbeResult{false, false, 0, true}));
+}
+
 TEST(ProbeFile, ALongSizeThatIsNotWholeEndsTheWalk) {
     for (const std::size_t there : {0u, 7u}) {
         const ProbeResult result = probe(join({ftyp(), Bytes().u32(1).text("mdat").fill(there)}));

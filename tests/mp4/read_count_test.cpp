@@ -1,16 +1,21 @@
 // How often readers read from the file, counted by this program's own pread.
 #include <cstdint>
 #include <fcntl.h>
+#include <functional>
 #include <optional>
 #include <sys/syscall.h>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "mp4/fragment_reader.h"
 #include "mp4/keyframe_sample.h"
+#include "mp4/plain_samples.h"
 #include "mp4/probe.h"
+#include "mp4/track_description.h"
+#include "tests/support/fragmented_file.h"
 #include "tests/support/mp4_files.h"
 #include "tests/support/temp_file.h"
 
@@ -91,6 +96,53 @@ TEST_F(ReadCount, AFragmentIsReadInTwoPieces) {
     EXPECT_EQ(readSizes[0] + readSizes[1], 16u);
 }
 
+// Behind the last fragment is another track's, with a moof to be read.
+TEST_F(ReadCount, TheEndIsLookedForOnce) {
+    const Bytes first = join({ftyp(), fragment(0, {{Bytes{1}, 100, true}})});
+    const Bytes other = fragment(0, {{Bytes{1}, 100, true}}, 2);
+    for (const bool broken : {false, true}) {
+        const TempFile file(join({first, other, broken ? boxOfSize("free", 7) : Bytes()}));
+        const ReadOutcome end = broken ? ReadOutcome::Failed : ReadOutcome::End;
+        FragmentReader reader;
+        ASSERT_TRUE(reader.OpenWithTable(file.path(), 1, 1000, {{0, ftyp().size()}}));
+        for (int seek = 0; seek < 2; ++seek) {
+            ASSERT_TRUE(reader.Seek(0));
+            ReaderSample sample;
+            ASSERT_TRUE(reader.ReadNextSample(sample));
+            restart();
+            EXPECT_FALSE(reader.ReadNextSample(sample));
+            EXPECT_EQ(reader.outcome(), end);
+            // Three headers and a moof, or one header more.
+            EXPECT_EQ(readSizes.size(), broken ? 5u : 4u);
+            restart();
+            for (int i = 0; i < 3; ++i) {
+                EXPECT_FALSE(reader.ReadNextSample(sample));
+                EXPECT_EQ(reader.outcome(), end);
+                EXPECT_FALSE(reader.NextFragment());
+            }
+            EXPECT_EQ(readSizes, Sizes{});
+        }
+    }
+}
+
+// The reader is taken back by its cursor, and the disk has failed since.
+TEST_F(ReadCount, AnEndThatWasFoundIsNoneBehindAFailedRead) {
+    TempFile file(join({ftyp(), fragment(0, {{Bytes{1}, 100, true}, {Bytes{2}, 100, true}})}));
+    FragmentReader reader;
+    ASSERT_TRUE(reader.OpenWithTable(file.path(), 1, 1000, {{0, ftyp().size()}}));
+    ASSERT_TRUE(reader.Seek(0));
+    reader.setCursor(2);
+    ReaderSample sample;
+    EXPECT_FALSE(reader.ReadNextSample(sample));
+    EXPECT_EQ(reader.outcome(), ReadOutcome::End);
+    file.resize(ftyp().size());
+    reader.setCursor(1);
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_FALSE(reader.ReadNextSample(sample));
+        EXPECT_EQ(reader.outcome(), ReadOutcome::Failed);
+    }
+}
+
 TEST_F(ReadCount, OfAPlainFileAKeyframeIsOneRead) {
     const TempFile file(plainRecording());
     const VideoTrackIndex index = LoadVideoTrackIndex(file.path());
@@ -108,6 +160,55 @@ TEST_F(ReadCount, OfAFragmentedFileAKeyframeIsItsMoofAndItself) {
     ASSERT_EQ(readSizes.size(), 3u);
     EXPECT_EQ(readSizes[0], 8u);
     EXPECT_EQ(readSizes[2], picture(0, true).size());
+}
+
+TEST_F(ReadCount, OfAFragmentedFileTheAudioIsTwoHeadersTheMoovAndTheTables) {
+    const TempFile file(fragmentedRecording());
+    ASSERT_TRUE(LoadAudioTrackInfo(file.path()).valid);
+    ASSERT_EQ(readSizes.size(), 5u);
+    EXPECT_EQ(readSizes[0] + readSizes[1], 16u);
+    EXPECT_GT(readSizes[2], 100u);
+    EXPECT_EQ(readSizes[3], 16u);
+    EXPECT_GT(readSizes[4], 100u);
+}
+
+// The whole of a file is read by nothing but the probe.
+TEST_F(ReadCount, EveryOtherReaderSaysThatItReadsHereAndThere) {
+    const TempFile plain(plainRecording()), fragmented(fragmentedRecording());
+    const VideoTrackIndex plainIndex = LoadVideoTrackIndex(plain.path());
+    const VideoTrackIndex index = LoadVideoTrackIndex(fragmented.path());
+    const std::pair<const char*, std::function<bool()>> readers[] = {
+        {"Open",
+         [&] {
+             return FragmentReader().Open(fragmented.path());
+         }},
+        {"OpenWithTable",
+         [&] {
+             return FragmentReader().OpenWithTable(fragmented.path(), 1, 1000, index.randomAccess);
+         }},
+        {"a plain file's keyframe",
+         [&] {
+             return ReadKeyframeSample(plain.path(), plainIndex, 0).ok;
+         }},
+        {"a fragmented file's keyframe",
+         [&] {
+             return ReadKeyframeSample(fragmented.path(), index, 0).ok;
+         }},
+        {"the audio",
+         [&] {
+             return LoadAudioTrackInfo(fragmented.path()).valid;
+         }},
+        {"a plain file's samples",
+         [&] {
+             return PlainSamples().open(plain.path());
+         }},
+    };
+    for (const auto& [name, read] : readers) {
+        restart();
+        EXPECT_TRUE(read()) << name;
+        ASSERT_FALSE(hints.empty()) << name;
+        EXPECT_EQ(hints, std::vector<int>(hints.size(), POSIX_FADV_RANDOM)) << name;
+    }
 }
 
 // A disk that fails once. Whatever the read was for, what is lost by it must show.

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <new>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -11,6 +12,7 @@
 #include "mp4/fragment_reader.h"
 #include "mp4/track_description.h"
 #include "mp4/video_index.h"
+#include "tests/support/fragmented_file.h"
 #include "tests/support/mp4_files.h"
 #include "tests/support/recordings.h"
 #include "tests/support/temp_file.h"
@@ -93,6 +95,7 @@ void expectNoneFor(const Bytes& content) {
         const VideoTrackIndex video = LoadVideoTrackIndex(temp.path());
         EXPECT_FALSE(video.valid);
         EXPECT_EQ(video.timescale, 0u);
+        EXPECT_EQ(video.moov, MoovState::NoMemory);
         EXPECT_FALSE(LoadAudioTrackInfo(temp.path()).valid);
     }
     EXPECT_TRUE(LoadVideoTrackIndex(temp.path()).valid);
@@ -121,6 +124,23 @@ TEST(ScarceMemory, ATableThatDoesNotFitIsNone) {
     expectNoneFor(fragmentedFile(TRACKS, tables));
 }
 
+TEST(ScarceMemory, AnAudioTableThatDoesNotFitIsNone) {
+    const std::vector<TfraEntry> entries(SCARCE / 22 - 100);
+    for (const Bytes& tables :
+         {tfra(2, entries, 0), join({TABLES, box("free", Bytes().fill(PLENTY))})}) {
+        const Bytes content = fragmentedFile(TRACKS, tables);
+        const TempFile temp(content);
+        const InputFile file = OpenForRandomAccess(temp.path());
+        RandomAccessTable table(1);
+        {
+            const ScarceMemory scarce(SCARCE);
+            EXPECT_FALSE(ReadAudioRandomAccess(file, content.size(), 2, table));
+        }
+        EXPECT_TRUE(table.empty());
+        EXPECT_TRUE(ReadAudioRandomAccess(file, content.size(), 2, table));
+    }
+}
+
 // Three parameter sets: their list is longer than they are while it grows.
 TEST(ScarceMemory, ParameterSetsThatDoNotFitAreNone) {
     Bytes record = Bytes{1, 0x64, 0, 0x1E, 0xFF, 0xE3};
@@ -135,6 +155,51 @@ TEST(ScarceMemory, ParameterSetsThatDoNotFitAreNone) {
         EXPECT_FALSE(FragmentReader().Open(temp.path()));
     }
     EXPECT_TRUE(FragmentReader().Open(temp.path()));
+}
+
+// Keyframes with lengths of one byte, in one fragment.
+Bytes keyframes(const std::vector<Bytes>& samples) {
+    Bytes content = fragmentedStart(avcRecord(Bytes{0x67}, Bytes{0x68}, 1));
+    std::vector<FragmentSample> all;
+    for (const Bytes& sample : samples) all.push_back({sample, 100, true});
+    const std::uint64_t at = append(content, fragment(0, all));
+    return content.add(mfra(tfra(VIDEO_TRACK, {{0, at}})));
+}
+
+// 15,000 units of one byte, which are 75,000 behind start codes.
+TEST(ScarceMemory, AKeyframeThatDoesNotFitLeavesTheParameterSetsToTheNext) {
+    Bytes units;
+    for (std::size_t i = 0; i < SCARCE * 3 / 10; ++i) units.add(nal({0x65}, 1));
+    const TempFile temp(keyframes({units, nal({0x65}, 1)}));
+    FragmentReader reader;
+    ASSERT_TRUE(reader.Open(temp.path()));
+    ASSERT_TRUE(reader.Seek(0));
+    ReaderSample sample;
+    {
+        const ScarceMemory scarce(SCARCE);
+        EXPECT_FALSE(reader.ReadNextSample(sample));
+        EXPECT_EQ(reader.outcome(), ReadOutcome::Failed);
+        EXPECT_TRUE(reader.ReadNextSample(sample));
+    }
+    EXPECT_EQ(sample.data, (Bytes{0, 0, 0, 1, 0x67, 0, 0, 0, 1, 0x68, 0, 0, 0, 1, 0x65}).vector());
+}
+
+TEST(ScarceMemory, SamplesThatFitOnlyOneByOneAreReadSo) {
+    const std::size_t sizes[] = {SCARCE * 3 / 5, SCARCE * 3 / 5, 10};
+    std::vector<FragmentSample> samples;
+    for (const std::size_t size : sizes) samples.push_back({Bytes().fill(size), 100, true});
+    const TempFile temp(join({ftyp(), fragment(0, samples)}));
+    FragmentReader reader;
+    ASSERT_TRUE(reader.OpenWithTable(temp.path(), VIDEO_TRACK, 1000, {{0, ftyp().size()}}));
+    ASSERT_TRUE(reader.Seek(0));
+    const ScarceMemory scarce(SCARCE);
+    ReaderSample sample;
+    for (const std::size_t size : sizes) {
+        EXPECT_TRUE(reader.ReadNextSample(sample));
+        EXPECT_EQ(sample.data.size(), size);
+    }
+    EXPECT_FALSE(reader.ReadNextSample(sample));
+    EXPECT_EQ(reader.outcome(), ReadOutcome::End);
 }
 
 } // namespace

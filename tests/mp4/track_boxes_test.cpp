@@ -18,7 +18,8 @@ protected:
         return kept_.back();
     }
     TrackBoxes read(const Bytes& trakPayload) { return readTrackBoxes(keep(trakPayload)); }
-    std::optional<TrackBoxes> find(const Bytes& moov) { return findVideoTrack(keep(moov)); }
+    std::optional<TrackBoxes> find(const Bytes& moov) { return search(moov).track; }
+    VideoTrackSearch search(const Bytes& moov) { return findVideoTrack(keep(moov)); }
 
     static Bytes bytesOf(const std::optional<ByteView>& view) {
         Bytes bytes;
@@ -121,6 +122,24 @@ TEST_F(ReadTrackBoxes, AnotherHandlerBoxTakesNothingBack) {
     EXPECT_TRUE(read(box("mdia", join({hdlr("soun"), hdlr("text")}))).isSound);
 }
 
+TEST_F(ReadTrackBoxes, OneHandlerDoesNotHinderTheOther) {
+    for (const Bytes& both :
+         {join({hdlr("vide"), hdlr("soun")}), join({hdlr("soun"), hdlr("vide")})}) {
+        const TrackBoxes track = read(box("mdia", both));
+        EXPECT_TRUE(track.isVideo);
+        EXPECT_TRUE(track.isSound);
+        EXPECT_TRUE(find(box("trak", box("mdia", join({mdhd(1000), both})))));
+    }
+}
+
+TEST_F(ReadTrackBoxes, AShortBoxBehindAWholeOneReadsAsZero) {
+    EXPECT_EQ(read(join({tkhd(3), box("tkhd", Bytes().fill(15, 7))})).trackId, 0u);
+}
+
+TEST_F(ReadTrackBoxes, ALaterEdtsWithoutAListHasNone) {
+    EXPECT_FALSE(read(join({elst({{1, 0}}), box("edts")})).elst);
+}
+
 TEST_F(ReadTrackBoxes, OfSeveralBoxesTheLastCounts) {
     const TrackBoxes track =
         read(join({tkhd(1), tkhd(2), elst({{1, 0}}), elst({}),
@@ -181,6 +200,19 @@ TEST_F(ReadTrackBoxes, NothingBehindABadBoxIsRead) {
     EXPECT_FALSE(track.isVideo);
 }
 
+TEST_F(ReadTrackBoxes, BoxesThatDoNotFillWhatTheyLieInAreToldOf) {
+    for (const Bytes& bad : {boxOfSize("free", 7), boxOfSize("free", 99), openBox("free")}) {
+        EXPECT_FALSE(read(join({tkhd(7), bad})).regular);
+        EXPECT_FALSE(read(join({box("mdia", bad), tkhd(7)})).regular);
+        EXPECT_FALSE(read(join({box("edts", bad), tkhd(7)})).regular);
+        EXPECT_FALSE(read(box("mdia", join({box("minf", bad), mdhd(5)}))).regular);
+        EXPECT_FALSE(read(join({box("mdia", bad), box("mdia", mdhd(5))})).regular);
+        EXPECT_TRUE(read(box("udta", bad)).regular) << "it isn't looked into";
+    }
+    EXPECT_TRUE(read({}).regular);
+    EXPECT_TRUE(read(withoutHeader(videoTrak(1, 1000))).regular);
+}
+
 TEST_F(MovieTimescale, IsThatOfTheMoviesHeader) {
     EXPECT_EQ(movieTimescale(keep(join({box("free"), mvhd(600), videoTrak(1, 90000)}))), 600u);
     EXPECT_EQ(movieTimescale(keep(fullBox("mvhd", 1, 0, Bytes().u64(0).u64(0).u32(700)))), 700u);
@@ -228,6 +260,23 @@ TEST_F(FindVideoTrack, OneWithoutTablesOrIdIsTaken) {
     ASSERT_TRUE(found);
     EXPECT_EQ(found->trackId, 0u);
     EXPECT_FALSE(found->stbl);
+}
+
+TEST_F(FindVideoTrack, BoxesThatBreakOffAreToldOf) {
+    const Bytes good = videoTrak(3, 1000), bad = box("trak", boxOfSize("mdia", 7));
+    const VideoTrackSearch sound = search(join({good, videoTrak(4, 1000)}));
+    EXPECT_TRUE(sound.moovRegular && sound.traksRegular);
+    for (const Bytes& both : {join({good, bad}), join({bad, good})}) {
+        const VideoTrackSearch found = search(both);
+        EXPECT_TRUE(found.moovRegular);
+        EXPECT_FALSE(found.traksRegular);
+        ASSERT_TRUE(found.track);
+        EXPECT_TRUE(found.track->regular);
+    }
+    const VideoTrackSearch cut = search(join({good, boxOfSize("trak", 99)}));
+    EXPECT_FALSE(cut.moovRegular);
+    EXPECT_TRUE(cut.traksRegular);
+    EXPECT_TRUE(cut.track);
 }
 
 } // namespace

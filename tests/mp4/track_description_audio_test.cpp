@@ -60,6 +60,18 @@ TEST(LoadAudioTrackInfo, AFragmentedFile) {
     EXPECT_EQ(info.randomAccess, tableOf(TWO)); // in the file's order
 }
 
+TEST(AudioTrackInfo, ItsFieldsStandInThisOrder) {
+    const RandomAccessTable table(3);
+    const AudioTrackInfo info{true, 1, 2, 3, 4, {5, 6}, table};
+    EXPECT_TRUE(info.valid);
+    EXPECT_EQ(info.trackId, 1u);
+    EXPECT_EQ(info.timescale, 2u);
+    EXPECT_EQ(info.sampleRate, 3u);
+    EXPECT_EQ(info.channels, 4u);
+    EXPECT_EQ(info.audioConfig, (std::vector<std::uint8_t>{5, 6}));
+    EXPECT_EQ(info.randomAccess, table);
+}
+
 TEST(LoadAudioTrackInfo, WhatCanNotBeOpenedHasNone) {
     expectNothing(LoadAudioTrackInfo(TempFile::unusedPath()));
     expectNothing(LoadAudioTrackInfo(std::filesystem::temp_directory_path()));
@@ -156,6 +168,24 @@ TEST(LoadAudioTrackInfo, ATimeScaleBoxBelowTwentyBytesIsNotRead) {
     expectNothing(loadMoov(sound(join({box("mdhd", mdhdBytes), hdlr("soun")}), GOOD)));
 }
 
+TEST(LoadAudioTrackInfo, OfSeveralTimeScaleBoxesTheLastCounts) {
+    const Bytes whole = box("mdhd", Bytes().fill(12).u32(1000).fill(4));
+    const Bytes cut = box("mdhd", Bytes().fill(12).u32(1000).fill(3));
+    expectNothing(loadMoov(sound(join({whole, cut, hdlr("soun")}), GOOD)));
+    EXPECT_EQ(loadMoov(sound(join({cut, whole, hdlr("soun")}), GOOD)).timescale, 1000u);
+}
+
+TEST(LoadAudioTrackInfo, OfSeveralStsdTheLastCounts) {
+    const Bytes headers = join({mdhd(1000), hdlr("soun")});
+    const Bytes other = stsd(mp4a(6, 44100, esds(CONFIG)));
+    EXPECT_EQ(loadMoov(sound(headers, join({other, GOOD}))).channels, 2u);
+    expectNothing(loadMoov(sound(headers, join({GOOD, box("stsd")}))));
+}
+
+TEST(LoadAudioTrackInfo, AHandlerOfVideoDoesNotHinderOneOfSound) {
+    EXPECT_TRUE(loadMoov(sound(join({mdhd(1000), hdlr("vide"), hdlr("soun")}), GOOD)).valid);
+}
+
 TEST(LoadAudioTrackInfo, VersionOneHeadersAreRead) {
     const Bytes media = join({mdhd(1000, 1), hdlr("soun"), box("minf", box("stbl", GOOD))});
     const AudioTrackInfo info = loadMoov(box("trak", join({tkhd(2, 1), box("mdia", media)})));
@@ -186,6 +216,12 @@ TEST(LoadAudioTrackInfo, ASampleEntryBelowTwentyEightBytesIsNone) {
         loadMoov(soundTrak(2, 1000, join({box("mp4a", fields), mp4a(6, 44100, esds(CONFIG))})));
     EXPECT_EQ(info.channels, 6u);
     EXPECT_EQ(info.sampleRate, 44100u);
+}
+
+TEST(LoadAudioTrackInfo, ASampleEntryOfExactlyTwentyEightBytesIsTheFirst) {
+    // It has no room for a configuration, and none of the next one's is taken.
+    expectNothing(
+        loadMoov(soundTrak(2, 1000, join({mp4a(1, 22050, {}), mp4a(6, 44100, esds(CONFIG))}))));
 }
 
 TEST(LoadAudioTrackInfo, OtherSampleEntriesAndBoxesArePassedOver) {
@@ -255,6 +291,12 @@ TEST(LoadAudioTrackInfo, ABadBoxInFrontEndsTheSearch) {
           boxOfSize("free", 0xFFFFFFF), longBoxOfSize("free", UINT64_MAX), openBox("mdat")}) {
         expectNothing(load(join({bad, moovOf(2), TABLES})));
     }
+}
+
+TEST(LoadAudioTrackInfo, ALongSizeWhoseSumRunsOverEndsTheSearch) {
+    // It leads to the moov in the first box.
+    const Bytes front = box("free", moovOf(2));
+    expectNothing(load(join({front, longBoxOfSize("mdat", 8 - front.size()), TABLES})));
 }
 
 TEST(LoadAudioTrackInfo, AMoovThatOverrunsTheFileIsNotRead) {

@@ -144,8 +144,8 @@ TEST(ReadVideoTrack, ThousandsOfTracksInFrontArePassedOver) {
 
 TEST(ReadVideoSampleEntry, Avc1AndAvc3AreRead) {
     for (const char* const type : {"avc1", "avc3"}) {
-        const VideoTrackIndex index = entryOf(avc1(0x1234, 0xFEDC, Bytes{1, 2, 3}, type));
-        EXPECT_EQ(index.width, 0x1234u) << type;
+        const VideoTrackIndex index = entryOf(avc1(0x9234, 0xFEDC, Bytes{1, 2, 3}, type));
+        EXPECT_EQ(index.width, 0x9234u) << type;
         EXPECT_EQ(index.height, 0xFEDCu) << type;
         EXPECT_EQ(index.avcConfig, (std::vector<std::uint8_t>{1, 2, 3})) << type;
     }
@@ -182,6 +182,13 @@ TEST(ReadVideoSampleEntry, OfSeveralEntriesTheFirstIsUsed) {
                       avc1(64, 48, Bytes{2})}));
     EXPECT_EQ(index.width, 640u);
     EXPECT_EQ(index.avcConfig, (std::vector<std::uint8_t>{1}));
+}
+
+TEST(ReadVideoSampleEntry, TheFirstOneIsUsedEvenWithoutAConfiguration) {
+    const VideoTrackIndex index =
+        entryOf(join({box("avc1", visualFields(640, 480)), avc1(64, 48)}));
+    EXPECT_EQ(index.width, 640u);
+    EXPECT_THAT(index.avcConfig, IsEmpty());
 }
 
 TEST(ReadVideoSampleEntry, EveryConfigurationIsAppended) {

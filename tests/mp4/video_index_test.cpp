@@ -27,91 +27,6 @@ Bytes repeated(const Bytes& part, std::size_t count) {
     return all;
 }
 
-// ---- the scan
-
-TopLevelScan scan(const Bytes& content) {
-    const TempFile temp(content);
-    return scanTopLevel(OpenForRandomAccess(temp.path()));
-}
-
-TEST(ScanTopLevel, APlainFile) {
-    const TopLevelScan found = scan(join({ftyp(), box("moov", Bytes().fill(5)), box("mdat")}));
-    ASSERT_TRUE(found.moov);
-    EXPECT_EQ(found.moov->offset, ftyp().size() + 8);
-    EXPECT_EQ(found.moov->size, 5u);
-    EXPECT_FALSE(found.fragmented);
-}
-
-TEST(ScanTopLevel, AFileWithoutMoov) {
-    for (const Bytes& content : {Bytes(), ftyp(), join({ftyp(), box("mdat")}), Bytes().fill(7)}) {
-        EXPECT_FALSE(scan(content).moov);
-        EXPECT_FALSE(scan(content).fragmented);
-    }
-    EXPECT_FALSE(scanTopLevel(InputFile()).moov);
-}
-
-TEST(ScanTopLevel, TheMoovBehindTheMediaIsFound) {
-    const TopLevelScan found = scan(join({ftyp(), box("mdat", Bytes().fill(9)), box("moov")}));
-    ASSERT_TRUE(found.moov);
-    EXPECT_EQ(found.moov->offset, ftyp().size() + 17 + 8);
-    EXPECT_EQ(found.moov->size, 0u);
-}
-
-TEST(ScanTopLevel, ALaterMoovReplacesAnEarlierOne) {
-    const TopLevelScan found = scan(join(
-        {box("moov", Bytes().fill(5)), box("mdat"), box("moov", Bytes().fill(6)), box("free")}));
-    ASSERT_TRUE(found.moov);
-    EXPECT_EQ(found.moov->offset, 13u + 8 + 8);
-    EXPECT_EQ(found.moov->size, 6u);
-}
-
-TEST(ScanTopLevel, AMoofEndsTheScan) {
-    const TopLevelScan found =
-        scan(join({box("moov", Bytes().fill(5)), box("moof"), box("moov", Bytes().fill(6))}));
-    EXPECT_TRUE(found.fragmented);
-    ASSERT_TRUE(found.moov);
-    EXPECT_EQ(found.moov->size, 5u);
-    EXPECT_FALSE(scan(join({ftyp(), box("moof"), box("moov")})).moov);
-    EXPECT_TRUE(scan(join({ftyp(), box("moof"), box("moov")})).fragmented);
-}
-
-TEST(ScanTopLevel, LongSizesAreFollowed) {
-    const TopLevelScan found = scan(join(
-        {longBox("mdat", Bytes().fill(4)), longBox("moov", Bytes().fill(5)), longBox("moof")}));
-    ASSERT_TRUE(found.moov);
-    EXPECT_EQ(found.moov->offset, 20u + 16);
-    EXPECT_EQ(found.moov->size, 5u);
-    EXPECT_TRUE(found.fragmented);
-}
-
-TEST(ScanTopLevel, AMoovOfSizeZeroRunsToTheEnd) {
-    const TopLevelScan found = scan(join({ftyp(), openBox("moov", Bytes().fill(9))}));
-    ASSERT_TRUE(found.moov);
-    EXPECT_EQ(found.moov->size, 9u);
-}
-
-TEST(ScanTopLevel, ABadBoxEndsTheScan) {
-    for (const Bytes& bad : {boxOfSize("free", 7), longBoxOfSize("free", 15), Bytes().fill(7),
-                             Bytes().u32(1).text("free")}) {
-        const TopLevelScan before = scan(join({box("moov"), bad}));
-        EXPECT_TRUE(before.moov);
-        EXPECT_FALSE(before.fragmented);
-    }
-    EXPECT_FALSE(scan(join({boxOfSize("free", 7), box("moov"), box("moof")})).moov);
-    EXPECT_FALSE(scan(join({boxOfSize("free", 7), box("moov"), box("moof")})).fragmented);
-    EXPECT_FALSE(scan(longBoxOfSize("moov", 15)).moov);
-    // Behind its 7 bytes the moov would begin.
-    EXPECT_FALSE(scan(join({boxOfSize("fre", 7), box("moov")})).moov);
-}
-
-TEST(ScanTopLevel, NoMoreThanSixtyFourBoxesAreLookedAt) {
-    ASSERT_EQ(MAX_SCANNED_BOXES, 64u);
-    EXPECT_TRUE(scan(join({repeated(box("free"), 63), box("moov")})).moov);
-    EXPECT_FALSE(scan(join({repeated(box("free"), 64), box("moov")})).moov);
-    EXPECT_TRUE(scan(join({box("moov"), repeated(box("free"), 62), box("moof")})).fragmented);
-    EXPECT_FALSE(scan(join({box("moov"), repeated(box("free"), 63), box("moof")})).fragmented);
-}
-
 // ---- plain files
 
 TEST(LoadVideoTrackIndex, APlainFile) {
@@ -209,6 +124,51 @@ TEST(LoadVideoTrackIndex, KeyframesAreSortedByTime) {
     EXPECT_EQ(load(plainFile(trak(1, 1000, "vide", tables))).randomAccess, plainKeyframes());
 }
 
+TEST(LoadVideoTrackIndex, KeyframesOfOneTimeAreSortedByTheirPlace) {
+    // The second chunk lies in front of the first.
+    const Bytes tables = join({stsd(avc1(64, 48)), stts({{4, 0}}), stss({1, 2, 3, 4}),
+                               stsz({100, 20, 30, 40}), stsc({{1, 2}}), stco({1000, 500})});
+    EXPECT_EQ(load(plainFile(trak(1, 1000, "vide", tables))).randomAccess,
+              (RandomAccessTable{{0, 500, 30}, {0, 530, 40}, {0, 1000, 100}, {0, 1100, 20}}));
+}
+
+// Samples that the times don't reach have 0.
+TEST(LoadVideoTrackIndex, APlainFilesKeyframesAreSortedByTimeNotByNumber) {
+    const Bytes tables = join({stsd(avc1(64, 48)), stts({{2, 10}}), stss({2, 4}),
+                               stsz({100, 20, 30, 40}), stsc({{1, 4}}), stco({1000})});
+    EXPECT_EQ(load(plainFile(trak(1, 1000, "vide", tables))).randomAccess,
+              (RandomAccessTable{{0, 1150, 40}, {10, 1100, 20}}));
+}
+
+TEST(LoadVideoTrackIndex, WhatCameOfTheMoovIsTold) {
+    const Bytes video = videoTrak(7, 1000), sound = soundTrak(1, 48000);
+    Bytes tooLarge = sound, openAtStart = sound;
+    tooLarge[0] = 1;
+    openAtStart = box("trak", Bytes().fill(92).add(withoutHeader(sound)));
+    EXPECT_EQ(LoadVideoTrackIndex(TempFile::unusedPath()).moov, MoovState::Missing);
+    const struct {
+        Bytes file;
+        MoovState state;
+    } rows[] = {
+        {{}, MoovState::Missing},
+        {join({ftyp(), openBox("mdat", box("moov", video))}), MoovState::Missing},
+        {repeated(box("free"), 70).add(plainFile(video)), MoovState::Missing},
+        {join({ftyp(), box("moof"), box("moov", video)}), MoovState::Missing},
+        {join({ftyp(), boxOfSize("moov", 5000, video)}), MoovState::Unreadable},
+        {plainFile({}), MoovState::Whole},
+        {plainFile(sound), MoovState::Whole},
+        {plainFile(video), MoovState::Whole},
+        {fragmentedFile(video, {}), MoovState::Whole},
+        {plainFile(join({tooLarge, video})), MoovState::Irregular},
+        {plainFile(openAtStart), MoovState::Irregular},
+        {plainFile(join({video, openAtStart})), MoovState::Irregular},
+        {fragmentedFile(join({video, tooLarge}), tfra(7, {{}})), MoovState::Irregular},
+    };
+    for (std::size_t i = 0; i < std::size(rows); ++i) {
+        EXPECT_EQ(load(rows[i].file).moov, rows[i].state) << i;
+    }
+}
+
 // Of 256 MiB and more; what isn't written is zeros and takes no room.
 TEST(LoadVideoTrackIndex, AMoovMayBeLongButNotLongerThanItsLimit) {
     ASSERT_EQ(MAX_MOOV_BYTES, 268435456u);
@@ -218,6 +178,7 @@ TEST(LoadVideoTrackIndex, AMoovMayBeLongButNotLongerThanItsLimit) {
         const VideoTrackIndex index = LoadVideoTrackIndex(temp.path());
         EXPECT_EQ(index.valid, size == 268435456) << size;
         EXPECT_EQ(index.trackId, size == 268435456 ? 7u : 0u) << size;
+        EXPECT_EQ(index.moov, size == 268435456 ? MoovState::Whole : MoovState::TooLong) << size;
     }
 }
 

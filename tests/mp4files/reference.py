@@ -62,6 +62,22 @@ def entry_for(entries, seconds, timescale):
     return before[-1] if before else entries[0]
 
 
+def keyframe_for(file, track, seconds):
+    """The entry and the sample of the keyframe that is fetched: the one that the table names, or the nearest in
+    front of it where that isn't sync."""
+    entries = keyframe_entries(file, track)
+    named = entry_for(entries, seconds, track.timescale)
+    found = [(e, sample_of(file, track, e)) for e in entries[:entries.index(named) + 1]]
+    return next(((e, s) for e, s in reversed(found) if s.key), found[-1])
+
+
+def sample_of(file, track, entry):
+    if not file.moofs:
+        return next(s for s in track.samples if s.offset == entry["offset"])
+    moof = next(m for m in file.moofs if m.start == entry["offset"])
+    return file.fragment_samples(moof, track)[entry["sampleNumber"] - 1]
+
+
 def reading(file, track):
     """The samples that are read from time 0 to the end, and what is added to their times."""
     if not file.moofs:
@@ -73,6 +89,15 @@ def reading(file, track):
             found = file.fragment_samples(moof, track)
             samples += found[entry["sampleNumber"] - 1:] if moof.start == entry["offset"] else found
     return samples, entry["time"] - samples[0].pts
+
+
+def unit_types(sample):
+    """Of a sample's NAL units, behind lengths of 4 bytes."""
+    types, at = [], 0
+    while at < len(sample):
+        types.append(sample[at + 4] & 31)
+        at += 4 + int.from_bytes(sample[at:at + 4], "big")
+    return types
 
 
 def annex_b(avc_config, sample):

@@ -131,12 +131,7 @@ H264 = [name for name in READABLE if name not in AMBIGUOUS and not name.endswith
 @pytest.mark.parametrize("name", H264)
 def test_a_keyframe_is_fetched_with_its_parameter_sets(tool, files, raw, name, seconds):
     file, track = raw(name), raw(name).first("vide")
-    entry = reference.entry_for(reference.keyframe_entries(file, track), float(seconds), track.timescale)
-    if file.moofs:
-        moof = next(m for m in file.moofs if m.start == entry["offset"])
-        sample = file.fragment_samples(moof, track)[entry["sampleNumber"] - 1]
-    else:
-        sample = next(s for s in track.samples if s.offset == entry["offset"])
+    entry, sample = reference.keyframe_for(file, track, float(seconds))
     answer = tool.read(files[name], "--keyframe", seconds)
     expected = reference.annex_b(bytes.fromhex(answer["video"]["avcConfig"]), file.bytes(sample))
     assert answer["keyframe"] == {"ok": True, "timeSeconds": entry["time"] / track.timescale, "size": len(expected),

@@ -59,7 +59,7 @@ def test_options_stand_before_or_behind_the_file(tool, files):
               ("--samples", "--keyframe", "1", "--", path)]
     answers = [tool.run(*words).stdout for words in orders]
     assert answers[0] and answers == [answers[0]] * 3
-    assert list(json.loads(answers[0])) == [*PLAIN, "samples", "audioSamples", "keyframe"]
+    assert list(json.loads(answers[0])) == [*PLAIN, "samples", "editOffset", "audioSamples", "keyframe"]
 
 
 def test_behind_two_dashes_everything_is_a_file(tool, files, tmp_path):
@@ -190,3 +190,59 @@ def test_more_samples_than_sizes_break_off_behind_the_last_size(tool, files):
     result = tool.run(files["broken-more-samples-than-sizes"], "--samples")
     assert failed(result, f"The video samples break off behind the first {len(whole['samples'])}.")
     assert json.loads(result.stdout) == whole
+
+
+DISAGREE = "The video track's tables are broken off, or contradict each other."
+
+
+@pytest.mark.parametrize("damage, other", [
+    ("size-of-sync-samples", {"pts", "keyframe"}), ("fewer-compositions-stated", {"pts"}),
+    ("half-the-compositions", {"pts"}), ("times-of-fewer", {"pts", "dts", "duration"}),
+    ("other-number-of-sync-samples", {"keyframe"}), ("fewer-samples-stated", set())])
+def test_damaged_tables_are_said_behind_all_that_they_still_give(tool, files, damage, other):
+    """Only the fields that a table is for may be others."""
+    whole = tool.read(files["plain-b2"], "--samples")["samples"]
+    result = tool.run(files[f"broken-{damage}"], "--samples")
+    assert failed(result, DISAGREE)
+    samples = json.loads(result.stdout)["samples"]
+    assert len(samples) == len(whole) // (2 if damage == "fewer-samples-stated" else 1)
+    for found, expected in zip(samples, whole):
+        assert {k: v for k, v in found.items() if k not in other} == {
+            k: v for k, v in expected.items() if k not in other}
+    assert tool.run(files[f"broken-{damage}"]).returncode == 0
+
+
+def test_samples_in_front_of_fragments_that_are_missing_are_not_all(tool, files, raw):
+    result = tool.run(files["broken-cut-in-front-of-the-fragments"], "--samples")
+    assert failed(result, DISAGREE)
+    track = raw("fragmented-behind-samples").first("vide")
+    assert reference.said(json.loads(result.stdout)["samples"]) == reference.of_boxes(
+        raw("fragmented-behind-samples"), track.samples)
+
+
+@pytest.mark.parametrize("name, reason", [
+    ("many-boxes-first", "There is no moov among the file's first 64 boxes."),
+    ("only-media", "There is no moov among the file's first 64 boxes."),
+    ("moov-too-long", "The moov is longer than 256 MiB."),
+    ("trak-over-the-moov", "The moov's boxes break off: tracks may be missing."),
+    ("zeros-in-front-of-a-track", "The moov's boxes break off: tracks may be missing.")])
+def test_a_track_that_cannot_be_found_is_said_when_samples_are_asked_for(tool, files, name, reason):
+    answer = tool.read(files[f"broken-{name}"])
+    assert (answer["probe"]["reachedEnd"], answer["video"]) == (True, NO_VIDEO)
+    result = tool.run(files[f"broken-{name}"], "--samples")
+    assert failed(result, reason)
+    assert json.loads(result.stdout) == {**answer, "samples": [], "audioSamples": []}
+
+
+def test_a_file_without_a_video_track_has_no_samples_and_no_fault(tool, files):
+    answer = tool.read(files["plain-audio-only"], "--samples")
+    assert (answer["samples"], "editOffset" in answer) == ([], False)
+
+
+def test_a_keyframe_that_cannot_be_had_is_no_failure(tool, files):
+    assert not tool.read(files["broken-only-media"], "--keyframe", "1")["keyframe"]["ok"]
+
+
+def test_the_edit_offset_is_a_plain_files(tool, files):
+    assert "editOffset" not in tool.read(files["plain-b2"])
+    assert "editOffset" not in tool.read(files["fragmented-with-edit-list"], "--samples")

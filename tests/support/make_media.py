@@ -111,6 +111,8 @@ MP4_RECIPES = {
     "fragmented-with-sidx": f"{SHORT} -movflags +frag_keyframe+dash+global_sidx",
     "fragmented-short": f"{SHORT} {fragments('default_base_moof', more='-frag_duration 200000')}",
     "fragmented-long": f"{SHORT} {fragments('default_base_moof', more='-frag_duration 1200000')}",
+    "fragmented-one-group": f"{SHORT_VIDEO} {SHORT_TONE} {h264(keyint=250)} {STEREO} "
+                            f"{fragments(more='-frag_duration 500000')}",
     "fragmented-every-frame": f"{SHORT_VIDEO} {GROUPS_OF_HALF_A_SECOND} "
                               f"{fragments('default_base_moof', 'frag_every_frame')}",
     "fragmented-no-table": f"{SHORT} {fragments('default_base_moof', 'frag_keyframe', 'skip_trailer')}",

@@ -1,5 +1,6 @@
 """The MP4 files on which readings are compared: those that ffmpeg makes (make_media.py), and what can only be had
 by patching them. Patched files are made anew each time; the huge ones are holes for the most part."""
+import functools
 import os
 import struct
 
@@ -194,6 +195,88 @@ def more_samples_than_sizes(folder, path):
     path.write_bytes(overwritten(file, {stsz.payload + 8: words(len(file.first("vide").samples) + 10)}))
 
 
+def with_tables(folder, path, change):
+    """plain-b2 with other tables of the video: change(tables' bytes by type) changes them. The stss and the ctts
+    are the last ones."""
+    file = source(folder, "plain-b2")
+    stbl = file.first("vide").stbl
+    tables = {b.kind: bytearray(file.data[b.start:b.end]) for b in stbl.children}
+    for last in ("stss", "ctts"):
+        tables[last] = tables.pop(last)
+    change(tables)
+    new = box("stbl", *tables.values())
+    path.write_bytes(file.data[:file.moov.start]
+                     + rebuilt(file.data, file.moov, lambda data, b: new if b.start == stbl.start else None))
+
+
+def size_of_sync_samples(tables):
+    tables["stss"][3] ^= 0x10
+
+
+def fewer_compositions_stated(tables):
+    tables["ctts"][15] ^= 1
+
+
+def half_the_compositions(tables):
+    """A sound table, but for half of the samples."""
+    ctts = tables["ctts"]
+    half = boxes.number(ctts, 12) // 2
+    tables["ctts"] = full_box("ctts", 0, 0, words(half), ctts[16:16 + 8 * half])
+
+
+def times_of_fewer(tables):
+    tables["stts"][16:20] = words(boxes.number(tables["stts"], 16) * 2 // 5)
+
+
+def other_number_of_sync_samples(tables):
+    tables["stss"][15] ^= 1
+
+
+def fewer_samples_stated(tables):
+    tables["stsz"][16:20] = words(boxes.number(tables["stsz"], 16) // 2)
+
+
+def cut_in_front_of_the_fragments(folder, path):
+    """Its moov has samples of its own, and says that there are more."""
+    file = source(folder, "fragmented-behind-samples")
+    path.write_bytes(file.data[:file.moofs[0].start])
+
+
+def many_boxes_first(folder, path):
+    path.write_bytes(box("free") * 70 + (folder / "plain-b2.mp4").read_bytes())
+
+
+def trak_over_the_moov(folder, path):
+    file = source(folder, "plain-b2")
+    path.write_bytes(overwritten(file, {file.moov.one("trak").start: words(len(file.data))}))
+
+
+def zeros_in_front_of_a_track(folder, path):
+    file = source(folder, "plain-video-only")
+    trak = file.moov.one("trak")
+
+    def change(data, b):
+        return box("trak", bytes(92), data[trak.payload:trak.end]) if b.start == trak.start else None
+
+    path.write_bytes(file.data[:file.moov.start] + rebuilt(file.data, file.moov, change))
+
+
+def only_media(folder, path):
+    file = source(folder, "plain-b2")
+    mdat = file.root.one("mdat")
+    path.write_bytes(file.data[:mdat.start] + words(0) + file.data[mdat.start + 4:mdat.end])
+
+
+def moov_too_long(folder, path):
+    file = source(folder, "plain-b2")
+    size = (256 << 20) + 9
+    rest = file.data[file.moov.payload:file.moov.end]
+    with open(path, "wb") as out:
+        out.write(file.data[:file.moov.start] + words(size) + b"moov" + rest)
+        out.write(words(size - 8 - len(rest)) + b"free")
+        out.truncate(file.moov.start + size)
+
+
 PATCHED = {
     "plain-wide-offsets": wide_offsets,
     "plain-behind-five-gib": behind_five_gib,
@@ -211,6 +294,15 @@ PATCHED = {
     "broken-half-a-header-behind": half_a_header_behind,
     "broken-too-small-box-behind": too_small_box_behind,
     "broken-more-samples-than-sizes": more_samples_than_sizes,
+    **{f"broken-{change.__name__.replace('_', '-')}": functools.partial(with_tables, change=change)
+       for change in (size_of_sync_samples, fewer_compositions_stated, half_the_compositions, times_of_fewer,
+                      other_number_of_sync_samples, fewer_samples_stated)},
+    "broken-cut-in-front-of-the-fragments": cut_in_front_of_the_fragments,
+    "broken-many-boxes-first": many_boxes_first,
+    "broken-trak-over-the-moov": trak_over_the_moov,
+    "broken-zeros-in-front-of-a-track": zeros_in_front_of_a_track,
+    "broken-only-media": only_media,
+    "broken-moov-too-long": moov_too_long,
     "broken-text": lambda folder, path: path.write_text("this is no video\n" * 100, encoding="utf-8"),
     "broken-empty": lambda folder, path: path.write_bytes(b""),
 }

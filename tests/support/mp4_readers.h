@@ -165,9 +165,9 @@ inline std::string problemOfAvcConfig(ByteView record, ByteView sample) {
     if (nalLengthSize < 1 || nalLengthSize > 4) return "no such length";
     if (ByteView(sets).u32(0) != 1) return "no start code in front";
     if (sets.size() > record.size() * 3) return "bytes from nowhere";
-    const std::size_t before = sets.size();
-    appendAnnexB(sample, nalLengthSize, sets);
-    return sets.size() - before > sample.size() * 4 ? "bytes from nowhere" : "";
+    std::vector<std::uint8_t> output;
+    convertToAnnexB(sample, nalLengthSize, sets, output);
+    return 2 * (output.size() - sets.size()) > 5 * sample.size() ? "bytes from nowhere" : "";
 }
 
 inline std::string problemOfAnyReader(const std::filesystem::path& path) {

@@ -131,7 +131,8 @@ TEST(ShownText, ReplacesHalvesOfPairs) {
 }
 
 TEST(Mp4Usage, NamesEveryOption) {
-    for (const char* option : {"--samples", "--keyframe", "--version", "--help", "crc32"}) {
+    for (const char* option :
+         {"--samples", "--keyframe", "--version", "--help", "crc32", "editOffset"}) {
         EXPECT_NE(mp4Usage().find(option), std::string::npos) << option;
     }
 }

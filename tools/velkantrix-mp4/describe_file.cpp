@@ -83,6 +83,29 @@ std::string problemOf(const TopLevelWalk& walk) {
     return {};
 }
 
+// Empty, or why tracks may have been missed.
+std::string problemOfMoov(const VideoTrackIndex& video, bool cutOff) {
+    if (cutOff && video.timescale == 0) {
+        return "The file is cut off, and no video track can be read.";
+    }
+    switch (video.moov) {
+    case MoovState::Missing:
+        return "There is no moov among the file's first " + std::to_string(MAX_SCANNED_BOXES) +
+               " boxes.";
+    case MoovState::TooLong:
+        return "The moov is longer than " + std::to_string(MAX_MOOV_BYTES >> 20) + " MiB.";
+    case MoovState::Unreadable:
+        return "The moov can't be read.";
+    case MoovState::NoMemory:
+        return "There isn't enough memory.";
+    case MoovState::Irregular:
+        return "The moov's boxes break off: tracks may be missing.";
+    case MoovState::Whole:
+        break;
+    }
+    return {};
+}
+
 // ---- samples ----------------------------------------------------------------
 
 struct StoredSample {
@@ -155,14 +178,21 @@ bool addBytes(Crc32& crc, const InputFile& file, std::uint64_t offset, std::uint
     return true;
 }
 
-std::string writePlainTrack(JsonWriter& json, const std::filesystem::path& path) {
+std::string plainFailure(const PlainSamples& samples, std::uint64_t count) {
+    if (count < samples.sampleCount()) return breakOff("video", count);
+    return "The video track's tables are broken off, or contradict each other.";
+}
+
+std::string writePlainTrack(JsonWriter& json, const std::filesystem::path& path,
+                            std::optional<std::int64_t>& editOffset) {
     PlainSamples samples;
     if (!samples.open(path)) return "The video track lacks some of its tables.";
+    editOffset = samples.editOffset();
     PlainSample sample;
     for (std::uint64_t count = 0; !json.failed(); ++count) {
         const WalkOutcome outcome = samples.next(sample);
         if (outcome == WalkOutcome::End) break;
-        if (outcome == WalkOutcome::Failed) return breakOff("video", count);
+        if (outcome == WalkOutcome::Failed) return plainFailure(samples, count);
         StoredSample stored;
         if (!addBytes(stored.crc, samples.file(), sample.offset, sample.size)) {
             return breakOff("video", count);
@@ -179,11 +209,10 @@ std::string writePlainTrack(JsonWriter& json, const std::filesystem::path& path)
 }
 
 std::string writeVideoSamples(JsonWriter& json, const std::filesystem::path& path,
-                              const VideoTrackIndex& video, bool cutOff) {
-    if (video.timescale == 0) {
-        return cutOff ? "The file is cut off, and no video track can be read." : "";
-    }
-    if (!video.fragmented) return writePlainTrack(json, path);
+                              const VideoTrackIndex& video,
+                              std::optional<std::int64_t>& editOffset) {
+    if (video.timescale == 0) return {};
+    if (!video.fragmented) return writePlainTrack(json, path, editOffset);
     return writeFragmentedTrack(json, path, video.trackId, video.timescale, video.randomAccess,
                                 "video");
 }
@@ -228,10 +257,13 @@ std::string describeFile(const Mp4Arguments& arguments, const InputFile& file, J
     json.name("audio");
     writeAudio(json, audio);
     if (arguments.samples) {
+        std::optional<std::int64_t> editOffset;
+        note(problemOfMoov(video, walk.offset > file.size));
         json.onNewLine();
         json.name("samples").beginArray();
-        note(writeVideoSamples(json, path, video, walk.offset > file.size));
+        note(writeVideoSamples(json, path, video, editOffset));
         json.endArray();
+        if (editOffset) json.name("editOffset").number(*editOffset);
         json.onNewLine();
         json.name("audioSamples").beginArray();
         note(writeAudioSamples(json, path, audio));

@@ -169,18 +169,22 @@ track ("video") and, of fragmented files, its first AAC track ("audio").
 
   --samples           also the samples of the two tracks as they are stored, in decode order, of
                       fragmented files from the first keyframe in the table on; times are ticks of
-                      the track's time scale
+                      the track's time scale, and "editOffset", of plain files, is what the video's
+                      edit list adds to them
   --keyframe SECONDS  also the keyframe that a preview of this time shows, as it goes to the
-                      decoder
+                      decoder; "ok" is false, and that is no failure, when there is none
   --version           the version
   --help              this text
   --                  what follows is a file, even if it begins with a dash
 
 "crc32" is zlib's CRC-32 of the bytes, a number.
 
-The exit code is 0 for success; 1 when the file's boxes, or samples that were asked for, can't be
-read to their end (the reason is on standard error; what could be read is printed all the same); 2
-for arguments that can't be meant.
+The exit code is 0 for success, 2 for arguments that can't be meant, and 1, with the reason on
+standard error, when the file can't be opened, when its boxes can't be followed to its end (the
+last one may run over it, and no more than the first 2100 are looked at), and when the output can't
+be written. With --samples it is also 1 when the file's description of its tracks, its moov, is
+missing or damaged, and when not all samples can be read. What could be read is printed all the
+same.
 )";
 }
 
