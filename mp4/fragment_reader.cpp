@@ -11,7 +11,7 @@
 
 namespace velkantrix {
 
-bool FragmentReader::Open(const std::filesystem::path& path) {
+bool FragmentReader::Open(const FilePath& path) {
     if (file_) return false;
     index_ = LoadVideoTrackIndex(path);
     if (!index_.valid || !index_.fragmented || index_.avcConfig.empty()) return false;
@@ -22,7 +22,7 @@ bool FragmentReader::Open(const std::filesystem::path& path) {
     return finishOpening(path);
 }
 
-bool FragmentReader::OpenWithTable(const std::filesystem::path& path, std::uint32_t trackId,
+bool FragmentReader::OpenWithTable(const FilePath& path, std::uint32_t trackId,
                                    std::uint32_t timescale, RandomAccessTable entries) {
     if (file_ || entries.empty() || timescale == 0) return false;
     index_ = {};
@@ -35,7 +35,7 @@ bool FragmentReader::OpenWithTable(const std::filesystem::path& path, std::uint3
     return finishOpening(path);
 }
 
-bool FragmentReader::finishOpening(const std::filesystem::path& path) {
+bool FragmentReader::finishOpening(const FilePath& path) {
     knownFragments_.clear();
     InputFile file = OpenForRandomAccess(path);
     const auto length = fileSizeFromAttributes(path);

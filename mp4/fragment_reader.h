@@ -5,10 +5,10 @@
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
 #include <optional>
 #include <vector>
 
+#include "base/file_path.h"
 #include "mp4/box_walk.h"
 #include "mp4/byte_buffer.h"
 #include "mp4/fragment.h"
@@ -39,11 +39,11 @@ public:
     // The file's first video track, which must be H.264, handed out as Annex B byte stream with the
     // parameter sets in front of the first keyframe behind each seek. False when it can't be read
     // so.
-    [[nodiscard]] bool Open(const std::filesystem::path& path);
+    [[nodiscard]] bool Open(const FilePath& path);
 
     // A track that is described elsewhere, its samples handed out as they are stored. False when
     // the table is empty, the time scale 0 or the file can't be opened.
-    [[nodiscard]] bool OpenWithTable(const std::filesystem::path& path, std::uint32_t trackId,
+    [[nodiscard]] bool OpenWithTable(const FilePath& path, std::uint32_t trackId,
                                      std::uint32_t timescale, RandomAccessTable entries);
 
     // Goes to the last keyframe at or before `seconds`, as FindKeyframeAtOrBefore understands it.
@@ -81,7 +81,7 @@ public:
 private:
     enum class Load { Done, NoSamples, Failed };
 
-    bool finishOpening(const std::filesystem::path& path);
+    bool finishOpening(const FilePath& path);
     Load parseFragment(const FileBox& box, std::uint64_t nextDecodeTime, FragmentTrack& track);
     Load loadFragment(const FileBox& box);
     void take(FragmentTrack&& track, const FileBox& box);

@@ -5,9 +5,9 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <filesystem>
 #include <optional>
 
+#include "base/file_path.h"
 #include "base/unique_handle.h"
 #include "mp4/byte_buffer.h"
 
@@ -35,12 +35,12 @@ struct InputFile {
 
 // Open an existing file for reading while others may read and write it; none when that fails or
 // when it is no file but a folder, a pipe or a device. The system is told how it will be read.
-InputFile OpenForRandomAccess(const std::filesystem::path& path);
-InputFile openForSequentialScan(const std::filesystem::path& path);
+InputFile OpenForRandomAccess(const FilePath& path);
+InputFile openForSequentialScan(const FilePath& path);
 
 // A file's size in bytes by its attributes, for which it need not be open to reading; nothing when
 // there is none or it is a folder.
-std::optional<std::uint64_t> fileSizeFromAttributes(const std::filesystem::path& path);
+std::optional<std::uint64_t> fileSizeFromAttributes(const FilePath& path);
 
 // Reads exactly `length` bytes from `offset` on. False when they aren't all there; where they would
 // reach beyond the file's size nothing is read at all.

@@ -24,11 +24,11 @@ std::wstring fullName(const std::wstring& path) {
     }
 }
 
-std::wstring nameForSystem(const std::filesystem::path& path) {
-    return pathOfAnyLength(path.native(), fullName(path.native()));
+std::wstring nameForSystem(const FilePath& path) {
+    return pathOfAnyLength(path, fullName(path));
 }
 
-InputFile openDiskFile(const std::filesystem::path& path, DWORD hint) {
+InputFile openDiskFile(const FilePath& path, DWORD hint) {
     InputFile file;
     HANDLE const handle =
         CreateFileW(nameForSystem(path).c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
@@ -47,16 +47,16 @@ void InputHandleTraits::close(Value handle) {
     CloseHandle(handleOf(handle));
 }
 
-InputFile OpenForRandomAccess(const std::filesystem::path& path) {
+InputFile OpenForRandomAccess(const FilePath& path) {
     return openDiskFile(path, FILE_FLAG_RANDOM_ACCESS);
 }
 
-InputFile openForSequentialScan(const std::filesystem::path& path) {
+InputFile openForSequentialScan(const FilePath& path) {
     return openDiskFile(path, FILE_FLAG_SEQUENTIAL_SCAN);
 }
 
 // By a handle: what GetFileAttributesEx says of a symbolic link is about the link.
-std::optional<std::uint64_t> fileSizeFromAttributes(const std::filesystem::path& path) {
+std::optional<std::uint64_t> fileSizeFromAttributes(const FilePath& path) {
     const UniqueInputHandle handle(reinterpret_cast<std::intptr_t>(
         CreateFileW(nameForSystem(path).c_str(), FILE_READ_ATTRIBUTES,
                     FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,

@@ -121,8 +121,7 @@ std::optional<Keyframe> findKeyframe(const InputFile& file, const VideoTrackInde
     return keyframe;
 }
 
-KeyframeSample readKeyframe(const std::filesystem::path& path, const VideoTrackIndex& index,
-                            double seconds) {
+KeyframeSample readKeyframe(const FilePath& path, const VideoTrackIndex& index, double seconds) {
     KeyframeSample sample;
     const RandomAccessEntry* entry = FindKeyframeAtOrBefore(index, seconds);
     if (entry == nullptr) return sample;
@@ -144,7 +143,7 @@ KeyframeSample readKeyframe(const std::filesystem::path& path, const VideoTrackI
 
 } // namespace
 
-KeyframeSample ReadKeyframeSample(const std::filesystem::path& path, const VideoTrackIndex& index,
+KeyframeSample ReadKeyframeSample(const FilePath& path, const VideoTrackIndex& index,
                                   double seconds) {
     try {
         return readKeyframe(path, index, seconds);

@@ -2,9 +2,9 @@
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
 #include <vector>
 
+#include "base/file_path.h"
 #include "mp4/video_index.h"
 
 namespace velkantrix {
@@ -19,7 +19,7 @@ struct KeyframeSample {
 // nearest one in front of it in the table, within the limits of keyframe_look_back.h. The file is
 // opened for this call only. Not ok when there is none, the track isn't H.264, or the sample is
 // empty, longer than MAX_KEYFRAME_BYTES or can't be read.
-KeyframeSample ReadKeyframeSample(const std::filesystem::path& path, const VideoTrackIndex& index,
+KeyframeSample ReadKeyframeSample(const FilePath& path, const VideoTrackIndex& index,
                                   double seconds);
 
 inline constexpr std::uint64_t MAX_KEYFRAME_BYTES = std::uint64_t{64} << 20;

@@ -27,7 +27,7 @@ std::int64_t compositionTime(const RunCursor& decode, const RunCursor& compositi
 
 } // namespace
 
-bool PlainSamples::open(const std::filesystem::path& path) {
+bool PlainSamples::open(const FilePath& path) {
     *this = {};
     bool loaded = false;
     try {
@@ -39,7 +39,7 @@ bool PlainSamples::open(const std::filesystem::path& path) {
     return loaded;
 }
 
-bool PlainSamples::load(const std::filesystem::path& path) {
+bool PlainSamples::load(const FilePath& path) {
     file_ = OpenForRandomAccess(path);
     if (!file_) return false;
     const TopLevelScan scan = scanTopLevel(file_);

@@ -5,10 +5,10 @@
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
 #include <optional>
 #include <vector>
 
+#include "base/file_path.h"
 #include "mp4/byte_buffer.h"
 #include "mp4/input_file.h"
 #include "mp4/sample_table.h"
@@ -38,7 +38,7 @@ public:
     // fragmented or says so (mvex, and no samples), or has no such track or not all of stts, stsz,
     // stsc and one of stco and co64. Without stss every sample is a sync sample. Damaged tables are
     // opened too: what they still say is handed out, but their end is no End.
-    [[nodiscard]] bool open(const std::filesystem::path& path);
+    [[nodiscard]] bool open(const FilePath& path);
 
     // The next sample in decode order; behind anything but Sample `sample` is untouched. Where stts
     // has ended, samples have the total as their decode time and no duration. End is said only when
@@ -69,7 +69,7 @@ private:
         OffsetCursor offsets;
     };
 
-    bool load(const std::filesystem::path& path);
+    bool load(const FilePath& path);
     [[nodiscard]] Cursors cursorsAtStart() const;
     void goTo(std::uint64_t sample);
     [[nodiscard]] std::optional<std::uint64_t> lastSyncAtOrBefore(std::int64_t pts) const;

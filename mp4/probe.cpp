@@ -33,12 +33,12 @@ TopLevelWalk walkTopLevel(const InputFile& file) {
     return walk;
 }
 
-ProbeResult ProbeFile(const std::filesystem::path& path) {
+ProbeResult ProbeFile(const FilePath& path) {
     const InputFile file = openForSequentialScan(path);
     return file ? walkTopLevel(file).result : ProbeResult{};
 }
 
-bool IsLargeFragmentedFile(const std::filesystem::path& path) {
+bool IsLargeFragmentedFile(const FilePath& path) {
     const auto size = fileSizeFromAttributes(path);
     if (!size || *size < LARGE_FILE_BYTES) return false;
     const ProbeResult result = ProbeFile(path);

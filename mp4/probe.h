@@ -3,8 +3,8 @@
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
 
+#include "base/file_path.h"
 #include "mp4/input_file.h"
 
 namespace velkantrix {
@@ -19,13 +19,13 @@ struct ProbeResult {
 };
 
 // All false and 0 when the file can't be opened. At most MAX_PROBED_BOXES boxes are walked.
-ProbeResult ProbeFile(const std::filesystem::path& path);
+ProbeResult ProbeFile(const FilePath& path);
 
 inline constexpr std::uint32_t MAX_PROBED_BOXES = 2100;
 
 // A recording of many fragments in which the system's own reader seeks slowly. Both limits are
 // fixed. False when the file can't be read.
-bool IsLargeFragmentedFile(const std::filesystem::path& path);
+bool IsLargeFragmentedFile(const FilePath& path);
 
 inline constexpr std::uint64_t LARGE_FILE_BYTES = std::uint64_t{6} << 30;
 inline constexpr std::uint32_t LARGE_FILE_FRAGMENTS = 64;

@@ -111,7 +111,7 @@ bool readAudioMoov(ByteBuffer& moov, const InputFile& file, std::uint64_t fileSi
     return false;
 }
 
-AudioTrackInfo loadAudio(const std::filesystem::path& path) {
+AudioTrackInfo loadAudio(const FilePath& path) {
     const InputFile file = OpenForRandomAccess(path);
     const auto fileSize = fileSizeFromAttributes(path);
     ByteBuffer moov, mfra;
@@ -171,7 +171,7 @@ void readVideoSampleEntry(ByteView entries, VideoTrackIndex& index) {
     });
 }
 
-AudioTrackInfo LoadAudioTrackInfo(const std::filesystem::path& path) {
+AudioTrackInfo LoadAudioTrackInfo(const FilePath& path) {
     try {
         return loadAudio(path);
     } catch (const std::bad_alloc&) {

@@ -2,9 +2,9 @@
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
 #include <vector>
 
+#include "base/file_path.h"
 #include "mp4/byte_view.h"
 #include "mp4/video_index.h"
 
@@ -31,7 +31,7 @@ struct AudioTrackInfo {
 
 // The first AAC track that has a table in the file's mfra: only fragmented files have any, and only
 // they are read by what needs this.
-AudioTrackInfo LoadAudioTrackInfo(const std::filesystem::path& path);
+AudioTrackInfo LoadAudioTrackInfo(const FilePath& path);
 
 inline constexpr std::uint32_t MAX_AUDIO_SCANNED_BOXES = 16;
 inline constexpr std::uint64_t MAX_AUDIO_MOOV_BYTES = std::uint64_t{32} << 20;

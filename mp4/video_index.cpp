@@ -22,7 +22,7 @@ MoovState whyUnread(const TopLevelScan& scan) {
     return scan.moov->size > MAX_MOOV_BYTES ? MoovState::TooLong : MoovState::Unreadable;
 }
 
-VideoTrackIndex loadIndex(const std::filesystem::path& path) {
+VideoTrackIndex loadIndex(const FilePath& path) {
     VideoTrackIndex index;
     const InputFile file = OpenForRandomAccess(path);
     if (!file) return index;
@@ -79,7 +79,7 @@ bool readMoov(ByteBuffer& moov, const InputFile& file, const TopLevelScan& scan)
            readInto(moov, file, scan.moov->offset, scan.moov->size);
 }
 
-VideoTrackIndex LoadVideoTrackIndex(const std::filesystem::path& path) {
+VideoTrackIndex LoadVideoTrackIndex(const FilePath& path) {
     try {
         return loadIndex(path);
     } catch (const std::bad_alloc&) {

@@ -2,10 +2,10 @@
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
 #include <optional>
 #include <vector>
 
+#include "base/file_path.h"
 #include "mp4/byte_buffer.h"
 #include "mp4/input_file.h"
 #include "mp4/random_access.h"
@@ -39,7 +39,7 @@ struct VideoTrackIndex {
 // from the mfra at its end. Not valid when the file can't be read, has no video track or no table;
 // a plain file whose video track has no stss has none. Takes time and memory in proportion to the
 // moov and mfra boxes (table: at most 8 times their bytes).
-VideoTrackIndex LoadVideoTrackIndex(const std::filesystem::path& path);
+VideoTrackIndex LoadVideoTrackIndex(const FilePath& path);
 
 inline constexpr std::uint32_t MAX_SCANNED_BOXES = 64;
 inline constexpr std::uint64_t MAX_MOOV_BYTES = std::uint64_t{256} << 20;

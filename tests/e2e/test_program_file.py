@@ -5,11 +5,14 @@ import subprocess
 import conftest
 import pytest
 
-PROGRAMS = ["tools/velkantrix-cut/velkantrix-cut.exe", "tools/velkantrix-mp4/velkantrix-mp4.exe"]
+WINDOW_PROGRAM = "app/Velkantrix.exe"
+PROGRAMS = [WINDOW_PROGRAM, "tools/velkantrix-cut/velkantrix-cut.exe", "tools/velkantrix-mp4/velkantrix-mp4.exe"]
 
-# Libraries of the operating system that the programs may ask for.
-OF_THE_SYSTEM = {"advapi32.dll", "kernel32.dll", "mfplat.dll", "mfreadwrite.dll", "msvcrt.dll", "ole32.dll",
-                 "user32.dll"}
+# Libraries that every edition of the operating system has. Not those of Media Foundation, which N editions
+# lack, nor those that only some uses of the program need: they are loaded when they are needed.
+OF_THE_SYSTEM = {"advapi32.dll", "comctl32.dll", "d3d11.dll", "dwmapi.dll", "gdi32.dll", "kernel32.dll",
+                 "msimg32.dll", "msvcrt.dll", "ole32.dll", "oleaut32.dll", "shell32.dll", "user32.dll",
+                 "winmm.dll"}
 
 
 def objdump(*words):
@@ -55,3 +58,20 @@ def test_its_manifest_asks_for_long_paths_and_no_more_rights(program):
     assert data.count(b"<assembly") == 1
     assert b">true</longPathAware>" in data
     assert b'level="asInvoker"' in data
+
+
+def test_the_window_program_is_small():
+    assert (conftest.BUILD / WINDOW_PROGRAM).stat().st_size < 1_000_000
+
+
+def test_the_window_programs_manifest_asks_for_new_controls_and_leaves_the_dpi_alone():
+    data = (conftest.BUILD / WINDOW_PROGRAM).read_bytes()
+    assert b'name="Microsoft.Windows.Common-Controls" version="6.0.0.0"' in data
+    assert b"{8e0f7a12-bfb3-4fe8-b9a5-48fd50a15a9a}" in data
+    assert b"dpiAware" not in data
+
+
+def test_the_icon_is_what_the_script_draws(tmp_path):
+    drawn = tmp_path / "drawn.ico"
+    subprocess.run(["python3", str(conftest.ROOT / "tools" / "make_icon.py"), str(drawn)], check=True)
+    assert drawn.read_bytes() == (conftest.ROOT / "app" / "velkantrix.ico").read_bytes()

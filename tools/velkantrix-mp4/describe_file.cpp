@@ -154,9 +154,9 @@ std::string writeFragmentSamples(JsonWriter& json, FragmentReader& reader,
     return {};
 }
 
-std::string writeFragmentedTrack(JsonWriter& json, const std::filesystem::path& path,
-                                 std::uint32_t trackId, std::uint32_t timescale,
-                                 RandomAccessTable table, const std::string& track) {
+std::string writeFragmentedTrack(JsonWriter& json, const FilePath& path, std::uint32_t trackId,
+                                 std::uint32_t timescale, RandomAccessTable table,
+                                 const std::string& track) {
     if (table.empty()) return "The " + track + " track has no table of its fragments.";
     FragmentReader reader;
     if (!reader.OpenWithTable(path, trackId, timescale, std::move(table)) || !reader.Seek(0)) {
@@ -183,7 +183,7 @@ std::string plainFailure(const PlainSamples& samples, std::uint64_t count) {
     return "The video track's tables are broken off, or contradict each other.";
 }
 
-std::string writePlainTrack(JsonWriter& json, const std::filesystem::path& path,
+std::string writePlainTrack(JsonWriter& json, const FilePath& path,
                             std::optional<std::int64_t>& editOffset) {
     PlainSamples samples;
     if (!samples.open(path)) return "The video track lacks some of its tables.";
@@ -208,8 +208,7 @@ std::string writePlainTrack(JsonWriter& json, const std::filesystem::path& path,
     return {};
 }
 
-std::string writeVideoSamples(JsonWriter& json, const std::filesystem::path& path,
-                              const VideoTrackIndex& video,
+std::string writeVideoSamples(JsonWriter& json, const FilePath& path, const VideoTrackIndex& video,
                               std::optional<std::int64_t>& editOffset) {
     if (video.timescale == 0) return {};
     if (!video.fragmented) return writePlainTrack(json, path, editOffset);
@@ -217,8 +216,7 @@ std::string writeVideoSamples(JsonWriter& json, const std::filesystem::path& pat
                                 "video");
 }
 
-std::string writeAudioSamples(JsonWriter& json, const std::filesystem::path& path,
-                              const AudioTrackInfo& audio) {
+std::string writeAudioSamples(JsonWriter& json, const FilePath& path, const AudioTrackInfo& audio) {
     if (!audio.valid) return {};
     return writeFragmentedTrack(json, path, audio.trackId, audio.timescale, audio.randomAccess,
                                 "audio");
@@ -238,7 +236,7 @@ void writeKeyframe(JsonWriter& json, const KeyframeSample& keyframe) {
 } // namespace
 
 std::string describeFile(const Mp4Arguments& arguments, const InputFile& file, JsonWriter& json) {
-    const std::filesystem::path path(arguments.file);
+    const FilePath path(arguments.file);
     const TopLevelWalk walk = walkTopLevel(file);
     const VideoTrackIndex video = LoadVideoTrackIndex(path);
     const AudioTrackInfo audio = LoadAudioTrackInfo(path);

@@ -1,17 +1,18 @@
 // mp4_arguments.h: the command line of velkantrix-mp4.
 #pragma once
 
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "base/file_path.h"
+
 namespace velkantrix {
 
 // A word as the system hands it over: in the units that file names are made of, so that every file
 // can be named.
-using NativeText = std::filesystem::path::string_type;
+using NativeText = FilePath;
 
 struct Mp4Arguments {
     NativeText file;
