@@ -8,13 +8,16 @@
 #include "app/placing.h"
 #include "app/ui_state.h"
 #include "edit/edit_state.h"
+#include "edit/fades.h"
+#include "edit/history.h"
 #include "edit/open_flow.h"
+#include "edit/operations.h"
+#include "edit/roll_cut.h"
 #include "edit/timeline_map.h"
 
 namespace velkantrix {
 namespace {
 
-constexpr double SKIP = 5.0; // seconds of kept time
 constexpr double VOLUME_STEP = 0.05;
 
 PlaybackController* playback() {
@@ -37,8 +40,20 @@ void skip(double seconds) {
     seekToEdited(currentEditedTime() + seconds);
 }
 
+bool isCutSelected() {
+    return editState().rollCutIndex >= 0;
+}
+
+void skipOrMoveCut(double seconds) {
+    if (isCutSelected())
+        rollNudge(seconds);
+    else
+        skip(seconds);
+}
+
 // One frame of kept time, from a picture that stands still.
 void stepFrame(int frames) {
+    if (isCutSelected()) return rollNudge(frames * frameDuration());
     if (playback()) playback()->pause();
     skip(frames * frameDuration());
 }
@@ -54,7 +69,10 @@ void changeVolume(double step) {
 }
 
 void escape() {
-    if (ui().fullscreen) toggleFullscreen();
+    if (isCutSelected())
+        cancelGesture();
+    else if (ui().fullscreen)
+        toggleFullscreen();
 }
 
 void videoClicked(std::uint16_t notification) {
@@ -88,14 +106,32 @@ void runCommand(std::uint16_t command, std::uint16_t notification) {
     case COMMAND_PLAY_PAUSE:
         togglePlaying();
         break;
+    case COMMAND_SPLIT:
+        splitAtPlayhead();
+        break;
+    case COMMAND_REMOVE:
+        removeSelectedClip();
+        break;
+    case COMMAND_UNDO:
+        undo();
+        break;
+    case COMMAND_REDO:
+        redo();
+        break;
+    case COMMAND_FADE_IN:
+        toggleFadeOfSelectedClip(false);
+        break;
+    case COMMAND_FADE_OUT:
+        toggleFadeOfSelectedClip(true);
+        break;
     case COMMAND_EXIT:
         SendMessageW(ui().window, WM_CLOSE, 0, 0);
         break;
     case COMMAND_BACK:
-        skip(-SKIP);
+        skipOrMoveCut(-KEY_NUDGE);
         break;
     case COMMAND_FORWARD:
-        skip(SKIP);
+        skipOrMoveCut(KEY_NUDGE);
         break;
     case COMMAND_VIDEO:
         videoClicked(notification);

@@ -85,7 +85,8 @@ void sizeWindowToVideo() {
     const PixelSize client = clientSizeForVideo(video, state.doubled, state.dpi);
     RECT frame = {0, 0, client.width, client.height};
     AdjustWindowRectExForDpi(&frame, static_cast<DWORD>(GetWindowLongPtrW(state.window, GWL_STYLE)),
-                             TRUE, static_cast<DWORD>(GetWindowLongPtrW(state.window, GWL_EXSTYLE)),
+                             GetMenu(state.window) != nullptr,
+                             static_cast<DWORD>(GetWindowLongPtrW(state.window, GWL_EXSTYLE)),
                              static_cast<UINT>(state.dpi));
     RECT current = {};
     GetWindowRect(state.window, &current);

@@ -157,8 +157,10 @@ std::string box() {
         if (classOf(child) == L"Button")
             buttons += (buttons.empty() ? "" : ",") + std::to_string(GetDlgCtrlID(child));
     }
-    const DWORD_PTR standard = static_cast<DWORD_PTR>(SendMessageW(window, DM_GETDEFID, 0, 0));
-    out << "],\"buttons\":[" << buttons << "],\"default\":" << LOWORD(standard) << "}}";
+    GUITHREADINFO thread = {};
+    thread.cbSize = sizeof thread;
+    GetGUIThreadInfo(GetWindowThreadProcessId(window, nullptr), &thread);
+    out << "],\"buttons\":[" << buttons << "],\"focus\":" << GetDlgCtrlID(thread.hwndFocus) << "}}";
     return out.str();
 }
 

@@ -55,7 +55,7 @@ def test_its_resource_holds_the_projects_version(program):
 
 def test_its_manifest_asks_for_long_paths_and_no_more_rights(program):
     data = program.read_bytes()
-    assert data.count(b"<assembly") == 1
+    assert data.count(b"<assembly ") == 1
     assert b">true</longPathAware>" in data
     assert b'level="asInvoker"' in data
 

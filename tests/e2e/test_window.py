@@ -259,28 +259,144 @@ def test_it_pauses_at_the_end(play):
     assert float(window.presents()[-1]["tick"]) > 11.9
 
 
+def wait_for_title(window, name):
+    window.wait_for(lambda: window.state()["title"] == f"{name} - Velkantrix", f"the title of {name}")
+    window.wait_for(lambda: window.video()["visible"], "the picture")
+
+
 def test_the_dialog_opens_a_video(start, media):
+    window = start()
+    window.choose(media / "mono.mp4")
+    wait_for_title(window, "mono.mp4")
+
+
+def test_a_cancelled_dialog_opens_nothing(start):
     window = start()
     window.keys("CTRL+O")
     window.wait_for_box()
-    time.sleep(0.3)  # the dialog takes the focus a little after it is there
-    window.keys("CTRL+A")
-    window.ask("type " + conftest.windows_path(media / "mono.mp4"))
-    window.keys("ENTER")
-    window.wait_for(lambda: window.video()["visible"], "the picture")
-    assert window.state()["title"] == "mono.mp4 - Velkantrix"
+    time.sleep(0.3)
+    window.keys("ESC")
+    window.wait_for(lambda: window.box() is None, "the dialog to close")
+    assert_is_empty(window)
 
 
 def test_another_video_takes_the_place_of_the_first(play, media):
     window = play()
-    window.keys("CTRL+O")
-    window.wait_for_box()
-    time.sleep(0.3)
-    window.keys("CTRL+A")
-    window.ask("type " + conftest.windows_path(media / "mono.mp4"))
-    window.keys("ENTER")
-    window.wait_for(lambda: window.state()["title"] == "mono.mp4 - Velkantrix", "the other title")
+    window.choose(media / "mono.mp4")
+    wait_for_title(window, "mono.mp4")
+
+
+def test_of_several_dropped_files_the_first_is_opened(start, media):
+    window = start()
+    window.drop(media / "mono.mp4", media / "closed.mp4")
+    wait_for_title(window, "mono.mp4")
+
+
+def test_a_dropped_folder_is_no_video(start, tmp_path):
+    window = start()
+    window.drop(tmp_path)
+    assert window.wait_for_box()["texts"] == [CANNOT_OPEN]
+    window.answer(OK)
+
+
+UNSAVED = "Your edits haven't been exported.\n\nOpen a new video without exporting?"
+UNSAVED_AT_THE_END = "Your edits haven't been exported.\n\nClose without exporting?"
+
+
+@pytest.fixture
+def edited(play):
+    """A recording with a cut in it."""
+    window = play(environment=LOGGED)
+    window.keys("SPACE")
+    wait_until_still(window)
+    seek(window, "RIGHT")
+    window.keys("S")
+    window.wait_for_text("Split created")
+    return window
+
+
+def test_unsaved_edits_are_kept_unless_the_answer_is_yes(edited, media):
+    edited.drop(media / "mono.mp4")
+    box = edited.wait_for_box()
+    assert (box["title"], box["texts"]) == ("Velkantrix", [UNSAVED])
+    assert sorted(box["buttons"]) == [YES, NO]
+    assert box["focus"] == NO
+    edited.answer(NO)
+    assert edited.state()["title"] == "closed.mp4 - Velkantrix"
+    edited.drop(media / "mono.mp4")
+    edited.wait_for_box()
+    edited.answer(YES)
+    wait_for_title(edited, "mono.mp4")
+
+
+def test_closing_with_unsaved_edits_asks(edited):
+    edited.ask("post 16 0 0")
+    box = edited.wait_for_box()
+    assert (box["title"], box["texts"], box["focus"]) == ("Velkantrix", [UNSAVED_AT_THE_END], NO)
+    edited.answer(NO)
+    assert edited.state()["window"]
+    edited.ask("post 16 0 0")
+    edited.wait_for_box()
+    edited.answer(YES)
+    assert edited.ask("exit-code")["code"] == 0
+
+
+def test_edits_that_were_undone_are_not_asked_about(edited):
+    edited.keys("CTRL+Z")
+    edited.wait_for_text("Undid split")
+    assert edited.close() == 0
+
+
+def test_a_file_that_vanishes_while_it_is_open_does_no_harm(start, media, tmp_path):
+    shutil.copy(media / "closed.mp4", tmp_path / "short-lived.mp4")
+    window = start(conftest.windows_path(tmp_path / "short-lived.mp4"), environment=LOGGED)
     window.wait_for(lambda: window.video()["visible"], "the picture")
+    (tmp_path / "short-lived.mp4").unlink()
+    window.keys("RIGHT", "LEFT", "SPACE", "END")
+    time.sleep(0.5)
+    window.drop(media / "mono.mp4")
+    wait_for_title(window, "mono.mp4")
+    assert window.close() == 0
+
+
+def test_names_may_be_longer_than_the_old_limit(start, media, tmp_path):
+    folder = tmp_path.joinpath(*["a folder with a long name, one of many" for _ in range(7)])
+    folder.mkdir(parents=True)
+    shutil.copy(media / "closed.mp4", folder / "long.mp4")
+    assert len(str(folder)) > 260
+    window = start(conftest.windows_path(folder / "long.mp4"))
+    wait_for_title(window, "long.mp4")
+
+
+def engine_events(window, number):
+    log = window.folder / "engine.log"
+    return log.read_text().count(f" ev={number} ") if log.exists() else 0
+
+
+VOLUME_CHANGE = 22
+
+
+@pytest.mark.parametrize("key", ["UP", "DOWN", "M"])
+def test_keys_change_the_sound(paused, key):
+    if key == "UP":
+        paused.keys("DOWN", "DOWN")
+        time.sleep(0.3)
+    before = engine_events(paused, VOLUME_CHANGE)
+    paused.keys(key)
+    paused.wait_for(lambda: engine_events(paused, VOLUME_CHANGE) > before, "the engine's answer")
+
+
+def size_of(rect):
+    return rect[2] - rect[0], rect[3] - rect[1]
+
+
+def test_zoom_doubles_the_video_and_halves_it_again(play):
+    window = play("numbered-25-30-0")  # 640 x 360
+    assert size_of(window.video()["rect"]) == (640, 360)
+    window.keys("Z")
+    window.wait_for(lambda: size_of(window.video()["rect"]) == (1280, 720), "twice the size")
+    window.keys("Z")
+    window.wait_for(lambda: size_of(window.video()["rect"]) == (640, 360), "its own size")
 
 
 def test_a_minimised_window_comes_back_as_it_was(play):

@@ -113,6 +113,23 @@ class Window:
                                "a seek to land")
         return float(landed[-1]["tick"]), float(landed[-1]["target"])
 
+    def drop(self, *files):
+        """Drops files on the middle of the window, as a file manager does."""
+        window = subprocess.run(["xdotool", "search", "--onlyvisible", "--class", "velkantrix.exe"], check=True,
+                                capture_output=True, text=True).stdout.split()[-1]
+        left, top, right, bottom = self.state()["client"]
+        subprocess.run([str(conftest.ROOT / "tools/rig/tools/drop-files"), window, str((left + right) // 2),
+                        str((top + bottom) // 2), *map(str, files)], check=True)
+
+    def choose(self, path):
+        """Opens the dialog and types the file's name."""
+        self.keys("CTRL+O")
+        self.wait_for_box()
+        time.sleep(0.3)  # the dialog takes the focus a little after it is there
+        self.keys("CTRL+A")
+        self.ask("type " + conftest.windows_path(path))
+        self.keys("ENTER")
+
     def close(self):
         """Closes the window and gives the exit code."""
         self.ask("post 16 0 0")
