@@ -130,7 +130,7 @@ TEST_F(KeyframeLookBack, AtMost64EntriesAreLookedAt) {
 
 TEST_F(KeyframeLookBack, AtMost8MiBOfMoofsAreReadOnTop) {
     const std::size_t own = 9000;
-    for (const std::size_t more : {0, 1}) {
+    for (const std::size_t more : {std::size_t{0}, std::size_t{1}}) {
         content = fragmentedStart(avcRecord(Bytes{0x67}, Bytes{0x68}));
         entries.clear();
         addLong(true, 5 * MIB);
