@@ -49,9 +49,9 @@ Walk walkTables(const Tables& tables) {
     return walk(plainFile(tables.stbl()));
 }
 
-constexpr std::size_t COUNT = 8 + 4;       // of entries, in a table with its header
-constexpr std::size_t STSZ_COUNT = 8 + 8;  // of samples
-constexpr std::size_t SIZE = 3, ENTRY = 7; // the low byte of a box's size, of an entry's field
+constexpr std::size_t COUNT = 8 + 4;      // of entries, in a table with its header
+constexpr std::size_t STSZ_COUNT = 8 + 8; // of samples
+constexpr std::size_t SIZE = 3;           // the low byte of a box's size
 
 // A box with something behind its payload.
 Bytes longer(Bytes box, std::size_t bytes) {
@@ -362,7 +362,7 @@ TEST(PlainSamplesDamage, ABoxThatBreaksOffIsNotTheEnd) {
     const std::vector<Bytes> broken = {
         boxOfSize("free", 7),      boxOfSize("free", 9),        openBox("free"),
         longBoxOfSize("free", 15), Bytes().u32(1).text("free"), Bytes().fill(8)};
-    for (Bytes Movie::* const place :
+    for (Bytes Movie::*const place :
          {&Movie::moov, &Movie::trak, &Movie::edts, &Movie::mdia, &Movie::minf, &Movie::stbl}) {
         Movie movie;
         for (const Bytes& more : sound) {
