@@ -66,6 +66,22 @@ void applyVolume() {
 
 void changeVolume(double step) {
     ui().volume = std::clamp(ui().volume + step, 0.0, 1.0);
+    applyVolume();
+}
+
+void toggleMute() {
+    ui().muted = !ui().muted;
+    applyVolume();
+}
+
+void louder() {
+    ui().muted = false;
+    changeVolume(VOLUME_STEP);
+}
+
+// What is muted stays muted.
+void softer() {
+    changeVolume(-VOLUME_STEP);
 }
 
 void escape() {
@@ -88,6 +104,63 @@ void toggleZoom() {
     InvalidateRect(ui().transport, nullptr, FALSE);
 }
 
+struct CommandHandler {
+    std::uint16_t command;
+    void (*run)();
+};
+
+// What isn't here is still to come, or comes from a control of its own.
+constexpr CommandHandler HANDLERS[] = {
+    {COMMAND_OPEN, openVideoCommand},
+    {COMMAND_PLAY_PAUSE, togglePlaying},
+    {COMMAND_SPLIT, splitAtPlayhead},
+    {COMMAND_REMOVE, removeSelectedClip},
+    {COMMAND_UNDO, undo},
+    {COMMAND_EXIT,
+     [] {
+         SendMessageW(ui().window, WM_CLOSE, 0, 0);
+     }},
+    {COMMAND_BACK,
+     [] {
+         skipOrMoveCut(-KEY_NUDGE);
+     }},
+    {COMMAND_FORWARD,
+     [] {
+         skipOrMoveCut(KEY_NUDGE);
+     }},
+    {COMMAND_REDO, redo},
+    {COMMAND_NEXT_FRAME,
+     [] {
+         stepFrame(1);
+     }},
+    {COMMAND_PREVIOUS_FRAME,
+     [] {
+         stepFrame(-1);
+     }},
+    {COMMAND_START,
+     [] {
+         seekToEdited(0);
+     }},
+    {COMMAND_END,
+     [] {
+         seekToEdited(editedDuration());
+     }},
+    {COMMAND_ESCAPE, escape},
+    {COMMAND_FULLSCREEN, toggleFullscreen},
+    {COMMAND_MUTE, toggleMute},
+    {COMMAND_LOUDER, louder},
+    {COMMAND_SOFTER, softer},
+    {COMMAND_FADE_IN,
+     [] {
+         toggleFadeOfSelectedClip(false);
+     }},
+    {COMMAND_FADE_OUT,
+     [] {
+         toggleFadeOfSelectedClip(true);
+     }},
+    {COMMAND_ZOOM, toggleZoom},
+};
+
 } // namespace
 
 void playFromHere() {
@@ -99,79 +172,9 @@ void playFromHere() {
 void runCommand(std::uint16_t command, std::uint16_t notification) {
     const EditState& edit = editState();
     if (!mayRun(command, {.videoLoaded = edit.videoLoaded, .exportBusy = edit.exportBusy})) return;
-    switch (command) {
-    case COMMAND_OPEN:
-        openVideoCommand();
-        break;
-    case COMMAND_PLAY_PAUSE:
-        togglePlaying();
-        break;
-    case COMMAND_SPLIT:
-        splitAtPlayhead();
-        break;
-    case COMMAND_REMOVE:
-        removeSelectedClip();
-        break;
-    case COMMAND_UNDO:
-        undo();
-        break;
-    case COMMAND_REDO:
-        redo();
-        break;
-    case COMMAND_FADE_IN:
-        toggleFadeOfSelectedClip(false);
-        break;
-    case COMMAND_FADE_OUT:
-        toggleFadeOfSelectedClip(true);
-        break;
-    case COMMAND_EXIT:
-        SendMessageW(ui().window, WM_CLOSE, 0, 0);
-        break;
-    case COMMAND_BACK:
-        skipOrMoveCut(-KEY_NUDGE);
-        break;
-    case COMMAND_FORWARD:
-        skipOrMoveCut(KEY_NUDGE);
-        break;
-    case COMMAND_VIDEO:
-        videoClicked(notification);
-        break;
-    case COMMAND_NEXT_FRAME:
-        stepFrame(1);
-        break;
-    case COMMAND_PREVIOUS_FRAME:
-        stepFrame(-1);
-        break;
-    case COMMAND_START:
-        seekToEdited(0);
-        break;
-    case COMMAND_END:
-        seekToEdited(editedDuration());
-        break;
-    case COMMAND_ESCAPE:
-        escape();
-        break;
-    case COMMAND_FULLSCREEN:
-        toggleFullscreen();
-        break;
-    case COMMAND_MUTE:
-        ui().muted = !ui().muted;
-        applyVolume();
-        break;
-    case COMMAND_LOUDER:
-        changeVolume(VOLUME_STEP);
-        ui().muted = false;
-        applyVolume();
-        break;
-    case COMMAND_SOFTER: // a muted sound stays muted
-        changeVolume(-VOLUME_STEP);
-        applyVolume();
-        break;
-    case COMMAND_ZOOM:
-        toggleZoom();
-        break;
-    default:
-        break;
+    if (command == COMMAND_VIDEO) return videoClicked(notification);
+    for (const CommandHandler& handler : HANDLERS) {
+        if (handler.command == command) return handler.run();
     }
 }
 

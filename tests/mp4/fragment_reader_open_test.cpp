@@ -27,7 +27,7 @@ TEST_F(FragmentReaderOpening, AFragmentedVideoIsOpened) {
 }
 
 TEST_F(FragmentReaderOpening, AnythingElseIsRefused) {
-    EXPECT_FALSE(reader.Open("no/such/file.mp4"));
+    EXPECT_FALSE(reader.Open(std::filesystem::path("no/such/file.mp4")));
     EXPECT_FALSE(reader.Open(std::filesystem::temp_directory_path()));
     const Bytes plain =
         join({stsd(avc1(64, 36)), stts({{1, 1}}), stss({1}), stsz({1}), stsc({{1, 1}}), stco({1})});
@@ -62,7 +62,8 @@ TEST_F(FragmentReaderOpening, ATableNeedsEntriesATimeScaleAndAFile) {
     use(videoFile(fragmentedStart()));
     EXPECT_FALSE(openTable({}));
     EXPECT_FALSE(reader.OpenWithTable(file->path(), 1, 0, {{0, 1}}));
-    EXPECT_FALSE(reader.OpenWithTable("no/such/file.mp4", 1, 1000, {{0, 1}}));
+    EXPECT_FALSE(
+        reader.OpenWithTable(std::filesystem::path("no/such/file.mp4"), 1, 1000, {{0, 1}}));
     EXPECT_FALSE(reader.Seek(0));
     EXPECT_TRUE(openTable({{0, fragmentedStart().size()}}));
 }

@@ -18,11 +18,11 @@ namespace {
 
 constexpr std::uint64_t FARTHEST = std::numeric_limits<std::uint64_t>::max();
 
-using Open = InputFile (*)(const std::filesystem::path&);
+using Open = InputFile (*)(const FilePath&);
 
 class OpenInputFile : public testing::TestWithParam<Open> {
 protected:
-    static InputFile open(const std::filesystem::path& path) { return GetParam()(path); }
+    static InputFile open(const FilePath& path) { return GetParam()(path); }
 };
 
 INSTANTIATE_TEST_SUITE_P(Both, OpenInputFile,

@@ -95,7 +95,8 @@ TEST(ReadKeyframeSample, WithoutAConfigurationThereIsNone) {
 }
 
 TEST(ReadKeyframeSample, WithoutTheFileThereIsNone) {
-    expectNone(ReadKeyframeSample("no/such/file.mp4", indexOf({{0, 0, 5}}, false), 0));
+    expectNone(ReadKeyframeSample(std::filesystem::path("no/such/file.mp4"),
+                                  indexOf({{0, 0, 5}}, false), 0));
 }
 
 TEST(ReadKeyframeSample, AnEmptySampleIsNone) {

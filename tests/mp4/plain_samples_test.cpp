@@ -198,7 +198,7 @@ TEST_F(PlainSamplesTest, OpenNeedsTheTables) {
 }
 
 TEST_F(PlainSamplesTest, OpenNeedsAPlainFileWithAVideoTrack) {
-    EXPECT_FALSE(samples.open("no/such/file.mp4"));
+    EXPECT_FALSE(samples.open(std::filesystem::path("no/such/file.mp4")));
     EXPECT_FALSE(samples.open(TempFile().path()));
     EXPECT_FALSE(samples.open(TempFile(ftyp()).path()));
     const Bytes sound = box("moov", trak(1, 600, "soun", threeSamples()));

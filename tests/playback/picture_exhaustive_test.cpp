@@ -193,7 +193,7 @@ private:
     void present(bool works) {
         if (!task || drawn) return;
         drawWorks = works;
-        drawn = present(control, memory, calls, *task);
+        drawn = velkantrix::present(control, memory, calls, *task);
         if (!drawn || task->owner != PictureOwner::Frozen) task.reset();
     }
 
