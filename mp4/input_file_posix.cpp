@@ -14,7 +14,7 @@ InputFile openRegularFile(const FilePath& path, int advice) {
     const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (descriptor < 0) return file;
     file.handle.reset(descriptor);
-    struct stat status {};
+    struct stat status{};
     if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) return {};
     file.size = static_cast<std::uint64_t>(status.st_size);
     (void)posix_fadvise(descriptor, 0, 0, advice); // a hint: no harm when it isn't taken
@@ -36,7 +36,7 @@ InputFile openForSequentialScan(const FilePath& path) {
 }
 
 std::optional<std::uint64_t> fileSizeFromAttributes(const FilePath& path) {
-    struct stat status {};
+    struct stat status{};
     if (stat(path.c_str(), &status) != 0 || S_ISDIR(status.st_mode)) return std::nullopt;
     return static_cast<std::uint64_t>(status.st_size);
 }

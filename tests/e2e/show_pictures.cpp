@@ -1,6 +1,7 @@
-// show-pictures FILE SEED COUNT: opens a video in a window in the screen's corner and seeks in it, paused and
-// playing, COUNT times. After each seek it waits until the picture stands still, says where, as
-// "TARGET SETTLED PLAYING", in ticks, and goes on when it gets a line: so that someone can look at the screen.
+// show-pictures FILE SEED COUNT: opens a video in a window in the screen's corner and seeks in it,
+// paused and playing, COUNT times. After each seek it waits until the picture stands still, says
+// where, as "TARGET SETTLED PLAYING", in ticks, and goes on when it gets a line: so that someone
+// can look at the screen.
 #include <windows.h>
 
 #include <cstdio>
@@ -85,8 +86,9 @@ int seekAround(PlaybackController& controller, std::uint64_t seed, int count) {
 int run(const wchar_t* path, std::uint64_t seed, int count) {
     const ComApartment apartment(COINIT_APARTMENTTHREADED);
     if (FAILED(startMedia())) return 2;
-    const HWND window = CreateWindowExW(WS_EX_TOPMOST, L"STATIC", L"", WS_POPUP | WS_VISIBLE, 0, 0, WIDTH, HEIGHT,
-                                        nullptr, nullptr, GetModuleHandleW(nullptr), nullptr);
+    const HWND window =
+        CreateWindowExW(WS_EX_TOPMOST, L"STATIC", L"", WS_POPUP | WS_VISIBLE, 0, 0, WIDTH, HEIGHT,
+                        nullptr, nullptr, GetModuleHandleW(nullptr), nullptr);
     int code = 3;
     {
         PlaybackController controller;

@@ -362,7 +362,7 @@ TEST(PlainSamplesDamage, ABoxThatBreaksOffIsNotTheEnd) {
     const std::vector<Bytes> broken = {
         boxOfSize("free", 7),      boxOfSize("free", 9),        openBox("free"),
         longBoxOfSize("free", 15), Bytes().u32(1).text("free"), Bytes().fill(8)};
-    for (Bytes Movie::*const place :
+    for (Bytes Movie::* const place :
          {&Movie::moov, &Movie::trak, &Movie::edts, &Movie::mdia, &Movie::minf, &Movie::stbl}) {
         Movie movie;
         for (const Bytes& more : sound) {
