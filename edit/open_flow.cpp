@@ -150,8 +150,11 @@ void engineReady() {
 }
 
 void engineFailed() {
-    if (openState().phase == OpenPhase::None) return;
+    const OpenPhase phase = openState().phase;
+    if (phase == OpenPhase::None) return;
     openState().phase = OpenPhase::None;
+    if (phase == OpenPhase::Opening)
+        openHost().setTitle(L"Velkantrix"); // the file before is closed
     editState().statusText = L"Could not open this video";
     openHost().repaint();
     openHost().showError(CANNOT_OPEN);

@@ -102,6 +102,17 @@ def test_what_is_no_video_is_reported_once(start, media, name):
     assert window.close() == 0
 
 
+def test_a_video_that_cannot_be_opened_leaves_nothing_of_the_one_before(play, media):
+    window = play()
+    window.drop(media / "text.mp4")
+    window.wait_for_box()
+    window.answer(OK)
+    state = window.state()
+    assert state["title"] == "Velkantrix"
+    assert not state["children"]["Static"]["visible"]
+    assert not state["children"]["VelkantrixTransport"]["visible"]
+
+
 def test_a_recording_without_sound_plays(play):
     window = play("video-only")
     window.wait_for_text("Playing")
@@ -415,6 +426,35 @@ def test_the_window_has_a_least_size(start):
     window.ask("size 100 100")
     left, top, right, bottom = window.state()["window"]
     assert (right - left, bottom - top) == (820, 640)
+
+
+WM_DPICHANGED = 0x02E0
+
+
+def test_a_change_of_dpi_lays_the_window_out_anew(play):
+    window = play()
+    assert size_of(window.transport()["rect"])[1] == 62
+    window.ask(f"post {WM_DPICHANGED} {144 << 16 | 144} 0")
+    window.wait_for(lambda: size_of(window.transport()["rect"])[1] == 93, "the larger layout")
+
+
+def test_logs_are_written_only_when_they_are_asked_for(start, media, tmp_path):
+    for value in (None, "0", "12345678"):
+        environment = {} if value is None else {"VELKANTRIX_ENGLOG": value, "VELKANTRIX_PRESENTLOG": value}
+        window = start(conftest.windows_path(media / "closed.mp4"), environment=environment)
+        window.wait_for(lambda: window.video()["visible"], "the picture")
+        assert window.close() == 0
+        assert not (tmp_path / "engine.log").exists()
+        assert not (tmp_path / "present.log").exists()
+
+
+def test_the_engines_log_has_its_events(play, tmp_path):
+    window = play(environment={"VELKANTRIX_ENGLOG": "1"})
+    assert window.close() == 0
+    lines = (tmp_path / "engine.log").read_text().splitlines()
+    assert lines[0].startswith("    0.000 ev=")
+    assert any(" ev=10 " in line for line in lines)
+    assert not (tmp_path / "present.log").exists()
 
 
 def test_closing_while_playing_and_in_fullscreen(play):

@@ -49,6 +49,7 @@ TEST_F(OpenFlow, AReopeningThatFailsKeepsTheEdit) {
     reopenAfterDeviceLoss(true);
     engineFailed();
     EXPECT_THAT(boxes, ElementsAre(CANNOT_OPEN));
+    EXPECT_EQ(title, L"a.mp4 - Velkantrix");
     EXPECT_TRUE(editState().videoLoaded);
     EXPECT_EQ(editState().clips, clips);
     EXPECT_TRUE(editState().edited);
@@ -58,7 +59,7 @@ TEST_F(OpenFlow, ALossOfTheDeviceWhileOpeningIsAFailedOpening) {
     openVideo(L"C:\\a.mp4");
     recorder.forget();
     reopenAfterDeviceLoss(false);
-    EXPECT_THAT(recorder.calls, ElementsAre("close engine", "paint", "error"));
+    EXPECT_THAT(recorder.calls, ElementsAre("close engine", "title", "paint", "error"));
     EXPECT_THAT(boxes, ElementsAre(CANNOT_OPEN));
 }
 

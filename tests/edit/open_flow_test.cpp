@@ -240,7 +240,8 @@ TEST_F(OpenFlow, ARefusedFileLeavesNothingOpenAndIsReportedOnce) {
     openVideo(L"C:\\a.mp4");
     recorder.forget();
     engineFailed();
-    EXPECT_THAT(recorder.calls, ElementsAre("paint", "error"));
+    EXPECT_THAT(recorder.calls, ElementsAre("title", "paint", "error"));
+    EXPECT_EQ(title, L"Velkantrix");
     EXPECT_THAT(boxes, ElementsAre(CANNOT_OPEN));
     EXPECT_EQ(editState().statusText, L"Could not open this video");
     EXPECT_FALSE(editState().videoLoaded);
@@ -272,7 +273,7 @@ TEST_F(OpenFlow, AFileWithoutPicturesIsRefused) {
         openVideo(L"C:\\sound.mp4");
         recorder.forget();
         engineReady();
-        EXPECT_THAT(recorder.calls, ElementsAre("close engine", "paint", "error"));
+        EXPECT_THAT(recorder.calls, ElementsAre("close engine", "title", "paint", "error"));
         EXPECT_THAT(boxes, ElementsAre(CANNOT_OPEN));
         EXPECT_FALSE(editState().videoLoaded);
     }
