@@ -35,11 +35,6 @@ bool startMediaOrExplain() {
     return false;
 }
 
-bool isFile(const std::wstring& path) {
-    const DWORD attributes = GetFileAttributesW(path.c_str());
-    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
-}
-
 ExaminedFile examineFile(const std::wstring& path) {
     return {.size = fileSizeFromAttributes(path).value_or(0),
             .slowToSeek = IsLargeFragmentedFile(path)};
@@ -56,11 +51,6 @@ VideoSize engineVideoSize() {
     VideoSize size;
     if (!playback() || !playback()->videoSize(size.width, size.height)) return {};
     return size;
-}
-
-void applyVolume() {
-    playback()->setVolume(ui().volume);
-    playback()->setMuted(ui().muted);
 }
 
 void bindEdit() {

@@ -58,12 +58,6 @@ void stepFrame(int frames) {
     skip(frames * frameDuration());
 }
 
-void applyVolume() {
-    if (!playback()) return;
-    playback()->setVolume(ui().volume);
-    playback()->setMuted(ui().muted);
-}
-
 void changeVolume(double step) {
     ui().volume = std::clamp(ui().volume + step, 0.0, 1.0);
     applyVolume();
@@ -162,6 +156,12 @@ constexpr CommandHandler HANDLERS[] = {
 };
 
 } // namespace
+
+void applyVolume() {
+    if (!playback()) return;
+    playback()->setVolume(ui().volume);
+    playback()->setMuted(ui().muted);
+}
 
 void playFromHere() {
     if (!playback() || !editState().videoLoaded) return;

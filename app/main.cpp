@@ -18,6 +18,7 @@
 #include "app/resource_ids.h"
 #include "app/ui_state.h"
 #include "edit/open_flow.h"
+#include "platform/files.h"
 #include "platform/handles.h"
 #include "platform/hresult.h"
 #include "platform/media_startup.h"
@@ -52,10 +53,7 @@ std::wstring fileToOpen() {
     const UniqueHandle<ArgumentsTraits> words(CommandLineToArgvW(GetCommandLineW(), &count));
     if (!words || count < 2) return {};
     const wchar_t* const path = words.get()[1];
-    const DWORD attributes = GetFileAttributesW(path);
-    const bool isFile =
-        attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
-    return isFile ? path : L"";
+    return isFile(path) ? path : L"";
 }
 
 void registerClasses(HINSTANCE instance) {

@@ -153,6 +153,11 @@ bool fileExists(const std::wstring& path) {
     return !isNotThere(GetLastError());
 }
 
+bool isFile(const std::wstring& path) {
+    const DWORD attributes = GetFileAttributesW(path.c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+}
+
 bool sameFile(const std::wstring& a, const std::wstring& b) {
     if (a.empty() || b.empty()) return false;
     const std::wstring pathA = withoutStream(a), pathB = withoutStream(b);

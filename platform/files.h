@@ -16,6 +16,9 @@ namespace velkantrix {
 // A file or folder is there, or can't be told not to be.
 [[nodiscard]] bool fileExists(const std::wstring& path);
 
+// A file is there, and it is no folder.
+[[nodiscard]] bool isFile(const std::wstring& path);
+
 // Do both paths name one existing or future file? True when their absolute forms are equal but for
 // letter case, or when both exist and are the same file by another name: a hard link, another drive
 // letter, a path with the \\?\ prefix, trailing dots. A stream of a file ("a.mp4:x") is the file.
