@@ -79,6 +79,16 @@ struct Row {
     std::size_t samples = 4; // that are handed out all the same
 };
 
+void expectWalks(const std::vector<Row>& rows, WalkOutcome end) {
+    for (const Row& row : rows) {
+        Tables tables;
+        row.change(tables);
+        const Walk result = walkTables(tables);
+        EXPECT_EQ(result.samples, row.samples) << row.what;
+        EXPECT_EQ(result.end, end) << row.what;
+    }
+}
+
 TEST(PlainSamplesDamage, SoundTablesEnd) {
     const std::vector<Row> rows = {
         {"nothing",
@@ -153,13 +163,7 @@ TEST(PlainSamplesDamage, SoundTablesEnd) {
              t.ctts.fill(7);
          }},
     };
-    for (const Row& row : rows) {
-        Tables tables;
-        row.change(tables);
-        const Walk result = walkTables(tables);
-        EXPECT_EQ(result.samples, row.samples) << row.what;
-        EXPECT_EQ(result.end, WalkOutcome::End) << row.what;
-    }
+    expectWalks(rows, WalkOutcome::End);
 }
 
 TEST(PlainSamplesDamage, TablesThatDoNotHoldWhatTheyStateDoNotEnd) {
@@ -250,13 +254,7 @@ TEST(PlainSamplesDamage, TablesThatDoNotHoldWhatTheyStateDoNotEnd) {
              t.stsz[8 + 4 + 3] = 100;
          }},
     };
-    for (const Row& row : rows) {
-        Tables tables;
-        row.change(tables);
-        const Walk result = walkTables(tables);
-        EXPECT_EQ(result.samples, row.samples) << row.what;
-        EXPECT_EQ(result.end, WalkOutcome::Failed) << row.what;
-    }
+    expectWalks(rows, WalkOutcome::Failed);
 }
 
 // Each of them is whole.
@@ -304,13 +302,7 @@ TEST(PlainSamplesDamage, TablesThatContradictEachOtherDoNotEnd) {
              t.stss = stss({3, 1});
          }},
     };
-    for (const Row& row : rows) {
-        Tables tables;
-        row.change(tables);
-        const Walk result = walkTables(tables);
-        EXPECT_EQ(result.samples, row.samples) << row.what;
-        EXPECT_EQ(result.end, WalkOutcome::Failed) << row.what;
-    }
+    expectWalks(rows, WalkOutcome::Failed);
 }
 
 // Whatever is then missed or made up behind it.
