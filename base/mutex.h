@@ -31,7 +31,8 @@ public:
     Mutex(const Mutex&) = delete;
     Mutex& operator=(const Mutex&) = delete;
 
-    void lock() ACQUIRE() { mutex_.lock(); }
+    // A lock that fails ends the process: nothing that it guards could be trusted any more.
+    void lock() noexcept ACQUIRE() { mutex_.lock(); }
     void unlock() RELEASE() { mutex_.unlock(); }
     bool tryLock() TRY_ACQUIRE(true) { return mutex_.try_lock(); }
 
@@ -42,7 +43,7 @@ private:
 // Holds a Mutex for its own lifetime.
 class SCOPED_CAPABILITY Lock {
 public:
-    explicit Lock(Mutex& mutex) ACQUIRE(mutex) : mutex_(mutex) { mutex_.lock(); }
+    explicit Lock(Mutex& mutex) noexcept ACQUIRE(mutex) : mutex_(mutex) { mutex_.lock(); }
     ~Lock() RELEASE() { mutex_.unlock(); }
     Lock(const Lock&) = delete;
     Lock& operator=(const Lock&) = delete;

@@ -19,18 +19,20 @@ struct TaskTextTraits {
 };
 using UniqueTaskText = UniqueHandle<TaskTextTraits>;
 
-HRESULT chooseFile(HWND owner, std::wstring& path) {
-    constexpr COMDLG_FILTERSPEC FILTERS[] = {
-        {L"Video files", L"*.mp4;*.mkv;*.mov;*.avi;*.webm;*.m4v;*.ts;*.mts"},
-        {L"All files", L"*.*"},
-    };
-    ComPtr<IFileOpenDialog> dialog;
-    RETURN_IF_FAILED(CoCreateInstance(CLSID_FileOpenDialog, nullptr, CLSCTX_INPROC_SERVER,
-                                      IID_IFileOpenDialog, dialog.putVoid()));
-    RETURN_IF_FAILED(dialog->SetFileTypes(static_cast<UINT>(std::size(FILTERS)), FILTERS));
+// A folder that isn't there any more is no reason not to ask.
+void startIn(IFileDialog* dialog, const std::wstring& folder) {
+    ComPtr<IShellItem> item;
+    if (folder.empty() || FAILED(SHCreateItemFromParsingName(folder.c_str(), nullptr,
+                                                             __uuidof(IShellItem), item.putVoid())))
+        return;
+    ignoreResult(dialog->SetFolder(item.get()), "the dialog then begins somewhere else");
+}
+
+// Shows the dialog, with options beside its own.
+HRESULT choose(IFileDialog* dialog, HWND owner, FILEOPENDIALOGOPTIONS more, std::wstring& path) {
     FILEOPENDIALOGOPTIONS options = 0;
     RETURN_IF_FAILED(dialog->GetOptions(&options));
-    RETURN_IF_FAILED(dialog->SetOptions(options | FOS_FILEMUSTEXIST | FOS_FORCEFILESYSTEM));
+    RETURN_IF_FAILED(dialog->SetOptions(options | more | FOS_FORCEFILESYSTEM | FOS_NOCHANGEDIR));
     RETURN_IF_FAILED(dialog->Show(owner));
     ComPtr<IShellItem> item;
     RETURN_IF_FAILED(dialog->GetResult(item.put()));
@@ -40,11 +42,60 @@ HRESULT chooseFile(HWND owner, std::wstring& path) {
     return S_OK;
 }
 
+HRESULT createOpenDialog(ComPtr<IFileOpenDialog>& dialog) {
+    return CoCreateInstance(CLSID_FileOpenDialog, nullptr, CLSCTX_INPROC_SERVER,
+                            __uuidof(IFileOpenDialog), dialog.putVoid());
+}
+
+HRESULT chooseVideo(HWND owner, std::wstring& path) {
+    constexpr COMDLG_FILTERSPEC FILTERS[] = {
+        {L"Video files", L"*.mp4;*.mkv;*.mov;*.avi;*.webm;*.m4v;*.ts;*.mts"},
+        {L"All files", L"*.*"},
+    };
+    ComPtr<IFileOpenDialog> dialog;
+    RETURN_IF_FAILED(createOpenDialog(dialog));
+    RETURN_IF_FAILED(dialog->SetFileTypes(static_cast<UINT>(std::size(FILTERS)), FILTERS));
+    return choose(dialog.get(), owner, FOS_FILEMUSTEXIST, path);
+}
+
+HRESULT chooseToWrite(HWND owner, const FileToWrite& start, std::wstring& path) {
+    const std::wstring pattern = L"*" + start.extension;
+    const COMDLG_FILTERSPEC type = {start.typeLabel.c_str(), pattern.c_str()};
+    ComPtr<IFileSaveDialog> dialog;
+    RETURN_IF_FAILED(CoCreateInstance(CLSID_FileSaveDialog, nullptr, CLSCTX_INPROC_SERVER,
+                                      __uuidof(IFileSaveDialog), dialog.putVoid()));
+    RETURN_IF_FAILED(dialog->SetFileTypes(1, &type));
+    // The dialog wants it without its dot.
+    RETURN_IF_FAILED(dialog->SetDefaultExtension(start.extension.c_str() + 1));
+    RETURN_IF_FAILED(dialog->SetFileName(start.name.c_str()));
+    startIn(dialog.get(), start.folder);
+    return choose(dialog.get(), owner, FOS_OVERWRITEPROMPT, path);
+}
+
+HRESULT choosePlace(HWND owner, const std::wstring& title, const std::wstring& startFolder,
+                    std::wstring& path) {
+    ComPtr<IFileOpenDialog> dialog;
+    RETURN_IF_FAILED(createOpenDialog(dialog));
+    RETURN_IF_FAILED(dialog->SetTitle(title.c_str()));
+    startIn(dialog.get(), startFolder);
+    return choose(dialog.get(), owner, FOS_PICKFOLDERS, path);
+}
+
 } // namespace
 
 std::wstring chooseVideoFile(HWND owner) {
     std::wstring path;
-    return SUCCEEDED(chooseFile(owner, path)) ? path : std::wstring();
+    return SUCCEEDED(chooseVideo(owner, path)) ? path : std::wstring();
+}
+
+std::wstring chooseFileToWrite(HWND owner, const FileToWrite& start) {
+    std::wstring path;
+    return SUCCEEDED(chooseToWrite(owner, start, path)) ? path : std::wstring();
+}
+
+std::wstring chooseFolder(HWND owner, const std::wstring& title, const std::wstring& startFolder) {
+    std::wstring path;
+    return SUCCEEDED(choosePlace(owner, title, startFolder, path)) ? path : std::wstring();
 }
 
 bool askYesNo(HWND owner, const std::wstring& text) {

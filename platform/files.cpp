@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "base/long_path.h"
 #include "platform/handles.h"
 #include "platform/hresult.h"
 
@@ -29,9 +30,9 @@ std::wstring withoutStream(const std::wstring& path) {
 // It keeps nobody from anything.
 UniqueFile openForQuestions(const std::wstring& path, DWORD moreAccess = 0, DWORD moreFlags = 0) {
     constexpr DWORD SHARE_ALL = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-    return UniqueFile(CreateFileW(path.c_str(), FILE_READ_ATTRIBUTES | moreAccess, SHARE_ALL,
-                                  nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | moreFlags,
-                                  nullptr));
+    return UniqueFile(CreateFileW(nameForSystem(path).c_str(), FILE_READ_ATTRIBUTES | moreAccess,
+                                  SHARE_ALL, nullptr, OPEN_EXISTING,
+                                  FILE_FLAG_BACKUP_SEMANTICS | moreFlags, nullptr));
 }
 
 // The volume and the file's number on it.
@@ -98,6 +99,12 @@ bool isNotThere(DWORD error) {
     return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
 }
 
+bool isFolder(HANDLE file) {
+    FILE_BASIC_INFO info = {};
+    return GetFileInformationByHandleEx(file, FileBasicInfo, &info, sizeof info) &&
+           (info.FileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
 // One try: S_OK, or the error for which the file is still there. A link is deleted, not what it
 // leads to; but one that leads to the kept file is left alone too.
 HRESULT deleteOnce(const std::wstring& path, const std::wstring& kept) {
@@ -107,6 +114,7 @@ HRESULT deleteOnce(const std::wstring& path, const std::wstring& kept) {
         const DWORD error = GetLastError();
         return isNotThere(error) ? S_OK : HRESULT_FROM_WIN32(error);
     }
+    if (isFolder(file.get())) return HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED);
     // Asked again of the very file that is to go: the name may have been given to another since.
     const UniqueFile keptFile = openForQuestions(kept);
     if (keptFile && sameOpenFile(file.get(), keptFile.get())) {
@@ -148,13 +156,18 @@ std::wstring absolutePath(const std::wstring& path) {
     }
 }
 
+std::wstring nameForSystem(const std::wstring& path) {
+    return pathOfAnyLength(path, absolutePath(path));
+}
+
 bool fileExists(const std::wstring& path) {
-    if (GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES) return true;
+    const std::wstring name = nameForSystem(path);
+    if (GetFileAttributesW(name.c_str()) != INVALID_FILE_ATTRIBUTES) return true;
     return !isNotThere(GetLastError());
 }
 
 bool isFile(const std::wstring& path) {
-    const DWORD attributes = GetFileAttributesW(path.c_str());
+    const DWORD attributes = GetFileAttributesW(nameForSystem(path).c_str());
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
 }
 

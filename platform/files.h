@@ -13,6 +13,9 @@ namespace velkantrix {
 // and so can't lead anywhere but to files.
 [[nodiscard]] std::wstring absolutePath(const std::wstring& path);
 
+// What the system is to be given for the path, however long it is and whatever its own setting.
+[[nodiscard]] std::wstring nameForSystem(const std::wstring& path);
+
 // A file or folder is there, or can't be told not to be.
 [[nodiscard]] bool fileExists(const std::wstring& path);
 

@@ -112,6 +112,14 @@ TEST_F(FilesTest, DeletesAFile) {
     EXPECT_FALSE(exists(other));
 }
 
+TEST_F(FilesTest, AFolderIsNotDeletedNotEvenAnEmptyOne) {
+    const std::wstring folder = inFolder(L"folder.mp4");
+    ASSERT_TRUE(CreateDirectoryW(folder.c_str(), nullptr));
+    EXPECT_EQ(deleteFileUnlessSame(folder, L""), HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED));
+    EXPECT_TRUE(exists(folder));
+    RemoveDirectoryW(folder.c_str());
+}
+
 TEST_F(FilesTest, AFileThatIsNotThereIsDeleted) {
     EXPECT_EQ(deleteFileUnlessSame(inFolder(L"none.mp4"), source), S_OK);
     EXPECT_EQ(deleteFileUnlessSame(inFolder(L"none\\none.mp4"), source), S_OK);

@@ -1,6 +1,9 @@
 // Exports into places that can't hold them. The rig makes the places: a small disk and a read-only
 // one.
 #include "export/export_core.h"
+#include "export/export_job.h"
+#include "export/export_job_core.h"
+#include "platform/system_text.h"
 #include "tests/windows/test_files.h"
 
 namespace velkantrix {
@@ -33,6 +36,20 @@ TEST(FullDisk, AnExportThatFillsTheDiskFailsAndLeavesNothing) {
     wanted.sourcePath = mediaFile(L"closed");
     EXPECT_TRUE(ExportFile(wanted, nullptr));
     EXPECT_TRUE(DeleteFileW(output.c_str()));
+}
+
+TEST(FullDisk, ACopyThatFillsTheDiskFailsAndLeavesNothing) {
+    const std::wstring disk = folderOf(L"RIG_SMALL_DISK");
+    if (disk.empty()) GTEST_SKIP() << "the rig has no small disk here (mounting is not allowed)";
+    const std::wstring output = disk + L"\\copy.mp4";
+    DeleteFileW(output.c_str()); // of a run that failed
+    bindExportJob(nullptr);
+    const CopyResult result = jobHost().calls.copyFile(
+        mediaFile(L"large"), output, [](std::uint64_t, std::uint64_t) { return true; });
+    unbindExportJob();
+    EXPECT_FALSE(result.done);
+    EXPECT_EQ(result.errorText, systemText(ERROR_DISK_FULL));
+    EXPECT_FALSE(exists(output));
 }
 
 TEST(ReadOnlyDisk, AnExportFailsWithTheSystemsReason) {
