@@ -82,18 +82,20 @@ private:
 
     HRESULT openFile();
     void probe(double& containerDuration);
-    double findDuration(double containerDuration);
+    void findDuration(double containerDuration);
     HRESULT createEngine();
     HRESULT startEngine();
     HRESULT failOpen(HRESULT reason);
     bool post(WPARAM notice) const; // false: there is nobody to tell
 
-    void handleEvent(DWORD event, DWORD_PTR param1, DWORD param2); // the engine's thread
-    void takeMetadata();                                           // likewise
+    void handleEvent(DWORD event); // the engine's thread
+    void takeMetadata();           // likewise
 
     void startPresenterThread() noexcept;
     void runPresenterThread(); // the presenter thread
     bool draw(bool isPreview) REQUIRES(picture_.deviceLock);
+    void checkDevice(ULONGLONG& lastCheck) EXCLUDES(picture_.deviceLock);
+    void reportDeviceLoss();
 
     PictureControl picture_;
     Presenter presenter_ GUARDED_BY(picture_.deviceLock);

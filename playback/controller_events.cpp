@@ -11,6 +11,11 @@ namespace {
 
 std::atomic<int> liveCallbacks{0};
 
+bool concernsController(DWORD event) {
+    return event == MF_MEDIA_ENGINE_EVENT_ERROR || event == MF_MEDIA_ENGINE_EVENT_LOADEDMETADATA ||
+           event == MF_MEDIA_ENGINE_EVENT_PLAYING || event == MF_MEDIA_ENGINE_EVENT_ENDED;
+}
+
 } // namespace
 
 int liveEngineCallbacks() {
@@ -31,13 +36,14 @@ void EngineNotify::forgetOwner() {
 }
 
 STDMETHODIMP EngineNotify::EventNotify(DWORD event, DWORD_PTR param1, DWORD param2) {
+    logEngineEvent(event, param1, param2); // also what comes while the engine shuts down
+    if (!concernsController(event)) return S_OK;
     const Lock held(lock_);
-    if (owner_) owner_->handleEvent(event, param1, param2);
+    if (owner_) owner_->handleEvent(event);
     return S_OK;
 }
 
-void PlaybackController::handleEvent(DWORD event, DWORD_PTR param1, DWORD param2) {
-    logEngineEvent(event, param1, param2);
+void PlaybackController::handleEvent(DWORD event) {
     switch (event) {
     case MF_MEDIA_ENGINE_EVENT_ERROR:
         // After the file was opened it isn't reported: the picture just stays as it is.
@@ -62,7 +68,10 @@ void PlaybackController::takeMetadata() {
         const Lock device(picture_.deviceLock);
         DWORD width = 0;
         DWORD height = 0;
-        if (SUCCEEDED(engine_->GetNativeVideoSize(&width, &height)) && width > 0 && height > 0)
+        // A picture that can't be decoded is none, whatever size the file states.
+        if (!engine_->HasVideo())
+            setVideoSize(presenter_, 0, 0);
+        else if (SUCCEEDED(engine_->GetNativeVideoSize(&width, &height)) && width > 0 && height > 0)
             setVideoSize(presenter_, static_cast<std::int32_t>(width),
                          static_cast<std::int32_t>(height));
         ensureFrameTexture(presenter_);

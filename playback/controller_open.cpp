@@ -6,6 +6,8 @@
 #include <mfreadwrite.h>
 #include <oleauto.h>
 
+#include <algorithm>
+
 #include "mp4/probe.h"
 #include "platform/hresult.h"
 #include "platform/mf_util.h"
@@ -32,7 +34,11 @@ constexpr const char* TOLD_BY_EVENTS =
 // Notices of the file that was open before, still in the queue.
 void removeNotices(HWND window) {
     MSG message;
-    while (PeekMessageW(&message, window, WM_PLAYBACK_NOTIFY, WM_PLAYBACK_NOTIFY, PM_REMOVE)) {}
+    while (PeekMessageW(&message, window, WM_PLAYBACK_NOTIFY, WM_PLAYBACK_NOTIFY, PM_REMOVE)) {
+        if (message.message != WM_QUIT) continue; // which every filter lets through
+        PostQuitMessage(static_cast<int>(message.wParam));
+        return;
+    }
 }
 
 } // namespace
@@ -61,7 +67,7 @@ HRESULT PlaybackController::openFile() {
     }
     double container = 0;
     probe(container);
-    picture_.duration = findDuration(container);
+    findDuration(container);
     {
         const Lock device(picture_.deviceLock);
         ensureFrameTexture(presenter_);
@@ -104,17 +110,20 @@ void PlaybackController::probe(double& containerDuration) {
         containerDuration = secondsOf(*length);
 }
 
-double PlaybackController::findDuration(double containerDuration) {
-    // Its samples are spread over the whole file: a scan would take too long.
-    if (IsLargeFragmentedFile(path_)) return containerDuration;
-    endScan_ = startEndScan(path_, containerDuration);
-    return usableDuration(containerDuration, waitForEndScan(*endScan_));
+void PlaybackController::findDuration(double containerDuration) {
+    endScan_ = startEndScan(path_, {.container = containerDuration,
+                                    .fps = picture_.fps,
+                                    .onlyStart = IsLargeFragmentedFile(path_)});
+    const ScannedEnds ends = waitForEndScan(*endScan_);
+    picture_.duration = usableDuration(containerDuration, ends.end);
+    picture_.videoStart = ends.start;
+    picture_.videoEnd = std::max(ends.end, 0.0);
 }
 
 HRESULT PlaybackController::createEngine() {
     ComPtr<IMFMediaEngineClassFactory> factory;
     RETURN_IF_FAILED(CoCreateInstance(CLSID_MFMediaEngineClassFactory, nullptr,
-                                      CLSCTX_INPROC_SERVER, IID_IMFMediaEngineClassFactory,
+                                      CLSCTX_INPROC_SERVER, __uuidof(IMFMediaEngineClassFactory),
                                       factory.putVoid()));
     notify_ = ComPtr<EngineNotify>::adopt(new EngineNotify(this));
     ComPtr<IMFAttributes> attributes;

@@ -29,7 +29,7 @@ std::string lineText(const char* format, Values... values) {
     return {buffer.data(), std::min(static_cast<std::size_t>(length), buffer.size() - 1)};
 }
 
-// Two sevens of characters, so that the columns stay in line.
+// Seven characters each, so that the columns stay in line.
 const char* pictureWord(bool isPreview) {
     return isPreview ? "preview" : "engine ";
 }

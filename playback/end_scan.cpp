@@ -6,11 +6,10 @@
 #include <mfidl.h>
 #include <mfreadwrite.h>
 
-#include <thread>
-
 #include "base/com_ptr.h"
 #include "platform/com.h"
 #include "platform/mf_util.h"
+#include "platform/threads.h"
 #include "playback/open_rules.h"
 
 namespace velkantrix {
@@ -24,25 +23,24 @@ constexpr DWORD FIRST_VIDEO = static_cast<DWORD>(MF_SOURCE_READER_FIRST_VIDEO_ST
 std::atomic<int> runningScans{0};
 std::atomic<bool> processEnds{false};
 
-std::optional<ScannedSample> readSample(IMFSourceReader* reader) {
-    while (true) {
-        DWORD flags = 0;
-        LONGLONG time = 0;
-        ComPtr<IMFSample> sample;
-        if (FAILED(reader->ReadSample(FIRST_VIDEO, 0, nullptr, &flags, &time, sample.put())))
-            return std::nullopt;
-        if (sample) return ScannedSample{time, durationOf(sample.get())};
-        if (flags & MF_SOURCE_READERF_ENDOFSTREAM) return std::nullopt;
-    }
+ScanRead readSample(IMFSourceReader* reader) {
+    const DWORD last = MF_SOURCE_READERF_ENDOFSTREAM | MF_SOURCE_READERF_ERROR;
+    DWORD flags = 0;
+    LONGLONG time = 0;
+    ComPtr<IMFSample> sample;
+    if (FAILED(reader->ReadSample(FIRST_VIDEO, 0, nullptr, &flags, &time, sample.put())))
+        return {.ended = true};
+    if (sample) return {.sample = ScannedSample{time, durationOf(sample.get())}};
+    return {.ended = (flags & last) != 0};
 }
 
-double runScan(const EndScan& scan) {
+ScannedEnds runScan(const EndScan& scan) {
     const ComApartment apartment(COINIT_MULTITHREADED);
     ComPtr<IMFSourceReader> reader;
-    if (FAILED(openSourceReader(scan.path.c_str(), reader))) return 0;
-    if (FAILED(selectOnlyStream(reader.get(), FIRST_VIDEO))) return 0;
-    return scanForEnd(
-        scan.container,
+    if (FAILED(openSourceReader(scan.path.c_str(), reader))) return {};
+    if (FAILED(selectOnlyStream(reader.get(), FIRST_VIDEO))) return {};
+    return scanEnds(
+        scan.file.container, scan.file.fps, scan.file.onlyStart,
         {.seek = [&](double at) { return SUCCEEDED(seekReader(reader.get(), nearestTicks(at))); },
          .read = [&] { return readSample(reader.get()); },
          .stopped =
@@ -53,22 +51,25 @@ double runScan(const EndScan& scan) {
 
 } // namespace
 
-std::shared_ptr<EndScan> startEndScan(const std::wstring& path, double container) noexcept {
+std::shared_ptr<EndScan> startEndScan(const std::wstring& path, const ScannedFile& file) noexcept {
     auto scan = std::make_shared<EndScan>();
     scan->path = path;
-    scan->container = container;
+    scan->file = file;
     ++runningScans;
-    std::thread([scan] {
-        scan->result = runScan(*scan);
+    startDetached([scan] {
+        const ScannedEnds ends = runScan(*scan);
+        scan->start = ends.start;
+        scan->result = ends.end;
         --runningScans;
-    }).detach();
+    });
     return scan;
 }
 
-double waitForEndScan(const EndScan& scan) {
+ScannedEnds waitForEndScan(const EndScan& scan) {
     const ULONGLONG begun = GetTickCount64();
     while (scan.result < 0 && GetTickCount64() - begun < LONGEST_WAIT) Sleep(POLL);
-    return scan.result;
+    const double end = scan.result;
+    return {.start = end < 0 ? 0 : scan.start.load(), .end = end};
 }
 
 bool endAllScans() {

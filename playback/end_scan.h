@@ -1,25 +1,35 @@
-// end_scan.h: finds where a file's video really ends, on a thread of its own.
+// end_scan.h: finds where a file's video really begins and ends, on a thread of its own.
 #pragma once
 
 #include <atomic>
 #include <memory>
 #include <string>
 
+#include "playback/open_rules.h"
+
 namespace velkantrix {
+
+// What is known of the file before.
+struct ScannedFile {
+    double container = 0;   // seconds; what the container says
+    double fps = 0;         // of the video, above 0
+    bool onlyStart = false; // its samples are spread so widely that the end would take too long
+};
 
 // Shared by the scan's thread and whoever waits for it; neither needs the other to live on.
 struct EndScan {
     std::wstring path;
-    double container = 0;           // seconds; what the container says
+    ScannedFile file;
+    std::atomic<double> start{0};   // seconds, set before the result
     std::atomic<double> result{-1}; // seconds, set once; negative until then
     std::atomic<bool> stop{false};  // nobody waits any more
 };
 
 // Begins a scan. A thread that can't be started ends the process.
-std::shared_ptr<EndScan> startEndScan(const std::wstring& path, double container) noexcept;
+std::shared_ptr<EndScan> startEndScan(const std::wstring& path, const ScannedFile& file) noexcept;
 
-// Waits up to 1.5 s for the result; negative when it hasn't come.
-[[nodiscard]] double waitForEndScan(const EndScan& scan);
+// Waits up to 1.5 s for the result; its end is negative when it hasn't come.
+[[nodiscard]] ScannedEnds waitForEndScan(const EndScan& scan);
 
 // At the end of the process: tells all scans to stop and waits for them, up to a second. False when
 // one still runs: Media Foundation must not be shut down under it.

@@ -3,8 +3,10 @@
 #include <array>
 #include <chrono>
 #include <cstdio>
+#include <optional>
 #include <string>
 
+#include "base/mutex.h"
 #include "playback/diagnostics_text.h"
 
 namespace velkantrix {
@@ -23,27 +25,28 @@ public:
 
     [[nodiscard]] bool isOpen() const { return file_ != nullptr; }
 
-    double seconds() {
-        using Clock = std::chrono::steady_clock;
-        static_assert(Clock::is_steady);
-        const Clock::time_point now = Clock::now();
-        if (!begun_) {
-            begun_ = true;
-            begin_ = now;
-        }
-        const auto passed = std::chrono::duration_cast<std::chrono::nanoseconds>(now - begin_);
-        return static_cast<double>(passed.count()) / 1e9;
-    }
-
-    void write(const std::string& line) {
+    // A line at a time: an engine may still speak while the next already does.
+    template <class Format>
+    void write(Format format) {
+        const Lock held(lock_);
+        const std::string line = format(seconds());
         std::fputs(line.c_str(), file_);
         std::fflush(file_);
     }
 
 private:
-    FILE* file_ = nullptr;
-    bool begun_ = false;
-    std::chrono::steady_clock::time_point begin_;
+    double seconds() REQUIRES(lock_) {
+        using Clock = std::chrono::steady_clock;
+        static_assert(Clock::is_steady);
+        const Clock::time_point now = Clock::now();
+        if (!begin_) begin_ = now;
+        const auto passed = std::chrono::duration_cast<std::chrono::nanoseconds>(now - *begin_);
+        return static_cast<double>(passed.count()) / 1e9;
+    }
+
+    FILE* file_ = nullptr; // set once, in the constructor
+    Mutex lock_;           // a leaf: nothing is locked under it
+    std::optional<std::chrono::steady_clock::time_point> begin_ GUARDED_BY(lock_);
 };
 
 Log& engineLog() {
@@ -60,7 +63,8 @@ Log& presentLog() {
 
 void logEngineEvent(DWORD event, DWORD_PTR param1, DWORD param2) {
     Log& log = engineLog();
-    if (log.isOpen()) log.write(engineLogLine(log.seconds(), event, param1, param2));
+    if (!log.isOpen()) return;
+    log.write([&](double seconds) { return engineLogLine(seconds, event, param1, param2); });
 }
 
 bool presentsAreLogged() {
@@ -69,7 +73,8 @@ bool presentsAreLogged() {
 
 void logPresent(const PresentRecord& record, double engineTime) {
     Log& log = presentLog();
-    if (log.isOpen()) log.write(presentLogLine(log.seconds(), record, engineTime));
+    if (!log.isOpen()) return;
+    log.write([&](double seconds) { return presentLogLine(seconds, record, engineTime); });
 }
 
 } // namespace velkantrix

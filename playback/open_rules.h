@@ -23,19 +23,31 @@ struct ScannedSample {
     Ticks duration = 0;
 };
 
+// What one reading gave: it may be neither, and then the next may give something.
+struct ScanRead {
+    bool ended = false; // there is no more, or reading failed
+    std::optional<ScannedSample> sample;
+};
+
 struct EndScanCalls {
-    std::function<bool(double seconds)> seek;           // false: it can't
-    std::function<std::optional<ScannedSample>()> read; // none at the end, or when reading fails
-    std::function<bool()> stopped;                      // nobody waits for the result any more
+    std::function<bool(double seconds)> seek; // false: it can't
+    std::function<ScanRead()> read;
+    std::function<bool()> stopped; // nobody waits for the result any more
 };
 
 inline constexpr double END_SCAN_SPAN = 3.0; // seconds before the end, at first
-inline constexpr std::uint32_t END_SCAN_SAMPLES = 1'000'000;
+inline constexpr std::uint32_t END_SCAN_READS = 1'000'000;
 
-// Where the video ends: the greatest end of all samples in the last seconds, whatever their order.
-// Where those hold none, it looks further and further back. 0 when there is no sample at all,
-// negative when it was stopped.
-double scanForEnd(double container, const EndScanCalls& calls);
+// Where the video's first frame begins and its last one ends, in seconds.
+struct ScannedEnds {
+    double start = 0;
+    double end = 0; // 0 without any sample; negative when the scan was stopped
+};
+
+// Reads the first sample and, unless `onlyStart`, the last ones: the greatest end of all samples in
+// the last seconds, whatever their order. Where those hold none, it looks further and further back.
+// A sample that states no duration lasts for a frame.
+ScannedEnds scanEnds(double container, double fps, bool onlyStart, const EndScanCalls& calls);
 
 // The largest rectangle of the video's shape in the middle of a window's client area. Whole pixels,
 // cut towards zero. All of the area while the size of the video isn't known.

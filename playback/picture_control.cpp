@@ -68,6 +68,8 @@ void resetPicture(PictureControl& c) {
     c.previewPresentCount = 0;
     c.exposure = 0;
     c.duration = 0;
+    c.videoStart = 0;
+    c.videoEnd = 0;
     c.fps = DEFAULT_FPS;
     supersedePreviews(c.scrub);
     c.scrub.previewShownTime = NO_PREVIEW_TIME;

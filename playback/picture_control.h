@@ -73,7 +73,9 @@ struct PictureControl {
     std::atomic<double> dim{1};      // 0 is black, 1 the full picture
 
     // Constant while an engine exists.
-    double duration = 0; // 0 when unknown
+    double duration = 0;   // seconds, as the next; 0 when unknown
+    double videoStart = 0; // where the first frame begins
+    double videoEnd = 0;   // where the last frame ends, which may be a little before the duration
     double fps = DEFAULT_FPS;
 
     double lastScrubRequestTime = 0; // the UI thread's: what was last passed on to the decoders

@@ -37,7 +37,7 @@ HRESULT createDevice(Presenter& p) {
                                        static_cast<UINT>(std::size(LEVELS)), D3D11_SDK_VERSION,
                                        p.device.put(), nullptr, p.context.put()));
     ComPtr<ID3D10Multithread> threads;
-    RETURN_IF_FAILED(p.device->QueryInterface(IID_ID3D10Multithread, threads.putVoid()));
+    RETURN_IF_FAILED(p.device->QueryInterface(__uuidof(ID3D10Multithread), threads.putVoid()));
     threads->SetMultithreadProtected(TRUE);
     UINT token = 0;
     RETURN_IF_FAILED(MFCreateDXGIDeviceManager(&token, p.deviceManager.put()));
@@ -55,9 +55,9 @@ HRESULT createSwapChain(Presenter& p) {
     ComPtr<IDXGIDevice> device;
     ComPtr<IDXGIAdapter> adapter;
     ComPtr<IDXGIFactory2> factory;
-    RETURN_IF_FAILED(p.device->QueryInterface(IID_IDXGIDevice, device.putVoid()));
+    RETURN_IF_FAILED(p.device->QueryInterface(__uuidof(IDXGIDevice), device.putVoid()));
     RETURN_IF_FAILED(device->GetAdapter(adapter.put()));
-    RETURN_IF_FAILED(adapter->GetParent(IID_IDXGIFactory2, factory.putVoid()));
+    RETURN_IF_FAILED(adapter->GetParent(__uuidof(IDXGIFactory2), factory.putVoid()));
 
     std::int32_t width = 0;
     std::int32_t height = 0;
@@ -110,6 +110,7 @@ bool fitBackBuffer(Presenter& p) {
     std::int32_t height = 0;
     readClientSize(p.window, width, height);
     if (p.renderTarget && width == p.backBufferWidth && height == p.backBufferHeight) return true;
+    p.context->OMSetRenderTargets(0, nullptr, nullptr); // or the buffers can't be resized
     p.renderTarget.reset();
     if (FAILED(p.swapChain->ResizeBuffers(0, static_cast<UINT>(width), static_cast<UINT>(height),
                                           DXGI_FORMAT_UNKNOWN, 0)))
@@ -117,24 +118,19 @@ bool fitBackBuffer(Presenter& p) {
     p.backBufferWidth = width;
     p.backBufferHeight = height;
     ComPtr<ID3D11Texture2D> buffer;
-    return SUCCEEDED(p.swapChain->GetBuffer(0, IID_ID3D11Texture2D, buffer.putVoid())) &&
+    return SUCCEEDED(p.swapChain->GetBuffer(0, __uuidof(ID3D11Texture2D), buffer.putVoid())) &&
            SUCCEEDED(p.device->CreateRenderTargetView(buffer.get(), nullptr, p.renderTarget.put()));
 }
 
-// Brings the picture into the texture that is drawn from; NV12 previews are in theirs already.
+// Brings the engine's picture into the texture that is drawn from; previews are in theirs already.
 bool fetchPicture(Presenter& p, IMFMediaEngine* engine, const PictureLook& look) {
     if (!look.isPreview) {
         const RECT whole = {0, 0, p.videoWidth, p.videoHeight};
         const MFARGB black = {.rgbBlue = 0, .rgbGreen = 0, .rgbRed = 0, .rgbAlpha = 0xFF};
         return SUCCEEDED(engine->TransferVideoFrame(p.frameTexture.get(), nullptr, &whole, &black));
     }
-    if (look.isNv12) return true;
-    const auto width = static_cast<std::size_t>(p.videoWidth);
-    const auto height = static_cast<std::size_t>(p.videoHeight);
-    if (!look.pixels || look.pixels->size() < width * height * BYTES_PER_PIXEL) return false;
-    p.context->UpdateSubresource(p.frameTexture.get(), 0, nullptr, look.pixels->data(),
-                                 static_cast<UINT>(width * BYTES_PER_PIXEL), 0);
-    return true;
+    // Without any texture of its own it would be drawn from whatever was there before.
+    return !look.isNv12 || (p.lumaView && p.chromaView) || p.previewView;
 }
 
 void setConstants(Presenter& p, const PictureLook& look, bool fromPlanes) {
@@ -146,11 +142,11 @@ void setConstants(Presenter& p, const PictureLook& look, bool fromPlanes) {
     p.context->UpdateSubresource(p.constants.get(), 0, nullptr, &values, 0, 0);
 }
 
-bool deviceIsLost(const Presenter& p) {
-    return FAILED(p.device->GetDeviceRemovedReason());
-}
-
 } // namespace
+
+bool deviceIsLost(const Presenter& p) {
+    return p.device && FAILED(p.device->GetDeviceRemovedReason());
+}
 
 bool setUpPresenter(Presenter& p, HWND window) {
     p.window = window;
@@ -192,6 +188,15 @@ void setVideoSize(Presenter& p, std::int32_t width, std::int32_t height) {
     p.chromaView.reset();
     p.previewView.reset();
     p.previewTexture.reset();
+}
+
+bool uploadPreview(Presenter& p, const std::vector<std::uint8_t>& pixels) {
+    const auto width = static_cast<std::size_t>(p.videoWidth);
+    const auto height = static_cast<std::size_t>(p.videoHeight);
+    if (!p.frameTexture || pixels.size() < width * height * BYTES_PER_PIXEL) return false;
+    p.context->UpdateSubresource(p.frameTexture.get(), 0, nullptr, pixels.data(),
+                                 static_cast<UINT>(width * BYTES_PER_PIXEL), 0);
+    return true;
 }
 
 bool drawInto(Presenter& p, ID3D11RenderTargetView* target, std::int32_t width, std::int32_t height,
@@ -243,14 +248,15 @@ DrawResult drawPicture(Presenter& p, IMFMediaEngine* engine, const PictureLook& 
 }
 
 void releasePresenter(Presenter& p) {
-    if (p.context) {
-        p.context->ClearState();
-        p.context->Flush();
-    }
-    ComPtr<ID3D11DeviceContext> context = std::move(p.context);
+    // In the order in which they go at the end.
     const ComPtr<IMFDXGIDeviceManager> manager = std::move(p.deviceManager);
-    p = {}; // everything that hangs on the device, then the context, and the manager last
-    context.reset();
+    const ComPtr<ID3D11Device> device = std::move(p.device);
+    const ComPtr<ID3D11DeviceContext> context = std::move(p.context);
+    p = {};
+    if (!context) return;
+    // What was let go is destroyed only now. A window can't have a new swap chain before.
+    context->ClearState();
+    context->Flush();
 }
 
 } // namespace velkantrix

@@ -54,7 +54,6 @@ struct PictureLook {
     bool isNv12 = false; // the preview lies in the planes
     double exposure = 0; // stops of base 3
     double dim = 1;
-    const std::vector<std::uint8_t>* pixels = nullptr; // of a BGRA preview
 };
 
 enum class DrawResult {
@@ -72,6 +71,9 @@ bool ensureFrameTexture(Presenter& presenter);
 // A new size of the video: what was made for the old one goes.
 void setVideoSize(Presenter& presenter, std::int32_t width, std::int32_t height);
 
+// Takes over a BGRA preview of the video's size. False when there is less than that, or no texture.
+[[nodiscard]] bool uploadPreview(Presenter& presenter, const std::vector<std::uint8_t>& pixels);
+
 // Draws the engine's present frame or a preview, and shows it at the next vertical blank.
 [[nodiscard]] DrawResult drawPicture(Presenter& presenter, IMFMediaEngine* engine,
                                      const PictureLook& look);
@@ -80,6 +82,9 @@ void setVideoSize(Presenter& presenter, std::int32_t width, std::int32_t height)
 [[nodiscard]] bool drawInto(Presenter& presenter, ID3D11RenderTargetView* target,
                             std::int32_t width, std::int32_t height, IMFMediaEngine* engine,
                             const PictureLook& look);
+
+// The device is gone for good: all that was made with it is to be made anew.
+[[nodiscard]] bool deviceIsLost(const Presenter& presenter);
 
 // Ends all use of the device by this record.
 void releasePresenter(Presenter& presenter);

@@ -22,6 +22,13 @@ void planPreview(PictureControl& c, PresenterTask& task) {
     task.draws = pending || (redraw && c.scrub.previewShownTime >= 0);
 }
 
+// What a scrub left behind. One that has begun since has previews of its own.
+void dropPreview(PictureControl& c, const PresenterTask& task) {
+    if (!c.scrub.previewPending) return;
+    const Lock device(c.deviceLock);
+    if (c.owner == task.owner && c.generation == task.generation) c.scrub.previewPending = false;
+}
+
 // The engine's new frame, or the one that couldn't be drawn last time.
 std::optional<Ticks> frameToDraw(PresenterMemory& memory, std::optional<Ticks> newFrame,
                                  std::uint64_t generation) {
@@ -30,10 +37,17 @@ std::optional<Ticks> frameToDraw(PresenterMemory& memory, std::optional<Ticks> n
     return undrawn;
 }
 
+// Before the first frame it is that which was asked for, and behind the last one the last, however
+// much earlier the sound begins and later it ends.
+Ticks landingPlace(const PictureControl& c, Ticks target) {
+    const Ticks within = c.videoEnd > 0 ? std::min(target, nearestTicks(c.videoEnd)) : target;
+    return std::max(within, nearestTicks(c.videoStart));
+}
+
 void planEngineFrame(PictureControl& c, PresenterTask& task, std::optional<Ticks> frame) {
     task.idleMilliseconds = IDLE_ENGINE;
     task.pts = frame.value_or(NO_TICKS);
-    c.scrub.previewPending = false;
+    dropPreview(c, task);
     const bool redraw = c.redrawRequested.exchange(false);
     if (task.owner == PictureOwner::Engine) {
         task.draws = frame || redraw;
@@ -42,8 +56,8 @@ void planEngineFrame(PictureControl& c, PresenterTask& task, std::optional<Ticks
     const Ticks target = c.seekTarget;
     if (!frame || target < 0) return;
     const Ticks tolerance = landingTolerance(c.fps);
-    task.draws =
-        *frame >= subtractTicks(target, tolerance) && *frame <= addTicks(target, tolerance);
+    const Ticks lands = landingPlace(c, target);
+    task.draws = *frame >= subtractTicks(lands, tolerance) && *frame <= addTicks(lands, tolerance);
 }
 
 // The next step tries again what couldn't be drawn.

@@ -14,6 +14,8 @@
 namespace velkantrix {
 namespace {
 
+constexpr ULONGLONG DEVICE_CHECK_PERIOD = 250; // milliseconds
+
 // The system's clock ticks each millisecond, or Sleep(1) would last up to 16.
 class FineClock {
 public:
@@ -46,32 +48,44 @@ void PlaybackController::runPresenterThread() {
     calls.draw = [this](bool isPreview) REQUIRES(picture_.deviceLock) {
         return draw(isPreview);
     };
-    if (presentsAreLogged())
-        calls.log = [this](const PresentRecord& record) {
-            logPresent(record, engine_->GetCurrentTime());
-        };
+    calls.log = [this](const PresentRecord& record) {
+        if (presentsAreLogged()) logPresent(record, engine_->GetCurrentTime());
+    };
     PresenterMemory memory;
+    ULONGLONG lastCheck = GetTickCount64();
     while (running_ && !deviceLost_) {
         const std::int32_t idle = presenterStep(picture_, memory, calls);
-        if (idle > 0) Sleep(static_cast<DWORD>(idle));
+        if (idle <= 0) continue;
+        checkDevice(lastCheck);
+        Sleep(static_cast<DWORD>(idle));
     }
 }
 
 bool PlaybackController::draw(bool isPreview) {
-    PictureLook look{.isPreview = isPreview,
-                     .isNv12 = isPreview && picture_.scrub.previewIsNv12,
-                     .exposure = picture_.exposure,
-                     .dim = picture_.dim};
-    DrawResult result = DrawResult::Skipped;
+    const PictureLook look{.isPreview = isPreview,
+                           .isNv12 = isPreview && picture_.scrub.previewIsNv12,
+                           .exposure = picture_.exposure,
+                           .dim = picture_.dim};
     if (isPreview && !look.isNv12) {
-        const Lock pixels(picture_.previewBufferLock);
-        look.pixels = &previewPixels_;
-        result = drawPicture(presenter_, engine_.get(), look);
-    } else {
-        result = drawPicture(presenter_, engine_.get(), look);
+        const Lock pixels(picture_.previewBufferLock); // the decoders wait for no more than this
+        if (!uploadPreview(presenter_, previewPixels_)) return false;
     }
-    if (result == DrawResult::DeviceLost && !deviceLost_.exchange(true)) post(PLAYBACK_DEVICE_LOST);
+    const DrawResult result = drawPicture(presenter_, engine_.get(), look);
+    if (result == DrawResult::DeviceLost) reportDeviceLoss();
     return result == DrawResult::Presented;
+}
+
+void PlaybackController::reportDeviceLoss() {
+    if (!deviceLost_.exchange(true)) post(PLAYBACK_DEVICE_LOST);
+}
+
+// An engine without its device offers no frame: then no drawing would ever find out.
+void PlaybackController::checkDevice(ULONGLONG& lastCheck) {
+    const ULONGLONG now = GetTickCount64();
+    if (now - lastCheck < DEVICE_CHECK_PERIOD) return;
+    lastCheck = now;
+    const Lock device(picture_.deviceLock);
+    if (deviceIsLost(presenter_)) reportDeviceLoss();
 }
 
 } // namespace velkantrix

@@ -70,10 +70,10 @@ private:
         return canSeek;
     }
 
-    std::optional<ScannedSample> read() {
+    ScanRead read() {
         ++reads;
-        if (at_ == samples_.size()) return std::nullopt;
-        return samples_[at_++];
+        if (at_ == samples_.size()) return {.ended = true};
+        return {.sample = samples_[at_++]};
     }
 
     std::vector<ScannedSample> samples_;
@@ -84,74 +84,135 @@ Ticks at(double seconds) {
     return nearestTicks(seconds);
 }
 
+constexpr double FPS = 25;
+
 using Seeks = std::vector<double>;
 
-TEST(EndScan, LooksAtTheLastThreeSeconds) {
-    Stream stream({{at(0), at(1)}, {at(17.5), at(0.5)}, {at(18), at(0.25)}});
-    EXPECT_EQ(scanForEnd(20, stream.calls()), 18.25);
+double endOf(double container, Stream& stream) {
+    return scanEnds(container, FPS, false, stream.calls()).end;
+}
+
+TEST(EndScan, LooksAtTheFirstFrameAndTheLastThreeSeconds) {
+    Stream stream({{at(0.1), at(1)}, {at(17.5), at(0.5)}, {at(18), at(0.25)}});
+    const ScannedEnds ends = scanEnds(20, FPS, false, stream.calls());
+    EXPECT_EQ(ends.start, 0.1);
+    EXPECT_EQ(ends.end, 18.25);
     EXPECT_EQ(stream.seeks, Seeks{17});
-    EXPECT_EQ(stream.reads, 3u);
+    EXPECT_EQ(stream.reads, 4u);
+}
+
+TEST(EndScan, TheFirstFrameAloneTakesOneSample) {
+    Stream stream({{at(1.5), at(1)}, {at(17.5), at(0.5)}});
+    const ScannedEnds ends = scanEnds(20, FPS, true, stream.calls());
+    EXPECT_EQ(ends.start, 1.5);
+    EXPECT_EQ(ends.end, 0);
+    EXPECT_EQ(stream.seeks, Seeks{});
+    EXPECT_EQ(stream.reads, 1u);
 }
 
 TEST(EndScan, ReadsAShortFileFromItsBeginningWithoutSeeking) {
     Stream stream({{at(0), at(1)}, {at(1), at(1)}});
-    EXPECT_EQ(scanForEnd(3.0, stream.calls()), 2);
+    EXPECT_EQ(endOf(3.0, stream), 2);
     EXPECT_EQ(stream.seeks, Seeks{});
+    Stream longer({{at(0), at(1)}, {at(1), at(1)}});
+    EXPECT_EQ(endOf(3.01, longer), 2);
+    EXPECT_NE(longer.seeks, Seeks{});
+}
+
+TEST(EndScan, TheOnlySampleIsTheLast) {
+    Stream stream({{at(0), at(2)}});
+    EXPECT_EQ(endOf(2, stream), 2);
 }
 
 // In decode order the last sample need not be the last to be shown.
 TEST(EndScan, KeepsTheGreatestEnd) {
     Stream stream({{at(18), at(0.5)}, {at(19), at(0.5)}, {at(18.5), at(0.5)}});
-    EXPECT_EQ(scanForEnd(20, stream.calls()), 19.5);
+    EXPECT_EQ(endOf(20, stream), 19.5);
 }
 
 TEST(EndScan, LooksFurtherBackWhereThereIsNothing) {
     Stream stream({{at(0), at(1)}, {at(60), at(1)}});
-    EXPECT_EQ(scanForEnd(100, stream.calls()), 61);
+    EXPECT_EQ(endOf(100, stream), 61);
     EXPECT_EQ(stream.seeks, (Seeks{97, 88, 52}));
 }
 
-TEST(EndScan, EndsAtTheBeginning) {
-    Stream stream({});
-    EXPECT_EQ(scanForEnd(100, stream.calls()), 0);
+TEST(EndScan, LooksBackToTheBeginning) {
+    Stream stream({{at(0), at(1)}});
+    EXPECT_EQ(endOf(100, stream), 1);
     EXPECT_EQ(stream.seeks, (Seeks{97, 88, 52, 0}));
+}
+
+TEST(EndScan, AFileWithoutAnySampleHasNoResult) {
+    Stream stream({});
+    const ScannedEnds ends = scanEnds(100, FPS, false, stream.calls());
+    EXPECT_EQ(ends.start, 0);
+    EXPECT_EQ(ends.end, 0);
 }
 
 TEST(EndScan, AContainerWithoutADurationIsReadFromItsBeginning) {
     Stream stream({{at(0), at(1)}, {at(1), at(1)}});
-    EXPECT_EQ(scanForEnd(0, stream.calls()), 2);
+    EXPECT_EQ(endOf(0, stream), 2);
 }
 
-TEST(EndScan, AFileThatCannotBeSoughtHasNoResult) {
-    Stream stream({{at(0), at(1)}});
+TEST(EndScan, AFileThatCannotBeSoughtHasNoEnd) {
+    Stream stream({{at(0.5), at(1)}});
     stream.canSeek = false;
-    EXPECT_EQ(scanForEnd(100, stream.calls()), 0);
-    EXPECT_EQ(stream.reads, 0u);
+    const ScannedEnds ends = scanEnds(100, FPS, false, stream.calls());
+    EXPECT_EQ(ends.start, 0.5);
+    EXPECT_EQ(ends.end, 0);
+    EXPECT_EQ(stream.reads, 1u);
 }
 
 TEST(EndScan, CanBeStopped) {
     Stream stream({{at(18), at(0.5)}, {at(18.5), at(0.5)}, {at(19), at(0.5)}});
     stream.stopAfter = 2;
-    EXPECT_LT(scanForEnd(20, stream.calls()), 0);
+    EXPECT_LT(endOf(20, stream), 0);
+    EXPECT_EQ(stream.reads, 2u);
+    stream.stopAfter = 0;
+    EXPECT_LT(endOf(20, stream), 0);
     EXPECT_EQ(stream.reads, 2u);
 }
 
-TEST(EndScan, ReadsAMillionSamplesAtMost) {
-    std::uint32_t reads = 0;
+TEST(EndScan, ASampleWithoutADurationLastsForAFrame) {
+    Stream stream({{at(18), 0}, {at(18.5), -1}});
+    EXPECT_EQ(endOf(20, stream), 18.54);
+}
+
+// Reads without a sample, as where a stream pauses, count too: there may be nothing else.
+TEST(EndScan, ReadsAMillionTimesAtMost) {
+    for (const bool withSamples : {true, false}) {
+        std::uint32_t reads = 0;
+        const EndScanCalls calls{[](double) { return true; },
+                                 [&] {
+                                     const ScannedSample sample{static_cast<Ticks>(++reads), 1};
+                                     return withSamples ? ScanRead{.sample = sample} : ScanRead{};
+                                 },
+                                 [] {
+                                     return false;
+                                 }};
+        EXPECT_EQ(scanEnds(20, FPS, false, calls).end, withSamples ? 0.1000001 : 0);
+        EXPECT_EQ(reads, 1'000'000u);
+    }
+}
+
+TEST(EndScan, AReadWithoutASampleIsPassedOver) {
+    int reads = 0;
     const EndScanCalls calls{[](double) { return true; },
-                             [&]() -> std::optional<ScannedSample> {
-                                 return ScannedSample{static_cast<Ticks>(++reads), 0};
+                             [&] {
+                                 ++reads;
+                                 if (reads == 2) return ScanRead{.sample = {{at(18), at(1)}}};
+                                 return ScanRead{.ended = reads == 4};
                              },
                              [] {
                                  return false;
                              }};
-    EXPECT_EQ(scanForEnd(20, calls), 0.1);
-    EXPECT_EQ(reads, 1'000'000u);
+    EXPECT_EQ(scanEnds(2, FPS, false, calls).end, 19);
+    EXPECT_EQ(reads, 4);
 }
 
 TEST(EndScan, TimesBeyondTheirRangeStayWithinIt) {
     Stream stream({{INT64_MAX, INT64_MAX}});
-    EXPECT_GT(scanForEnd(1, stream.calls()), 9e11);
+    EXPECT_GT(endOf(1, stream), 9e11);
 }
 
 TEST(FitRect, AWideVideoFillsTheWidth) {

@@ -199,8 +199,6 @@ TEST_F(PictureControlTest, PauseWithoutAWaitingPlayTellsNoTarget) {
     EXPECT_EQ(takeAsked(), Texts{"pause"});
 }
 
-// At 25 frames a second half a frame is 0.02 s.
-
 TEST_F(PictureControlTest, OpeningFailsOnce) {
     EXPECT_TRUE(failOpening(control));
     EXPECT_FALSE(failOpening(control));

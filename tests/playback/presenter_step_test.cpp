@@ -172,6 +172,41 @@ TEST_F(PresenterStepTest, WhatWasDecidedForAnotherOwnerIsDropped) {
     EXPECT_EQ(takeDrawn(), Texts{});
 }
 
+// Sound that is a little longer than the video makes the whole a little longer than its pictures.
+TEST_F(PresenterStepTest, AtTheEndTheLastFrameLandsTheSeek) {
+    control.fps = 60;
+    control.videoEnd = 9.985;
+    makeReady();
+    seekPicture(control, 10);
+    EXPECT_EQ(control.seekTarget, 100'000'000);
+    EXPECT_EQ(stepWithFrame(9.985 - 3.0 / 60), 1) << "not the last one";
+    EXPECT_EQ(stepWithFrame(9.985 - 1.0 / 60), 0);
+    EXPECT_EQ(control.owner, PictureOwner::Engine);
+    seekPicture(control, 5);
+    EXPECT_EQ(stepWithFrame(9.96), 1) << "elsewhere the target counts";
+    EXPECT_EQ(stepWithFrame(5), 0);
+}
+
+// With B-frames and no edit list the first frame often comes two frames late.
+TEST_F(PresenterStepTest, BeforeTheFirstFrameItIsTheFirstThatLandsTheSeek) {
+    control.videoStart = 1.5;
+    makeReady();
+    seekPicture(control, 0);
+    EXPECT_EQ(control.seekTarget, 0);
+    EXPECT_EQ(stepWithFrame(1.6), 1);
+    EXPECT_EQ(stepWithFrame(1.5), 0);
+    EXPECT_EQ(control.owner, PictureOwner::Engine);
+    EXPECT_EQ(control.settledPts, 15'000'000);
+}
+
+TEST_F(PresenterStepTest, OutsideAScrubAPreviewThatWaitsIsDropped) {
+    makeReady();
+    control.scrub.previewPending = true;
+    step();
+    EXPECT_FALSE(control.scrub.previewPending);
+    EXPECT_EQ(control.previewPresentCount, 0u);
+}
+
 TEST_F(PresenterStepTest, ALandingIsNotTakenForThatOfALaterSeek) {
     makeReady();
     seekPicture(control, 5);

@@ -2,6 +2,11 @@
 
 #include <mfapi.h>
 
+#include <array>
+#include <barrier>
+#include <cstddef>
+#include <thread>
+
 #include <gtest/gtest.h>
 
 #include "base/com_ptr.h"
@@ -23,6 +28,24 @@ TEST(StartMedia, StartsOnceAndStopsOnce) {
     stopMedia();
     EXPECT_FALSE(mediaWorks()); // one stop undoes any number of starts
     stopMedia();
+}
+
+TEST(StartMedia, ManyThreadsAtOnceStartItOnce) {
+    std::array<std::thread, 8> threads;
+    std::array<HRESULT, 8> results;
+    results.fill(E_PENDING);
+    std::barrier together(static_cast<std::ptrdiff_t>(threads.size()));
+    for (std::size_t i = 0; i < threads.size(); ++i) {
+        threads[i] = std::thread([&, i] {
+            together.arrive_and_wait();
+            results[i] = startMedia();
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    for (const HRESULT result : results) EXPECT_EQ(result, S_OK);
+    EXPECT_TRUE(mediaWorks());
+    stopMedia();
+    EXPECT_FALSE(mediaWorks());
 }
 
 TEST(StartMedia, StartsAgainAfterAStop) {

@@ -1,18 +1,14 @@
 // What the presenter draws, read back and compared with the formulas, computed here in double.
-#include "playback/presenter.h"
-
-#include <d3d11_3.h>
-
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdlib>
+#include <string>
 #include <vector>
 
-#include <gtest/gtest.h>
-
 #include "playback/open_rules.h"
+#include "playback/shader_source.h"
 #include "tests/support/random_choices.h"
+#include "tests/windows/presenter_fixture.h"
 
 namespace velkantrix {
 namespace {
@@ -44,99 +40,12 @@ Colour ofPlanes(double luma, double blueness, double redness) {
     return {y + 1.792741 * v, y - 0.213249 * u - 0.532909 * v, y + 2.112402 * u};
 }
 
-class PresenterTest : public testing::Test {
-protected:
-    void SetUp() override {
-        window_ = CreateWindowExW(0, L"STATIC", L"", WS_POPUP, 0, 0, 320, 200, nullptr, nullptr,
-                                  GetModuleHandleW(nullptr), nullptr);
-        ASSERT_TRUE(setUpPresenter(presenter, window_));
-    }
-    void TearDown() override {
-        releasePresenter(presenter);
-        DestroyWindow(window_);
-    }
-
-    ComPtr<ID3D11Texture2D> texture(UINT width, UINT height, DXGI_FORMAT format, UINT bind,
-                                    D3D11_USAGE usage, const void* data, UINT pitch) {
-        D3D11_TEXTURE2D_DESC wanted = {};
-        wanted.Width = width;
-        wanted.Height = height;
-        wanted.MipLevels = wanted.ArraySize = wanted.SampleDesc.Count = 1;
-        wanted.Format = format;
-        wanted.Usage = usage;
-        wanted.BindFlags = bind;
-        if (usage == D3D11_USAGE_STAGING) wanted.CPUAccessFlags = D3D11_CPU_ACCESS_READ;
-        const D3D11_SUBRESOURCE_DATA initial = {data, pitch, 0};
-        ComPtr<ID3D11Texture2D> made;
-        EXPECT_EQ(presenter.device->CreateTexture2D(&wanted, data ? &initial : nullptr, made.put()),
-                  S_OK);
-        return made;
-    }
-
-    // Draws a preview into a target of that size and reads its pixels: BGRA, row by row.
-    std::vector<std::uint8_t> drawn(UINT width, UINT height, const PictureLook& look) {
-        const auto target = texture(width, height, DXGI_FORMAT_B8G8R8A8_UNORM,
-                                    D3D11_BIND_RENDER_TARGET, D3D11_USAGE_DEFAULT, nullptr, 0);
-        ComPtr<ID3D11RenderTargetView> view;
-        EXPECT_EQ(presenter.device->CreateRenderTargetView(target.get(), nullptr, view.put()),
-                  S_OK);
-        EXPECT_TRUE(drawInto(presenter, view.get(), static_cast<std::int32_t>(width),
-                             static_cast<std::int32_t>(height), nullptr, look));
-        const auto copy =
-            texture(width, height, DXGI_FORMAT_B8G8R8A8_UNORM, 0, D3D11_USAGE_STAGING, nullptr, 0);
-        presenter.context->CopyResource(copy.get(), target.get());
-        D3D11_MAPPED_SUBRESOURCE mapped = {};
-        EXPECT_EQ(presenter.context->Map(copy.get(), 0, D3D11_MAP_READ, 0, &mapped), S_OK);
-        std::vector<std::uint8_t> pixels;
-        for (UINT y = 0; y < height; ++y) {
-            const auto* const row =
-                static_cast<const std::uint8_t*>(mapped.pData) + y * mapped.RowPitch;
-            pixels.insert(pixels.end(), row, row + width * 4);
-        }
-        presenter.context->Unmap(copy.get(), 0);
-        return pixels;
-    }
-
-    // The planes of an NV12 preview of one colour each.
-    void makePlanes(std::uint8_t luma, std::uint8_t blueness, std::uint8_t redness) {
-        std::vector<std::uint8_t> bytes(16 * 16, luma);
-        for (int i = 0; i < 8 * 8; ++i) {
-            bytes.push_back(blueness);
-            bytes.push_back(redness);
-        }
-        presenter.previewTexture = texture(16, 16, DXGI_FORMAT_NV12, D3D11_BIND_SHADER_RESOURCE,
-                                           D3D11_USAGE_DEFAULT, bytes.data(), 16);
-        ComPtr<ID3D11Device3> device;
-        ASSERT_EQ(presenter.device->QueryInterface(__uuidof(ID3D11Device3), device.putVoid()),
-                  S_OK);
-        presenter.lumaView = planeView(device.get(), DXGI_FORMAT_R8_UNORM, 0);
-        presenter.chromaView = planeView(device.get(), DXGI_FORMAT_R8G8_UNORM, 1);
-    }
-
-    ComPtr<ID3D11ShaderResourceView> planeView(ID3D11Device3* device, DXGI_FORMAT format,
-                                               UINT plane) {
-        D3D11_SHADER_RESOURCE_VIEW_DESC1 wanted = {};
-        wanted.Format = format;
-        wanted.ViewDimension = D3D11_SRV_DIMENSION_TEXTURE2D;
-        wanted.Texture2D.MipLevels = 1;
-        wanted.Texture2D.PlaneSlice = plane;
-        ComPtr<ID3D11ShaderResourceView1> view;
-        EXPECT_EQ(
-            device->CreateShaderResourceView1(presenter.previewTexture.get(), &wanted, view.put()),
-            S_OK);
-        return ComPtr<ID3D11ShaderResourceView>::share(view.get());
-    }
-
-    static void expectColour(const std::uint8_t* bgra, Colour expected, const std::string& what) {
-        EXPECT_NEAR(bgra[2], expected.red * 255, 2) << what << ": red";
-        EXPECT_NEAR(bgra[1], expected.green * 255, 2) << what << ": green";
-        EXPECT_NEAR(bgra[0], expected.blue * 255, 2) << what << ": blue";
-        EXPECT_EQ(bgra[3], 255) << what;
-    }
-
-    Presenter presenter;
-    HWND window_ = nullptr;
-};
+void expectColour(const std::uint8_t* bgra, Colour expected, const std::string& what) {
+    EXPECT_NEAR(bgra[2], expected.red * 255, 2) << what << ": red";
+    EXPECT_NEAR(bgra[1], expected.green * 255, 2) << what << ": green";
+    EXPECT_NEAR(bgra[0], expected.blue * 255, 2) << what << ": blue";
+    EXPECT_EQ(bgra[3], 255) << what;
+}
 
 // A picture of 64 x 64 colours, drawn pixel by pixel.
 TEST_F(PresenterTest, ExposureAndDimChangeEveryColourAsTheFormulaSays) {
@@ -149,11 +58,11 @@ TEST_F(PresenterTest, ExposureAndDimChangeEveryColourAsTheFormulaSays) {
         for (int k = 0; k < 3; ++k) pixels.push_back(static_cast<std::uint8_t>(choices.below(256)));
         pixels.push_back(255);
     }
+    ASSERT_TRUE(uploadPreview(presenter, pixels));
     for (const double exposure : {0.0, 0.0005, 0.002, 0.3, 1.0, -0.5, -1.0}) {
         for (const double dim : {1.0, 0.5, 0.0}) {
-            const PictureLook look{
-                .isPreview = true, .exposure = exposure, .dim = dim, .pixels = &pixels};
-            const std::vector<std::uint8_t> result = drawn(SIDE, SIDE, look);
+            const std::vector<std::uint8_t> result =
+                drawn(SIDE, SIDE, {.isPreview = true, .exposure = exposure, .dim = dim});
             for (std::size_t i = 0; i < pixels.size() && !HasFailure(); i += 4)
                 expectColour(&result[i],
                              expectedColour(
@@ -169,9 +78,9 @@ TEST_F(PresenterTest, BlackStaysBlackWhateverTheExposure) {
     setVideoSize(presenter, 4, 4);
     ASSERT_TRUE(ensureFrameTexture(presenter));
     const std::vector<std::uint8_t> black(4 * 4 * 4, 0);
+    ASSERT_TRUE(uploadPreview(presenter, black));
     for (const double exposure : {1.0, -1.0}) {
-        const auto result =
-            drawn(4, 4, {.isPreview = true, .exposure = exposure, .pixels = &black});
+        const auto result = drawn(4, 4, {.isPreview = true, .exposure = exposure});
         for (std::size_t i = 0; i < result.size(); i += 4) expectColour(&result[i], {}, "black");
     }
 }
@@ -222,7 +131,8 @@ TEST_F(PresenterTest, ThePictureHasBlackBarsWhereTheShapesDiffer) {
     setVideoSize(presenter, 48, 20);
     ASSERT_TRUE(ensureFrameTexture(presenter));
     std::vector<std::uint8_t> white(48 * 20 * 4, 255);
-    const auto result = drawn(100, 100, {.isPreview = true, .pixels = &white});
+    ASSERT_TRUE(uploadPreview(presenter, white));
+    const auto result = drawn(100, 100, {.isPreview = true});
     const PictureRect place = fitRect(100, 100, 48, 20);
     ASSERT_EQ(place, (PictureRect{0, 29, 100, 41}));
     for (int y = 0; y < 100; ++y) {
@@ -233,17 +143,23 @@ TEST_F(PresenterTest, ThePictureHasBlackBarsWhereTheShapesDiffer) {
     }
 }
 
-TEST_F(PresenterTest, APreviewWithTooFewPixelsIsNotDrawn) {
+TEST_F(PresenterTest, APreviewWithTooFewPixelsIsNotTaken) {
+    const std::vector<std::uint8_t> pixels(8 * 8 * 4, 255);
+    EXPECT_FALSE(uploadPreview(presenter, pixels)) << "there is no texture";
     setVideoSize(presenter, 8, 8);
     ASSERT_TRUE(ensureFrameTexture(presenter));
-    const std::vector<std::uint8_t> few(8 * 8 * 4 - 1, 255);
-    EXPECT_FALSE(drawInto(presenter, nullptr, 8, 8, nullptr, {.isPreview = true, .pixels = &few}));
-    EXPECT_FALSE(drawInto(presenter, nullptr, 8, 8, nullptr, {.isPreview = true}));
+    EXPECT_FALSE(uploadPreview(presenter, {pixels.begin(), pixels.end() - 1}));
+    EXPECT_TRUE(uploadPreview(presenter, pixels));
 }
 
-TEST_F(PresenterTest, NothingIsDrawnWithoutAFrameTextureOrAnEngine) {
-    EXPECT_FALSE(ensureFrameTexture(presenter)) << "the video's size isn't known";
-    EXPECT_EQ(drawPicture(presenter, nullptr, {}), DrawResult::Skipped);
+// It would be drawn from whatever the frame texture holds.
+TEST_F(PresenterTest, AnNv12PreviewWithoutATextureOfItsOwnIsNotDrawn) {
+    setVideoSize(presenter, 16, 16);
+    ASSERT_TRUE(ensureFrameTexture(presenter));
+    EXPECT_FALSE(drawInto(presenter, nullptr, 8, 8, nullptr, {.isPreview = true, .isNv12 = true}));
+    makePlanes(16, 128, 128);
+    presenter.chromaView.reset();
+    EXPECT_FALSE(drawInto(presenter, nullptr, 8, 8, nullptr, {.isPreview = true, .isNv12 = true}));
 }
 
 TEST_F(PresenterTest, ANewSizeOfTheVideoDropsWhatWasMadeForTheOld) {
@@ -265,24 +181,73 @@ TEST_F(PresenterTest, ANewSizeOfTheVideoDropsWhatWasMadeForTheOld) {
     EXPECT_EQ(made.Height, 16u);
 }
 
-TEST_F(PresenterTest, TheDeviceIsProtectedAndGivenToTheManager) {
-    DXGI_SWAP_CHAIN_DESC1 chain = {};
-    ASSERT_EQ(presenter.swapChain->GetDesc1(&chain), S_OK);
-    EXPECT_EQ(chain.Width, 320u);
-    EXPECT_EQ(chain.Height, 200u);
-    EXPECT_EQ(chain.BufferCount, 2u);
-    EXPECT_EQ(chain.SwapEffect, DXGI_SWAP_EFFECT_FLIP_DISCARD);
-    EXPECT_EQ(chain.Format, DXGI_FORMAT_B8G8R8A8_UNORM);
-    HANDLE device = nullptr;
-    ASSERT_EQ(presenter.deviceManager->OpenDeviceHandle(&device), S_OK);
-    EXPECT_EQ(presenter.deviceManager->CloseDeviceHandle(device), S_OK);
+struct ConstantsCase {
+    PictureLook look;
+    bool planes = false;
+    ShaderConstants expected;
+};
+
+TEST_F(PresenterTest, TheShaderIsToldHowThePictureIsToLook) {
+    setVideoSize(presenter, 16, 16);
+    ASSERT_TRUE(ensureFrameTexture(presenter));
+    // 0.001 itself is still none.
+    const ConstantsCase cases[] = {
+        {{.isPreview = true, .exposure = 0.0005}, false, {.exposure = 0.0005F}},
+        {{.isPreview = true, .exposure = 0.001}, false, {.exposure = 0.001F}},
+        {{.isPreview = true, .exposure = -0.001}, false, {.exposure = -0.001F}},
+        {{.isPreview = true, .exposure = 0.002}, false, {.exposure = 0.002F, .enabled = 1}},
+        {{.isPreview = true, .exposure = -0.002}, false, {.exposure = -0.002F, .enabled = 1}},
+        {{.isPreview = true, .dim = 0.375}, false, {.dim = 0.375F}},
+        {{.isPreview = true}, true, {}},
+        {{.isPreview = true, .isNv12 = true}, true, {.nv12 = 1}},
+        {{.isPreview = true, .isNv12 = true}, false, {}},
+    };
+    for (const ConstantsCase& one : cases) {
+        makePlanes(81, 90, 200);
+        if (!one.planes) {
+            presenter.previewView = presenter.frameView; // it has another picture of its own
+            presenter.lumaView.reset();
+            presenter.chromaView.reset();
+        }
+        drawn(16, 16, one.look);
+        const ShaderConstants given = constants();
+        EXPECT_EQ(given.exposure, one.expected.exposure);
+        EXPECT_EQ(given.enabled, one.expected.enabled) << one.look.exposure;
+        EXPECT_EQ(given.dim, one.expected.dim);
+        EXPECT_EQ(given.nv12, one.expected.nv12) << one.look.isNv12 << one.planes;
+    }
 }
 
-TEST(PresenterSetUp, FailsWithoutAWindow) {
-    Presenter presenter;
-    EXPECT_FALSE(setUpPresenter(presenter, nullptr));
-    EXPECT_FALSE(presenter.presenterReady);
-    releasePresenter(presenter);
+// Two pixels over 64: from one's middle to the other's the colour runs evenly, and beyond the
+// middles it stands still.
+TEST_F(PresenterTest, PixelsBlendIntoOneAnotherButNotAroundTheEdges) {
+    constexpr UINT WIDTH = 64;
+    setVideoSize(presenter, 2, 1);
+    ASSERT_TRUE(ensureFrameTexture(presenter));
+    ASSERT_TRUE(uploadPreview(presenter, {0, 0, 0, 255, 255, 0, 0, 255})); // black, blue
+    const auto result = drawn(WIDTH, WIDTH / 2, {.isPreview = true});
+    for (std::size_t x = 0; x < WIDTH; ++x) {
+        const double share = within01((static_cast<double>(x) + 0.5) / WIDTH * 2 - 0.5);
+        expectColour(&result[x * 4], {0, 0, share}, "column " + std::to_string(x));
+    }
+}
+
+// Up to a luma of 1e-4 a colour is left alone: lighting it up would divide by next to nothing. What
+// is that dark and isn't black comes only from blending, so the picture is one of floats.
+TEST_F(PresenterTest, AlmostBlackIsNotLitUp) {
+    constexpr float DARKER = 0.0013F; // of blue, whose share in the luma is 0.0722
+    constexpr float LIGHTER = 0.0015F;
+    setVideoSize(presenter, 2, 1);
+    ASSERT_TRUE(ensureFrameTexture(presenter));
+    const std::array<float, 8> pixels = {0, 0, DARKER, 1, 0, 0, LIGHTER, 1};
+    const auto own = texture(2, 1, DXGI_FORMAT_R32G32B32A32_FLOAT, D3D11_BIND_SHADER_RESOURCE,
+                             D3D11_USAGE_DEFAULT, pixels.data(), static_cast<UINT>(sizeof pixels));
+    ASSERT_EQ(
+        presenter.device->CreateShaderResourceView(own.get(), nullptr, presenter.previewView.put()),
+        S_OK);
+    const auto result = drawn(2, 1, {.isPreview = true, .isNv12 = true, .exposure = 1});
+    expectColour(result.data(), {}, "below the limit");
+    expectColour(&result[4], {0, 0, 0.66}, "above the limit");
 }
 
 } // namespace
