@@ -28,14 +28,6 @@ void restore(HistoryEntry&& entry) {
     seekTo(entry.playhead);
 }
 
-HistoryMenuItem menuItem(const wchar_t* command, const std::vector<HistoryEntry>& stack,
-                         const wchar_t* keys) {
-    HistoryMenuItem item{command, !stack.empty() && !editState().exportBusy};
-    if (!stack.empty()) item.text.append(L" ").append(stack.back().label);
-    item.text += keys;
-    return item;
-}
-
 } // namespace
 
 void pushHistory(const wchar_t* label) {
@@ -70,14 +62,6 @@ void redo() {
     restore(std::move(entry));
     state.statusText = std::wstring(L"Redid ") + label;
     refreshUi();
-}
-
-HistoryMenuItem undoMenuItem() {
-    return menuItem(L"&Undo", editState().undoStack, L"\tCtrl+Z");
-}
-
-HistoryMenuItem redoMenuItem() {
-    return menuItem(L"&Redo", editState().redoStack, L"\tCtrl+Y");
 }
 
 } // namespace velkantrix

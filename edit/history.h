@@ -5,8 +5,6 @@
 // Labels are static wide strings; they are kept as pointers and shown to the user.
 #pragma once
 
-#include <string>
-
 namespace velkantrix {
 
 // Called before a change: keeps what is about to change, at most MAX_HISTORY times, the oldest
@@ -19,16 +17,5 @@ void pushHistory(const wchar_t* label);
 // told by hasEdits.
 void undo();
 void redo();
-
-// Items of the Edit menu.
-struct HistoryMenuItem {
-    std::wstring text;
-    bool enabled = false;
-
-    bool operator==(const HistoryMenuItem&) const = default;
-};
-
-HistoryMenuItem undoMenuItem();
-HistoryMenuItem redoMenuItem();
 
 } // namespace velkantrix

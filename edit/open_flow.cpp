@@ -2,6 +2,7 @@
 
 #include "base/time_text.h"
 #include "edit/edit_state.h"
+#include "edit/fades.h"
 #include "edit/rename.h"
 
 namespace velkantrix {
@@ -75,6 +76,7 @@ void beginEdit() {
     host.setTitle(openState().displayName + L" - Velkantrix");
     host.addRecent();
     host.applyVolume();
+    applyFadePreview(); // what dimmed the file before doesn't dim this one
     resumeOrPlay();
     refreshUi();
     host.layOut();
@@ -112,7 +114,7 @@ void openRecent(std::size_t index) {
     if (!path) return;
     if (openHost().isFile(*path)) return openVideo(*path);
     openHost().showWarning(*path + L"\n\nThis file no longer exists.");
-    openHost().removeRecent(index);
+    openHost().removeRecent(*path); // not by its place, which may be another by now
 }
 
 void openVideo(const std::wstring& givenPath) {
@@ -156,6 +158,7 @@ void engineFailed() {
     if (phase == OpenPhase::Opening)
         openHost().setTitle(L"Velkantrix"); // the file before is closed
     editState().statusText = L"Could not open this video";
+    openHost().leaveFullscreen(); // with nothing to see there
     openHost().repaint();
     openHost().showError(CANNOT_OPEN);
 }

@@ -69,7 +69,7 @@ struct OpenHost {
     std::function<bool()> restoreGeometry; // false: there is none
     std::function<void()> addRecent;       // to the program's list and to the shell's
     std::function<std::optional<std::wstring>(std::size_t index)> recentFile;
-    std::function<void(std::size_t index)> removeRecent;
+    std::function<void(const std::wstring& path)> removeRecent;
 
     std::function<void()> dropGestures; // a drag, a scrub, what the mouse is over
     std::function<void()> stopPeaks;    // the analysis of the sound
@@ -84,6 +84,7 @@ struct OpenHost {
     std::function<void()> play;
     std::function<void()> applyVolume;
 
+    std::function<void()> leaveFullscreen;
     std::function<void()> sizeWindowToVideo; // not when it is maximised or fullscreen
     std::function<void(const std::wstring& title)> setTitle;
     std::function<void()> layOut;

@@ -222,20 +222,5 @@ TEST_F(HistoryTest, WithoutEntriesNothingHappens) {
     expectNothingHappens([] { redo(); });
 }
 
-TEST_F(HistoryTest, MenuItemsNameTheNextStep) {
-    load(20, {clip(0, 20)});
-    EXPECT_EQ(undoMenuItem(), (HistoryMenuItem{L"&Undo\tCtrl+Z", false}));
-    EXPECT_EQ(redoMenuItem(), (HistoryMenuItem{L"&Redo\tCtrl+Y", false}));
-    splitClip(0, 10);
-    removeSelectedClip();
-    EXPECT_EQ(undoMenuItem(), (HistoryMenuItem{L"&Undo remove clip\tCtrl+Z", true}));
-    undo();
-    EXPECT_EQ(undoMenuItem(), (HistoryMenuItem{L"&Undo split\tCtrl+Z", true}));
-    EXPECT_EQ(redoMenuItem(), (HistoryMenuItem{L"&Redo remove clip\tCtrl+Y", true}));
-    state.exportBusy = true;
-    EXPECT_EQ(undoMenuItem(), (HistoryMenuItem{L"&Undo split\tCtrl+Z", false}));
-    EXPECT_EQ(redoMenuItem(), (HistoryMenuItem{L"&Redo remove clip\tCtrl+Y", false}));
-}
-
 } // namespace
 } // namespace velkantrix

@@ -59,7 +59,8 @@ TEST_F(OpenFlow, ALossOfTheDeviceWhileOpeningIsAFailedOpening) {
     openVideo(L"C:\\a.mp4");
     recorder.forget();
     reopenAfterDeviceLoss(false);
-    EXPECT_THAT(recorder.calls, ElementsAre("close engine", "title", "paint", "error"));
+    EXPECT_THAT(recorder.calls,
+                ElementsAre("close engine", "title", "leave fullscreen", "paint", "error"));
     EXPECT_THAT(boxes, ElementsAre(CANNOT_OPEN));
 }
 

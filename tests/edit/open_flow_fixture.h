@@ -54,6 +54,7 @@ protected:
         host.showWarning = [this](const std::wstring& text) {
             recorder.record("warning");
             boxes.push_back(text);
+            if (duringQuestion) duringQuestion();
         };
         host.absolutePath = [](const std::wstring& path) {
             return path.find(L':') == std::wstring::npos ? L"C:\\here\\" + path : path;
@@ -80,13 +81,13 @@ protected:
             return hasGeometry;
         };
         host.addRecent = note("add recent");
-        host.recentFile = [](std::size_t index) -> std::optional<std::wstring> {
-            if (index == 0) return L"C:\\a.mp4";
-            if (index == 1) return L"C:\\gone.mp4";
-            return std::nullopt;
+        host.recentFile = [this](std::size_t index) -> std::optional<std::wstring> {
+            if (index >= recent.size()) return std::nullopt;
+            return recent[index];
         };
-        host.removeRecent = [this](std::size_t index) {
-            recorder.record("remove recent", static_cast<double>(index));
+        host.removeRecent = [this](const std::wstring& path) {
+            recorder.record("remove recent");
+            std::erase(recent, path);
         };
         host.dropGestures = note("drop gestures");
         host.stopPeaks = note("stop peaks");
@@ -108,6 +109,7 @@ protected:
         };
         host.play = note("play");
         host.applyVolume = note("volume");
+        host.leaveFullscreen = note("leave fullscreen");
         host.sizeWindowToVideo = note("size window");
         host.setTitle = [this](const std::wstring& text) {
             recorder.record("title");
@@ -136,6 +138,7 @@ protected:
     bool answer = true;
     std::function<void()> duringQuestion;
     std::vector<std::wstring> boxes;
+    std::vector<std::wstring> recent{L"C:\\a.mp4", L"C:\\gone.mp4"};
     std::wstring examined, storedUnder, openedPath, statusAtOpen, title;
     bool slow = false;
     std::optional<double> playhead;

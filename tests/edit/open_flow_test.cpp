@@ -180,7 +180,7 @@ TEST_F(OpenFlow, WhenTheEngineIsReadyTheVideoPlaysAsOneClip) {
     engineReady();
     EXPECT_THAT(recorder.calls,
                 ElementsAre("zoom", "geometry", "size window", "title", "add recent", "volume",
-                            "load playhead", "refreshUi", "lay out", "play", "reveal"));
+                            "dim 1", "load playhead", "refreshUi", "lay out", "play", "reveal"));
     EXPECT_TRUE(editState().videoLoaded);
     EXPECT_EQ(editState().duration, 10);
     EXPECT_THAT(editState().clips, ElementsAre(Segment{.start = 0, .end = 10}));
@@ -207,6 +207,23 @@ TEST_F(OpenFlow, PlayingResumesWhereItWasLeft) {
     EXPECT_EQ(editState().playhead, 4.25);
     EXPECT_EQ(openState().resumedAt, 4.25);
     EXPECT_THAT(recorder.calls, Contains("seek 4.25"));
+}
+
+// What is left of it when it is opened again: its place was stored before the file was put away.
+TEST_F(OpenFlow, TheSameFileGoesOnWhereItWas) {
+    openHost().storeFileState = [this] {
+        storedUnder = openState().path;
+        playhead = editState().playhead;
+    };
+    openAndReady(L"C:\\a.mp4");
+    seekTo(4.25);
+    openVideo(L"C:\\a.mp4");
+    EXPECT_EQ(storedUnder, L"C:\\a.mp4");
+    EXPECT_EQ(playhead, 4.25);
+    EXPECT_EQ(editState().playhead, 0);
+    engineReady();
+    EXPECT_EQ(editState().playhead, 4.25);
+    EXPECT_EQ(editState().statusText, L"Resumed at 00:04.250");
 }
 
 TEST_F(OpenFlow, APlaceNearEitherEndIsNotResumed) {
@@ -240,7 +257,7 @@ TEST_F(OpenFlow, ARefusedFileLeavesNothingOpenAndIsReportedOnce) {
     openVideo(L"C:\\a.mp4");
     recorder.forget();
     engineFailed();
-    EXPECT_THAT(recorder.calls, ElementsAre("title", "paint", "error"));
+    EXPECT_THAT(recorder.calls, ElementsAre("title", "leave fullscreen", "paint", "error"));
     EXPECT_EQ(title, L"Velkantrix");
     EXPECT_THAT(boxes, ElementsAre(CANNOT_OPEN));
     EXPECT_EQ(editState().statusText, L"Could not open this video");
@@ -273,7 +290,8 @@ TEST_F(OpenFlow, AFileWithoutPicturesIsRefused) {
         openVideo(L"C:\\sound.mp4");
         recorder.forget();
         engineReady();
-        EXPECT_THAT(recorder.calls, ElementsAre("close engine", "title", "paint", "error"));
+        EXPECT_THAT(recorder.calls,
+                    ElementsAre("close engine", "title", "leave fullscreen", "paint", "error"));
         EXPECT_THAT(boxes, ElementsAre(CANNOT_OPEN));
         EXPECT_FALSE(editState().videoLoaded);
     }
@@ -298,8 +316,9 @@ TEST_F(OpenFlow, ARecentFileIsOpened) {
 
 TEST_F(OpenFlow, ARecentFileThatIsGoneLeavesTheList) {
     openRecent(1);
-    EXPECT_THAT(recorder.calls, ElementsAre("warning", "remove recent 1"));
+    EXPECT_THAT(recorder.calls, ElementsAre("warning", "remove recent"));
     EXPECT_THAT(boxes, ElementsAre(L"C:\\gone.mp4\n\nThis file no longer exists."));
+    EXPECT_THAT(recent, ElementsAre(L"C:\\a.mp4"));
 }
 
 TEST_F(OpenFlow, AnEntryThatIsNotThereOpensNothing) {

@@ -225,8 +225,6 @@ private:
                           rect.left >= 0 && rect.right <= track.right;
         clipLabel(index());
         sanitizeFileName(recorder_.typed);
-        undoMenuItem();
-        redoMenuItem();
         if (!good) ++wrongAnswers;
     }
 
