@@ -7,13 +7,14 @@
 #include <mfapi.h>
 #include <mferror.h>
 
+#include "export/job_texts.h"
 #include "export/lossless_export.h"
 #include "export/output_file.h"
 #include "platform/com.h"
 #include "platform/files.h"
-#include "platform/handles.h"
 #include "platform/hresult.h"
 #include "platform/mf_util.h"
+#include "platform/system_text.h"
 
 namespace velkantrix {
 namespace {
@@ -33,6 +34,7 @@ bool exportBy(FillOutput fill, const ExportRequest& request, std::wstring* error
     const ComApartment apartment(COINIT_MULTITHREADED);
     OutputFile output(request.outputPath, request.sourcePath);
     HRESULT hr = fill(request, output);
+    if (output.created() && request.created) request.created();
     const bool cancelled = isCancelled(request);
     if (SUCCEEDED(hr) && !cancelled) hr = output.keep();
     if (FAILED(hr) || cancelled) {
@@ -56,7 +58,7 @@ ExportRequest withAbsolutePaths(ExportRequest request) {
 bool ExportFile(const ExportRequest& asGiven, std::wstring* errorText) {
     const ExportRequest request = withAbsolutePaths(asGiven);
     if (sameFile(request.sourcePath, request.outputPath)) {
-        setText(errorText, L"The export would overwrite the video it is reading.");
+        setText(errorText, WOULD_OVERWRITE_SOURCE);
         return false;
     }
     if (request.spans.empty() || request.sourcePath.empty() || request.outputPath.empty()) {
@@ -71,13 +73,8 @@ bool ExportFile(const ExportRequest& asGiven, std::wstring* errorText) {
 }
 
 std::wstring FormatExportError(HRESULT code) {
-    UniqueLocalText message;
-    const DWORD length = FormatMessageW(
-        FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
-        nullptr, static_cast<DWORD>(code), 0, reinterpret_cast<wchar_t*>(message.put()), 0,
-        nullptr);
-    const std::wstring text =
-        length ? std::wstring(message.get(), length) : L"Media Foundation export failed";
+    std::wstring text = systemText(static_cast<DWORD>(code));
+    if (text.empty()) text = L"Media Foundation export failed";
     wchar_t number[16];
     std::swprintf(number, 16, L" (0x%08lX)", static_cast<unsigned long>(code));
     return text + number;

@@ -9,7 +9,7 @@
 
 #include "base/time_text.h"
 #include "export/export_core.h"
-#include "export/job_rules.h"
+#include "export/job_texts.h"
 #include "platform/com.h"
 #include "platform/files.h"
 #include "platform/hresult.h"

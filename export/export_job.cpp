@@ -1,0 +1,153 @@
+// Threads: the UI thread; the functions of JobCalls run on a job's threads, two at once.
+#include "export/export_job.h"
+
+#include <shlobj.h>
+
+#include <memory>
+
+#include "base/unique_handle.h"
+#include "export/export_core.h"
+#include "export/export_job_core.h"
+#include "platform/dialogs.h"
+#include "platform/files.h"
+#include "platform/hresult.h"
+#include "platform/system_text.h"
+#include "platform/taskbar.h"
+#include "platform/threads.h"
+
+namespace velkantrix {
+namespace {
+
+constexpr DWORD PAUSE_BEFORE_POSTING_AGAIN = 50; // milliseconds
+
+struct ItemListTraits {
+    using Value = PIDLIST_ABSOLUTE;
+    static Value none() { return nullptr; }
+    static void close(Value list) { ILFree(list); }
+};
+using UniqueItemList = UniqueHandle<ItemListTraits>;
+
+struct CopyWatch {
+    const CopyProgress& progress;
+    bool begun = false; // the target is open for writing
+};
+
+DWORD CALLBACK onCopied(LARGE_INTEGER total, LARGE_INTEGER copied, LARGE_INTEGER, LARGE_INTEGER,
+                        DWORD, DWORD, HANDLE, HANDLE, void* context) {
+    CopyWatch& watch = *static_cast<CopyWatch*>(context);
+    watch.begun = true;
+    const bool goesOn = watch.progress(static_cast<std::uint64_t>(copied.QuadPart),
+                                       static_cast<std::uint64_t>(total.QuadPart));
+    return goesOn ? PROGRESS_CONTINUE : PROGRESS_CANCEL;
+}
+
+// The system takes a broken-off copy away by itself; whether it always does isn't documented.
+CopyResult copyFile(const std::wstring& source, const std::wstring& target,
+                    const CopyProgress& progress) {
+    const bool isNew = !fileExists(target);
+    CopyWatch watch{.progress = progress};
+    CopyResult result;
+    result.done = CopyFileExW(nameForSystem(source).c_str(), nameForSystem(target).c_str(),
+                              onCopied, &watch, nullptr, 0) != FALSE;
+    const DWORD error = GetLastError();
+    result.created = result.done || watch.begun || isNew;
+    if (result.done) return result;
+    result.errorText = systemText(error);
+    if (result.created)
+        ignoreResult(deleteFileUnlessSame(target, source), "the copy has failed already");
+    return result;
+}
+
+// A job whose end got lost would lock the edit for good: the queue may be full for a while.
+void postCompletion(HWND window, bool success) {
+    while (!PostMessageW(window, WM_EXPORT_FINISHED, success ? 1 : 0, 0) && IsWindow(window))
+        Sleep(PAUSE_BEFORE_POSTING_AGAIN);
+}
+
+void bindCalls(JobCalls& calls, HWND window) {
+    calls.exportFile = ExportFile;
+    calls.copyFile = copyFile;
+    calls.sameFile = sameFile;
+    calls.deleteFile = [](const std::wstring& path, const std::wstring& kept) {
+        ignoreResult(deleteFileUnlessSame(path, kept), "what then writes there tells the reason");
+    };
+    calls.postCompletion = [window](bool success) {
+        postCompletion(window, success);
+    };
+}
+
+void bindDialogs(JobHost& host, HWND window) {
+    host.chooseExportFile = [window](const std::wstring& folder,
+                                     const OutputSuggestion& suggestion) {
+        return chooseFileToWrite(window, {.folder = folder,
+                                          .name = suggestion.name,
+                                          .extension = suggestion.extension,
+                                          .typeLabel = suggestion.typeLabel});
+    };
+    host.chooseOutputFolder = [window](const std::wstring& folder) {
+        return chooseFolder(window, L"Choose clip output folder", folder);
+    };
+    host.showError = [window](const std::wstring& text) {
+        showErrorBox(window, text);
+    };
+}
+
+// The state is that of the calling thread, and lasts as long as it does.
+void keepAwake(bool awake) {
+    SetThreadExecutionState(awake ? ES_CONTINUOUS | ES_SYSTEM_REQUIRED : ES_CONTINUOUS);
+}
+
+void flash(HWND window) {
+    FLASHWINFO info = {};
+    info.cbSize = sizeof info;
+    info.hwnd = window;
+    info.dwFlags = FLASHW_ALL | FLASHW_TIMERNOFG;
+    FlashWindowEx(&info);
+}
+
+void showInFolder(const std::wstring& path) {
+    const UniqueItemList item(ILCreateFromPathW(path.c_str()));
+    if (!item) return; // it is gone
+    ignoreResult(SHOpenFolderAndSelectItems(item.get(), 0, nullptr, 0),
+                 "the shell tells its troubles by itself");
+}
+
+void bindWindow(JobHost& host, HWND window) {
+    host.now = [] {
+        return static_cast<std::uint64_t>(GetTickCount64());
+    };
+    host.startThread = startDetached;
+    host.keepAwake = keepAwake;
+    host.isForeground = [window] {
+        return GetForegroundWindow() == window;
+    };
+    host.flash = [window] {
+        flash(window);
+    };
+    host.showInFolder = showInFolder;
+    host.closeWindow = [window] {
+        DestroyWindow(window);
+    };
+    const auto taskbar = std::make_shared<TaskbarProgress>(window);
+    host.setTaskbarState = [taskbar](bool runs) {
+        taskbar->show(runs);
+    };
+    host.setTaskbarValue = [taskbar](std::uint32_t thousandths) {
+        taskbar->setValue(thousandths, TASKBAR_TOTAL);
+    };
+}
+
+} // namespace
+
+void bindExportJob(HWND window) {
+    JobHost& host = jobHost();
+    bindCalls(host.calls, window);
+    bindDialogs(host, window);
+    bindWindow(host, window);
+}
+
+void unbindExportJob() {
+    jobHost() = {};
+}
+
+} // namespace velkantrix

@@ -1,0 +1,223 @@
+// Threads: the UI thread. The job's thread is started here, and does nothing but runExportJob.
+#include "export/export_job_core.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "edit/edit_state.h"
+#include "edit/open_flow.h"
+#include "edit/rename.h"
+#include "edit/timeline_map.h"
+#include "export/job_texts.h"
+
+namespace velkantrix {
+namespace {
+
+constexpr double LEAST_EXPECTED = 0.1; // seconds: progress is divided by it
+
+ExportJobState theExportJob;
+JobHost theJobHost;
+
+double exposureNow() {
+    return jobHost().exposure ? jobHost().exposure() : 0;
+}
+
+void cancelJob() {
+    exportJob().exportCancel = true;
+    editState().statusText = CANCELLING;
+    refreshUi();
+}
+
+std::wstring chooseOutput(bool separate) {
+    const std::wstring& source = openState().path;
+    if (separate) return jobHost().chooseOutputFolder(folderOfFile(source));
+    const EditState& edit = editState();
+    const JobKind kind{.quality = exportJob().exportQuality, .exposure = exposureNow()};
+    const bool copyOnly = isCopyOnly(edit.clips, edit.duration, kind);
+    return jobHost().chooseExportFile(folderOfFile(source), suggestOutput(source, copyOnly));
+}
+
+void resetShared(SharedJobState& shared) {
+    shared.exportCancel = false;
+    shared.exportProgress = 0;
+    shared.outputCreated = false;
+    const Lock held(shared.exportErrorLock);
+    shared.exportError.clear();
+}
+
+// Nothing may follow the post: the UI thread then takes the job for ended.
+void startWorker(ExportJob job) {
+    SharedJobState& shared = exportJob();
+    jobHost().startThread(
+        [job = std::move(job), &shared] { job.calls.postCompletion(runExportJob(job, shared)); });
+}
+
+// What a job leaves where it was to write, when it isn't to stay.
+void deleteOutput() {
+    const ExportJobState& job = exportJob();
+    if (job.outputCreated) jobHost().calls.deleteFile(job.lastExportPath, job.sourcePath);
+}
+
+JobOutcome endExport(JobOutcome outcome) {
+    ExportJobState& job = exportJob();
+    if (job.separateJob || outcome == JobOutcome::Success) return outcome;
+    if (outcome == JobOutcome::Cancelled) deleteOutput();
+    job.lastExportPath.clear();
+    return outcome;
+}
+
+JobOutcome endSaveInPlace(JobOutcome outcome) {
+    ExportJobState& job = exportJob();
+    if (outcome != JobOutcome::Success) {
+        deleteOutput();
+        job.lastExportPath.clear();
+        return outcome;
+    }
+    const bool swapped = jobHost().swapInSavedFile && jobHost().swapInSavedFile();
+    job.lastExportPath = swapped ? job.originalPath : std::wstring();
+    return swapped ? JobOutcome::Success : JobOutcome::Failure;
+}
+
+std::wstring firstError() {
+    ExportJobState& job = exportJob();
+    const Lock held(job.exportErrorLock);
+    return job.exportError;
+}
+
+void tellOutcome(JobOutcome outcome, bool saveInPlace) {
+    const JobHost& host = jobHost();
+    if (outcome == JobOutcome::Success && !host.isForeground()) host.flash();
+    if (outcome == JobOutcome::Failure) host.showError(failureText(saveInPlace, firstError()));
+}
+
+} // namespace
+
+ExportJobState& exportJob() {
+    return theExportJob;
+}
+
+JobHost& jobHost() {
+    return theJobHost;
+}
+
+void resetExportJob() {
+    ExportJobState& job = exportJob();
+    resetShared(job);
+    job.exportLayout = LAYOUT_JOINED;
+    job.exportQuality = QUALITY_LOSSLESS;
+    job.exportExpected = 0;
+    job.exportStartTick = 0;
+    job.sourcePath.clear();
+    job.lastExportPath.clear();
+    job.saveInPlaceJob = false;
+    job.separateJob = false;
+    job.originalPath.clear();
+    job.closeAsked = false;
+}
+
+void exportAsCommand() {
+    if (editState().exportBusy) return cancelJob();
+    if (!editState().videoLoaded) return;
+    commitRename(true);
+    const std::wstring source = openState().path;
+    const bool separate = exportJob().exportLayout == LAYOUT_SEPARATE;
+    const std::wstring output = chooseOutput(separate);
+    if (output.empty()) return;
+    // Messages came in behind the dialog, and with them maybe another video or its failure.
+    if (!editState().videoLoaded || openState().path != source) return;
+    if (!separate && jobHost().calls.sameFile(source, output)) {
+        if (jobHost().confirmSaveInPlace) jobHost().confirmSaveInPlace();
+        return;
+    }
+    ExportTo(output, separate, exportJob().exportQuality, false, {}, std::nullopt, false);
+}
+
+void ExportTo(const std::wstring& outputPath, bool separate, std::int32_t quality, bool saveInPlace,
+              const std::wstring& originalPath, const std::optional<ClipList>& clipsOverride,
+              bool optimise) {
+    EditState& edit = editState();
+    if (edit.exportBusy) return;
+    ExportJob work;
+    work.clips = clipsOverride.value_or(edit.clips);
+    work.sourcePath = openState().path;
+    work.outputPath = outputPath;
+    work.duration = edit.duration;
+    // Of the edit though other clips may be given: then the display stops at 100 % before the end.
+    work.expected = std::max(LEAST_EXPECTED, editedDuration());
+    work.kind = {.separate = separate,
+                 .quality = quality,
+                 .exposure = clipsOverride ? 0 : exposureNow(),
+                 .optimise = optimise};
+    work.calls = jobHost().calls;
+
+    if (editHost().pause) editHost().pause();
+    ExportJobState& job = exportJob();
+    resetShared(job);
+    job.saveInPlaceJob = saveInPlace;
+    job.originalPath = originalPath;
+    job.sourcePath = work.sourcePath;
+    job.lastExportPath = outputPath;
+    job.separateJob = separate;
+    job.closeAsked = false;
+    job.exportExpected = work.expected;
+    job.exportStartTick = jobHost().now();
+    edit.exportBusy = true;
+    edit.statusText = startText(saveInPlace, quality, !separate && hasFades(work.clips));
+    jobHost().setTaskbarState(true);
+    jobHost().setTimer(TIMER_WHILE_JOB_RUNS);
+    jobHost().keepAwake(true);
+    refreshUi();
+    startWorker(std::move(work));
+}
+
+void refreshExportProgress() {
+    const ExportJobState& job = exportJob();
+    if (!editState().exportBusy || !(job.exportExpected > 0)) return;
+    const double done = job.exportProgress;
+    jobHost().setTaskbarValue(taskbarValue(done, job.exportExpected));
+    if (job.exportCancel) return; // "Cancelling…" stays
+    const double elapsed = static_cast<double>(jobHost().now() - job.exportStartTick) / 1000;
+    editState().statusText = progressText(done, job.exportExpected, elapsed);
+    repaint();
+}
+
+void finishExport(bool success) {
+    EditState& edit = editState();
+    if (!edit.exportBusy) return;
+    ExportJobState& job = exportJob();
+    const bool cancelled = job.exportCancel.exchange(false);
+    const bool saveInPlace = std::exchange(job.saveInPlaceJob, false);
+    const bool closes = std::exchange(job.closeAsked, false);
+    edit.exportBusy = false;
+    JobOutcome outcome = success ? JobOutcome::Success : JobOutcome::Failure;
+    if (cancelled) outcome = JobOutcome::Cancelled;
+    if (outcome == JobOutcome::Success) edit.edited = false;
+    outcome = saveInPlace ? endSaveInPlace(outcome) : endExport(outcome);
+    edit.statusText = outcomeText(outcome, saveInPlace);
+    jobHost().setTaskbarState(false);
+    jobHost().setTimer(TIMER_AFTER_JOB);
+    jobHost().keepAwake(false);
+    refreshUi();
+    if (closes) {
+        const std::function<void()> close = jobHost().closeWindow; // the host ends with the window
+        return close();
+    }
+    tellOutcome(outcome, saveInPlace);
+}
+
+bool closeAfterExport() {
+    if (!editState().exportBusy) return false;
+    exportJob().closeAsked = true;
+    cancelJob();
+    return true;
+}
+
+bool canShowLastExport() {
+    return !exportJob().lastExportPath.empty() && !editState().exportBusy;
+}
+
+void showLastExport() {
+    if (canShowLastExport()) jobHost().showInFolder(exportJob().lastExportPath);
+}
+
+} // namespace velkantrix

@@ -1,0 +1,167 @@
+// Threads: the job's, and for separate clips two more, which it waits for. They share
+// SharedJobState and ClipWork, which is atomic; all else is constant while they run.
+#include "export/export_job_worker.h"
+
+#include <array>
+#include <cstddef>
+#include <thread>
+#include <vector>
+
+#include "export/job_texts.h"
+
+namespace velkantrix {
+namespace {
+
+// How many clips are written at once.
+constexpr std::size_t CLIP_WORKERS = 2;
+
+void recordError(SharedJobState& shared, const std::wstring& text) {
+    const Lock held(shared.exportErrorLock);
+    if (shared.exportError.empty()) shared.exportError = text;
+}
+
+// Asked before anything is deleted or created.
+bool isSource(const ExportJob& job, const std::wstring& output) {
+    return job.calls.sameFile(job.sourcePath, output);
+}
+
+bool copySource(const ExportJob& job, SharedJobState& shared) {
+    const CopyResult result = job.calls.copyFile(
+        job.sourcePath, job.outputPath, [&](std::uint64_t copied, std::uint64_t total) {
+            const double share =
+                total > 0 ? static_cast<double>(copied) / static_cast<double>(total) : 1;
+            shared.exportProgress = share * job.expected;
+            return !shared.exportCancel;
+        });
+    if (result.created) shared.outputCreated = true;
+    if (!result.done && !shared.exportCancel) recordError(shared, result.errorText);
+    return result.done;
+}
+
+// All but the spans and the output.
+ExportRequest requestFor(const ExportJob& job, const SharedJobState& shared) {
+    const FrameBox box = frameBoxOf(job.kind.quality);
+    ExportRequest request;
+    request.sourcePath = job.sourcePath;
+    request.maxWidth = box.width;
+    request.maxHeight = box.height;
+    request.exposure = job.kind.exposure;
+    request.cancel = &shared.exportCancel;
+    request.losslessAllowed = isLosslessAllowed(job.clips, job.kind);
+    return request;
+}
+
+struct Written {
+    bool done = false;
+    std::wstring errorText; // of one that isn't done; may be empty
+};
+
+Written writeOutput(const ExportJob& job, const ExportRequest& request) {
+    Written written;
+    written.done = job.calls.exportFile(request, &written.errorText);
+    return written;
+}
+
+bool exportJoined(const ExportJob& job, SharedJobState& shared) {
+    ExportRequest request = requestFor(job, shared);
+    request.spans = spansOfClips(job.clips);
+    request.outputPath = job.outputPath;
+    request.progress = [&](double seconds) {
+        shared.exportProgress = seconds;
+    };
+    request.created = [&] {
+        shared.outputCreated = true;
+    };
+    const Written written = writeOutput(job, request);
+    if (!written.done) recordError(shared, written.errorText);
+    return written.done;
+}
+
+// What the clip workers share.
+struct ClipWork {
+    const ExportJob& job;
+    SharedJobState& shared;
+    const std::vector<ExportSpan> spans;
+    std::atomic<std::size_t> next{0};
+    std::atomic<double> doneSeconds{0};                    // of clips that are complete
+    std::array<std::atomic<double>, CLIP_WORKERS> slots{}; // of each worker's clip
+    std::atomic<bool> allOk{true};
+
+    [[nodiscard]] std::wstring outputOf(std::size_t i) const {
+        return pathInFolder(job.outputPath, clipFileName(job.clips[i].name, i));
+    }
+};
+
+// Both workers tell the sum. It never goes back, though the one that worked it out first may be the
+// one that stores it last; and the complete clips are read first, so that none counts twice while
+// it goes from its slot to them.
+void tellProgress(ClipWork& work) {
+    double sum = work.doneSeconds;
+    for (const std::atomic<double>& slot : work.slots) sum += slot;
+    double told = work.shared.exportProgress;
+    while (told < sum && !work.shared.exportProgress.compare_exchange_weak(told, sum)) {}
+}
+
+Written exportClip(ClipWork& work, std::size_t worker, std::size_t i) {
+    const ExportJob& job = work.job;
+    ExportRequest request = requestFor(job, work.shared);
+    request.spans = {work.spans[i]};
+    request.outputPath = work.outputOf(i);
+    request.progress = [&work, worker](double seconds) {
+        work.slots[worker] = seconds;
+        tellProgress(work);
+    };
+    if (isSource(job, request.outputPath)) return {.errorText = WOULD_OVERWRITE_SOURCE};
+    job.calls.deleteFile(request.outputPath, job.sourcePath);
+    return writeOutput(job, request);
+}
+
+void exportClips(ClipWork& work, std::size_t worker) {
+    while (!work.shared.exportCancel && work.allOk) {
+        const std::size_t i = work.next.fetch_add(1);
+        if (i >= work.spans.size()) return;
+        const Written written = exportClip(work, worker, i);
+        if (!written.done) {
+            work.allOk = false;
+            return recordError(work.shared, written.errorText);
+        }
+        work.slots[worker] = 0;
+        work.doneSeconds.fetch_add(clipLength(work.job.clips[i]));
+        tellProgress(work);
+    }
+}
+
+// The folder may be the source's, and the source the output of an earlier job: told before the
+// first clip is written, not after some.
+bool someClipIsSource(const ClipWork& work) {
+    for (std::size_t i = 0; i < work.spans.size() && !work.shared.exportCancel; i++)
+        if (isSource(work.job, work.outputOf(i))) return true;
+    return false;
+}
+
+bool exportSeparately(const ExportJob& job, SharedJobState& shared) {
+    ClipWork work{.job = job, .shared = shared, .spans = spansOfClips(job.clips)};
+    if (someClipIsSource(work)) {
+        recordError(shared, WOULD_OVERWRITE_SOURCE);
+        return false;
+    }
+    std::array<std::thread, CLIP_WORKERS> workers;
+    for (std::size_t i = 0; i < CLIP_WORKERS; i++)
+        workers[i] = std::thread([&work, i] { exportClips(work, i); });
+    for (std::thread& worker : workers) worker.join();
+    return work.allOk && !shared.exportCancel;
+}
+
+} // namespace
+
+bool runExportJob(const ExportJob& job, SharedJobState& shared) {
+    if (job.kind.separate) return exportSeparately(job, shared);
+    if (isSource(job, job.outputPath)) {
+        recordError(shared, WOULD_OVERWRITE_SOURCE);
+        return false;
+    }
+    if (isCopyOnly(job.clips, job.duration, job.kind)) return copySource(job, shared);
+    return exportJoined(job, shared);
+}
+
+} // namespace velkantrix

@@ -1,0 +1,69 @@
+// export_job_worker.h: what a job does on its own threads: it copies the source, writes one joined
+// file, or writes a file for each clip with two workers at once.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "base/mutex.h"
+#include "edit/segment.h"
+#include "export/export_request.h"
+#include "export/job_rules.h"
+
+namespace velkantrix {
+
+// What the UI thread and a job's threads share. Seconds are those of the output.
+struct SharedJobState {
+    std::atomic<bool> exportCancel{false}; // set by the UI thread: the job is to end
+    std::atomic<double> exportProgress{0}; // written by the job's threads
+    // Of a joined job: its output was made, in place of what may have stood there. Written by its
+    // thread.
+    std::atomic<bool> outputCreated{false};
+
+    Mutex exportErrorLock;
+    std::wstring exportError GUARDED_BY(exportErrorLock); // the first one that was told; or empty
+};
+
+struct CopyResult {
+    bool done = false;
+    bool created =
+        false; // the target was made or emptied; when not done it is gone again, if possible
+    std::wstring errorText; // the system's, when not done; it may have none
+};
+
+// Told how many bytes are copied, of how many. False: the copy is to end.
+using CopyProgress = std::function<bool(std::uint64_t copied, std::uint64_t total)>;
+
+// What a job's threads ask of the world, two of them at once. None is empty.
+struct JobCalls {
+    std::function<bool(const ExportRequest& request, std::wstring* errorText)> exportFile;
+    std::function<CopyResult(const std::wstring& source, const std::wstring& target,
+                             const CopyProgress& progress)>
+        copyFile;
+    // Do both mean one file, by whatever names?
+    std::function<bool(const std::wstring& a, const std::wstring& b)> sameFile;
+    // Unless it is `kept` after all.
+    std::function<void(const std::wstring& path, const std::wstring& kept)> deleteFile;
+    std::function<void(bool success)> postCompletion; // to the UI thread: the job has ended
+};
+
+// A job's own copy of all that it needs: the edit and the settings belong to the UI thread.
+struct ExportJob {
+    ClipList clips;
+    std::wstring sourcePath;
+    std::wstring outputPath; // a folder when separate
+    double duration = 0;     // of the source
+    double expected = 0.1;   // the output's length, as it is shown
+    JobKind kind;
+    JobCalls calls;
+};
+
+// Does the job. True when it succeeded; else its reason is in `exportError`, if it has one. The
+// source is never deleted or replaced: where an output would be the source nothing at all is
+// written. Posts nothing.
+[[nodiscard]] bool runExportJob(const ExportJob& job, SharedJobState& shared)
+    EXCLUDES(shared.exportErrorLock);
+
+} // namespace velkantrix
