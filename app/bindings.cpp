@@ -7,9 +7,13 @@
 
 #include "app/commands.h"
 #include "app/main_window.h"
+#include "app/menus.h"
 #include "app/placing.h"
+#include "app/rename_field.h"
+#include "app/timeline_mouse.h"
 #include "app/timeline_paint.h"
 #include "app/ui_state.h"
+#include "app/window_tick.h"
 #include "edit/edit_state.h"
 #include "edit/open_flow.h"
 #include "mp4/input_file.h"
@@ -21,10 +25,6 @@
 namespace velkantrix {
 namespace {
 
-PlaybackController* playback() {
-    return ui().playback.get();
-}
-
 bool startMediaOrExplain() {
     const HRESULT started = startMedia();
     if (SUCCEEDED(started)) return true;
@@ -33,6 +33,10 @@ bool startMediaOrExplain() {
                  L"On an N edition of Windows, install the Media Feature Pack: Settings ▸ Apps ▸ "
                  L"Optional features ▸ Add a feature. Then restart Windows.");
     return false;
+}
+
+bool samePathText(const std::wstring& a, const std::wstring& b) {
+    return _wcsicmp(a.c_str(), b.c_str()) == 0;
 }
 
 ExaminedFile examineFile(const std::wstring& path) {
@@ -80,6 +84,33 @@ void bindEdit() {
     host.isFullscreen = [] {
         return ui().fullscreen;
     };
+    host.labelHasRoom = labelHasRoom;
+    host.openRenameField = openRenameField;
+    host.readRenameField = readRenameField;
+    host.destroyRenameField = destroyRenameField; // which sees to the focus as well
+}
+
+void bindMouse() {
+    TimelineMouseHost& host = timelineMouseHost();
+    host.beginScrub = [] {
+        return playback() && playback()->beginScrub();
+    };
+    host.endScrub = [](double seconds, bool resume) {
+        if (playback()) playback()->endScrub(seconds, resume);
+    };
+    host.capture = [] {
+        SetCapture(ui().window);
+    };
+    host.releaseCapture = [] {
+        ReleaseCapture();
+    };
+    host.askForLeave = [] {
+        TRACKMOUSEEVENT event = {sizeof event, TME_LEAVE, ui().window, 0};
+        TrackMouseEvent(&event);
+    };
+    host.now = [] {
+        return GetTickCount64();
+    };
 }
 
 void bindQuestions(OpenHost& host) {
@@ -123,11 +154,11 @@ void bindFiles(OpenHost& host) {
     };
     host.addRecent = [] {
         SHAddToRecentDocs(SHARD_PATHW, openState().path.c_str());
+        addRecent(ui().recentFiles, openState().path, samePathText);
     };
-    host.recentFile = [](std::size_t) -> std::optional<std::wstring> {
-        return std::nullopt;
-    };
-    host.removeRecent = [](std::size_t) {
+    host.recentFile = recentPathOfMenu; // what the user has read, not what the list is now
+    host.removeRecent = [](const std::wstring& path) {
+        removeRecent(ui().recentFiles, path, samePathText);
     };
 }
 
@@ -146,7 +177,8 @@ void bindEngine(OpenHost& host) {
 
 void bindWindow(OpenHost& host) {
     host.dropGestures = [] {
-        ui().scrubbing = false;
+        endTimelineGesture();
+        timelineLeft();
     };
     host.stopPeaks = [] {
     };
@@ -158,6 +190,9 @@ void bindWindow(OpenHost& host) {
     };
     host.repaint = editHost().repaint;
 
+    host.leaveFullscreen = [] {
+        if (ui().fullscreen) toggleFullscreen();
+    };
     host.sizeWindowToVideo = sizeWindowToVideo;
     host.setTitle = [](const std::wstring& title) {
         SetWindowTextW(ui().window, title.c_str());
@@ -170,6 +205,7 @@ void bindWindow(OpenHost& host) {
 
 void bindHosts() {
     bindEdit();
+    bindMouse();
     OpenHost& host = openHost();
     bindQuestions(host);
     bindFiles(host);

@@ -43,6 +43,10 @@ enum CommandId : std::uint16_t {
     COMMAND_SAVE = 166,
     COMMAND_OPTIMISE = 167,
     COMMAND_ABOUT = 168,
+    COMMAND_FIRST_LAYOUT = 300,  // and one more
+    COMMAND_FIRST_QUALITY = 310, // and four more
+    COMMAND_FIRST_RECENT = 400,  // and nine more
+    COMMAND_CLEAR_RECENT = 419,
 };
 
 // What a command may depend on, gathered anew for each.

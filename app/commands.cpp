@@ -6,23 +6,21 @@
 
 #include "app/command_table.h"
 #include "app/placing.h"
+#include "app/timeline_mouse.h"
 #include "app/ui_state.h"
+#include "app/window_tick.h"
 #include "edit/edit_state.h"
 #include "edit/fades.h"
 #include "edit/history.h"
 #include "edit/open_flow.h"
 #include "edit/operations.h"
+#include "edit/rename.h"
 #include "edit/roll_cut.h"
 #include "edit/timeline_map.h"
+#include "export/export_job_core.h"
 
 namespace velkantrix {
 namespace {
-
-constexpr double VOLUME_STEP = 0.05;
-
-PlaybackController* playback() {
-    return ui().playback.get();
-}
 
 bool isPlaying() {
     return playback() && playback()->state() == PlaybackState::Playing;
@@ -55,31 +53,19 @@ void skipOrMoveCut(double seconds) {
 void stepFrame(int frames) {
     if (isCutSelected()) return rollNudge(frames * frameDuration());
     if (playback()) playback()->pause();
+    takeEngineTime();
     skip(frames * frameDuration());
 }
 
-void changeVolume(double step) {
-    ui().volume = std::clamp(ui().volume + step, 0.0, 1.0);
+void changeVolume(Volume (*change)(Volume)) {
+    ui().volume = change(ui().volume);
     applyVolume();
-}
-
-void toggleMute() {
-    ui().muted = !ui().muted;
-    applyVolume();
-}
-
-void louder() {
-    ui().muted = false;
-    changeVolume(VOLUME_STEP);
-}
-
-// What is muted stays muted.
-void softer() {
-    changeVolume(-VOLUME_STEP);
 }
 
 void escape() {
-    if (isCutSelected())
+    if (isScrubbing() || isDragging())
+        endTimelineGesture();
+    else if (isCutSelected())
         cancelGesture();
     else if (ui().fullscreen)
         toggleFullscreen();
@@ -92,10 +78,21 @@ void videoClicked(std::uint16_t notification) {
     if (notification == STN_DBLCLK) toggleFullscreen();
 }
 
+// A drag would go on with other clips, and the name under way be given to another one.
+void edit(void (*operation)()) {
+    commitRename(true);
+    endTimelineGesture();
+    operation();
+}
+
 void toggleZoom() {
     ui().doubled = !ui().doubled;
     sizeWindowToVideo();
     InvalidateRect(ui().transport, nullptr, FALSE);
+}
+
+void renameFieldSays(std::uint16_t notification) {
+    if (notification == EN_KILLFOCUS) commitRename(true);
 }
 
 struct CommandHandler {
@@ -107,9 +104,18 @@ struct CommandHandler {
 constexpr CommandHandler HANDLERS[] = {
     {COMMAND_OPEN, openVideoCommand},
     {COMMAND_PLAY_PAUSE, togglePlaying},
-    {COMMAND_SPLIT, splitAtPlayhead},
-    {COMMAND_REMOVE, removeSelectedClip},
-    {COMMAND_UNDO, undo},
+    {COMMAND_SPLIT,
+     [] {
+         edit(splitAtPlayhead);
+     }},
+    {COMMAND_REMOVE,
+     [] {
+         edit(removeSelectedClip);
+     }},
+    {COMMAND_UNDO,
+     [] {
+         edit(undo);
+     }},
     {COMMAND_EXIT,
      [] {
          SendMessageW(ui().window, WM_CLOSE, 0, 0);
@@ -122,7 +128,13 @@ constexpr CommandHandler HANDLERS[] = {
      [] {
          skipOrMoveCut(KEY_NUDGE);
      }},
-    {COMMAND_REDO, redo},
+    {COMMAND_REDO,
+     [] {
+         edit(redo);
+     }},
+    {COMMAND_RENAME, beginRename},
+    {COMMAND_EXPORT, exportAsCommand},
+    {COMMAND_SHOW_EXPORT, showLastExport},
     {COMMAND_NEXT_FRAME,
      [] {
          stepFrame(1);
@@ -141,9 +153,18 @@ constexpr CommandHandler HANDLERS[] = {
      }},
     {COMMAND_ESCAPE, escape},
     {COMMAND_FULLSCREEN, toggleFullscreen},
-    {COMMAND_MUTE, toggleMute},
-    {COMMAND_LOUDER, louder},
-    {COMMAND_SOFTER, softer},
+    {COMMAND_MUTE,
+     [] {
+         changeVolume(toggledMute);
+     }},
+    {COMMAND_LOUDER,
+     [] {
+         changeVolume(louder);
+     }},
+    {COMMAND_SOFTER,
+     [] {
+         changeVolume(softer);
+     }},
     {COMMAND_FADE_IN,
      [] {
          toggleFadeOfSelectedClip(false);
@@ -153,26 +174,84 @@ constexpr CommandHandler HANDLERS[] = {
          toggleFadeOfSelectedClip(true);
      }},
     {COMMAND_ZOOM, toggleZoom},
+    {COMMAND_CLEAR_RECENT,
+     [] {
+         ui().recentFiles.clear();
+     }},
 };
+
+// Menus of several commands with one meaning each.
+bool runOneOfMany(std::uint16_t command) {
+    if (command >= COMMAND_FIRST_RECENT && command < COMMAND_FIRST_RECENT + MAX_RECENT_FILES) {
+        openRecent(static_cast<std::size_t>(command - COMMAND_FIRST_RECENT));
+        return true;
+    }
+    if (command >= COMMAND_FIRST_LAYOUT && command < COMMAND_FIRST_LAYOUT + LAYOUT_COUNT) {
+        exportJob().exportLayout = command - COMMAND_FIRST_LAYOUT;
+        return true;
+    }
+    if (command >= COMMAND_FIRST_QUALITY && command < COMMAND_FIRST_QUALITY + QUALITY_COUNT) {
+        exportJob().exportQuality = command - COMMAND_FIRST_QUALITY;
+        return true;
+    }
+    return false;
+}
 
 } // namespace
 
+MenuExtras menuExtras() {
+    const ExportJobState& job = exportJob();
+    return {.lastExportPath = job.lastExportPath,
+            .exportLayout = job.exportLayout,
+            .exportQuality = job.exportQuality,
+            .recents = ui().recentFiles};
+}
+
 void applyVolume() {
     if (!playback()) return;
-    playback()->setVolume(ui().volume);
-    playback()->setMuted(ui().muted);
+    playback()->setVolume(ui().volume.level);
+    playback()->setMuted(ui().volume.muted);
+}
+
+void takeEngineTime() {
+    EditState& edit = editState();
+    // An engine that opens, again too, or that failed is nowhere.
+    if (!playback() || !edit.videoLoaded || openState().phase != OpenPhase::None || isScrubbing() ||
+        isDragging())
+        return;
+    const PlaybackState state = playback()->state();
+    if (state != PlaybackState::Paused && state != PlaybackState::Playing) return;
+    if (!playback()->isSeeking())
+        edit.playhead = std::clamp(playback()->currentTime(), 0.0, edit.duration);
 }
 
 void playFromHere() {
-    if (!playback() || !editState().videoLoaded) return;
-    if (isAtTheEnd(editState().clips, editState().playhead)) seekToEdited(0);
+    const EditState& edit = editState();
+    if (!playback() || !edit.videoLoaded) return;
+    // The device was lost, and opening the file again failed then.
+    if (playback()->state() == PlaybackState::Closed) return reopenAfterDeviceLoss(true);
+    const PlayOn step = playOn(edit.clips, edit.playhead);
+    if (step.step == PlayOn::Step::Pause) seekToEdited(0);
+    // Not the beginning of what was removed, until the next tick sees it.
+    if (step.step == PlayOn::Step::Jump) jumpTo(step);
     playback()->play();
+    // What was removed is to be jumped over in time.
+    if (!edit.exportBusy) SetTimer(ui().window, TICK_TIMER, PLAYING_TICK, nullptr);
+}
+
+void jumpTo(const PlayOn& step) {
+    editState().selectedClip = step.clip;
+    ui().tickMemory.jumpedTo = step.time;
+    seekTo(step.time);
 }
 
 void runCommand(std::uint16_t command, std::uint16_t notification) {
     const EditState& edit = editState();
     if (!mayRun(command, {.videoLoaded = edit.videoLoaded, .exportBusy = edit.exportBusy})) return;
+    takeEngineTime(); // the tick's may be a few pictures old
     if (command == COMMAND_VIDEO) return videoClicked(notification);
+    if (command == COMMAND_RENAME_FIELD) return renameFieldSays(notification);
+    if (runOneOfMany(command)) return;
     for (const CommandHandler& handler : HANDLERS) {
         if (handler.command == command) return handler.run();
     }

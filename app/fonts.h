@@ -3,9 +3,9 @@
 
 #include <windows.h>
 
-namespace velkantrix {
+#include "app/drawing.h"
 
-enum class Font { Heading, Monospace, Text, Hero, Icons };
+namespace velkantrix {
 
 // Made for the window's dpi at first use, all together; owned here, valid until deleteFonts.
 [[nodiscard]] HFONT font(Font which);

@@ -5,23 +5,19 @@
 #include <shellapi.h>
 #include <shobjidl.h>
 
-#include <array>
 #include <string>
-#include <thread>
 
 #include "app/bindings.h"
-#include "app/command_table.h"
 #include "app/dark_mode.h"
-#include "app/layout.h"
 #include "app/main_window.h"
+#include "app/message_loop.h"
 #include "app/placing.h"
-#include "app/resource_ids.h"
-#include "app/ui_state.h"
 #include "edit/open_flow.h"
 #include "platform/files.h"
 #include "platform/handles.h"
 #include "platform/hresult.h"
 #include "platform/media_startup.h"
+#include "platform/threads.h"
 #include "playback/end_scan.h"
 
 namespace velkantrix {
@@ -56,65 +52,33 @@ std::wstring fileToOpen() {
     return isFile(path) ? path : L"";
 }
 
-void registerClasses(HINSTANCE instance) {
-    WNDCLASSEXW transport = {};
-    transport.cbSize = sizeof transport;
-    transport.style = CS_HREDRAW | CS_VREDRAW;
-    transport.lpfnWndProc = transportProcedure;
-    transport.hInstance = instance;
-    transport.hCursor = LoadCursorW(nullptr, IDC_ARROW);
-    transport.lpszClassName = TRANSPORT_CLASS;
-    RegisterClassExW(&transport);
-
-    WNDCLASSEXW main = transport;
-    main.lpfnWndProc = mainWindowProcedure;
-    main.hIcon = LoadIconW(instance, MAKEINTRESOURCEW(ICON_ID));
-    main.hIconSm = main.hIcon;
-    main.hbrBackground = static_cast<HBRUSH>(GetStockObject(BLACK_BRUSH));
-    main.lpszClassName = MAIN_WINDOW_CLASS;
-    RegisterClassExW(&main);
-}
-
-HWND createMainWindow(HINSTANCE instance) {
-    return CreateWindowExW(WS_EX_ACCEPTFILES, MAIN_WINDOW_CLASS, L"Velkantrix", WS_OVERLAPPEDWINDOW,
-                           CW_USEDEFAULT, CW_USEDEFAULT, WINDOW_WIDTH, WINDOW_HEIGHT, nullptr,
-                           nullptr, instance, nullptr);
-}
-
-HACCEL createAccelerators() {
-    std::array<ACCEL, std::tuple_size_v<std::decay_t<decltype(acceleratorKeys())>>> entries{};
-    for (std::size_t i = 0; i < entries.size(); ++i) {
-        const AcceleratorKey& key = acceleratorKeys()[i];
-        entries[i] = {key.modifiers, key.key, key.command};
-    }
-    return CreateAcceleratorTableW(entries.data(), static_cast<int>(entries.size()));
-}
-
 // The first open of a video then waits for none of this. A thread that can't be started ends the
 // process.
 void warmUp() noexcept {
-    std::thread([] {
-        ignoreResult(startMedia(), "the open that needs it asks again");
+    startDetached([] {
+        ignoreResult(startMedia(), "the open that needs it tells the user");
         LoadLibraryW(L"mfplay.dll");
         LoadLibraryW(L"mfreadwrite.dll");
-    }).detach();
-}
-
-bool renameFieldHasFocus() {
-    return ui().renameField && GetFocus() == ui().renameField;
+    });
 }
 
 void runMessageLoop(HWND window, HACCEL accelerators) {
     MSG message;
-    while (GetMessageW(&message, nullptr, 0, 0) > 0) {
-        // Bare keys are typed into the field, instead of cutting the video.
-        if (!renameFieldHasFocus()) {
-            if (TranslateAcceleratorW(window, accelerators, &message)) continue;
-            if (IsDialogMessageW(window, &message)) continue;
-        }
-        TranslateMessage(&message);
-        DispatchMessageW(&message);
-    }
+    while (GetMessageW(&message, nullptr, 0, 0) > 0) handleMessage(window, accelerators, message);
+}
+
+void showAndServe(HWND window, int show, const std::wstring& path) {
+    const HACCEL accelerators = createAccelerators();
+    darkenTitleBar(window);
+    placeWindowFirst();
+    ShowWindow(window, show);
+    UpdateWindow(window);
+    if (path.empty())
+        warmUp();
+    else
+        openVideo(path);
+    runMessageLoop(window, accelerators);
+    DestroyAcceleratorTable(accelerators);
 }
 
 void run(HINSTANCE instance, int show) {
@@ -128,19 +92,8 @@ void run(HINSTANCE instance, int show) {
     const std::wstring path = fileToOpen();
     darkenMenus();
     bindHosts();
-    registerClasses(instance);
-    const HWND window = createMainWindow(instance);
-    const HACCEL accelerators = createAccelerators();
-    darkenTitleBar(window);
-    placeWindowFirst();
-    ShowWindow(window, show);
-    UpdateWindow(window);
-    if (path.empty())
-        warmUp();
-    else
-        openVideo(path);
-    runMessageLoop(window, accelerators);
-    DestroyAcceleratorTable(accelerators);
+    registerWindowClasses(instance);
+    if (const HWND window = createMainWindow(instance)) showAndServe(window, show, path);
     // A scan that is still reading would lose the ground under its feet; the process ends anyway.
     if (endAllScans()) stopMedia();
     if (SUCCEEDED(apartment)) CoUninitialize();

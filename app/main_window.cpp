@@ -4,20 +4,25 @@
 #include <commctrl.h>
 #include <shellapi.h>
 
-#include <array>
 #include <vector>
 
 #include "app/command_table.h"
 #include "app/commands.h"
 #include "app/fonts.h"
 #include "app/layout.h"
+#include "app/menus.h"
 #include "app/placing.h"
+#include "app/resource_ids.h"
+#include "app/timeline_messages.h"
 #include "app/timeline_paint.h"
 #include "app/ui_state.h"
+#include "app/window_tick.h"
 #include "edit/edit_state.h"
 #include "edit/fades.h"
 #include "edit/open_flow.h"
 #include "edit/rename.h"
+#include "export/export_job.h"
+#include "export/export_job_core.h"
 #include "platform/dialogs.h"
 #include "playback/notices.h"
 #include "playback/resource_stats.h"
@@ -27,10 +32,6 @@ namespace {
 
 constexpr std::uint64_t SHORTEST_RESEEK = 32; // milliseconds between seeks that only redraw
 constexpr UINT DROPPED_PATH_ROOM = 32768;     // characters
-
-PlaybackController* playback() {
-    return ui().playback.get();
-}
 
 bool isLoadedAndPaused() {
     return editState().videoLoaded && playback() && playback()->state() == PlaybackState::Paused;
@@ -46,6 +47,7 @@ HWND createChild(HWND window, const wchar_t* kind, const wchar_t* title, DWORD s
 // system has for frames, would lie over them until the next one.
 LRESULT CALLBACK videoProcedure(HWND window, UINT message, WPARAM wide, LPARAM lng, UINT_PTR,
                                 DWORD_PTR) {
+    if (message == WM_NCDESTROY) RemoveWindowSubclass(window, videoProcedure, 0);
     if (message == WM_ERASEBKGND) return 1;
     if (message != WM_PAINT) return DefSubclassProc(window, message, wide, lng);
     PAINTSTRUCT paint = {};
@@ -63,6 +65,11 @@ void onCreate(HWND window) {
     SetWindowLongPtrW(window, GWL_STYLE,
                       GetWindowLongPtrW(window, GWL_STYLE) | WS_CLIPCHILDREN | WS_CLIPSIBLINGS);
     DragAcceptFiles(window, TRUE);
+    SetMenu(window, buildMenuBar());
+    bindExportJob(window);
+    jobHost().setTimer = [window](std::uint32_t milliseconds) {
+        SetTimer(window, TICK_TIMER, milliseconds, nullptr);
+    };
     state.video =
         createChild(window, L"STATIC", L"Video preview", SS_NOTIFY | SS_BLACKRECT, COMMAND_VIDEO);
     SetWindowSubclass(state.video, videoProcedure, 0, 0);
@@ -75,22 +82,27 @@ void onCreate(HWND window) {
 }
 
 void onDestroy(HWND window) {
+    openHost().storeFileState();
+    if (ui().fullscreen) DestroyMenu(ui().menuBefore); // the window hasn't got it
     KillTimer(window, TICK_TIMER);
     KillTimer(window, DIAGNOSTICS_TIMER);
+    unbindExportJob();
     ui().playback.reset();
     releasePaintBuffers();
     deleteFonts();
     PostQuitMessage(0);
 }
 
-// A picture that stands still is drawn by the engine once more.
+// A picture that stands still is drawn by the engine once more. Before there is one a seek would
+// only be in the way of the first.
 void seekAgain() {
-    if (isLoadedAndPaused()) seekTo(editState().playhead);
+    if (isLoadedAndPaused() && ui().firstFrameShown) seekTo(editState().playhead);
 }
 
 void onSize(WPARAM kind) {
-    if (kind == SIZE_MINIMIZED) return;
     commitRename(true);
+    if (kind == SIZE_MINIMIZED) return;
+    if (ui().sizeWhenRestored) sizeWindowToVideo();
     layOut();
     if (!playback()) return;
     applyFadePreview();
@@ -102,31 +114,70 @@ void onSize(WPARAM kind) {
 }
 
 void onDpiChanged(WORD dpi, const RECT* suggested) {
-    ui().dpi = dpi;
     deleteFonts();
-    if (suggested)
-        SetWindowPos(ui().window, nullptr, suggested->left, suggested->top,
-                     suggested->right - suggested->left, suggested->bottom - suggested->top,
-                     SWP_NOZORDER | SWP_NOACTIVATE);
-    layOut(); // the size may be what it was
+    followDpi(dpi, suggested);
 }
 
 void onMinMaxInfo(MINMAXINFO* info) {
     info->ptMinTrackSize = {S(LEAST_WINDOW_WIDTH), S(LEAST_WINDOW_HEIGHT)};
 }
 
+// Behind a box that waits for its answer.
+bool refuseBehindBox(HWND window) {
+    if (IsWindowEnabled(window)) return false;
+    MessageBeep(MB_ICONEXCLAMATION);
+    return true;
+}
+
+bool hasUnsavedEdits() {
+    return hasEdits() && editState().edited;
+}
+
+// Whether the window stays for now: it closes by itself when the job has ended, or the user would
+// rather have the export.
+bool staysForExport(HWND window) {
+    if (!editState().exportBusy) return false;
+    if (exportJob().closeAsked) return true;
+    if (!askYesNo(window, L"An export is still running.\n\n"
+                          L"Cancel the export and close Velkantrix?"))
+        return true;
+    return closeAfterExport(); // unless it has ended behind the question
+}
+
 void onClose(HWND window) {
-    if (hasEdits() && editState().edited &&
+    if (refuseBehindBox(window) || staysForExport(window)) return;
+    if (hasUnsavedEdits() &&
         !askYesNo(window, L"Your edits haven't been exported.\n\nClose without exporting?"))
         return;
     DestroyWindow(window);
 }
 
+// Signing out with unsaved edits: the system shows the reason and lets the user decide.
+BOOL mayEndSession(HWND window) {
+    if (!hasUnsavedEdits() && !editState().exportBusy) return TRUE;
+    ShutdownBlockReasonCreate(window, editState().exportBusy
+                                          ? L"An export is still running."
+                                          : L"Your edits haven't been exported.");
+    return FALSE;
+}
+
+// The process is ended as soon as this returns, without any other message.
+void onEndSession(HWND window, bool ends) {
+    ShutdownBlockReasonDestroy(window);
+    if (ends) openHost().storeFileState();
+}
+
 void onDrop(HDROP drop) {
     std::vector<wchar_t> path(DROPPED_PATH_ROOM);
     const UINT length = DragQueryFileW(drop, 0, path.data(), DROPPED_PATH_ROOM);
-    DragFinish(drop); // before a question keeps the other program waiting
-    if (length > 0) openVideo({path.data(), length});
+    DragFinish(drop);
+    if (length > 0 && !refuseBehindBox(ui().window)) openVideo({path.data(), length});
+}
+
+// Unless it plays again by now, or is about to.
+void pauseAtEnd() {
+    if (playback() && playback()->state() != PlaybackState::Playing && !playback()->isSeeking())
+        playback()->pause();
 }
 
 void onPlaybackNotice(WPARAM notice) {
@@ -138,7 +189,7 @@ void onPlaybackNotice(WPARAM notice) {
         engineFailed();
         break;
     case PLAYBACK_ENDED:
-        if (playback()) playback()->pause();
+        pauseAtEnd();
         break;
     case PLAYBACK_DEVICE_LOST:
         reopenAfterDeviceLoss(ui().tickMemory.wasPlaying);
@@ -146,92 +197,6 @@ void onPlaybackNotice(WPARAM notice) {
     default:
         break;
     }
-}
-
-void tickTransport() {
-    UiState& state = ui();
-    POINT cursor = {};
-    if (!state.fullscreen || !GetCursorPos(&cursor)) return;
-    switch (hideOrShowTransport(state.transportHiding, {cursor.x, cursor.y}, GetTickCount64(),
-                                IsWindowVisible(state.transport), state.volumeDragged)) {
-    case TransportChange::Show:
-        ShowWindow(state.transport, SW_SHOWNA);
-        break;
-    case TransportChange::Hide:
-        ShowWindow(state.transport, SW_HIDE);
-        break;
-    case TransportChange::None:
-        break;
-    }
-}
-
-void tickReveal(bool playing) {
-    UiState& state = ui();
-    if (state.firstFrameShown) return;
-    if (!isTimeToReveal({.presented = playback()->enginePresented(),
-                         .playing = playing,
-                         .sinceOpen = GetTickCount64() - state.openTick,
-                         .time = editState().playhead,
-                         .resumedAt = openState().resumedAt})) {
-        repaint(); // the dots of the loading card
-        return;
-    }
-    state.firstFrameShown = true;
-    ShowWindow(state.video, SW_SHOWNA);
-    playback()->requestRedraw();
-    repaint();
-}
-
-void tickPlayOn(bool playing) {
-    EditState& edit = editState();
-    if (!playing || playback()->isSeeking()) return;
-    const PlayOn step = playOn(edit.clips, edit.selectedClip, edit.playhead);
-    if (step.clip >= 0) edit.selectedClip = step.clip;
-    if (step.step == PlayOn::Step::Jump) seekTo(step.time);
-    if (step.step == PlayOn::Step::Pause) playback()->pause();
-}
-
-void tickTime() {
-    EditState& edit = editState();
-    if (!edit.videoLoaded || !playback()) return;
-    if (!ui().scrubbing && !playback()->isSeeking()) {
-        const double time = playback()->currentTime();
-        edit.playhead = std::min(std::max(time, 0.0), edit.duration);
-    }
-    const bool playing = playback()->state() == PlaybackState::Playing;
-    tickReveal(playing);
-    tickPlayOn(playing);
-    const TickChange change = noteTime(ui().tickMemory, edit.playhead, playing, edit.exportBusy);
-    if (!change.anything) return;
-    if (change.playingChanged) InvalidateRect(ui().transport, nullptr, FALSE);
-    if (change.period) SetTimer(ui().window, TICK_TIMER, *change.period, nullptr);
-    applyFadePreview();
-    repaintTimeline();
-}
-
-void onTimer(WPARAM timer) {
-    if (timer == TICK_TIMER) {
-        tickTransport();
-        tickTime();
-    } else if (timer == DIAGNOSTICS_TIMER) {
-        sampleResourceStats(ui().stats);
-        repaintDiagnostics();
-    }
-}
-
-} // namespace
-
-void updateControls() {
-    const UiState& state = ui();
-    if (!state.fullscreen)
-        ShowWindow(state.transport, editState().videoLoaded ? SW_SHOWNA : SW_HIDE);
-    InvalidateRect(state.transport, nullptr, FALSE);
-    repaint();
-}
-
-void beginReveal() {
-    ui().openTick = GetTickCount64();
-    SetTimer(ui().window, TICK_TIMER, PLAYING_TICK, nullptr);
 }
 
 LRESULT CALLBACK mainWindowProcedure(HWND window, UINT message, WPARAM wide, LPARAM lng) {
@@ -261,6 +226,11 @@ LRESULT CALLBACK mainWindowProcedure(HWND window, UINT message, WPARAM wide, LPA
     case WM_CLOSE:
         onClose(window);
         return 0;
+    case WM_QUERYENDSESSION:
+        return mayEndSession(window);
+    case WM_ENDSESSION:
+        onEndSession(window, wide != FALSE);
+        return 0;
     case WM_COMMAND:
         runCommand(LOWORD(wide), HIWORD(wide));
         return 0;
@@ -279,17 +249,60 @@ LRESULT CALLBACK mainWindowProcedure(HWND window, UINT message, WPARAM wide, LPA
     case WM_DPICHANGED:
         onDpiChanged(HIWORD(wide), reinterpret_cast<const RECT*>(lng));
         return 0;
+    case WM_EXPORT_FINISHED:
+        finishExport(wide != 0);
+        ui().tickMemory.wasPlaying = false; // what plays gets its quick tick back
+        return 0;
     case WM_PLAYBACK_NOTIFY:
         onPlaybackNotice(wide);
         return 0;
     default:
-        return DefWindowProcW(window, message, wide, lng);
+        return onTimelineMessage(window, message, wide, lng);
     }
 }
 
 // Its controls are to come.
 LRESULT CALLBACK transportProcedure(HWND window, UINT message, WPARAM wide, LPARAM lng) {
     return DefWindowProcW(window, message, wide, lng);
+}
+
+} // namespace
+
+void registerWindowClasses(HINSTANCE instance) {
+    WNDCLASSEXW transport = {};
+    transport.cbSize = sizeof transport;
+    transport.style = CS_HREDRAW | CS_VREDRAW;
+    transport.lpfnWndProc = transportProcedure;
+    transport.hInstance = instance;
+    transport.hCursor = LoadCursorW(nullptr, IDC_ARROW);
+    transport.lpszClassName = TRANSPORT_CLASS;
+    RegisterClassExW(&transport);
+
+    WNDCLASSEXW main = transport;
+    main.lpfnWndProc = mainWindowProcedure;
+    main.hIcon = LoadIconW(instance, MAKEINTRESOURCEW(ICON_ID));
+    main.hIconSm = static_cast<HICON>(LoadImageW(instance, MAKEINTRESOURCEW(ICON_ID), IMAGE_ICON,
+                                                 GetSystemMetrics(SM_CXSMICON),
+                                                 GetSystemMetrics(SM_CYSMICON), LR_DEFAULTCOLOR));
+    main.hbrBackground = static_cast<HBRUSH>(GetStockObject(BLACK_BRUSH));
+    main.lpszClassName = MAIN_WINDOW_CLASS;
+    RegisterClassExW(&main);
+}
+
+HWND createMainWindow(HINSTANCE instance) {
+    return CreateWindowExW(WS_EX_ACCEPTFILES, MAIN_WINDOW_CLASS, L"Velkantrix", WS_OVERLAPPEDWINDOW,
+                           CW_USEDEFAULT, CW_USEDEFAULT, WINDOW_WIDTH, WINDOW_HEIGHT, nullptr,
+                           nullptr, instance, nullptr);
+}
+
+void updateControls() {
+    const UiState& state = ui();
+    if (!editState().videoLoaded)
+        ShowWindow(state.transport, SW_HIDE);
+    else if (!state.fullscreen) // there it comes and goes with the mouse
+        ShowWindow(state.transport, SW_SHOWNA);
+    InvalidateRect(state.transport, nullptr, FALSE);
+    repaint();
 }
 
 } // namespace velkantrix

@@ -38,6 +38,11 @@ void setStyle(DWORD remove, DWORD add) {
     SetWindowLongPtrW(ui().window, GWL_STYLE, static_cast<LONG_PTR>((style & ~remove) | add));
 }
 
+void coverMonitor() {
+    move(ui().window, HWND_TOP, rectOf(monitorOf(ui().window, MONITOR_DEFAULTTONEAREST).rcMonitor),
+         SWP_NOOWNERZORDER | SWP_FRAMECHANGED);
+}
+
 void enterFullscreen() {
     UiState& state = ui();
     state.placementBefore.length = sizeof state.placementBefore;
@@ -45,10 +50,9 @@ void enterFullscreen() {
     state.menuBefore = GetMenu(state.window);
     state.fullscreen = true; // the messages that follow lay the window out
     SetMenu(state.window, nullptr);
-    setStyle(WS_OVERLAPPEDWINDOW, WS_POPUP);
-    move(state.window, HWND_TOP,
-         rectOf(monitorOf(state.window, MONITOR_DEFAULTTONEAREST).rcMonitor),
-         SWP_NOOWNERZORDER | SWP_FRAMECHANGED);
+    // One that counts as maximised would not be maximised again when it comes back.
+    setStyle(WS_OVERLAPPEDWINDOW | WS_MAXIMIZE, WS_POPUP);
+    coverMonitor();
     POINT cursor = {};
     GetCursorPos(&cursor);
     state.transportHiding = {{cursor.x, cursor.y}, GetTickCount64()};
@@ -79,8 +83,11 @@ void layOut() {
 }
 
 void sizeWindowToVideo() {
-    const UiState& state = ui();
+    UiState& state = ui();
     const VideoSize video = openState().videoSize;
+    // An icon has no middle to keep.
+    state.sizeWhenRestored = IsIconic(state.window) != FALSE;
+    if (state.sizeWhenRestored) return;
     if (video.width <= 0 || video.height <= 0 || state.fullscreen || IsZoomed(state.window)) return;
     const PixelSize client = clientSizeForVideo(video, state.doubled, state.dpi);
     RECT frame = {0, 0, client.width, client.height};
@@ -97,6 +104,17 @@ void sizeWindowToVideo() {
         std::max<std::int32_t>(frame.bottom - frame.top, S(LEAST_WINDOW_HEIGHT))};
     const PixelRect place = placeInWorkArea(size, rectOf(current), rectOf(monitor.rcWork));
     move(state.window, nullptr, place, SWP_NOZORDER | SWP_NOACTIVATE);
+}
+
+void followDpi(int dpi, const RECT* suggested) {
+    UiState& state = ui();
+    state.dpi = dpi;
+    if (state.fullscreen)
+        coverMonitor();
+    else if (suggested)
+        move(state.window, nullptr, rectOf(*suggested), SWP_NOZORDER | SWP_NOACTIVATE);
+    layOut(); // the size may be what it was
+    redrawVideo();
 }
 
 void placeWindowFirst() {

@@ -1,37 +1,40 @@
 #include "app/timeline_paint.h"
 
 #include <algorithm>
-#include <string>
+#include <optional>
 
-#include "app/fonts.h"
+#include "app/drawing_gdi.h"
 #include "app/layout.h"
-#include "app/palette.h"
-#include "app/resource_ids.h"
+#include "app/timeline_layout.h"
+#include "app/timeline_mouse.h"
 #include "app/ui_state.h"
+#include "app/window_drawing.h"
 #include "edit/edit_state.h"
+#include "edit/open_flow.h"
+#include "edit/rename.h"
+#include "edit/timeline_map.h"
+#include "export/export_job_core.h"
 #include "platform/gdi.h"
 
 namespace velkantrix {
 namespace {
 
-// In 96-dpi units.
-constexpr int STATUS_BAR = 36;
-constexpr int SIDE = 28;
-constexpr int CARD_MARGIN = 24;
-constexpr int CARD_FROM_BOTTOM = 246;
-constexpr int LEAST_CARD = 180;
-constexpr int BELOW_VIDEO = 222; // where the video's area ends, from the bottom
+constexpr int TIMELINE_STRIP = 240; // 96-dpi units from the bottom: with the playhead's line
 
-constexpr BYTE ICON_OPACITY = 205;
-constexpr std::uint64_t DOT_PERIOD = 400; // milliseconds
-constexpr UINT ONE_LINE = DT_SINGLELINE | DT_VCENTER | DT_NOPREFIX;
-
-// The window is drawn here first, and then copied: it never flickers.
-struct BackBuffer {
+// A picture of the window's size in memory. Assigning another one lets the dc go before the bitmap,
+// which can't be deleted while a dc has it.
+struct Layer {
     UniqueMemoryDc dc;
     UniqueBitmap bitmap;
     int width = 0;
     int height = 0;
+};
+
+// The window is drawn here first, and then copied: it never flickers.
+struct BackBuffer {
+    Layer window;
+    Layer strip;                           // the clips, as they were drawn last
+    std::optional<std::uint64_t> stripKey; // none: they aren't
     bool paintAll = true;
 };
 
@@ -40,97 +43,102 @@ BackBuffer& backBuffer() {
     return buffer;
 }
 
-bool fitBuffer(HDC screen, int width, int height) {
-    BackBuffer& buffer = backBuffer();
-    if (buffer.dc && width == buffer.width && height == buffer.height) return true;
-    buffer = {};
-    buffer.dc.reset(CreateCompatibleDC(screen));
-    buffer.bitmap.reset(CreateCompatibleBitmap(screen, width, height));
-    if (!buffer.dc || !buffer.bitmap) {
-        buffer = {};
+// Made anew, and black, when the size has changed.
+bool fitLayer(HDC screen, Layer& layer, int width, int height) {
+    if (layer.dc && width == layer.width && height == layer.height) return true;
+    layer = {};
+    layer.dc.reset(CreateCompatibleDC(screen));
+    layer.bitmap.reset(CreateCompatibleBitmap(screen, width, height));
+    if (!layer.dc || !layer.bitmap) {
+        layer = {};
         return false;
     }
-    SelectObject(buffer.dc.get(), buffer.bitmap.get());
-    PatBlt(buffer.dc.get(), 0, 0, width, height, BLACKNESS);
-    buffer.width = width;
-    buffer.height = height;
+    SelectObject(layer.dc.get(), layer.bitmap.get());
+    PatBlt(layer.dc.get(), 0, 0, width, height, BLACKNESS);
+    layer.width = width;
+    layer.height = height;
     return true;
 }
 
-void fill(HDC dc, const RECT& rect, COLORREF colour) {
-    SetDCBrushColor(dc, colour);
-    FillRect(dc, &rect, static_cast<HBRUSH>(GetStockObject(DC_BRUSH)));
+std::optional<PixelRect> videoOnScreen() {
+    const UiState& state = ui();
+    if (!IsWindowVisible(state.video)) return std::nullopt;
+    RECT rect = {};
+    GetWindowRect(state.video, &rect);
+    MapWindowPoints(nullptr, state.window, reinterpret_cast<POINT*>(&rect), 2);
+    return PixelRect{rect.left, rect.top, rect.right, rect.bottom};
 }
 
-void drawText(HDC dc, const std::wstring& text, RECT rect, Font which, COLORREF colour,
-              UINT format) {
-    const Selected selected(dc, font(which));
-    SetBkMode(dc, TRANSPARENT);
-    SetTextColor(dc, colour);
-    DrawTextW(dc, text.c_str(), static_cast<int>(text.size()), &rect, format | ONE_LINE);
+StripState stripState(const PixelRect& track) {
+    const EditState& edit = editState();
+    return {.track = track,
+            .dpi = ui().dpi,
+            .clips = &edit.clips,
+            .selectedClip = edit.selectedClip,
+            .selectedCut = edit.rollCutIndex,
+            .renamedClip = renameState().target,
+            .sourceDuration = edit.duration};
 }
 
-// The program's icon with its bottom edge at `bottom`, in the middle of the width.
-void drawIcon(HDC dc, int width, int bottom, int size, BYTE opacity) {
-    const auto icon =
-        static_cast<HICON>(LoadImageW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(ICON_ID),
-                                      IMAGE_ICON, size, size, LR_DEFAULTCOLOR));
-    if (!icon) return;
-    const int left = (width - size) / 2;
-    const int top = bottom - size;
-    const UniqueMemoryDc layer(CreateCompatibleDC(dc));
-    const UniqueBitmap bitmap(CreateCompatibleBitmap(dc, size, size));
-    if (layer && bitmap) {
-        const Selected selected(layer.get(), bitmap.get());
-        BitBlt(layer.get(), 0, 0, size, size, dc, left, top, SRCCOPY);
-        DrawIconEx(layer.get(), 0, 0, icon, size, size, 0, nullptr, DI_NORMAL);
-        AlphaBlend(dc, left, top, size, size, layer.get(), 0, 0, size, size,
-                   {AC_SRC_OVER, 0, opacity, 0});
+WindowState windowState(int width, int height) {
+    const UiState& state = ui();
+    const EditState& edit = editState();
+    const TimelineMouse& mouse = timelineMouse();
+    WindowState window;
+    window.client = {width, height};
+    window.dpi = state.dpi;
+    window.fullscreen = state.fullscreen;
+    window.videoLoaded = edit.videoLoaded;
+    window.firstFrameShown = state.firstFrameShown;
+    window.tick = GetTickCount64();
+    window.diagnostics = formatResourceLine(state.stats);
+    window.strip = stripState(timelineRect(window.client, state.dpi, state.fullscreen));
+    window.editedTime = currentEditedTime();
+    if (mouse.drag) window.cutDrag = mouse.drag->cut;
+    if (!renameState().open) window.hoverX = mouse.hoverX; // its box would lie around the field
+    window.scrubbing = mouse.scrub.has_value();
+    window.statusText = edit.statusText;
+    window.videoSize = openState().videoSize;
+    window.fileSize = openState().fileSize;
+    const ExportJobState& job = exportJob();
+    if (edit.exportBusy && job.exportExpected > 0)
+        window.exportShare = progressShare(job.exportProgress, job.exportExpected);
+    window.videoOnScreen = videoOnScreen();
+    return window;
+}
+
+void draw(HDC dc, const StripState& strip) {
+    Drawing drawing;
+    drawStrip(drawing, strip);
+    carryOut(dc, drawing);
+}
+
+// From the picture that is kept, unless a drag changes the clips with each of its steps.
+void paintStrip(HDC dc, const WindowState& window) {
+    const StripState& strip = window.strip;
+    if (!window.videoLoaded || strip.track.empty()) return;
+    BackBuffer& buffer = backBuffer();
+    if (window.cutDrag || !fitLayer(dc, buffer.strip, window.client.width, window.client.height))
+        return draw(dc, strip);
+    const std::uint64_t key = stripKey(strip);
+    if (buffer.stripKey != key) {
+        draw(buffer.strip.dc.get(), strip);
+        buffer.stripKey = key;
     }
-    DestroyIcon(icon);
-}
-
-void paintEmptyState(HDC dc, int width, int height) {
-    const int base = 2 * height / 5;
-    drawIcon(dc, width, base, S(124), 255);
-    drawText(dc, L"Cut the wait.", {0, base + S(6), width, base + S(56)}, Font::Hero, PRIMARY_TEXT,
-             DT_CENTER);
-    drawText(dc, L"Open a video. Slice what you don't need. Export without losing a pixel.",
-             {0, base + S(64), width, base + S(90)}, Font::Text, SECONDARY_TEXT, DT_CENTER);
-    drawText(dc, L"Ctrl+O   ·   File ▸ Open video   ·   or drop a file anywhere in this window",
-             {0, base + S(98), width, base + S(122)}, Font::Monospace, FAINT_TEXT, DT_CENTER);
-}
-
-void paintLoadingCard(HDC dc, int width, int height) {
-    const RECT card = {S(CARD_MARGIN), S(CARD_MARGIN), width - S(CARD_MARGIN),
-                       std::max(S(LEAST_CARD), height - S(CARD_FROM_BOTTOM)) + S(CARD_MARGIN)};
-    fill(dc, card, LOADING_CARD);
-    const int middle = (card.top + card.bottom) / 2;
-    drawIcon(dc, width, middle + S(4), S(96), ICON_OPACITY);
-    const std::size_t dots = GetTickCount64() / DOT_PERIOD % 4;
-    drawText(dc, L"Loading video" + std::wstring(dots, L'.'),
-             {0, middle + S(30), width, middle + S(62)}, Font::Text, SECONDARY_TEXT, DT_CENTER);
-}
-
-void paintStatusBar(HDC dc, int width, int height) {
-    const int top = height - S(STATUS_BAR);
-    fill(dc, {0, top, width, height}, BAR);
-    fill(dc, {0, top, width, top + 1}, BAR_EDGE);
-    drawText(dc, editState().statusText, {S(SIDE), top + S(2), width - S(SIDE), height - S(2)},
-             Font::Monospace, SECONDARY_TEXT, DT_RIGHT | DT_END_ELLIPSIS);
+    const PixelRect& track = strip.track;
+    BitBlt(dc, track.left, track.top, track.right - track.left, track.bottom - track.top,
+           buffer.strip.dc.get(), track.left, track.top, SRCCOPY);
 }
 
 void paintClient(HDC dc, int width, int height) {
-    fill(dc, {0, 0, width, height}, BACKGROUND);
-    if (ui().fullscreen) return;
-    if (editState().videoLoaded) {
-        if (!ui().firstFrameShown) paintLoadingCard(dc, width, height);
-        paintStatusBar(dc, width, height);
-    } else {
-        paintEmptyState(dc, width, height);
-    }
-    drawText(dc, formatResourceLine(ui().stats), {0, S(3), width - S(20), S(22)}, Font::Monospace,
-             DIAGNOSTICS_TEXT, DT_RIGHT);
+    const WindowState window = windowState(width, height);
+    Drawing below;
+    drawBackground(below, window);
+    carryOut(dc, below);
+    paintStrip(dc, window);
+    Drawing above;
+    drawForeground(above, window);
+    carryOut(dc, above);
 }
 
 } // namespace
@@ -142,12 +150,14 @@ void paintWindow(HWND window) {
     GetClientRect(window, &client);
     const int width = std::max<int>(client.right, 1);
     const int height = std::max<int>(client.bottom, 1);
-    if (screen && fitBuffer(screen, width, height)) {
-        BackBuffer& buffer = backBuffer();
+    BackBuffer& buffer = backBuffer();
+    const bool fresh = buffer.window.width != width || buffer.window.height != height;
+    if (fresh) buffer.stripKey.reset();
+    if (screen && fitLayer(screen, buffer.window, width, height)) {
         RECT dirty = paint.rcPaint;
-        if (buffer.paintAll || IsRectEmpty(&dirty)) dirty = {0, 0, width, height};
+        if (fresh || buffer.paintAll || IsRectEmpty(&dirty)) dirty = {0, 0, width, height};
         buffer.paintAll = false;
-        const HDC dc = buffer.dc.get();
+        const HDC dc = buffer.window.dc.get();
         SaveDC(dc);
         IntersectClipRect(dc, dirty.left, dirty.top, dirty.right, dirty.bottom);
         paintClient(dc, width, height);
@@ -174,7 +184,7 @@ void repaintTimeline() {
     if (ui().fullscreen) return;
     RECT strip = {};
     GetClientRect(ui().window, &strip);
-    strip.top = strip.bottom - S(BELOW_VIDEO);
+    strip.top = strip.bottom - S(TIMELINE_STRIP);
     InvalidateRect(ui().window, &strip, FALSE);
 }
 

@@ -6,7 +6,9 @@
 #include <cstdint>
 #include <memory>
 
+#include "app/recent_files.h"
 #include "app/ui_tick.h"
+#include "app/volume.h"
 #include "edit/clip_geometry.h"
 #include "playback/controller.h"
 #include "playback/diagnostics_text.h"
@@ -21,12 +23,12 @@ struct UiState {
     int dpi = USER_DEFAULT_SCREEN_DPI;
 
     bool firstFrameShown = false;
-    bool scrubbing = false;
     bool volumeDragged = false;
     bool doubled = false; // the video is shown with two pixels for each of its own
-    bool muted = false;
-    double volume = 1.0; // 0 to 1
+    Volume volume;
 
+    RecentFiles recentFiles;
+    bool sizeWhenRestored = false; // to the video that was opened while the window was minimised
     bool fullscreen = false;
     WINDOWPLACEMENT placementBefore = {sizeof(WINDOWPLACEMENT)}; // of fullscreen
     HMENU menuBefore = nullptr;
@@ -41,6 +43,10 @@ struct UiState {
 };
 
 UiState& ui();
+
+inline PlaybackController* playback() {
+    return ui().playback.get();
+}
 
 // A length of 96-dpi units in pixels of the window.
 inline int S(int units) {

@@ -40,25 +40,24 @@ bool isTimeToReveal(const RevealInput& input) {
            input.time > input.resumedAt + HAS_MOVED;
 }
 
-PlayOn playOn(const ClipList& clips, std::int32_t selectedClip, double time) {
+PlayOn playOn(const ClipList& clips, double time) {
     if (clips.empty()) return {};
     const std::int32_t next = clipNotOver(clips, time);
     if (next < 0) return {.step = PlayOn::Step::Pause};
     const auto index = static_cast<std::size_t>(next);
     const double start = clips[index].start;
-    if (time >= start) {
-        if (next == selectedClip) return {};
-        return {.step = PlayOn::Step::Select, .clip = next};
-    }
+    if (time >= start - SAME_PLACE) return {.clip = next}; // the engine's times are whole ticks
     // Nothing was removed between the two: it plays on by itself, without a jump that is seen.
     if (index > 0 && start - clips[index - 1].end <= SAME_PLACE &&
         time >= clips[index - 1].end - BEFORE_END)
-        return {};
+        return {.clip = next - 1};
     return {.step = PlayOn::Step::Jump, .clip = next, .time = start};
 }
 
-bool isAtTheEnd(const ClipList& clips, double time) {
-    return !clips.empty() && clipNotOver(clips, time) < 0;
+std::int32_t followedSelection(std::int32_t selected, std::int32_t playedBefore,
+                               std::int32_t played) {
+    const bool changed = played >= 0 && playedBefore >= 0 && played != playedBefore;
+    return changed && selected == playedBefore ? played : selected;
 }
 
 TickChange noteTime(TickMemory& memory, double time, bool playing, bool jobRuns) {
@@ -67,7 +66,8 @@ TickChange noteTime(TickMemory& memory, double time, bool playing, bool jobRuns)
     change.anything = change.playingChanged || std::abs(time - memory.paintedTime) > WORTH_PAINTING;
     if (!change.anything) return change;
     if (change.playingChanged && !jobRuns) change.period = playing ? PLAYING_TICK : IDLE_TICK;
-    memory = {time, playing};
+    memory.paintedTime = time;
+    memory.wasPlaying = playing;
     return change;
 }
 

@@ -14,7 +14,6 @@ namespace velkantrix {
 // Periods of timer 200, and of timer 201, in milliseconds.
 inline constexpr std::uint32_t IDLE_TICK = 250;
 inline constexpr std::uint32_t PLAYING_TICK = 33;
-inline constexpr std::uint32_t JOB_TICK = 100;
 inline constexpr std::uint32_t DIAGNOSTICS_TICK = 1000;
 
 struct ScreenPoint {
@@ -42,23 +41,32 @@ struct RevealInput {
 };
 bool isTimeToReveal(const RevealInput& input);
 
-// Removed parts are played over: where to go on from `time`.
+// Removed parts are played over: where to go on from `time`. Behind the last clip it ends.
 struct PlayOn {
-    enum class Step { Continue, Select, Jump, Pause };
+    enum class Step { Continue, Jump, Pause };
     Step step = Step::Continue;
-    std::int32_t clip = -1; // to select; -1 keeps the selection
+    std::int32_t clip = -1; // that is played, or jumped to; -1 when there is none
     double time = 0;        // to jump to
     bool operator==(const PlayOn&) const = default;
 };
-PlayOn playOn(const ClipList& clips, std::int32_t selectedClip, double time);
+PlayOn playOn(const ClipList& clips, double time);
 
-// Playing from here would end at once: it is to start at the beginning again.
-bool isAtTheEnd(const ClipList& clips, double time);
+// Where a step jumps to; -1 when it doesn't.
+inline double jumpTarget(const PlayOn& step) {
+    return step.step == PlayOn::Step::Jump ? step.time : -1;
+}
+
+// The clip to be selected when playing comes from one clip to another: the selection goes along,
+// unless the user has selected another clip.
+std::int32_t followedSelection(std::int32_t selected, std::int32_t playedBefore,
+                               std::int32_t played);
 
 // What has to be drawn again after the time has gone on.
 struct TickMemory {
     double paintedTime = 0;
     bool wasPlaying = false;
+    std::int32_t playedClip = -1; // at the last tick
+    double jumpedTo = -1;         // where playing went on last, until it is there
 };
 struct TickChange {
     bool anything = false;               // the strip is drawn again, the fade applied

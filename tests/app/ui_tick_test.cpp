@@ -48,54 +48,69 @@ TEST(IsTimeToReveal, WhenItPlaysWithoutOne) {
 // [0..10]  gap  [12..20] [20..30]
 const ClipList CLIPS{{.start = 0, .end = 10}, {.start = 12, .end = 20}, {.start = 20, .end = 30}};
 
-TEST(PlayOnOver, WithinTheSelectedClipItContinues) {
-    EXPECT_EQ(playOn(CLIPS, 0, 0), PlayOn{});
-    EXPECT_EQ(playOn(CLIPS, 0, 9.97), PlayOn{});
-    EXPECT_EQ(playOn(CLIPS, 1, 12), PlayOn{});
+TEST(PlayOnOver, WithinAClipItContinues) {
+    EXPECT_EQ(playOn(CLIPS, 0), (PlayOn{.clip = 0}));
+    EXPECT_EQ(playOn(CLIPS, 9.97), (PlayOn{.clip = 0}));
+    EXPECT_EQ(playOn(CLIPS, 12), (PlayOn{.clip = 1}));
 }
 
-TEST(PlayOnOver, AtAClipsEndItJumpsToTheNext) {
-    EXPECT_EQ(playOn(CLIPS, 0, 9.981), (PlayOn{Step::Jump, 1, 12}));
-    EXPECT_EQ(playOn(CLIPS, 0, 10), (PlayOn{Step::Jump, 1, 12}));
+TEST(PlayOnOver, TwentyMillisecondsBeforeAClipsEndItJumpsToTheNext) {
+    EXPECT_EQ(playOn(CLIPS, 9.981), (PlayOn{Step::Jump, 1, 12}));
+    EXPECT_EQ(playOn(CLIPS, 10), (PlayOn{Step::Jump, 1, 12}));
 }
 
 TEST(PlayOnOver, InARemovedPartItJumpsToTheNextClip) {
-    EXPECT_EQ(playOn(CLIPS, 0, 11), (PlayOn{Step::Jump, 1, 12}));
+    EXPECT_EQ(playOn(CLIPS, 11), (PlayOn{Step::Jump, 1, 12}));
     const ClipList later{{.start = 5, .end = 10}};
-    EXPECT_EQ(playOn(later, 0, 1), (PlayOn{Step::Jump, 0, 5}));
+    EXPECT_EQ(playOn(later, 1), (PlayOn{Step::Jump, 0, 5}));
 }
 
-TEST(PlayOnOver, ItIsTheClipUnderThePlayheadThatCounts) {
-    EXPECT_EQ(playOn(CLIPS, 2, 5), (PlayOn{Step::Select, 0, 0}));
-    EXPECT_EQ(playOn(CLIPS, 2, 9.99), (PlayOn{Step::Jump, 1, 12}));
+// The engine counts in ticks: where it stands may be half of one before the place it was sent to.
+TEST(PlayOnOver, ATickBeforeAClipIsInIt) {
+    EXPECT_EQ(playOn(CLIPS, 12 - 5e-8), (PlayOn{.clip = 1}));
+    EXPECT_EQ(playOn(CLIPS, 12 - 2e-6).step, Step::Jump);
+}
+
+TEST(JumpTarget, IsThePlaceOfAJumpAndNoOther) {
+    EXPECT_EQ(jumpTarget({.step = Step::Jump, .clip = 1, .time = 12}), 12);
+    EXPECT_EQ(jumpTarget({.clip = 1}), -1);
+    EXPECT_EQ(jumpTarget({.step = Step::Pause}), -1);
 }
 
 // A cut without anything removed is played through.
-TEST(PlayOnOver, OverACutWithoutAGapItOnlySelects) {
-    EXPECT_EQ(playOn(CLIPS, 1, 19.99), PlayOn{});
-    EXPECT_EQ(playOn(CLIPS, 1, 20), (PlayOn{Step::Select, 2, 0}));
+TEST(PlayOnOver, OverACutWithoutAGapItDoesNotJump) {
+    EXPECT_EQ(playOn(CLIPS, 19.99), (PlayOn{.clip = 1}));
+    EXPECT_EQ(playOn(CLIPS, 20), (PlayOn{.clip = 2}));
 }
 
 TEST(PlayOnOver, BehindTheLastClipItPauses) {
-    EXPECT_EQ(playOn(CLIPS, 2, 29.97), PlayOn{});
-    EXPECT_EQ(playOn(CLIPS, 2, 29.981).step, Step::Pause);
-    EXPECT_EQ(playOn(CLIPS, 0, 31).step, Step::Pause);
+    EXPECT_EQ(playOn(CLIPS, 29.97), (PlayOn{.clip = 2}));
+    EXPECT_EQ(playOn(CLIPS, 29.981), (PlayOn{.step = Step::Pause}));
+    EXPECT_EQ(playOn(CLIPS, 31), (PlayOn{.step = Step::Pause}));
 }
 
 TEST(PlayOnOver, WithoutClipsItContinues) {
-    EXPECT_EQ(playOn({}, -1, 5), PlayOn{});
+    EXPECT_EQ(playOn({}, 5), PlayOn{});
 }
 
-TEST(IsAtTheEnd, FromTwentyMillisecondsBeforeTheLastClipsEnd) {
-    EXPECT_FALSE(isAtTheEnd(CLIPS, 29.97));
-    EXPECT_TRUE(isAtTheEnd(CLIPS, 29.981));
-    EXPECT_TRUE(isAtTheEnd(CLIPS, 31));
-    EXPECT_FALSE(isAtTheEnd(CLIPS, 11));
-    EXPECT_FALSE(isAtTheEnd({}, 0));
+TEST(FollowedSelection, GoesFromClipToClipWithWhatIsPlayed) {
+    EXPECT_EQ(followedSelection(0, 0, 1), 1);
+    EXPECT_EQ(followedSelection(1, 1, 0), 0);
+}
+
+TEST(FollowedSelection, StaysWhereTheUserPutIt) {
+    EXPECT_EQ(followedSelection(2, 0, 0), 2);
+    EXPECT_EQ(followedSelection(2, 0, 1), 2);
+    EXPECT_EQ(followedSelection(-1, 0, 1), -1);
+}
+
+TEST(FollowedSelection, StaysWhenNothingWasOrIsPlayed) {
+    EXPECT_EQ(followedSelection(-1, -1, 1), -1);
+    EXPECT_EQ(followedSelection(0, 0, -1), 0);
 }
 
 TEST(NoteTime, AMoveOfMoreThanFiveMillisecondsIsPainted) {
-    TickMemory memory{2, false};
+    TickMemory memory{.paintedTime = 2};
     EXPECT_FALSE(noteTime(memory, 2.005, false, false).anything);
     EXPECT_FALSE(noteTime(memory, 1.995, false, false).anything);
     const TickChange change = noteTime(memory, 2.006, false, false);
@@ -106,13 +121,13 @@ TEST(NoteTime, AMoveOfMoreThanFiveMillisecondsIsPainted) {
 }
 
 TEST(NoteTime, SmallMovesAddUp) {
-    TickMemory memory{2, false};
+    TickMemory memory{.paintedTime = 2};
     EXPECT_FALSE(noteTime(memory, 2.004, false, false).anything);
     EXPECT_TRUE(noteTime(memory, 2.008, false, false).anything);
 }
 
 TEST(NoteTime, ThePaceFollowsPlaying) {
-    TickMemory memory{2, false};
+    TickMemory memory{.paintedTime = 2};
     TickChange change = noteTime(memory, 2, true, false);
     EXPECT_TRUE(change.anything);
     EXPECT_TRUE(change.playingChanged);
@@ -122,7 +137,7 @@ TEST(NoteTime, ThePaceFollowsPlaying) {
 }
 
 TEST(NoteTime, AJobKeepsItsPace) {
-    TickMemory memory{2, false};
+    TickMemory memory{.paintedTime = 2};
     const TickChange change = noteTime(memory, 2, true, true);
     EXPECT_TRUE(change.playingChanged);
     EXPECT_FALSE(change.period);

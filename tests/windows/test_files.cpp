@@ -55,6 +55,18 @@ void writeBytes(const std::wstring& path, const std::vector<char>& bytes) {
     ASSERT_TRUE(file.good());
 }
 
+std::vector<std::wstring> filesIn(const std::wstring& folder) {
+    std::vector<std::wstring> names;
+    WIN32_FIND_DATAW found;
+    const UniqueSearch search(FindFirstFileW((folder + L"\\*").c_str(), &found));
+    if (!search) return names;
+    do {
+        const std::wstring name = found.cFileName;
+        if (name != L"." && name != L"..") names.push_back(name);
+    } while (FindNextFileW(search.get(), &found));
+    return names;
+}
+
 void FolderTest::SetUp() {
     const testing::TestInfo* test = testing::UnitTest::GetInstance()->current_test_info();
     folder_ = folderOf(L"VELKANTRIX_SCRATCH");
@@ -74,15 +86,7 @@ std::wstring FolderTest::inFolder(const std::wstring& name) const {
 }
 
 std::vector<std::wstring> FolderTest::filesInFolder() const {
-    std::vector<std::wstring> names;
-    WIN32_FIND_DATAW found;
-    const UniqueSearch search(FindFirstFileW((folder_ + L"\\*").c_str(), &found));
-    if (!search) return names;
-    do {
-        const std::wstring name = found.cFileName;
-        if (name != L"." && name != L"..") names.push_back(name);
-    } while (FindNextFileW(search.get(), &found));
-    return names;
+    return filesIn(folder_);
 }
 
 void FolderTest::clear() const {

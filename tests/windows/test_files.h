@@ -19,6 +19,8 @@ std::wstring mediaFile(const std::wstring& name);
 
 bool exists(const std::wstring& path);
 std::vector<char> bytesOf(const std::wstring& path);
+// Of everything in a folder.
+std::vector<std::wstring> filesIn(const std::wstring& folder);
 void writeBytes(const std::wstring& path, const std::vector<char>& bytes);
 
 // Gives each test an empty folder of its own.

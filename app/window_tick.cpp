@@ -1,0 +1,102 @@
+#include "app/window_tick.h"
+
+#include <utility>
+
+#include "app/commands.h"
+#include "app/timeline_paint.h"
+#include "app/ui_state.h"
+#include "edit/edit_state.h"
+#include "edit/fades.h"
+#include "edit/open_flow.h"
+#include "export/export_job_core.h"
+#include "playback/resource_stats.h"
+
+namespace velkantrix {
+namespace {
+
+void tickTransport() {
+    UiState& state = ui();
+    POINT cursor = {};
+    if (!state.fullscreen || !editState().videoLoaded || !GetCursorPos(&cursor)) return;
+    switch (hideOrShowTransport(state.transportHiding, {cursor.x, cursor.y}, GetTickCount64(),
+                                IsWindowVisible(state.transport), state.volumeDragged)) {
+    case TransportChange::Show:
+        ShowWindow(state.transport, SW_SHOWNA);
+        break;
+    case TransportChange::Hide:
+        ShowWindow(state.transport, SW_HIDE);
+        break;
+    case TransportChange::None:
+        break;
+    }
+}
+
+void tickReveal(bool playing) {
+    UiState& state = ui();
+    if (state.firstFrameShown) return;
+    if (!isTimeToReveal({.presented = playback()->enginePresented(),
+                         .playing = playing,
+                         .sinceOpen = GetTickCount64() - state.openTick,
+                         .time = editState().playhead,
+                         .resumedAt = openState().resumedAt})) {
+        repaint(); // the dots of the loading card
+        return;
+    }
+    state.firstFrameShown = true;
+    ShowWindow(state.video, SW_SHOWNA);
+    playback()->requestRedraw();
+    repaint();
+}
+
+void tickPlayOn(bool playing) {
+    EditState& edit = editState();
+    if (playback()->isSeeking()) return;
+    const PlayOn step = playOn(edit.clips, edit.playhead);
+    const std::int32_t before = std::exchange(ui().tickMemory.playedClip, step.clip);
+    if (!playing) return;
+    edit.selectedClip = followedSelection(edit.selectedClip, before, step.clip);
+    if (step.step == PlayOn::Step::Pause) playback()->pause();
+    const double jumpedBefore = std::exchange(ui().tickMemory.jumpedTo, jumpTarget(step));
+    // An engine that says the time of the frame that it landed on may be a little before the place.
+    if (step.step == PlayOn::Step::Jump && step.time != jumpedBefore) jumpTo(step);
+}
+
+void tickTime() {
+    const EditState& edit = editState();
+    // The old time stays until the engine has the file again.
+    if (openState().phase == OpenPhase::Reopening) return repaint();
+    takeEngineTime();
+    const bool loaded = edit.videoLoaded && playback();
+    const bool playing = loaded && playback()->state() == PlaybackState::Playing;
+    if (loaded) {
+        tickReveal(playing);
+        tickPlayOn(playing);
+    }
+    const TickChange change = noteTime(ui().tickMemory, edit.playhead, playing, edit.exportBusy);
+    if (!change.anything) return;
+    if (change.playingChanged) InvalidateRect(ui().transport, nullptr, FALSE);
+    if (change.period) SetTimer(ui().window, TICK_TIMER, *change.period, nullptr);
+    applyFadePreview();
+    repaintTimeline();
+}
+
+} // namespace
+
+void onTimer(UINT_PTR timer) {
+    if (timer == TICK_TIMER) {
+        tickTransport();
+        refreshExportProgress();
+        tickTime();
+    } else if (timer == DIAGNOSTICS_TIMER) {
+        sampleResourceStats(ui().stats);
+        repaintDiagnostics();
+    }
+}
+
+void beginReveal() {
+    ui().openTick = GetTickCount64();
+    ui().tickMemory = {};
+    SetTimer(ui().window, TICK_TIMER, PLAYING_TICK, nullptr);
+}
+
+} // namespace velkantrix
