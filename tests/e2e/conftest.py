@@ -1,25 +1,17 @@
 """What the end-to-end tests share: the program as it is shipped, the sample recordings, and a way to run
 one on the other. Run inside the rig by tools/test."""
-import os
 import subprocess
 import sys
-from pathlib import Path
 
 import pytest
+from places import BUILD, ROOT, RUN, windows_path
+from window import LOGGED, Window
 
-ROOT = Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "tests" / "support"))
 import make_media  # noqa: E402
 from choice import pytest_addoption, pytest_collection_modifyitems  # noqa: E402, F401
 
-BUILD = Path(os.environ.get("VELKANTRIX_BUILD", ROOT / "build" / "windows-release"))
-RUN = os.environ.get("VELKANTRIX_RUN", str(ROOT / "tools" / "rig" / "run"))
 LONGEST_RUN = 120  # seconds; a run that takes longer hangs
-
-
-def windows_path(path):
-    """A path of this machine as a Windows program sees it."""
-    return "Z:" + str(path).replace("/", "\\")
 
 
 @pytest.fixture(scope="session")
@@ -56,3 +48,55 @@ class Cut:
 @pytest.fixture
 def cut():
     return Cut()
+
+
+@pytest.fixture
+def start(tmp_path):
+    """Starts the window's program, once or several times; what still runs in the end is ended."""
+    windows = []
+
+    def start_one(*arguments, **more):
+        window = Window(tmp_path, *arguments, **more)
+        windows.append(window)
+        window.wait_for_window()
+        return window
+
+    yield start_one
+    for window in windows:
+        window.end()
+
+
+@pytest.fixture
+def play(start, media):
+    """Starts the program with a recording and waits for its picture."""
+
+    def start_playing(name="closed", **more):
+        window = start(windows_path(media / f"{name}.mp4"), **more)
+        window.wait_for_picture()
+        return window
+
+    return start_playing
+
+
+@pytest.fixture
+def playing(play):
+    """A recording that plays, with its logs."""
+    return play(environment=LOGGED)
+
+
+@pytest.fixture
+def paused(playing):
+    """A recording that stands still at its beginning."""
+    playing.pause()
+    playing.seek("HOME")  # a frame offered just before may land it, and the right one follows
+    assert playing.wait_until_still() == 0
+    return playing
+
+
+@pytest.fixture
+def edited(paused):
+    """A recording with a cut in it, at 5 seconds."""
+    paused.seek("RIGHT")
+    paused.keys("S")
+    paused.wait_for_text("Split created")
+    return paused

@@ -2,22 +2,33 @@
 // what a user sees. Reads a command a line from standard input and answers each with one line of
 // JSON on standard output:
 //
-//     state                     the window, its children, who has the focus
-//     keys NAME[+NAME]...       presses keys together: CTRL SHIFT SPACE ENTER ESC LEFT A B F11
-//     PERIOD ... type TEXT                 types the text move X Y | click X Y | doubleclick X Y |
-//     press X Y | release X Y     on the screen box                       the message box or dialog
-//     that is open: title, texts, buttons answer ID                 presses the button of that box
-//     post MESSAGE W L          posts a message to the window, numbers in decimal
-//     size W H | minimise | restore | maximise
-//     exit-code                 waits for the program to end; -1 when it does not
-//     quit                      ends the program, if it still runs, and this one
+//     state                the window, its children from the top one down, who has the focus
+//     keys NAME[+NAME]...  presses keys together: CTRL SHIFT SPACE ENTER ESC LEFT A F11 PERIOD ...
+//     type TEXT            types the text
+//     move X Y             moves the mouse, on the screen
+//     click X Y            likewise with the left button; so do doubleclick, press, release
+//                          and, with the other button, rightclick
+//     box                  the message box or dialog that is open: title, texts, choices, buttons;
+//                          and how many there are
+//     menu                 whether a popup menu is open
+//     answer ID            presses the button of that box
+//     post MESSAGE W L     posts a message to the window, numbers in decimal
+//     size W H [COUNT]     gives the window a size; COUNT sizes in a row, each a pixel wider
+//     minimise             so do restore and maximise
+//     exit-code            waits for the program to end; -1 when it does not
+//     quit                 ends the program, if it still runs, and this one
+//
+// No command waits for the program, but `exit-code`, for ten seconds, and what types, for five,
+// until it is in front.
 #include <windows.h>
 
+#include <algorithm>
 #include <iostream>
-#include <map>
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include "tests/e2e/user_input.h"
 
 namespace {
 
@@ -83,11 +94,12 @@ std::wstring classOf(HWND window) {
 
 struct Search {
     const wchar_t* kind;
-    HWND found;
+    HWND found; // the top one
+    int count;
 };
 
-HWND findWindow(const wchar_t* kind) {
-    Search search{kind, nullptr};
+Search search(const wchar_t* kind) {
+    Search search{kind, nullptr, 0};
     EnumWindows(
         [](HWND window, LPARAM data) -> BOOL {
             auto* const wanted = reinterpret_cast<Search*>(data);
@@ -95,11 +107,15 @@ HWND findWindow(const wchar_t* kind) {
             GetWindowThreadProcessId(window, &owner);
             if (owner != processId || classOf(window) != wanted->kind || !IsWindowVisible(window))
                 return TRUE;
-            wanted->found = window;
-            return FALSE;
+            if (wanted->count++ == 0) wanted->found = window;
+            return TRUE;
         },
         reinterpret_cast<LPARAM>(&search));
-    return search.found;
+    return search;
+}
+
+HWND findWindow(const wchar_t* kind) {
+    return search(kind).found;
 }
 
 std::string rectJson(HWND window) {
@@ -142,8 +158,32 @@ std::string state() {
     return out.str();
 }
 
+LRESULT askControl(HWND control, UINT message, WPARAM wide, LPARAM lng) {
+    DWORD_PTR result = 0;
+    if (!SendMessageTimeoutW(control, message, wide, lng, SMTO_ABORTIFHUNG, 2000, &result))
+        return 0;
+    return static_cast<LRESULT>(result);
+}
+
+// The items of every list to choose from, one after the other.
+std::string choices(HWND box) {
+    std::string items;
+    for (HWND list = nullptr; (list = FindWindowExW(box, list, L"ComboBox", nullptr)) != nullptr;) {
+        const LRESULT count = askControl(list, CB_GETCOUNT, 0, 0);
+        for (LRESULT i = 0; i < count; ++i) {
+            std::wstring text(1024, L'\0');
+            const LRESULT length = askControl(list, CB_GETLBTEXT, static_cast<WPARAM>(i),
+                                              reinterpret_cast<LPARAM>(text.data()));
+            text.resize(static_cast<std::size_t>(std::max<LRESULT>(length, 0)));
+            items += (items.empty() ? "" : ",") + quoted(text);
+        }
+    }
+    return items;
+}
+
 std::string box() {
-    const HWND window = findWindow(L"#32770");
+    const Search boxes = search(L"#32770");
+    const HWND window = boxes.found;
     if (!window) return "{\"box\":null}";
     std::ostringstream out;
     out << "{\"box\":{\"title\":" << quoted(textOf(window)) << ",\"texts\":[";
@@ -160,90 +200,29 @@ std::string box() {
     GUITHREADINFO thread = {};
     thread.cbSize = sizeof thread;
     GetGUIThreadInfo(GetWindowThreadProcessId(window, nullptr), &thread);
-    out << "],\"buttons\":[" << buttons << "],\"focus\":" << GetDlgCtrlID(thread.hwndFocus) << "}}";
+    out << "],\"choices\":[" << choices(window) << "],\"buttons\":[" << buttons
+        << "],\"focus\":" << GetDlgCtrlID(thread.hwndFocus) << ",\"count\":" << boxes.count << "}}";
     return out.str();
 }
 
-const std::map<std::string, WORD>& namedKeys() {
-    static const std::map<std::string, WORD> keys = {{"CTRL", VK_CONTROL},
-                                                     {"SHIFT", VK_SHIFT},
-                                                     {"ALT", VK_MENU},
-                                                     {"SPACE", VK_SPACE},
-                                                     {"ENTER", VK_RETURN},
-                                                     {"ESC", VK_ESCAPE},
-                                                     {"LEFT", VK_LEFT},
-                                                     {"RIGHT", VK_RIGHT},
-                                                     {"UP", VK_UP},
-                                                     {"DOWN", VK_DOWN},
-                                                     {"HOME", VK_HOME},
-                                                     {"END", VK_END},
-                                                     {"DELETE", VK_DELETE},
-                                                     {"TAB", VK_TAB},
-                                                     {"F2", VK_F2},
-                                                     {"F11", VK_F11},
-                                                     {"PERIOD", VK_OEM_PERIOD},
-                                                     {"COMMA", VK_OEM_COMMA},
-                                                     {"BRACKET6", VK_OEM_6},
-                                                     {"BRACKET4", VK_OEM_4},
-                                                     {"APPS", VK_APPS},
-                                                     {"F10", VK_F10},
-                                                     {"F4", VK_F4}};
-    return keys;
-}
-
-void key(WORD code, bool up) {
-    INPUT input = {};
-    input.type = INPUT_KEYBOARD;
-    input.ki.wVk = code;
-    const bool extended = code == VK_LEFT || code == VK_RIGHT || code == VK_UP || code == VK_DOWN ||
-                          code == VK_HOME || code == VK_END || code == VK_DELETE;
-    input.ki.dwFlags = (up ? KEYEVENTF_KEYUP : 0U) | (extended ? KEYEVENTF_EXTENDEDKEY : 0U);
-    SendInput(1, &input, sizeof input);
-}
-
-std::string pressKeys(const std::string& names) {
-    std::vector<WORD> codes;
-    std::istringstream words(names);
-    for (std::string name; std::getline(words, name, '+');) {
-        const auto named = namedKeys().find(name);
-        if (named != namedKeys().end())
-            codes.push_back(named->second);
-        else if (name.size() == 1)
-            codes.push_back(static_cast<WORD>(name[0]));
-        else
-            return "{\"error\":\"no such key\"}";
+// Keys go to what is in front, which a new window is only a little after it is there. Another
+// program may have taken its place since; then a user would fetch it.
+bool waitUntilInFront() {
+    for (int tries = 0; tries < 500; ++tries) {
+        DWORD owner = 0;
+        GetWindowThreadProcessId(GetForegroundWindow(), &owner);
+        if (owner == processId) return true;
+        const HWND box = findWindow(L"#32770");
+        if (tries == 100) SetForegroundWindow(box ? box : findWindow(MAIN_CLASS));
+        Sleep(10);
     }
-    for (const WORD code : codes) key(code, false);
-    for (auto code = codes.rbegin(); code != codes.rend(); ++code) key(*code, true);
-    return "{}";
+    return false;
 }
 
-void typeText(const std::wstring& text) {
-    for (const wchar_t letter : text) {
-        for (const DWORD up : {DWORD{0}, DWORD{KEYEVENTF_KEYUP}}) {
-            INPUT input = {};
-            input.type = INPUT_KEYBOARD;
-            input.ki.wScan = letter;
-            input.ki.dwFlags = KEYEVENTF_UNICODE | up;
-            SendInput(1, &input, sizeof input);
-        }
-    }
-}
-
-void mouse(DWORD flags, int x, int y) {
-    const int width = GetSystemMetrics(SM_CXSCREEN);
-    const int height = GetSystemMetrics(SM_CYSCREEN);
-    INPUT input = {};
-    input.type = INPUT_MOUSE;
-    input.mi.dx = (x * 65536 + width - 1) / width;
-    input.mi.dy = (y * 65536 + height - 1) / height;
-    input.mi.dwFlags = MOUSEEVENTF_ABSOLUTE | MOUSEEVENTF_MOVE | flags;
-    SendInput(1, &input, sizeof input);
-}
-
-void click(int x, int y) {
-    mouse(MOUSEEVENTF_LEFTDOWN, x, y);
-    mouse(MOUSEEVENTF_LEFTUP, x, y);
+void resize(HWND window, int width, int height, int count) {
+    for (int i = 0; i < std::max(count, 1); ++i)
+        SetWindowPos(window, nullptr, 0, 0, width + i, height,
+                     SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE | SWP_ASYNCWINDOWPOS);
 }
 
 std::string answer(int button) {
@@ -259,12 +238,16 @@ std::string perform(const std::string& line) {
     std::string verb;
     words >> verb;
     if (verb == "state") return state();
+    if (verb == "menu") return findWindow(L"#32768") ? "{\"menu\":true}" : "{\"menu\":false}";
     if (verb == "box") return box();
     std::string rest;
     if (verb == "keys" || verb == "type") {
+        if (!waitUntilInFront()) return "{\"error\":\"not in front\"}";
         std::getline(words >> std::ws, rest);
-        if (verb == "keys") return pressKeys(rest);
-        typeText(wide(rest));
+        if (verb == "type")
+            typeText(wide(rest));
+        else if (!pressKeys(rest))
+            return "{\"error\":\"no such key\"}";
         return "{}";
     }
     long long a = 0;
@@ -283,12 +266,14 @@ std::string perform(const std::string& line) {
         mouse(MOUSEEVENTF_LEFTUP, x, y);
     else if (verb == "click")
         click(x, y);
+    else if (verb == "rightclick")
+        rightClick(x, y);
     else if (verb == "doubleclick")
         click(x, y), click(x, y);
     else if (verb == "post")
         PostMessageW(window, static_cast<UINT>(a), static_cast<WPARAM>(b), static_cast<LPARAM>(c));
     else if (verb == "size")
-        SetWindowPos(window, nullptr, 0, 0, x, y, SWP_NOMOVE | SWP_NOZORDER);
+        resize(window, x, y, static_cast<int>(c));
     else if (verb == "minimise")
         ShowWindowAsync(window, SW_MINIMIZE);
     else if (verb == "restore")
@@ -300,10 +285,20 @@ std::string perform(const std::string& line) {
     return "{}";
 }
 
+// However this program ends, the one that it drives ends with it.
+bool endTogether(HANDLE process) {
+    JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits = {};
+    limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE;
+    const HANDLE job = CreateJobObjectW(nullptr, nullptr); // closed by the system
+    return job &&
+           SetInformationJobObject(job, JobObjectExtendedLimitInformation, &limits,
+                                   sizeof limits) &&
+           AssignProcessToJobObject(job, process);
+}
+
 } // namespace
 
-// drive-window PROGRAM ARGUMENT...: starts the program and drives it; says its exit code at the
-// end.
+// 0 at the end, whatever the program's own code; 2 and 3 when there was nothing to drive.
 int wmain(int count, wchar_t** words) {
     if (count < 2) return 2;
     SetProcessDpiAwarenessContext(DPI_AWARENESS_CONTEXT_PER_MONITOR_AWARE_V2);
@@ -316,6 +311,10 @@ int wmain(int count, wchar_t** words) {
     if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
                         &startup, &process))
         return 3;
+    if (!endTogether(process.hProcess)) {
+        TerminateProcess(process.hProcess, 99);
+        return 3;
+    }
     processId = process.dwProcessId;
     for (std::string line; std::getline(std::cin, line);) {
         if (!line.empty() && line.back() == '\r') line.pop_back();

@@ -5,12 +5,12 @@ import re
 import signal
 import subprocess
 
-import conftest
 import make_media
+import places
 import pytest
 import recording
 
-ROOT = conftest.ROOT
+ROOT = places.ROOT
 
 
 def files_in(folder):
@@ -143,8 +143,8 @@ def test_a_file_of_the_temporary_name_is_somebody_elses(cut, media, tmp_path):
 
 
 def test_a_url_is_no_source(cut, media, tmp_path):
-    url = "file:///" + conftest.windows_path(media / "closed.mp4").replace("\\", "/")
-    result = cut.raw(url, conftest.windows_path(tmp_path / "cut.mp4"), "--keep", "1-2")
+    url = "file:///" + places.windows_path(media / "closed.mp4").replace("\\", "/")
+    result = cut.raw(url, places.windows_path(tmp_path / "cut.mp4"), "--keep", "1-2")
     assert result.returncode == 1
     assert not files_in(tmp_path)
 
@@ -165,7 +165,7 @@ def test_json_lines_tell_progress_and_result(cut, media, tmp_path):
     assert progress[-1]["seconds"] == 39
     assert [e["seconds"] for e in progress[:-1]].count(39) == 0
     assert done["event"] == "done"
-    assert done["output"] == conftest.windows_path(output)
+    assert done["output"] == places.windows_path(output)
     assert done["length"] == pytest.approx(39, abs=0.05)
 
 
@@ -180,16 +180,16 @@ def test_json_tells_a_failure_too(cut, media, tmp_path):
 def test_without_a_console_there_is_no_progress_line(cut, media, tmp_path):
     result = cut(media / "large.mp4", tmp_path / "cut.mp4", "0-39")
     assert result.stderr == ""
-    assert result.stdout == f"Wrote {conftest.windows_path(tmp_path / 'cut.mp4')}: 00:39.019 (00:39.000 asked for)\n"
+    assert result.stdout == f"Wrote {places.windows_path(tmp_path / 'cut.mp4')}: 00:39.019 (00:39.000 asked for)\n"
 
 
 def test_a_console_shows_one_line_with_the_time_left(cut, media, tmp_path):
-    driver = conftest.BUILD / "tests" / "e2e" / "show-console.exe"
+    driver = places.BUILD / "tests" / "e2e" / "show-console.exe"
     output = tmp_path / "cut.mp4"
     # The same part over and over: long enough for many looks at the screen.
     result = subprocess.run(
-        [conftest.RUN, str(driver), conftest.windows_path(cut.program), conftest.windows_path(media / "large.mp4"),
-         conftest.windows_path(output), *["--keep", "0-39"] * 6],
+        [places.RUN, str(driver), places.windows_path(cut.program), places.windows_path(media / "large.mp4"),
+         places.windows_path(output), *["--keep", "0-39"] * 6],
         capture_output=True, text=True, encoding="utf-8", timeout=60, check=False)
     output.unlink()
     assert result.returncode == 0, result
@@ -233,7 +233,7 @@ def test_the_source_is_never_the_output(cut, media, tmp_path, name):
     source.write_bytes((media / "closed.mp4").read_bytes())
     (tmp_path / "link.mp4").hardlink_to(source)
     before = make_media.digest(source)
-    result = cut.raw(conftest.windows_path(source), conftest.windows_path(tmp_path) + "\\" +
+    result = cut.raw(places.windows_path(source), places.windows_path(tmp_path) + "\\" +
                      name.replace("/", "\\"), "--keep", "1-2")
     assert result.returncode == 1
     assert result.stderr == "velkantrix-cut: The export would overwrite the video it is reading.\n"
@@ -247,7 +247,7 @@ def test_the_source_is_never_the_output(cut, media, tmp_path, name):
 def test_ctrl_c_cancels_and_leaves_nothing(cut, media, tmp_path):
     """A driver inside Windows starts the program in a console of its own and presses Ctrl+C there, at
     twenty moments. Every second time a file stands in the output's place already."""
-    driver = conftest.BUILD / "tests" / "e2e" / "press-ctrl-c.exe"
+    driver = places.BUILD / "tests" / "e2e" / "press-ctrl-c.exe"
     output = tmp_path / "cut.mp4"
     before = make_media.digest(media / "large.mp4")
     moments = random.Random(20261120)
@@ -258,8 +258,8 @@ def test_ctrl_c_cancels_and_leaves_nothing(cut, media, tmp_path):
         if i % 2:
             output.write_text("old", encoding="utf-8")
         result = subprocess.run(
-            [conftest.RUN, str(driver), str(moments.randrange(0, 1000)), conftest.windows_path(cut.program),
-             conftest.windows_path(media / "large.mp4"), conftest.windows_path(output),
+            [places.RUN, str(driver), str(moments.randrange(0, 1000)), places.windows_path(cut.program),
+             places.windows_path(media / "large.mp4"), places.windows_path(output),
              *["--keep", "0-39"] * 6],
             capture_output=True, text=True, encoding="utf-8", timeout=60, check=False)
         assert result.returncode in ended, result

@@ -2,7 +2,7 @@
 import re
 import subprocess
 
-import conftest
+import places
 import pytest
 
 WINDOW_PROGRAM = "app/Velkantrix.exe"
@@ -11,8 +11,8 @@ PROGRAMS = [WINDOW_PROGRAM, "tools/velkantrix-cut/velkantrix-cut.exe", "tools/ve
 # Libraries that every edition of the operating system has. Not those of Media Foundation, which N editions
 # lack, nor those that only some uses of the program need: they are loaded when they are needed.
 OF_THE_SYSTEM = {"advapi32.dll", "comctl32.dll", "d3d11.dll", "dwmapi.dll", "gdi32.dll", "kernel32.dll",
-                 "msimg32.dll", "msvcrt.dll", "ole32.dll", "oleaut32.dll", "shell32.dll", "user32.dll",
-                 "winmm.dll"}
+                 "msimg32.dll", "msvcrt.dll", "ole32.dll", "oleaut32.dll", "shell32.dll", "shlwapi.dll",
+                 "user32.dll", "winmm.dll"}
 
 
 def objdump(*words):
@@ -22,7 +22,7 @@ def objdump(*words):
 
 @pytest.fixture(params=PROGRAMS)
 def program(request):
-    return conftest.BUILD / request.param
+    return places.BUILD / request.param
 
 
 def test_addresses_are_random_and_data_is_not_executable(program):
@@ -47,7 +47,7 @@ def test_symbols_lie_beside_it(program):
 
 
 def test_its_resource_holds_the_projects_version(program):
-    listed = (conftest.ROOT / "CMakeLists.txt").read_text(encoding="utf-8")
+    listed = (places.ROOT / "CMakeLists.txt").read_text(encoding="utf-8")
     version = listed.split("project(velkantrix VERSION ")[1].split()[0]
     assert ("ProductVersion\0" + version).encode("utf-16-le") in \
         program.read_bytes().replace(b"\0\0\0\0", b"\0\0")
@@ -61,11 +61,11 @@ def test_its_manifest_asks_for_long_paths_and_no_more_rights(program):
 
 
 def test_the_window_program_is_small():
-    assert (conftest.BUILD / WINDOW_PROGRAM).stat().st_size < 1_000_000
+    assert (places.BUILD / WINDOW_PROGRAM).stat().st_size < 1_000_000
 
 
 def test_the_window_programs_manifest_asks_for_new_controls_and_leaves_the_dpi_alone():
-    data = (conftest.BUILD / WINDOW_PROGRAM).read_bytes()
+    data = (places.BUILD / WINDOW_PROGRAM).read_bytes()
     assert b'name="Microsoft.Windows.Common-Controls" version="6.0.0.0"' in data
     assert b"{8e0f7a12-bfb3-4fe8-b9a5-48fd50a15a9a}" in data
     assert b"dpiAware" not in data
@@ -73,5 +73,5 @@ def test_the_window_programs_manifest_asks_for_new_controls_and_leaves_the_dpi_a
 
 def test_the_icon_is_what_the_script_draws(tmp_path):
     drawn = tmp_path / "drawn.ico"
-    subprocess.run(["python3", str(conftest.ROOT / "tools" / "make_icon.py"), str(drawn)], check=True)
-    assert drawn.read_bytes() == (conftest.ROOT / "app" / "velkantrix.ico").read_bytes()
+    subprocess.run(["python3", str(places.ROOT / "tools" / "make_icon.py"), str(drawn)], check=True)
+    assert drawn.read_bytes() == (places.ROOT / "app" / "velkantrix.ico").read_bytes()
