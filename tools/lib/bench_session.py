@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""bench_session.py [--runs N] [--only edit|mp4|copy]: the measurements of tools/bench, inside the rig."""
+"""bench_session.py [--runs N] [--only edit|mp4|copy|start|strip]: the measurements of tools/bench, inside the rig."""
 import argparse
 import json
 import os
@@ -163,7 +163,50 @@ def copy(runs):
                   f"{max(values):.2f})   ratio {ratio:.3f}   {sizes[name]} bytes")
 
 
-MEASUREMENTS = {"edit": edit, "mp4": mp4, "copy": copy}
+# ---- the program's start, beside a small program of the system's ---------------------------------------
+
+
+def start(runs):
+    sys.path.insert(0, str(ROOT / "tests" / "support"))
+    import make_media  # noqa: PLC0415
+    media = ROOT / "build" / "media"
+    make_media.make_all(media, ["closed"])
+    timer, program = WINDOWS / "bench" / "time-start.exe", windows_path(WINDOWS / "app" / "Velkantrix.exe")
+    commands = {
+        "notepad": ["notepad.exe"],
+        "Velkantrix": [program],
+        "with a video's picture": [program, windows_path(media / "closed.mp4")],
+    }
+    taken = {name: [] for name in commands}
+    for round_number in range(runs + 1):
+        for name, words in commands.items():
+            done = subprocess.run([RUN, timer, *words], check=True, stdout=subprocess.PIPE, text=True,
+                                  stderr=subprocess.DEVNULL)
+            if round_number:  # the first round warms the files up
+                taken[name].append(float(done.stdout))
+    print(f"From the process's start to a painted window, ms by the clock, {runs} interleaved runs: medians "
+          "(least to most), and the median of the ratio to notepad's")
+    for name, values in taken.items():
+        ratio = statistics.median(a / b for a, b in zip(values, taken["notepad"]))
+        print(f"  {name:24}{statistics.median(values):8.1f} ({min(values):.1f} to {max(values):.1f})   "
+              f"ratio {ratio:.3f}")
+
+
+# ---- painting the timeline, beside a copy of its area ---------------------------------------------------
+
+
+def strip(_runs):
+    done = subprocess.run([RUN, WINDOWS / "bench" / "strip-bench.exe"], check=True, stdout=subprocess.PIPE,
+                          text=True, stderr=subprocess.DEVNULL)
+    rows = [json.loads(line) for line in done.stdout.splitlines()]
+    bare = {row["clips"]: row["us"] for row in rows if row["name"] == "bare copy"}
+    print("Painting the strip of clips, us by the clock, medians of 41, and the ratio to a bare copy of its area")
+    for row in rows:
+        print(f"  {row['clips']:5} clips  {row['name']:12}{row['us']:10.1f}   "
+              f"ratio {row['us'] / bare[row['clips']]:.2f}")
+
+
+MEASUREMENTS = {"edit": edit, "mp4": mp4, "copy": copy, "start": start, "strip": strip}
 
 
 def main():
