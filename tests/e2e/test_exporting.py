@@ -68,16 +68,24 @@ def test_the_source_as_the_target_is_left_alone(start, media, tmp_path):
     assert "Preparing native export…" not in window.drawn()
 
 
-def test_a_cancelled_export_leaves_nothing(play, tmp_path):
+@pytest.fixture
+def large(play):
+    """A recording that takes a while to export, with a cut in it."""
     window = play("large")
     window.keys("SPACE")
+    window.keys("RIGHT")  # away from the beginning, where nothing is split
     window.keys("S")
+    window.wait_for_text("Split created")
+    return window
+
+
+def test_a_cancelled_export_leaves_nothing(large, tmp_path):
     target = tmp_path / "out.mp4"
-    export_to(window, target)
-    window.wait_for_text("Exporting  ")
-    window.keys("CTRL+SHIFT+S")
-    window.wait_for(lambda: "Export cancelled" in window.drawn() or COMPLETE in window.drawn(), "the end")
-    if "Export cancelled" in window.drawn():
+    export_to(large, target)
+    large.wait_for_text("Exporting  ")
+    large.keys("CTRL+SHIFT+S")
+    large.wait_for(lambda: "Export cancelled" in large.drawn() or COMPLETE in large.drawn(), "the end")
+    if "Export cancelled" in large.drawn():
         assert not target.exists()
 
 
@@ -93,15 +101,11 @@ def test_an_export_that_fails_tells_why(edited, tmp_path):
     edited.wait_for_text("Export failed")
 
 
-def test_closing_while_an_export_runs_asks(play, tmp_path):
-    window = play("large")
-    window.keys("SPACE")
-    window.keys("S")
-    window.wait_for_text("Split created")
-    export_to(window, tmp_path / "out.mp4")
-    window.wait_for_text("Exporting  ")
-    window.post(0x10)
-    box = window.wait_for_box()
+def test_closing_while_an_export_runs_asks(large, tmp_path):
+    export_to(large, tmp_path / "out.mp4")
+    large.wait_for_text("Exporting  ")
+    large.post(0x10)
+    box = large.wait_for_box()
     assert box["texts"] == [STILL_RUNS]
-    window.answer(NO)
-    assert window.state()["window"]
+    large.answer(NO)
+    assert large.state()["window"]
