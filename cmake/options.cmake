@@ -43,9 +43,13 @@ if(MINGW)
     -Wl,--dynamicbase -Wl,--nxcompat -Wl,--high-entropy-va)
 endif()
 
-# Only compiling tells anything there, and clang can't link against GCC's libraries for Windows.
+# Only reading the code tells anything there, and clang can't link against GCC's libraries for Windows.
 if(VELKANTRIX_CLANG_TIDY)
-  set(CMAKE_CXX_LINK_EXECUTABLE "<CMAKE_COMMAND> -E touch <TARGET>")
+  set(touch "<CMAKE_COMMAND> -E touch")
+  set(CMAKE_CXX_COMPILE_OBJECT
+    "<CMAKE_CXX_COMPILER> <DEFINES> <INCLUDES> <FLAGS> -fsyntax-only <SOURCE>" "${touch} <OBJECT>")
+  set(CMAKE_CXX_CREATE_STATIC_LIBRARY "${touch} <TARGET>")
+  set(CMAKE_CXX_LINK_EXECUTABLE "${touch} <TARGET>")
 endif()
 
 if(VELKANTRIX_SANITIZE)
