@@ -43,6 +43,27 @@ TEST(LayOutChildren, InANarrowFullscreenTheTransportKeepsItsMargins) {
     EXPECT_EQ(layOutChildren({948, 600}, 96, true, {}).transport, (PixelRect{24, 514, 924, 576}));
 }
 
+TEST(LayOutChildren, InFullscreenLengthsFollowTheDpiAsWell) {
+    EXPECT_EQ(layOutChildren({2880, 1620}, 144, true, {}).transport,
+              (PixelRect{765, 1491, 2115, 1584}));
+    EXPECT_EQ(layOutChildren({1200, 900}, 144, true, {}).transport,
+              (PixelRect{36, 771, 1164, 864}));
+}
+
+// Though what is calculated for that side may come out as a little less than a whole number.
+TEST(LayOutChildren, TheSideThatLimitsTheVideoIsFilledWhole) {
+    EXPECT_EQ(layOutChildren({1920, 1080}, 96, true, {854, 480}).video,
+              (PixelRect{0, 0, 1920, 1079}));
+    EXPECT_EQ(layOutChildren({1920, 1080}, 96, true, {480, 535}).video,
+              (PixelRect{476, 0, 1444, 1080}));
+}
+
+// In the area of 1272 by 574 it is 698.78 pixels wide.
+TEST(LayOutChildren, PartsOfAPixelAreCutOff) {
+    EXPECT_EQ(layOutChildren({1320, 820}, 96, false, {700, 575}).video,
+              (PixelRect{311, 24, 1009, 598}));
+}
+
 TEST(LayOutChildren, NothingIsSmallerThanAPixel) {
     for (const PixelSize client :
          {PixelSize{0, 0}, PixelSize{1, 1}, PixelSize{47, 10}, PixelSize{48, 10}}) {
@@ -100,8 +121,9 @@ TEST(FirstPlacement, IsScaled) {
     EXPECT_EQ(place, (PixelRect{290, 85, 2270, 1315}));
 }
 
-TEST(FirstPlacement, MayBeLargerThanTheWorkArea) {
-    EXPECT_EQ(firstPlacement({0, 0, 1024, 728}, 96), (PixelRect{-148, -46, 1172, 774}));
+TEST(FirstPlacement, IsNoLargerThanTheWorkArea) {
+    EXPECT_EQ(firstPlacement({0, 40, 1024, 768}, 96), (PixelRect{0, 40, 1024, 768}));
+    EXPECT_EQ(firstPlacement({0, 0, 1920, 728}, 96), (PixelRect{300, 0, 1620, 728}));
 }
 
 } // namespace

@@ -1,7 +1,12 @@
 #include "app/strip_drawing.h"
 
+#include <algorithm>
 #include <functional>
 #include <set>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -158,6 +163,62 @@ TEST_F(Strip, TheWaveformEndsWithTheKnownPeaks) {
     EXPECT_EQ(found.front().rect, (PixelRect{29, 612, 31, 700}));
 }
 
+// Peaks that tell their buckets apart.
+std::vector<float> ascendingPeaks(int count) {
+    std::vector<float> peaks;
+    for (int i = 0; i < count; ++i) peaks.push_back(static_cast<float>(i) / PEAK_BUCKETS);
+    return peaks;
+}
+
+// A bar of the track, which is 44 pixels each way at most, for a peak of `bucket` in 4096.
+FillItem barAt(std::int32_t x, std::int32_t bucket, std::uint32_t wanted) {
+    const std::int32_t half = std::max(1, 44 * bucket / 4096);
+    return {{x, 656 - half, x + 2, 656 + half}, wanted};
+}
+
+// 100 pixels are a second of the 20, which are 4096 buckets: 256 buckets in 125 pixels.
+TEST_F(Strip, EachBarIsThePeakOfItsPlaceInTheSource) {
+    const std::vector<float> peaks = ascendingPeaks(PEAK_BUCKETS);
+    state.peaks = peaks;
+    state.selectedClip = 1;
+    std::vector<FillItem> first;
+    for (std::int32_t x = 29; x < 427; x += 2)
+        first.push_back(barAt(x, (x - 28) * 256 / 125, colour(80, 76, 66)));
+    EXPECT_EQ(bars(draw(), colour(80, 76, 66)), first);
+    std::vector<FillItem> second; // which begins at 6 s
+    for (std::int32_t x = 429; x < 1027; x += 2)
+        second.push_back(barAt(x, (x - 428 + 600) * 256 / 125, colour(150, 140, 120)));
+    EXPECT_EQ(bars(draw(), colour(150, 140, 120)), second);
+}
+
+TEST_F(Strip, TheWaveformEndsInTheMiddleOfTheClipWhosePeaksAreKnownToThere) {
+    const std::vector<float> peaks = ascendingPeaks(500);
+    state.peaks = peaks;
+    const std::vector<FillItem> found = bars(draw(), colour(80, 76, 66));
+    ASSERT_EQ(found.size(), 122u);
+    EXPECT_EQ(found.back(), barAt(271, 497, colour(80, 76, 66))); // the next would be of 501
+    state.peaks = std::span(peaks).first(498);
+    EXPECT_EQ(bars(draw(), colour(80, 76, 66)).back().rect.left, 271);
+    state.peaks = std::span(peaks).first(497);
+    EXPECT_EQ(bars(draw(), colour(80, 76, 66)).back().rect.left, 269);
+}
+
+// The engine may say a little less than the clip that was made of it.
+TEST_F(Strip, BehindTheSourcesEndTheLastPeakGoesOn) {
+    std::vector<float> peaks(PEAK_BUCKETS, 0.0F);
+    peaks.back() = 1.0F;
+    state.peaks = peaks;
+    state.sourceDuration = 10;
+    std::vector<FillItem> high;
+    for (const FillItem& bar : bars(draw(), colour(80, 76, 66))) {
+        if (bar.rect.top < 655) high.push_back(bar);
+    }
+    std::vector<FillItem> expected;
+    for (std::int32_t x = 829; x < 1027; x += 2)
+        expected.push_back({{x, 612, x + 2, 700}, colour(80, 76, 66)});
+    EXPECT_EQ(high, expected);
+}
+
 TEST_F(Strip, WithoutPeaksOrADurationThereIsNoWaveform) {
     EXPECT_THAT(bars(draw(), colour(80, 76, 66)), IsEmpty());
     const std::vector<float> peaks(PEAK_BUCKETS, 1.0F);
@@ -186,6 +247,118 @@ TEST_F(Strip, LengthsFollowTheDpi) {
     const Drawing drawing = draw();
     EXPECT_TRUE(holds(drawing, FillItem{{29, 607, 35, 705}, colour(198, 190, 175)}));
     EXPECT_EQ(textItem(drawing, L"CLIP 1").rect, (PixelRect{44, 616, 420, 666}));
+}
+
+// Lines of a pixel stay so, and what lies a pixel within its clip.
+TEST_F(Strip, AtTwiceTheDpiEverythingIsTwiceAsLarge) {
+    clips[0] = {.start = 0, .end = 4, .name = L"Goal", .fadeIn = 1, .fadeOut = 0.5};
+    const std::vector<float> peaks(12, 0.5F); // three bars
+    state.peaks = peaks;
+    state.selectedClip = 0;
+    state.selectedCut = 0;
+    const Drawing smaller = draw();
+    state.track = {56, 1212, 2056, 1412};
+    state.dpi = 192;
+    const Drawing larger = draw();
+    ASSERT_EQ(smaller.size(), larger.size());
+    const std::uint32_t wave = colour(150, 140, 120);
+    const std::uint32_t shade = colour(16, 15, 11);
+    const std::uint32_t ramp = colour(224, 220, 208);
+    EXPECT_THAT(
+        notDoubled(smaller, larger),
+        ElementsAre(
+            DrawItem(FillItem{{57, 1268, 61, 1356}, wave}),
+            DrawItem(FillItem{{61, 1268, 65, 1356}, wave}),
+            DrawItem(FillItem{{65, 1268, 69, 1356}, wave}),
+            DrawItem(OutlineItem{{56, 1212, 856, 1412}, colour(226, 91, 69), 2}),
+            DrawItem(FillItem{{57, 1213, 63, 1411}, colour(198, 190, 175)}),
+            DrawItem(FillItem{{849, 1213, 855, 1411}, colour(248, 246, 240)}),
+            DrawItem(TriangleItem{{PixelPoint{56, 1213}, {256, 1213}, {56, 1411}}, shade}),
+            DrawItem(LineItem{{56, 1411}, {256, 1213}, ramp, 2}),
+            DrawItem(TriangleItem{{PixelPoint{856, 1213}, {756, 1213}, {856, 1411}}, shade}),
+            DrawItem(LineItem{{856, 1411}, {756, 1213}, ramp, 2}),
+            DrawItem(OutlineItem{{856, 1212, 2056, 1412}, colour(74, 70, 60), 1})));
+}
+
+TEST_F(Strip, AtOneAndAHalfTimesTheDpiLengthsAreRounded) {
+    clips[0].fadeIn = 1;
+    clips[1].fadeOut = 1.5;
+    const std::vector<float> peaks(8, 0.5F); // two bars
+    state.peaks = peaks;
+    state.selectedClip = 0;
+    state.track = {42, 909, 1542, 1059};
+    state.dpi = 144;
+    const std::uint32_t text = colour(224, 220, 208);
+    const std::uint32_t faint = colour(154, 148, 138);
+    const std::uint32_t shade = colour(16, 15, 11);
+    const Drawing expected = {
+        FillItem{{42, 909, 1542, 1059}, colour(18, 17, 13)},
+        FillItem{{42, 909, 642, 1059}, colour(58, 30, 26)},
+        FillItem{{43, 951, 46, 1017}, colour(150, 140, 120)},
+        FillItem{{46, 951, 49, 1017}, colour(150, 140, 120)},
+        OutlineItem{{42, 909, 642, 1059}, colour(226, 91, 69), 2},
+        FillItem{{43, 910, 48, 1058}, colour(198, 190, 175)},
+        FillItem{{636, 910, 641, 1058}, colour(198, 190, 175)},
+        TextItem{L"CLIP 1", {54, 917, 636, 954}, text, Font::Monospace, TextAlign::Left, true},
+        TextItem{L"00:04.000", {54, 1017, 636, 1053}, faint, Font::Monospace},
+        TriangleItem{{PixelPoint{42, 910}, {192, 910}, {42, 1058}}, shade},
+        LineItem{{42, 1058}, {192, 910}, text, 2},
+        TextItem{L"1.0 s", {201, 912, 291, 939}, colour(196, 190, 176), Font::Monospace},
+        FillItem{{642, 909, 1542, 1059}, colour(38, 36, 30)},
+        OutlineItem{{642, 909, 1542, 1059}, colour(74, 70, 60), 1},
+        TextItem{L"CLIP 2", {654, 917, 1536, 954}, text, Font::Monospace, TextAlign::Left, true},
+        TextItem{L"00:06.000", {654, 1017, 1536, 1053}, faint, Font::Monospace},
+        TriangleItem{{PixelPoint{1542, 910}, {1317, 910}, {1542, 1058}}, shade},
+        LineItem{{1542, 1058}, {1317, 910}, text, 2},
+        TextItem{L"1.5 s",
+                 {1218, 912, 1308, 939},
+                 colour(196, 190, 176),
+                 Font::Monospace,
+                 TextAlign::Right}};
+    EXPECT_EQ(draw(), expected);
+}
+
+// What comes later lies over what came before.
+TEST_F(Strip, AClipIsDrawnFromTheBackToTheFront) {
+    clips = {{.start = 0, .end = 10, .name = L"Goal", .fadeIn = 1, .fadeOut = 2}};
+    const std::vector<float> peaks(4, 0.5F); // one bar
+    state.peaks = peaks;
+    state.selectedClip = 0;
+    using Step = std::pair<std::string, std::uint32_t>;
+    EXPECT_THAT(
+        sequenceOf(draw()),
+        ElementsAre(Step{"fill", colour(18, 17, 13)}, Step{"fill", colour(58, 30, 26)},
+                    Step{"fill", colour(150, 140, 120)}, Step{"outline", colour(226, 91, 69)},
+                    Step{"fill", colour(198, 190, 175)}, Step{"fill", colour(198, 190, 175)},
+                    Step{"text", colour(224, 220, 208)}, // its name
+                    Step{"text", colour(154, 148, 138)}, // its length
+                    Step{"triangle", colour(16, 15, 11)}, Step{"line", colour(224, 220, 208)},
+                    Step{"text", colour(196, 190, 176)}, Step{"triangle", colour(16, 15, 11)},
+                    Step{"line", colour(224, 220, 208)}, Step{"text", colour(196, 190, 176)}));
+}
+
+// It could be removed by a key at any time, so it must be seen.
+TEST_F(Strip, ASelectedClipOfNoPixelsShowsItsEdgeBars) {
+    clips = {{.start = 0, .end = 50}, {.start = 50, .end = 50.05}, {.start = 50.05, .end = 100}};
+    state.selectedClip = 1;
+    const Drawing drawing = draw();
+    EXPECT_TRUE(holds(drawing, FillItem{{529, 607, 532, 705}, colour(198, 190, 175)}));
+    EXPECT_TRUE(holds(drawing, FillItem{{524, 607, 527, 705}, colour(198, 190, 175)}));
+    for (const std::int32_t x : {524, 526, 529, 531}) { // the blocks beside it don't cover them
+        EXPECT_EQ(filledColour(drawing, x, 607), colour(198, 190, 175)) << x;
+        EXPECT_EQ(filledColour(drawing, x, 704), colour(198, 190, 175)) << x;
+    }
+}
+
+TEST_F(Strip, TheSelectedCutIsSeenWhenItsClipHasNoPixels) {
+    clips = {{.start = 0, .end = 50}, {.start = 50, .end = 50.05}, {.start = 50.05, .end = 100}};
+    state.selectedClip = 0;
+    state.selectedCut = 1;
+    const Drawing drawing = draw();
+    EXPECT_EQ(filledColour(drawing, 525, 650), colour(248, 246, 240));
+    EXPECT_EQ(filledColour(drawing, 530, 650), colour(198, 190, 175));
+    state.selectedCut = -1; // the bars of a clip that isn't marked
+    EXPECT_EQ(filledColour(draw(), 530, 650), colour(38, 36, 30));
 }
 
 TEST_F(Strip, TheKeyChangesWithWhateverIsSeen) {
