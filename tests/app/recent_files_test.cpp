@@ -38,6 +38,13 @@ TEST(RecentFilesList, TheEleventhPushesTheOldestOut) {
     EXPECT_EQ(files.back(), L"1");
 }
 
+TEST(RecentFilesList, AFileOfAFullListPushesNoOtherOut) {
+    RecentFiles files;
+    for (int i = 0; i < 10; ++i) addRecent(files, std::to_wstring(i), same);
+    addRecent(files, L"0", same);
+    EXPECT_THAT(files, ElementsAre(L"0", L"9", L"8", L"7", L"6", L"5", L"4", L"3", L"2", L"1"));
+}
+
 TEST(RecentFilesList, AFileThatIsGoneLeaves) {
     RecentFiles files{L"C:\\b.mp4", L"C:\\a.mp4"};
     removeRecent(files, L"c:\\B.mp4", same);

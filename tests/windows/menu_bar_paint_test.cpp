@@ -2,10 +2,13 @@
 #include "app/menu_bar_paint.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "app/fonts.h"
+#include "app/ui_state.h"
 #include "platform/gdi.h"
 
 namespace velkantrix {
@@ -13,6 +16,13 @@ namespace {
 
 constexpr COLORREF UNTOUCHED = RGB(1, 200, 3);
 constexpr COLORREF DARK = RGB(21, 20, 15);
+
+// The system's records, which it sends pointers to.
+static_assert(sizeof(MenuBarDrawing) == 24);
+static_assert(offsetof(MenuBarDrawing, dc) == 8);
+static_assert(offsetof(MenuBarDrawing, flags) == 16);
+static_assert(offsetof(MenuBarItemDrawing, bar) == 64);
+static_assert(offsetof(MenuBarItemDrawing, position) == 88);
 
 // Of all states that an item may have at once.
 TEST(MenuBarItemLook, FollowsTheState) {
@@ -139,6 +149,47 @@ TEST_F(MenuBarPaintTest, TheTextIsInTheMiddle) {
     ASSERT_LT(text.left, text.right);
     EXPECT_NEAR((text.left + text.right) / 2.0, (ITEM.left + ITEM.right) / 2.0, 3);
     EXPECT_NEAR((text.top + text.bottom) / 2.0, (ITEM.top + ITEM.bottom) / 2.0, 4);
+}
+
+class MenuBarFontTest : public MenuBarPaintTest {
+protected:
+    MenuBarFontTest() = default;
+    ~MenuBarFontTest() override { ui().dpi = USER_DEFAULT_SCREEN_DPI; }
+    MenuBarFontTest(const MenuBarFontTest&) = delete;
+    MenuBarFontTest& operator=(const MenuBarFontTest&) = delete;
+
+    [[nodiscard]] std::vector<COLORREF> pixels() const {
+        std::vector<COLORREF> colours;
+        for (int y = 0; y < HEIGHT; ++y)
+            for (int x = 0; x < WIDTH; ++x) colours.push_back(at(x, y));
+        return colours;
+    }
+
+    // What the item's text looks like in that font.
+    [[nodiscard]] std::vector<COLORREF> inFont(Font which) const {
+        clear();
+        RECT rect = ITEM;
+        SetDCBrushColor(dc.get(), DARK);
+        FillRect(dc.get(), &rect, static_cast<HBRUSH>(GetStockObject(DC_BRUSH)));
+        const Selected selected(dc.get(), font(which));
+        SetBkMode(dc.get(), TRANSPARENT);
+        SetTextColor(dc.get(), RGB(237, 235, 226));
+        DrawTextW(dc.get(), L"&HIHI", -1, &rect, DT_CENTER | DT_VCENTER | DT_SINGLELINE);
+        return pixels();
+    }
+};
+
+TEST_F(MenuBarFontTest, TheTextIsInTheFontOfTheWindowsTextsAtAnyScale) {
+    std::vector<std::vector<COLORREF>> drawn;
+    for (const int dpi : {96, 144}) {
+        ui().dpi = dpi;
+        deleteFonts();
+        drawItem(0);
+        drawn.push_back(pixels());
+        EXPECT_TRUE(drawn.back() == inFont(Font::Text)) << dpi;
+        EXPECT_FALSE(drawn.back() == inFont(Font::Heading)) << dpi;
+    }
+    EXPECT_FALSE(drawn[0] == drawn[1]);
 }
 
 TEST_F(MenuBarPaintTest, EachItemHasItsOwnText) {
