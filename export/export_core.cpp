@@ -34,7 +34,6 @@ bool exportBy(FillOutput fill, const ExportRequest& request, std::wstring* error
     const ComApartment apartment(COINIT_MULTITHREADED);
     OutputFile output(request.outputPath, request.sourcePath);
     HRESULT hr = fill(request, output);
-    if (output.created() && request.created) request.created();
     const bool cancelled = isCancelled(request);
     if (SUCCEEDED(hr) && !cancelled) hr = output.keep();
     if (FAILED(hr) || cancelled) {

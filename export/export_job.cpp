@@ -27,35 +27,38 @@ struct ItemListTraits {
 };
 using UniqueItemList = UniqueHandle<ItemListTraits>;
 
-struct CopyWatch {
-    const CopyProgress& progress;
-    bool begun = false; // the target is open for writing
-};
-
 DWORD CALLBACK onCopied(LARGE_INTEGER total, LARGE_INTEGER copied, LARGE_INTEGER, LARGE_INTEGER,
                         DWORD, DWORD, HANDLE, HANDLE, void* context) {
-    CopyWatch& watch = *static_cast<CopyWatch*>(context);
-    watch.begun = true;
-    const bool goesOn = watch.progress(static_cast<std::uint64_t>(copied.QuadPart),
-                                       static_cast<std::uint64_t>(total.QuadPart));
+    const CopyProgress& progress = *static_cast<const CopyProgress*>(context);
+    const bool goesOn = progress(static_cast<std::uint64_t>(copied.QuadPart),
+                                 static_cast<std::uint64_t>(total.QuadPart));
     return goesOn ? PROGRESS_CONTINUE : PROGRESS_CANCEL;
+}
+
+// A file that the job has made itself. The copy of one that is read-only is read-only too, and
+// couldn't be deleted.
+void deleteOwnFile(const std::wstring& path, const std::wstring& kept) {
+    if (!sameFile(path, kept))
+        SetFileAttributesW(nameForSystem(path).c_str(), FILE_ATTRIBUTE_NORMAL);
+    ignoreResult(deleteFileUnlessSame(path, kept), "the job has ended without it in any case");
 }
 
 // The system takes a broken-off copy away by itself; whether it always does isn't documented.
 CopyResult copyFile(const std::wstring& source, const std::wstring& target,
                     const CopyProgress& progress) {
-    const bool isNew = !fileExists(target);
-    CopyWatch watch{.progress = progress};
+    CopyProgress watched = progress;
     CopyResult result;
     result.done = CopyFileExW(nameForSystem(source).c_str(), nameForSystem(target).c_str(),
-                              onCopied, &watch, nullptr, 0) != FALSE;
-    const DWORD error = GetLastError();
-    result.created = result.done || watch.begun || isNew;
+                              onCopied, &watched, nullptr, COPY_FILE_FAIL_IF_EXISTS) != FALSE;
     if (result.done) return result;
+    const DWORD error = GetLastError();
     result.errorText = systemText(error);
-    if (result.created)
-        ignoreResult(deleteFileUnlessSame(target, source), "the copy has failed already");
+    if (error != ERROR_FILE_EXISTS) deleteOwnFile(target, source);
     return result;
+}
+
+std::wstring textOfFailure(HRESULT hr) {
+    return SUCCEEDED(hr) ? std::wstring() : FormatExportError(hr);
 }
 
 // A job whose end got lost would lock the edit for good: the queue may be full for a while.
@@ -68,8 +71,16 @@ void bindCalls(JobCalls& calls, HWND window) {
     calls.exportFile = ExportFile;
     calls.copyFile = copyFile;
     calls.sameFile = sameFile;
-    calls.deleteFile = [](const std::wstring& path, const std::wstring& kept) {
-        ignoreResult(deleteFileUnlessSame(path, kept), "what then writes there tells the reason");
+    calls.deleteFile = deleteOwnFile;
+    calls.nameToWrite = [](const std::wstring& target) {
+        return fileExists(target) ? unusedNameBeside(target) : target;
+    };
+    calls.whyNotReplaced = [](const std::wstring& target) {
+        return textOfFailure(askReplaceable(target));
+    };
+    calls.replaceFile = [](const std::wstring& path, const std::wstring& target,
+                           const std::wstring& kept) {
+        return textOfFailure(replaceFileUnlessSame(path, target, kept));
     };
     calls.postCompletion = [window](bool success) {
         postCompletion(window, success);

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstddef>
+#include <functional>
 #include <thread>
 #include <vector>
 
@@ -20,22 +21,58 @@ void recordError(SharedJobState& shared, const std::wstring& text) {
     if (shared.exportError.empty()) shared.exportError = text;
 }
 
-// Asked before anything is deleted or created.
+// Asked before anything is created or replaced.
 bool isSource(const ExportJob& job, const std::wstring& output) {
     return job.calls.sameFile(job.sourcePath, output);
 }
 
+struct Written {
+    bool done = false;
+    std::wstring errorText;    // of one that isn't done; may be empty
+    bool replacesFile = false; // another one stood there
+};
+
+// Where a file stands already, the new one is written beside it and takes its place when it is
+// complete: one that fails or is cancelled costs nobody the file that he has.
+Written writeSafely(const ExportJob& job, const SharedJobState& shared, const std::wstring& target,
+                    const std::function<Written(const std::wstring& path)>& write) {
+    const std::wstring path = job.calls.nameToWrite(target);
+    if (path == target) return write(path);
+    // Told now, not when an hour's work is done.
+    const std::wstring problem = job.calls.whyNotReplaced(target);
+    if (!problem.empty()) return {.errorText = problem};
+    Written written = write(path);
+    written.replacesFile = true;
+    if (!written.done) return written;
+    written.done = false;
+    if (!shared.exportCancel) {
+        written.errorText = job.calls.replaceFile(path, target, job.sourcePath);
+        written.done = written.errorText.empty();
+    }
+    if (!written.done) job.calls.deleteFile(path, job.sourcePath);
+    return written;
+}
+
+// What a joined job says when it is done. Only a file that it has added may be deleted by a cancel
+// that comes too late.
+bool noteJoined(SharedJobState& shared, const Written& written) {
+    if (written.done && !written.replacesFile) shared.outputCreated = true;
+    if (!written.done && !shared.exportCancel) recordError(shared, written.errorText);
+    return written.done;
+}
+
 bool copySource(const ExportJob& job, SharedJobState& shared) {
-    const CopyResult result = job.calls.copyFile(
-        job.sourcePath, job.outputPath, [&](std::uint64_t copied, std::uint64_t total) {
-            const double share =
-                total > 0 ? static_cast<double>(copied) / static_cast<double>(total) : 1;
-            shared.exportProgress = share * job.expected;
-            return !shared.exportCancel;
-        });
-    if (result.created) shared.outputCreated = true;
-    if (!result.done && !shared.exportCancel) recordError(shared, result.errorText);
-    return result.done;
+    const auto tellShare = [&](std::uint64_t copied, std::uint64_t total) {
+        const double share =
+            total > 0 ? static_cast<double>(copied) / static_cast<double>(total) : 1;
+        shared.exportProgress = share * job.expected;
+        return !shared.exportCancel;
+    };
+    return noteJoined(
+        shared, writeSafely(job, shared, job.outputPath, [&](const std::wstring& path) {
+            const CopyResult result = job.calls.copyFile(job.sourcePath, path, tellShare);
+            return Written{.done = result.done, .errorText = result.errorText};
+        }));
 }
 
 // All but the spans and the output.
@@ -51,15 +88,14 @@ ExportRequest requestFor(const ExportJob& job, const SharedJobState& shared) {
     return request;
 }
 
-struct Written {
-    bool done = false;
-    std::wstring errorText; // of one that isn't done; may be empty
-};
-
-Written writeOutput(const ExportJob& job, const ExportRequest& request) {
-    Written written;
-    written.done = job.calls.exportFile(request, &written.errorText);
-    return written;
+Written writeOutput(const ExportJob& job, const SharedJobState& shared, ExportRequest request) {
+    const std::wstring target = request.outputPath;
+    return writeSafely(job, shared, target, [&](const std::wstring& path) {
+        request.outputPath = path;
+        Written written;
+        written.done = job.calls.exportFile(request, &written.errorText);
+        return written;
+    });
 }
 
 bool exportJoined(const ExportJob& job, SharedJobState& shared) {
@@ -69,12 +105,7 @@ bool exportJoined(const ExportJob& job, SharedJobState& shared) {
     request.progress = [&](double seconds) {
         shared.exportProgress = seconds;
     };
-    request.created = [&] {
-        shared.outputCreated = true;
-    };
-    const Written written = writeOutput(job, request);
-    if (!written.done) recordError(shared, written.errorText);
-    return written.done;
+    return noteJoined(shared, writeOutput(job, shared, request));
 }
 
 // What the clip workers share.
@@ -112,8 +143,7 @@ Written exportClip(ClipWork& work, std::size_t worker, std::size_t i) {
         tellProgress(work);
     };
     if (isSource(job, request.outputPath)) return {.errorText = WOULD_OVERWRITE_SOURCE};
-    job.calls.deleteFile(request.outputPath, job.sourcePath);
-    return writeOutput(job, request);
+    return writeOutput(job, work.shared, request);
 }
 
 void exportClips(ClipWork& work, std::size_t worker) {

@@ -18,18 +18,17 @@ namespace velkantrix {
 struct SharedJobState {
     std::atomic<bool> exportCancel{false}; // set by the UI thread: the job is to end
     std::atomic<double> exportProgress{0}; // written by the job's threads
-    // Of a joined job: its output was made, in place of what may have stood there. Written by its
-    // thread.
+    // Of a joined job: its output is complete, and nothing stood there before. Written by its
+    // thread, at its end.
     std::atomic<bool> outputCreated{false};
 
     Mutex exportErrorLock;
     std::wstring exportError GUARDED_BY(exportErrorLock); // the first one that was told; or empty
 };
 
+// When not done, nothing is left of the target.
 struct CopyResult {
     bool done = false;
-    bool created =
-        false; // the target was made or emptied; when not done it is gone again, if possible
     std::wstring errorText; // the system's, when not done; it may have none
 };
 
@@ -46,6 +45,15 @@ struct JobCalls {
     std::function<bool(const std::wstring& a, const std::wstring& b)> sameFile;
     // Unless it is `kept` after all.
     std::function<void(const std::wstring& path, const std::wstring& kept)> deleteFile;
+    // The target itself while nothing stands there, else a name beside it that nothing has.
+    std::function<std::wstring(const std::wstring& target)> nameToWrite;
+    // Why the file that stands there can't be replaced, as far as can be told before; or empty.
+    std::function<std::wstring(const std::wstring& target)> whyNotReplaced;
+    // Puts a complete file in the place of another, unless that is `kept`. Empty when done, else
+    // the reason, and both are as they were.
+    std::function<std::wstring(const std::wstring& path, const std::wstring& target,
+                               const std::wstring& kept)>
+        replaceFile;
     std::function<void(bool success)> postCompletion; // to the UI thread: the job has ended
 };
 

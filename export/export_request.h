@@ -30,9 +30,7 @@ struct ExportRequest {
     double exposure = 0; // in stops, for the re-encode; |exposure| <= 0.001 is none
     const std::atomic<bool>* cancel = nullptr; // set by the user's side at any time; may be null
     std::function<void(double)> progress; // gets the output seconds written so far; may be empty
-    std::function<void()> created; // told that the output was made, in place of what may have been
-                                   // there, before a failure deletes it; may be empty
-    bool losslessAllowed = false;  // copy samples; otherwise re-encode
+    bool losslessAllowed = false;         // copy samples; otherwise re-encode
 };
 
 // The length of all spans as asked for, in seconds: what an export's progress ends at.

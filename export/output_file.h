@@ -32,9 +32,6 @@ public:
     // The sink writer, between create() and keep() or discard().
     [[nodiscard]] IMFSinkWriter* writer() const { return writer_.get(); }
 
-    // create() has made the file, and it is neither complete nor deleted yet.
-    [[nodiscard]] bool created() const { return created_; }
-
     // Completes the file and closes it. On failure it is still to be discarded.
     [[nodiscard]] HRESULT keep();
 

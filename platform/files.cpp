@@ -12,11 +12,6 @@ namespace {
 constexpr int TRIES = 11;
 constexpr DWORD PAUSE_MS = 50;
 
-bool equalNames(const std::wstring& a, const std::wstring& b) {
-    return CompareStringOrdinal(a.c_str(), static_cast<int>(a.size()), b.c_str(),
-                                static_cast<int>(b.size()), TRUE) == CSTR_EQUAL;
-}
-
 // The file that a stream belongs to: past the drive, a colon begins a stream's name.
 std::wstring withoutStream(const std::wstring& path) {
     const size_t name = path.find_last_of(L"\\/");
@@ -133,11 +128,11 @@ bool mayPass(HRESULT hr) {
 }
 
 // Calls until it doesn't fail for a reason that may pass, for half a second.
-template <class Call>
-HRESULT patiently(Call call) {
+template <class Call, class Passes>
+HRESULT patiently(Call call, Passes passes) {
     for (int tries = 1;; tries++) {
         const HRESULT hr = call();
-        if (!mayPass(hr) || tries == TRIES) return hr;
+        if (!passes(hr) || tries == TRIES) return hr;
         Sleep(PAUSE_MS);
     }
 }
@@ -171,6 +166,11 @@ bool isFile(const std::wstring& path) {
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
 }
 
+bool equalNames(const std::wstring& a, const std::wstring& b) {
+    return CompareStringOrdinal(a.c_str(), static_cast<int>(a.size()), b.c_str(),
+                                static_cast<int>(b.size()), TRUE) == CSTR_EQUAL;
+}
+
 bool sameFile(const std::wstring& a, const std::wstring& b) {
     if (a.empty() || b.empty()) return false;
     const std::wstring pathA = withoutStream(a), pathB = withoutStream(b);
@@ -180,16 +180,45 @@ bool sameFile(const std::wstring& a, const std::wstring& b) {
 }
 
 HRESULT deleteFileUnlessSame(const std::wstring& path, const std::wstring& kept) {
-    return patiently([&] { return deleteOnce(path, kept); });
+    return patiently([&] { return deleteOnce(path, kept); }, mayPass);
+}
+
+HRESULT askReplaceable(const std::wstring& path) {
+    const DWORD attributes = GetFileAttributesW(nameForSystem(path).c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES) return S_OK;
+    if ((attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_READONLY)) != 0)
+        return HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED);
+    // Whoever has it open, even to share it, keeps another file from its place.
+    return patiently(
+        [&] {
+            const UniqueFile file(CreateFileW(nameForSystem(path).c_str(), DELETE, 0, nullptr,
+                                              OPEN_EXISTING, 0, nullptr));
+            return file ? S_OK : lastErrorResult();
+        },
+        mayPass);
 }
 
 HRESULT replaceFileUnlessSame(const std::wstring& from, const std::wstring& to,
                               const std::wstring& kept) {
-    return patiently([&] {
-        if (sameFile(to, kept)) return HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED);
-        const BOOL moved = MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING);
-        return moved ? S_OK : lastErrorResult();
-    });
+    const HRESULT denied = HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED);
+    return patiently(
+        [&] {
+            if (sameFile(to, kept)) return denied;
+            const BOOL moved = MoveFileExW(nameForSystem(from).c_str(), nameForSystem(to).c_str(),
+                                           MOVEFILE_REPLACE_EXISTING);
+            return moved ? S_OK : lastErrorResult();
+        },
+        // Denied is also what somebody has open, such as a preview of the file.
+        [&](HRESULT hr) {
+            return mayPass(hr) || (hr == denied && isFile(to) && !sameFile(to, kept));
+        });
+}
+
+std::wstring unusedNameBeside(const std::wstring& path) {
+    std::wstring name = path + L".velkantrix-tmp";
+    for (int i = 1; fileExists(name); i++)
+        name = path + L"." + std::to_wstring(i) + L".velkantrix-tmp";
+    return name;
 }
 
 } // namespace velkantrix

@@ -29,10 +29,20 @@ namespace velkantrix {
 // alone: then it can't be opened for writing either.
 [[nodiscard]] bool sameFile(const std::wstring& a, const std::wstring& b);
 
+// Is it one name, but for letter case? As the system's file names are compared, not by a language.
+[[nodiscard]] bool equalNames(const std::wstring& a, const std::wstring& b);
+
 // Deletes `path`, unless it is `kept`, which is asked of the very file that goes. One that another
 // program has open for a moment (a virus scanner) is tried for again for half a second. A stream
 // ("a.mp4:x") goes without its file. S_OK when the file is gone, also when it never was.
 [[nodiscard]] HRESULT deleteFileUnlessSame(const std::wstring& path, const std::wstring& kept);
+
+// A name beside `path`, in its folder, that nothing has yet.
+[[nodiscard]] std::wstring unusedNameBeside(const std::wstring& path);
+
+// Whether replaceFileUnlessSame could replace the file at this moment: the error for which not.
+// S_OK too when there is none.
+[[nodiscard]] HRESULT askReplaceable(const std::wstring& path);
 
 // Moves `from` to `to` on the same volume, in place of what is there, unless that is `kept`. As
 // patient as the above.

@@ -15,6 +15,7 @@ namespace velkantrix {
 namespace {
 
 using testing::Contains;
+using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Not;
 using testing::UnorderedElementsAre;
@@ -77,19 +78,33 @@ TEST_F(ExportJobClips, EachHasAFileOfItsOwn) {
 TEST_F(ExportJobClips, TheUneditedVideoIsNotCopiedButWritten) {
     job.clips = {clip(0, 10)};
     EXPECT_TRUE(run());
-    EXPECT_THAT(world.work(),
-                UnorderedElementsAre(L"delete D:\\clips\\clip-01.mp4 unless D:\\v\\source.mkv",
-                                     L"export D:\\clips\\clip-01.mp4"));
+    EXPECT_THAT(world.work(), ElementsAre(L"export D:\\clips\\clip-01.mp4"));
 }
 
-TEST_F(ExportJobClips, AFileOfTheNameIsDeletedFirst) {
+TEST_F(ExportJobClips, AFileOfTheNameIsReplacedWithoutAsking) {
     world.disk.put(SECOND, L"old");
+    EXPECT_TRUE(run());
+    EXPECT_EQ(world.disk.content(SECOND), L"complete");
+    EXPECT_EQ(world.disk.content(SECOND + std::wstring(L".tmp")), std::nullopt);
+    EXPECT_THAT(world.calls, IsEmpty());
+}
+
+TEST_F(ExportJobClips, AFileOfTheNameSurvivesAFailureAndACancel) {
+    world.disk.put(FIRST, L"old");
+    world.onExport = [&](const ExportRequest& request, std::wstring* text) {
+        world.disk.remove(request.outputPath); // as a failure does
+        *text = L"No";
+        return false;
+    };
+    EXPECT_FALSE(run());
+    EXPECT_EQ(world.disk.content(FIRST), L"old");
     world.onExport = [&](const ExportRequest& request, std::wstring*) {
-        EXPECT_EQ(world.disk.content(request.outputPath), std::nullopt);
+        world.disk.put(request.outputPath, L"complete");
+        shared.exportCancel = true;
         return true;
     };
-    EXPECT_TRUE(run());
-    EXPECT_THAT(world.work(), Contains(L"delete D:\\clips\\clip-02.mp4 unless D:\\v\\source.mkv"));
+    EXPECT_FALSE(run());
+    EXPECT_EQ(world.disk.content(FIRST), L"old");
 }
 
 TEST_F(ExportJobClips, TwoAreWrittenAtOnceAndNoMore) {

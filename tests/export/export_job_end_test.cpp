@@ -20,8 +20,7 @@ class FinishExport : public ExportJobTest {
 protected:
     // The export fails with that text, having made its output and taken it away again.
     void failWith(const std::wstring& text) {
-        world.onExport = [text](const ExportRequest& request, std::wstring* errorText) {
-            if (request.created) request.created();
+        world.onExport = [text](const ExportRequest&, std::wstring* errorText) {
             *errorText = text;
             return false;
         };
@@ -105,6 +104,15 @@ TEST_F(FinishExport, CancelDeletesTheOutputAndSaysNoMore) {
                 ElementsAre(L"export E:\\out.mp4", L"delete E:\\out.mp4 unless D:\\v\\source.mkv"));
 }
 
+// The old one is gone by then: better the new one than none.
+TEST_F(FinishExport, ACancelThatComesTooLateKeepsAFileThatReplacedAnother) {
+    world.disk.put(OUT, L"old");
+    exportTo(OUT);
+    cancelLate();
+    EXPECT_EQ(world.disk.content(OUT), L"complete");
+    EXPECT_EQ(state.statusText, L"Export cancelled");
+}
+
 TEST_F(FinishExport, CancelDeletesTheCopyToo) {
     state.clips = {clip(0, 10)};
     exportTo(OUT);
@@ -124,7 +132,7 @@ TEST_F(FinishExport, CancelDeletesNothingThatTheJobDidNotMake) {
     endJob();
     EXPECT_EQ(world.disk.content(OUT), L"another's");
     EXPECT_EQ(state.statusText, L"Export cancelled");
-    EXPECT_THAT(world.work(), ElementsAre(L"export E:\\out.mp4"));
+    EXPECT_THAT(world.work(), ElementsAre(L"export E:\\out.mp4.tmp"));
 }
 
 TEST_F(FinishExport, WhatAnEarlierJobMadeDoesNotCount) {
@@ -209,7 +217,7 @@ TEST_F(FinishExport, ASaveThatFailsIsNotSwappedIn) {
     EXPECT_EQ(state.statusText, L"Save failed — your original is untouched");
     EXPECT_THAT(world.calls, ElementsAre(L"taskbar none", L"timer 250", L"may sleep",
                                          L"error: Save failed.\n\nNo"));
-    EXPECT_EQ(world.work().back(), L"delete D:\\v\\source.mkv.tmp unless D:\\v\\source.mkv");
+    EXPECT_THAT(world.work(), ElementsAre(L"export D:\\v\\source.mkv.tmp"));
 }
 
 TEST_F(FinishExport, ASaveThatIsCancelledIsNotSwappedIn) {

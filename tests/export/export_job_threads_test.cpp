@@ -81,10 +81,13 @@ protected:
             ASSERT_EQ(written, copied ? L"source" : L"complete");
             return;
         }
-        // One that fails at once has made nothing, so that nothing is to be taken away.
-        const bool made = round.failingExport != 1 || exports == 0;
-        const bool keepsOld = round.oldFiles && !made;
-        ASSERT_EQ(written, keepsOld ? std::optional<std::wstring>(L"old") : std::nullopt);
+        if (!round.oldFiles) {
+            ASSERT_EQ(written, std::nullopt);
+        } else if (written != L"old") { // the cancel came when it had been replaced
+            ASSERT_TRUE(round.cancels);
+            ASSERT_TRUE(written == L"complete" || written == L"source");
+        }
+        ASSERT_EQ(world.disk.content(OUT + std::wstring(L".tmp")), std::nullopt);
         ASSERT_EQ(job.lastExportPath, L"");
     }
 
@@ -93,6 +96,8 @@ protected:
         for (std::size_t i = 0; i < state.clips.size(); i++) {
             const std::optional<std::wstring> written = world.disk.content(clipPath(i));
             ASSERT_NE(written, L"partial");
+            ASSERT_TRUE(written || !round.oldFiles) << "the old one or the new one stands there";
+            ASSERT_EQ(world.disk.content(clipPath(i) + L".tmp"), std::nullopt);
             ASSERT_TRUE(!succeeded || written == L"complete");
         }
         ASSERT_EQ(job.lastExportPath, CLIPS);

@@ -64,8 +64,10 @@ TEST_F(ExportJobCopy, CopiesTheUneditedVideo) {
         EXPECT_TRUE(run());
         EXPECT_EQ(world.disk.content(L"D:\\out.mp4"), L"source");
     }
-    EXPECT_THAT(world.work(), ElementsAre(L"copy D:\\v\\source.mkv to D:\\out.mp4",
-                                          L"copy D:\\v\\source.mkv to D:\\out.mp4"));
+    EXPECT_THAT(world.work(),
+                ElementsAre(L"copy D:\\v\\source.mkv to D:\\out.mp4",
+                            L"copy D:\\v\\source.mkv to D:\\out.mp4.tmp",
+                            L"replace D:\\out.mp4 by D:\\out.mp4.tmp unless D:\\v\\source.mkv"));
     EXPECT_TRUE(shared.outputCreated);
     EXPECT_EQ(error(), L"");
 }
@@ -80,7 +82,7 @@ TEST_F(ExportJobCopy, TellsTheShareOfTheBytesAsOutputSeconds) {
         EXPECT_DOUBLE_EQ(shared.exportProgress, 7.5);
         EXPECT_TRUE(progress(0, 0));
         EXPECT_DOUBLE_EQ(shared.exportProgress, 10);
-        return CopyResult{.done = true, .created = true, .errorText = {}};
+        return CopyResult{.done = true, .errorText = {}};
     };
     EXPECT_TRUE(run());
 }
@@ -90,17 +92,17 @@ TEST_F(ExportJobCopy, AsksToEndWhenCancelled) {
     world.onCopy = [&](const std::wstring&, const std::wstring&, const CopyProgress& progress) {
         shared.exportCancel = true;
         EXPECT_FALSE(progress(1, 4));
-        return CopyResult{.done = false, .created = true, .errorText = L"aborted"};
+        return CopyResult{.done = false, .errorText = L"aborted"};
     };
     EXPECT_FALSE(run());
     EXPECT_EQ(error(), L"") << "a cancel is no error";
-    EXPECT_TRUE(shared.outputCreated);
+    EXPECT_FALSE(shared.outputCreated);
 }
 
 TEST_F(ExportJobCopy, AFailureHasTheSystemsText) {
     useUnedited();
     world.onCopy = [&](const std::wstring&, const std::wstring&, const CopyProgress&) {
-        return CopyResult{.done = false, .created = false, .errorText = L"Access is denied.\r\n"};
+        return CopyResult{.done = false, .errorText = L"Access is denied.\r\n"};
     };
     EXPECT_FALSE(run());
     EXPECT_EQ(error(), L"Access is denied.\r\n");
@@ -114,9 +116,11 @@ TEST_F(ExportJobCopy, WhatIsToChangeIsExported) {
     changed[1].kind.exposure = 0.1;
     changed[2].kind.optimise = true;
     changed[3].clips[0].fadeIn = 1;
-    for (const ExportJob& each : changed) EXPECT_TRUE(runExportJob(each, shared));
-    EXPECT_THAT(world.work(), ElementsAre(L"export D:\\out.mp4", L"export D:\\out.mp4",
-                                          L"export D:\\out.mp4", L"export D:\\out.mp4"));
+    for (const ExportJob& each : changed) {
+        world.disk.remove(L"D:\\out.mp4");
+        EXPECT_TRUE(runExportJob(each, shared));
+    }
+    EXPECT_EQ(world.requests().size(), 4u);
 }
 
 TEST_F(ExportJobJoined, WritesAllClipsIntoOneFile) {
@@ -156,11 +160,9 @@ TEST_F(ExportJobJoined, LosslessKeepsTheSourcesSize) {
     EXPECT_EQ(request().exposure, 0);
 }
 
-TEST_F(ExportJobJoined, TellsSecondsAndThatTheOutputWasMade) {
+TEST_F(ExportJobJoined, TellsSecondsAndInTheEndThatTheOutputWasMade) {
     world.onExport = [&](const ExportRequest& wanted, std::wstring*) {
         EXPECT_FALSE(shared.outputCreated);
-        wanted.created();
-        EXPECT_TRUE(shared.outputCreated);
         wanted.progress(2.5);
         EXPECT_EQ(shared.exportProgress, 2.5);
         wanted.progress(6);
@@ -168,6 +170,69 @@ TEST_F(ExportJobJoined, TellsSecondsAndThatTheOutputWasMade) {
         return true;
     };
     EXPECT_TRUE(run());
+    EXPECT_TRUE(shared.outputCreated);
+}
+
+// The user has agreed to a new file in the old one's place, not to none.
+TEST_F(ExportJobJoined, AFileThatStandsThereIsReplacedWhenTheNewOneIsComplete) {
+    world.disk.put(L"D:\\out.mp4", L"old");
+    world.onStep = [&] {
+        EXPECT_EQ(world.disk.content(L"D:\\out.mp4"), L"old");
+    };
+    for (const bool unedited : {false, true}) {
+        if (unedited) useUnedited();
+        EXPECT_TRUE(run());
+        EXPECT_EQ(world.disk.content(L"D:\\out.mp4"), unedited ? L"source" : L"complete");
+        EXPECT_EQ(world.disk.content(L"D:\\out.mp4.tmp"), std::nullopt);
+        world.disk.put(L"D:\\out.mp4", L"old");
+    }
+    EXPECT_FALSE(shared.outputCreated) << "a cancel that comes late may not delete it";
+}
+
+TEST_F(ExportJobJoined, AFileThatStandsThereSurvivesAFailureAndACancel) {
+    world.disk.put(L"D:\\out.mp4", L"old");
+    for (const bool unedited : {false, true}) {
+        if (unedited) useUnedited();
+        shared.exportCancel = false;
+        world.onStep = [&] {
+            shared.exportCancel = true;
+        };
+        EXPECT_FALSE(run());
+        EXPECT_EQ(world.disk.content(L"D:\\out.mp4"), L"old");
+        EXPECT_EQ(world.disk.content(L"D:\\out.mp4.tmp"), std::nullopt);
+        EXPECT_EQ(error(), L"");
+    }
+}
+
+TEST_F(ExportJobJoined, ACancelBetweenTheLastSampleAndTheReplacingCounts) {
+    world.disk.put(L"D:\\out.mp4", L"old");
+    world.onExport = [&](const ExportRequest& wanted, std::wstring*) {
+        world.disk.put(wanted.outputPath, L"complete");
+        shared.exportCancel = true;
+        return true;
+    };
+    EXPECT_FALSE(run());
+    EXPECT_EQ(world.disk.content(L"D:\\out.mp4"), L"old");
+    EXPECT_EQ(world.disk.content(L"D:\\out.mp4.tmp"), std::nullopt);
+}
+
+TEST_F(ExportJobJoined, AFileThatCannotBeReplacedIsToldBeforeAnythingIsWritten) {
+    world.disk.put(L"D:\\out.mp4", L"old");
+    world.heldOpen = L"Somebody has it open (0x80070020)";
+    EXPECT_FALSE(run());
+    EXPECT_EQ(error(), L"Somebody has it open (0x80070020)");
+    EXPECT_THAT(world.work(), IsEmpty());
+    world.disk.remove(L"D:\\out.mp4");
+    EXPECT_TRUE(run()) << "there is none to be replaced";
+}
+
+TEST_F(ExportJobJoined, AFileThatCannotBeReplacedStaysAndTheReasonIsTold) {
+    world.disk.put(L"D:\\out.mp4", L"old");
+    world.replaceError = L"Somebody has it open (0x80070020)";
+    EXPECT_FALSE(run());
+    EXPECT_EQ(error(), L"Somebody has it open (0x80070020)");
+    EXPECT_EQ(world.disk.content(L"D:\\out.mp4"), L"old");
+    EXPECT_EQ(world.disk.content(L"D:\\out.mp4.tmp"), std::nullopt);
 }
 
 TEST_F(ExportJobJoined, AFailureHasTheExportsText) {

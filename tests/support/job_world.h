@@ -117,6 +117,8 @@ struct JobWorld {
     std::function<CopyResult(const std::wstring&, const std::wstring&, const CopyProgress&)> onCopy;
     std::function<bool(const std::wstring&, const std::wstring&)> onSameFile;
     std::function<void()> onStep; // between two steps of an export or a copy
+    std::wstring heldOpen;        // likewise, and that can be told before
+    std::wstring replaceError;    // not empty: no file can be replaced, for that reason
 
     // Answers of the UI thread's side.
     std::wstring chosen; // in the dialogs; empty: cancelled
@@ -159,7 +161,6 @@ struct JobWorld {
     bool exportInSteps(const ExportRequest& request, std::wstring* errorText) {
         constexpr int STEPS = 4;
         disk.put(request.outputPath, L"partial");
-        if (request.created) request.created();
         const double total = totalSeconds(request.spans);
         for (int step = 1; step <= STEPS; step++) {
             if (onStep) onStep();
@@ -182,11 +183,11 @@ struct JobWorld {
             if (onStep) onStep();
             if (!progress(step, STEPS)) {
                 disk.remove(target);
-                return {.done = false, .created = true, .errorText = L"The request was aborted."};
+                return {.done = false, .errorText = L"The request was aborted."};
             }
         }
         disk.put(target, disk.content(source).value_or(L""));
-        return {.done = true, .created = true, .errorText = {}};
+        return {.done = true, .errorText = {}};
     }
 
     // The world must outlive the use of what it hands out.
@@ -212,6 +213,20 @@ struct JobWorld {
         jobs.deleteFile = [this](const std::wstring& path, const std::wstring& kept) {
             note(L"delete " + path + L" unless " + kept);
             disk.remove(path); // also the kept one: nobody is to come so far
+        };
+        jobs.nameToWrite = [this](const std::wstring& target) {
+            return disk.content(target) ? target + L".tmp" : target;
+        };
+        jobs.whyNotReplaced = [this](const std::wstring&) {
+            return heldOpen;
+        };
+        jobs.replaceFile = [this](const std::wstring& path, const std::wstring& target,
+                                  const std::wstring& kept) {
+            note(L"replace " + target + L" by " + path + L" unless " + kept);
+            if (!replaceError.empty()) return replaceError;
+            disk.put(target, disk.content(path).value_or(L"lost"));
+            disk.remove(path);
+            return std::wstring();
         };
         jobs.postCompletion = [this](bool success) {
             const std::lock_guard held(lock_);

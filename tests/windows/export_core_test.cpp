@@ -143,36 +143,6 @@ TEST_F(ExportFileTest, CancelledAtAnyMomentLeavesNothing) {
     }
 }
 
-// Whoever cleans up behind an export must know whether what lies there is its output.
-TEST_F(ExportFileTest, TellsThatTheOutputWasMade) {
-    for (const bool cancels : {false, true}) {
-        ExportRequest wanted = request(L"closed");
-        const std::atomic<bool> cancel = cancels;
-        int told = 0;
-        wanted.cancel = &cancel;
-        wanted.created = [&] {
-            told++;
-            EXPECT_TRUE(exists(wanted.outputPath));
-        };
-        EXPECT_EQ(run(wanted).done, !cancels);
-        EXPECT_EQ(told, 1);
-    }
-}
-
-TEST_F(ExportFileTest, DoesNotTellSoWhenItCouldNotMakeTheOutput) {
-    std::vector<ExportRequest> wrong(4, request(L"closed"));
-    wrong[0].sourcePath = mediaFile(L"text");
-    wrong[1].outputPath = inFolder(L"none\\out.mp4");
-    wrong[2].outputPath = wrong[2].sourcePath;
-    wrong[3].spans.clear();
-    for (ExportRequest& wanted : wrong) {
-        wanted.created = [] {
-            ADD_FAILURE();
-        };
-        EXPECT_FALSE(run(wanted).done);
-    }
-}
-
 TEST_F(ExportFileTest, ANameMayHoldAnyCharacter) {
     ExportRequest wanted = request(L"closed");
     wanted.outputPath = inFolder(L"Schönes Video – 日本 😀.mp4");

@@ -92,13 +92,14 @@ ClipList eightClips() {
     return clips;
 }
 
-TEST_F(ExportJobCancelTest, AJoinedExportLeavesNothing) {
+TEST_F(ExportJobCancelTest, AJoinedExportLeavesWhatWasThere) {
     open(L"large", 40, eightClips());
     writeBytes(inFolder(L"out.mp4"), {'o', 'l', 'd'});
     begin(inFolder(L"out.mp4"), LAYOUT_JOINED);
     waitForProgress(5);
     cancel();
-    EXPECT_THAT(files(), ElementsAre(L"Source.mp4"));
+    EXPECT_THAT(files(), testing::UnorderedElementsAre(L"Source.mp4", L"out.mp4"));
+    EXPECT_EQ(bytesOf(inFolder(L"out.mp4")), (std::vector<char>{'o', 'l', 'd'}));
     EXPECT_EQ(exportJob().lastExportPath, L"");
 }
 
@@ -124,6 +125,17 @@ TEST_F(ExportJobCancelTest, ACopyLeavesNothing) {
     cancel();
     EXPECT_THAT(files(), ElementsAre(L"Source.mp4"));
     EXPECT_EQ(exportJob().lastExportPath, L"");
+}
+
+// A copy has the source's attributes.
+TEST_F(ExportJobCancelTest, ACopyOfAReadOnlyFileLeavesNothing) {
+    const std::wstring source = open(L"large", 40, {{0, 40}});
+    SetFileAttributesW(source.c_str(), FILE_ATTRIBUTE_READONLY);
+    begin(inFolder(L"out.mp4"), LAYOUT_JOINED);
+    cancel();
+    EXPECT_THAT(files(), ElementsAre(L"Source.mp4"));
+    EXPECT_NE(GetFileAttributesW(source.c_str()) & FILE_ATTRIBUTE_READONLY, 0u);
+    SetFileAttributesW(source.c_str(), FILE_ATTRIBUTE_NORMAL);
 }
 
 TEST_F(ExportJobCancelTest, AtAnyMomentNothingIncompleteStays) {

@@ -161,6 +161,30 @@ TEST_F(FilesTest, NeverReplacesTheKeptFile) {
     EXPECT_TRUE(exists(inFolder(L"new.mp4")));
 }
 
+TEST_F(FilesTest, WhetherAFileCanBeReplacedIsToldBefore) {
+    EXPECT_EQ(askReplaceable(other), S_OK);
+    EXPECT_EQ(askReplaceable(inFolder(L"none.mp4")), S_OK);
+    EXPECT_TRUE(exists(other));
+    UniqueFile held(CreateFileW(other.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE,
+                                nullptr, OPEN_EXISTING, 0, nullptr));
+    EXPECT_EQ(askReplaceable(other), HRESULT_FROM_WIN32(ERROR_SHARING_VIOLATION));
+    held.reset();
+    SetFileAttributesW(other.c_str(), FILE_ATTRIBUTE_READONLY);
+    EXPECT_EQ(askReplaceable(other), HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED));
+    SetFileAttributesW(other.c_str(), FILE_ATTRIBUTE_NORMAL);
+    const std::wstring folder = inFolder(L"folder.mp4");
+    ASSERT_TRUE(CreateDirectoryW(folder.c_str(), nullptr));
+    EXPECT_EQ(askReplaceable(folder), HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED));
+    RemoveDirectoryW(folder.c_str());
+}
+
+TEST_F(FilesTest, AnUnusedNameLiesBesideTheFile) {
+    const std::wstring first = unusedNameBeside(other);
+    EXPECT_EQ(first, other + L".velkantrix-tmp");
+    writeBytes(first, {'x'});
+    EXPECT_EQ(unusedNameBeside(other), other + L".1.velkantrix-tmp");
+}
+
 TEST_F(FilesTest, GivesUpOnAFileThatStaysOpen) {
     const UniqueFile held(CreateFileW(other.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
                                       OPEN_EXISTING, 0, nullptr));

@@ -103,14 +103,6 @@ private:
     size_t shown_ = 0;
 };
 
-// A name beside `path` that nothing has yet.
-std::wstring unusedNameBeside(const std::wstring& path) {
-    std::wstring name = path + L".velkantrix-tmp";
-    for (int i = 1; fileExists(name); i++)
-        name = path + L"." + std::to_wstring(i) + L".velkantrix-tmp";
-    return name;
-}
-
 bool isFolder(const std::wstring& path) {
     const DWORD attributes = GetFileAttributesW(path.c_str());
     return attributes != INVALID_FILE_ATTRIBUTES && attributes & FILE_ATTRIBUTE_DIRECTORY;
