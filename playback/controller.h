@@ -52,12 +52,14 @@ public:
     // While the file isn't ready, these do nothing.
     void play();
     void pause();
+    void pauseAfterEnd();
     void seek(double seconds);
     bool beginScrub(); // whether it was playing: for endScrub
     void endScrub(double seconds, bool resume);
 
     [[nodiscard]] double currentTime();   // seconds; 0 without an engine
     [[nodiscard]] bool isSeeking() const; // currentTime isn't that of the picture
+    [[nodiscard]] bool isOrWillBePlaying() const;
     [[nodiscard]] bool videoSize(std::int32_t& width, std::int32_t& height);
     void requestRedraw();
 

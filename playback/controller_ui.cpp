@@ -15,6 +15,14 @@ void PlaybackController::pause() {
     pausePicture(picture_);
 }
 
+void PlaybackController::pauseAfterEnd() {
+    velkantrix::pauseAfterEnd(picture_);
+}
+
+bool PlaybackController::isOrWillBePlaying() const {
+    return velkantrix::isOrWillBePlaying(picture_);
+}
+
 void PlaybackController::seek(double seconds) {
     seekPicture(picture_, seconds);
 }

@@ -25,10 +25,6 @@ double shortestScrubStep(const PictureControl& c) {
     return c.fps <= 1.0 ? SHORTEST_STEP_WITHOUT_FPS : 0.5 / c.fps;
 }
 
-bool isOrWillBePlaying(const PictureControl& c) {
-    return c.state == PlaybackState::Playing || c.resumeAfterSeek;
-}
-
 bool awaitsFrame(const PictureControl& c) {
     return c.owner == PictureOwner::Frozen && c.seekTarget >= 0;
 }
@@ -181,6 +177,15 @@ void endScrub(PictureControl& c, double seconds, bool resume) {
         c.engine.play();
     else
         c.engine.setCurrentTime(time);
+}
+
+bool isOrWillBePlaying(const PictureControl& c) {
+    return c.state == PlaybackState::Playing || c.resumeAfterSeek;
+}
+
+void pauseAfterEnd(PictureControl& c) {
+    const Lock control(c.controlLock);
+    if (c.engineExists && isReady(c) && !isOrWillBePlaying(c)) c.engine.pause();
 }
 
 bool isSeeking(const PictureControl& c) {

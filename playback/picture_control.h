@@ -107,6 +107,13 @@ void seekPicture(PictureControl& c, double seconds) EXCLUDES(c.controlLock, c.de
 bool beginScrub(PictureControl& c) EXCLUDES(c.controlLock, c.deviceLock);
 void endScrub(PictureControl& c, double seconds, bool resume) EXCLUDES(c.controlLock, c.deviceLock);
 
+// The engine plays, or will once a seek has landed or the scrub ends.
+[[nodiscard]] bool isOrWillBePlaying(const PictureControl& c);
+
+// For the window, when it is told that the end was reached: the engine isn't paused by that, and
+// would play on after the next seek. Not when it is to play again by now.
+void pauseAfterEnd(PictureControl& c) EXCLUDES(c.controlLock);
+
 // A scrub is under way, or a seek has not landed yet: the engine's time isn't that of the picture.
 [[nodiscard]] bool isSeeking(const PictureControl& c);
 

@@ -26,6 +26,7 @@ enum class Event {
     Error,
     Playing,
     Ended,
+    PauseAfterEnd,
     DecideWithoutFrame,
     DecideEarly,
     DecideLate,
@@ -120,6 +121,9 @@ public:
             break;
         case Event::Ended:
             return endReached(control);
+        case Event::PauseAfterEnd:
+            pauseAfterEnd(control);
+            break;
         case Event::DecideWithoutFrame:
             decide(std::nullopt);
             break;
@@ -246,6 +250,9 @@ bool apply(PictureModel& model, Event event) {
         break;
     case Event::Ended:
         return model.ended();
+    case Event::PauseAfterEnd:
+        model.pauseAfterEnd();
+        break;
     case Event::DecideWithoutFrame:
         model.decide(std::nullopt);
         break;
@@ -321,7 +328,7 @@ void checkInvariants(const PictureModel& m) {
     EXPECT_FALSE(m.resume && m.owner == PictureOwner::Engine);
     EXPECT_FALSE(m.waitPlay && !m.resume);
     EXPECT_FALSE(m.state == PlaybackState::Playing && !m.enginePlays);
-    EXPECT_FALSE(m.state == PlaybackState::Paused && m.enginePlays && !m.resume);
+    EXPECT_FALSE(m.state == PlaybackState::Paused && m.enginePlays && !m.resume && !m.endUntold);
 }
 
 TEST(PictureExhaustive, EveryEventInEveryReachableStateDoesWhatTheRulesSay) {

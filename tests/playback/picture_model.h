@@ -36,7 +36,8 @@ struct PictureModel {
     double lastScrub = 0;
     std::optional<std::pair<Ticks, std::uint64_t>> undrawn; // a frame and its generation
     std::optional<ModelTask> task;
-    bool enginePlays = false;       // as it was last told; it stops at the end by itself
+    bool enginePlays = false;       // as it was last told; the end doesn't change that
+    bool endUntold = false;         // the window is yet to hear of the end
     std::vector<std::string> asked; // of the engine, by the last event
 
     bool open() const { return state == PlaybackState::Paused || state == PlaybackState::Playing; }
@@ -153,9 +154,17 @@ struct PictureModel {
 
     bool ended() {
         if (!open()) return false;
-        waitPlay = resume = enginePlays = false;
+        waitPlay = resume = false;
+        endUntold = true;
         state = PlaybackState::Paused;
         return true;
+    }
+
+    void pauseAfterEnd() {
+        endUntold = false;
+        if (!open() || state == PlaybackState::Playing || resume) return;
+        enginePlays = false;
+        asked.push_back("pause");
     }
 
     void decide(std::optional<Ticks> frame) {
@@ -230,8 +239,8 @@ struct PictureModel {
     // reported is left out, and numbers that only grow count by their distance.
     auto key() const {
         return std::make_tuple(state, owner, target, waitPlay, resume, ready, redraw, pending,
-                               enginePlays, shownTime >= 0, requested == claimed, lastScrub,
-                               undrawn && undrawn->second == generation,
+                               enginePlays, endUntold, shownTime >= 0, requested == claimed,
+                               lastScrub, undrawn && undrawn->second == generation,
                                undrawn ? undrawn->first : -1, task.has_value(),
                                task && task->preview, task ? task->pts : -1,
                                task ? task->owner : PictureOwner::Engine,
