@@ -59,7 +59,7 @@ struct EditHost {
     std::function<void(double seconds)> seekEngine; // called only while the engine exists
     std::function<void(double gain)> setDim;        // likewise; 0 is black, 1 the full picture
     std::function<double()> frameRate;              // frames per second, 0 when unknown
-    std::function<bool()> isPlaying;
+    std::function<bool()> isPlaying;                // or will, once a seek has landed
     std::function<void()> pause;
     std::function<void()> repaint;   // asks for a paint of the main window, later
     std::function<void()> refreshUi; // brings controls up to date, and repaints

@@ -53,6 +53,17 @@ double editedToSource(const ClipList& clips, double e, std::int32_t& clipIndex) 
     return std::min(clips[i].start + offset, clips[i].end);
 }
 
+std::int32_t clipBehindGapAt(const ClipList& clips, double e, double tolerance) {
+    double start = 0;
+    for (std::size_t i = 1; i < clips.size(); i++) {
+        start += clipLength(clips[i - 1]);
+        if (start > e + tolerance) return -1;
+        if (start >= e - tolerance && clips[i].start > clips[i - 1].end)
+            return static_cast<std::int32_t>(i);
+    }
+    return -1;
+}
+
 double currentEditedTime() {
     return sourceToEdited(editState().playhead);
 }

@@ -26,6 +26,10 @@ double sourceToEdited(const ClipList& clips, double t);
 double editedToSource(double e, std::int32_t& clipIndex);
 double editedToSource(const ClipList& clips, double e, std::int32_t& clipIndex);
 
+// The clip behind a removed part that begins within `tolerance` of `e`; -1 without one. There the
+// time alone means the end of the clip before as well.
+std::int32_t clipBehindGapAt(const ClipList& clips, double e, double tolerance);
+
 // Where the playhead stands, in edited time.
 double currentEditedTime();
 

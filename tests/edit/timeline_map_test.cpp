@@ -106,6 +106,20 @@ TEST_F(TimelineMapTest, SeekToNoEditedTimeDoesNothing) {
     expectNothingHappens([&] { seekToEdited(NOT_A_NUMBER); });
 }
 
+TEST(ClipBehindGap, IsFoundWhereAnEditedTimeMeansTwoPictures) {
+    const ClipList clips = {{0, 5}, {10, 12}, {12, 13}, {20, 21}}; // edited: 0, 5, 7, 8 to 9
+    EXPECT_EQ(clipBehindGapAt(clips, 5, 0.01), 1);
+    EXPECT_EQ(clipBehindGapAt(clips, 4.995, 0.01), 1);
+    EXPECT_EQ(clipBehindGapAt(clips, 5.005, 0.01), 1);
+    EXPECT_EQ(clipBehindGapAt(clips, 4.98, 0.01), -1);
+    EXPECT_EQ(clipBehindGapAt(clips, 5.02, 0.01), -1);
+    EXPECT_EQ(clipBehindGapAt(clips, 8, 0.01), 3);
+    EXPECT_EQ(clipBehindGapAt(clips, 7, 0.01), -1) << "nothing was removed there";
+    EXPECT_EQ(clipBehindGapAt(clips, 0, 0.01), -1) << "nothing lies before the first";
+    EXPECT_EQ(clipBehindGapAt(clips, 9, 0.01), -1);
+    EXPECT_EQ(clipBehindGapAt({}, 0, 0.01), -1);
+}
+
 TEST_F(TimelineMapTest, TheCurrentEditedTimeIsThePlayheads) {
     load(20, CLIPS);
     state.playhead = 5.5;
