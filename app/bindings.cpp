@@ -35,10 +35,6 @@ bool startMediaOrExplain() {
     return false;
 }
 
-bool samePathText(const std::wstring& a, const std::wstring& b) {
-    return _wcsicmp(a.c_str(), b.c_str()) == 0;
-}
-
 ExaminedFile examineFile(const std::wstring& path) {
     return {.size = fileSizeFromAttributes(path).value_or(0),
             .slowToSeek = IsLargeFragmentedFile(path)};
@@ -72,7 +68,7 @@ void bindEdit() {
         return playback() ? playback()->fps() : 0;
     };
     host.isPlaying = [] {
-        return playback() && playback()->state() == PlaybackState::Playing;
+        return playback() && playback()->isOrWillBePlaying();
     };
     host.pause = [] {
         if (playback()) playback()->pause();
@@ -154,11 +150,11 @@ void bindFiles(OpenHost& host) {
     };
     host.addRecent = [] {
         SHAddToRecentDocs(SHARD_PATHW, openState().path.c_str());
-        addRecent(ui().recentFiles, openState().path, samePathText);
+        addRecent(ui().recentFiles, openState().path, equalNames);
     };
     host.recentFile = recentPathOfMenu; // what the user has read, not what the list is now
     host.removeRecent = [](const std::wstring& path) {
-        removeRecent(ui().recentFiles, path, samePathText);
+        removeRecent(ui().recentFiles, path, equalNames);
     };
 }
 

@@ -40,6 +40,7 @@ std::optional<ClipMenuTarget> clipMenuByKey(const TimelinePlace& place) {
 }
 
 bool runClipMenuChoice(std::uint16_t choice, const ClipMenuTarget& target) {
+    if (isClip(editState().clips, target.clip)) editState().selectedClip = target.clip;
     switch (choice) {
     case CLIP_SPLIT:
         splitClip(target.clip, target.time);

@@ -25,7 +25,8 @@ std::optional<ClipMenuTarget> clipMenuAtPoint(const TimelinePlace& place, std::i
 // playhead as it reaches.
 std::optional<ClipMenuTarget> clipMenuByKey(const TimelinePlace& place);
 
-// Carries out a choice that only this menu has. False for what is a command.
-bool runClipMenuChoice(std::uint16_t choice, const ClipMenuTarget& target);
+// Selects the clip that was clicked once more, for playing may have moved the selection behind the
+// menu, and carries out a choice that only this menu has. False for what is a command.
+[[nodiscard]] bool runClipMenuChoice(std::uint16_t choice, const ClipMenuTarget& target);
 
 } // namespace velkantrix

@@ -22,20 +22,27 @@
 namespace velkantrix {
 namespace {
 
-bool isPlaying() {
-    return playback() && playback()->state() == PlaybackState::Playing;
-}
-
 void togglePlaying() {
     if (!playback()) return;
-    if (isPlaying())
+    if (isDragging()) endTimelineGesture();
+    bool& later = openState().playAfterReopen;
+    if (openState().phase == OpenPhase::Reopening)
+        later = !later;
+    else if (playback()->isOrWillBePlaying())
         playback()->pause();
     else
         playFromHere();
 }
 
+// Where one clip ends and the next begins at one edited time, the next one's picture is meant: the
+// other is the first of those that were removed.
 void skip(double seconds) {
-    seekToEdited(currentEditedTime() + seconds);
+    const ClipList& clips = editState().clips;
+    const double target = currentEditedTime() + seconds;
+    const std::int32_t next = clipBehindGapAt(clips, target, frameDuration() / 2);
+    if (next < 0) return seekToEdited(target);
+    editState().selectedClip = next;
+    seekTo(clips[static_cast<std::size_t>(next)].start);
 }
 
 bool isCutSelected() {
@@ -132,7 +139,11 @@ constexpr CommandHandler HANDLERS[] = {
      [] {
          edit(redo);
      }},
-    {COMMAND_RENAME, beginRename},
+    {COMMAND_RENAME,
+     [] {
+         endTimelineGesture();
+         beginRename();
+     }},
     {COMMAND_EXPORT, exportAsCommand},
     {COMMAND_SHOW_EXPORT, showLastExport},
     {COMMAND_NEXT_FRAME,
@@ -152,7 +163,11 @@ constexpr CommandHandler HANDLERS[] = {
          seekToEdited(editedDuration());
      }},
     {COMMAND_ESCAPE, escape},
-    {COMMAND_FULLSCREEN, toggleFullscreen},
+    {COMMAND_FULLSCREEN,
+     [] {
+         endTimelineGesture(); // the timeline goes
+         toggleFullscreen();
+     }},
     {COMMAND_MUTE,
      [] {
          changeVolume(toggledMute);

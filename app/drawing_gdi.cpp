@@ -65,13 +65,14 @@ public:
     }
 
     void operator()(const TextItem& item) const {
+        RECT rect = rectOf(item.rect);
+        if (!RectVisible(dc_, &rect)) return; // not what is repainted
         UINT format = DT_SINGLELINE | DT_VCENTER | DT_NOPREFIX;
         if (item.align == TextAlign::Centre) format |= DT_CENTER;
         if (item.align == TextAlign::Right) format |= DT_RIGHT;
         if (item.ellipsis) format |= DT_END_ELLIPSIS;
         const Selected withFont(dc_, font(item.font));
         SetTextColor(dc_, item.colour);
-        RECT rect = rectOf(item.rect);
         DrawTextW(dc_, item.text.c_str(), static_cast<int>(item.text.size()), &rect, format);
     }
 

@@ -20,17 +20,6 @@ HFONT createFont(int height, int weight, const wchar_t* face) {
                        DEFAULT_PITCH | FF_DONTCARE, face);
 }
 
-// The system gives another face for one that it hasn't: so it is asked what it gave.
-std::wstring chooseFace(const wchar_t* preferred, const wchar_t* fallback) {
-    const ScreenDc screen;
-    const UniqueFont probe(createFont(-12, FW_NORMAL, preferred));
-    if (!screen.get() || !probe) return fallback;
-    const Selected selected(screen.get(), probe.get());
-    std::array<wchar_t, LF_FACESIZE> given{};
-    GetTextFaceW(screen.get(), static_cast<int>(given.size()), given.data());
-    return _wcsicmp(given.data(), preferred) == 0 ? preferred : fallback;
-}
-
 const wchar_t* textFace() {
     static const std::wstring face = chooseFace(L"Segoe UI Variable Text", L"Segoe UI");
     return face.c_str();
@@ -60,6 +49,17 @@ void createFonts() {
 }
 
 } // namespace
+
+// The system gives another face for one that it hasn't: so it is asked what it gave.
+std::wstring chooseFace(const wchar_t* preferred, const wchar_t* fallback) {
+    const ScreenDc screen;
+    const UniqueFont probe(createFont(-12, FW_NORMAL, preferred));
+    if (!screen.get() || !probe) return fallback;
+    const Selected selected(screen.get(), probe.get());
+    std::array<wchar_t, LF_FACESIZE> given{};
+    GetTextFaceW(screen.get(), static_cast<int>(given.size()), given.data());
+    return _wcsicmp(given.data(), preferred) == 0 ? preferred : fallback;
+}
 
 HFONT font(Font which) {
     if (!theFonts.front()) createFonts();

@@ -7,6 +7,7 @@ namespace velkantrix {
 namespace {
 
 // In 96-dpi units.
+constexpr double WHOLE_PIXEL = 1e-6; // what rounding may have cost
 constexpr std::int32_t MARGIN = 24;
 constexpr std::int32_t BELOW_VIDEO = 246; // timeline, transport bar and status
 constexpr std::int32_t LEAST_VIDEO_HEIGHT = 180;
@@ -32,8 +33,12 @@ PixelRect fitVideo(const PixelRect& area, VideoSize video) {
     if (video.width <= 0 || video.height <= 0) return area;
     const double scale = std::min(static_cast<double>(heightOf(area)) / video.height,
                                   static_cast<double>(widthOf(area)) / video.width);
-    const std::int32_t width = std::max(1, static_cast<std::int32_t>(scale * video.width));
-    const std::int32_t height = std::max(1, static_cast<std::int32_t>(scale * video.height));
+    // A whole number may come out as a little less.
+    const auto fitted = [scale](std::int32_t length) {
+        return std::max(1, static_cast<std::int32_t>(scale * length + WHOLE_PIXEL));
+    };
+    const std::int32_t width = fitted(video.width);
+    const std::int32_t height = fitted(video.height);
     return rectAt(area.left + (widthOf(area) - width) / 2, area.top + (heightOf(area) - height) / 2,
                   width, height);
 }
@@ -102,8 +107,8 @@ PixelRect placeInWorkArea(PixelSize window, const PixelRect& current, const Pixe
 }
 
 PixelRect firstPlacement(const PixelRect& work, std::int32_t dpi) {
-    const std::int32_t width = scaledPixels(WINDOW_WIDTH, dpi);
-    const std::int32_t height = scaledPixels(WINDOW_HEIGHT, dpi);
+    const std::int32_t width = std::min(scaledPixels(WINDOW_WIDTH, dpi), widthOf(work));
+    const std::int32_t height = std::min(scaledPixels(WINDOW_HEIGHT, dpi), heightOf(work));
     return rectAt(work.left + (widthOf(work) - width) / 2, work.top + (heightOf(work) - height) / 2,
                   width, height);
 }

@@ -16,6 +16,7 @@
 #include "platform/files.h"
 #include "platform/handles.h"
 #include "platform/hresult.h"
+#include "platform/library.h"
 #include "platform/media_startup.h"
 #include "platform/threads.h"
 #include "playback/end_scan.h"
@@ -57,8 +58,8 @@ std::wstring fileToOpen() {
 void warmUp() noexcept {
     startDetached([] {
         ignoreResult(startMedia(), "the open that needs it tells the user");
-        LoadLibraryW(L"mfplay.dll");
-        LoadLibraryW(L"mfreadwrite.dll");
+        for (const wchar_t* name : {L"mfplay.dll", L"mfreadwrite.dll"})
+            static_cast<void>(loadSystemLibrary(name)); // without it, what needs it tells
     });
 }
 

@@ -114,6 +114,7 @@ void onSize(WPARAM kind) {
 }
 
 void onDpiChanged(WORD dpi, const RECT* suggested) {
+    commitRename(true); // the field has one of the fonts
     deleteFonts();
     followDpi(dpi, suggested);
 }
@@ -145,7 +146,9 @@ bool staysForExport(HWND window) {
 }
 
 void onClose(HWND window) {
-    if (refuseBehindBox(window) || staysForExport(window)) return;
+    if (refuseBehindBox(window)) return;
+    commitRename(true); // what is typed is an edit too
+    if (staysForExport(window)) return;
     if (hasUnsavedEdits() &&
         !askYesNo(window, L"Your edits haven't been exported.\n\nClose without exporting?"))
         return;
@@ -174,12 +177,6 @@ void onDrop(HDROP drop) {
     if (length > 0 && !refuseBehindBox(ui().window)) openVideo({path.data(), length});
 }
 
-// Unless it plays again by now, or is about to.
-void pauseAtEnd() {
-    if (playback() && playback()->state() != PlaybackState::Playing && !playback()->isSeeking())
-        playback()->pause();
-}
-
 void onPlaybackNotice(WPARAM notice) {
     switch (notice) {
     case PLAYBACK_READY:
@@ -189,10 +186,10 @@ void onPlaybackNotice(WPARAM notice) {
         engineFailed();
         break;
     case PLAYBACK_ENDED:
-        pauseAtEnd();
+        if (playback()) playback()->pauseAfterEnd();
         break;
     case PLAYBACK_DEVICE_LOST:
-        reopenAfterDeviceLoss(ui().tickMemory.wasPlaying);
+        reopenAfterDeviceLoss(playback() && playback()->isOrWillBePlaying());
         break;
     default:
         break;
@@ -250,8 +247,8 @@ LRESULT CALLBACK mainWindowProcedure(HWND window, UINT message, WPARAM wide, LPA
         onDpiChanged(HIWORD(wide), reinterpret_cast<const RECT*>(lng));
         return 0;
     case WM_EXPORT_FINISHED:
-        finishExport(wide != 0);
         ui().tickMemory.wasPlaying = false; // what plays gets its quick tick back
+        finishExport(wide != 0);
         return 0;
     case WM_PLAYBACK_NOTIFY:
         onPlaybackNotice(wide);

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "app/layout.h"
 #include "app/ui_state.h"
@@ -13,10 +14,12 @@
 namespace velkantrix {
 namespace {
 
-MONITORINFO monitorOf(HWND window, DWORD fallback) {
+// Of no window: the primary one.
+MONITORINFO monitorOf(HWND window) {
+    const DWORD otherwise = window ? MONITOR_DEFAULTTONEAREST : MONITOR_DEFAULTTOPRIMARY;
     MONITORINFO monitor = {};
     monitor.cbSize = sizeof monitor;
-    GetMonitorInfoW(MonitorFromWindow(window, fallback), &monitor);
+    GetMonitorInfoW(MonitorFromWindow(window, otherwise), &monitor);
     return monitor;
 }
 
@@ -39,8 +42,15 @@ void setStyle(DWORD remove, DWORD add) {
 }
 
 void coverMonitor() {
-    move(ui().window, HWND_TOP, rectOf(monitorOf(ui().window, MONITOR_DEFAULTTONEAREST).rcMonitor),
+    move(ui().window, HWND_TOP, rectOf(monitorOf(ui().window).rcMonitor),
          SWP_NOOWNERZORDER | SWP_FRAMECHANGED);
+}
+
+// The window that fullscreen has put away looks as large as before at another scale.
+void scalePlacementBefore(int dpiBefore) {
+    RECT& place = ui().placementBefore.rcNormalPosition;
+    place.right = place.left + MulDiv(place.right - place.left, ui().dpi, dpiBefore);
+    place.bottom = place.top + MulDiv(place.bottom - place.top, ui().dpi, dpiBefore);
 }
 
 void enterFullscreen() {
@@ -97,7 +107,7 @@ void sizeWindowToVideo() {
                              static_cast<UINT>(state.dpi));
     RECT current = {};
     GetWindowRect(state.window, &current);
-    const MONITORINFO monitor = monitorOf(state.window, MONITOR_DEFAULTTONEAREST);
+    const MONITORINFO monitor = monitorOf(state.window);
     // No smaller than the system will let it be, or it would grow away from its middle.
     const PixelSize size = {
         std::max<std::int32_t>(frame.right - frame.left, S(LEAST_WINDOW_WIDTH)),
@@ -108,20 +118,25 @@ void sizeWindowToVideo() {
 
 void followDpi(int dpi, const RECT* suggested) {
     UiState& state = ui();
-    state.dpi = dpi;
-    if (state.fullscreen)
+    const int before = std::exchange(state.dpi, dpi);
+    if (state.fullscreen) {
+        scalePlacementBefore(before);
         coverMonitor();
-    else if (suggested)
+    }
+    if (!state.fullscreen && suggested)
         move(state.window, nullptr, rectOf(*suggested), SWP_NOZORDER | SWP_NOACTIVATE);
     layOut(); // the size may be what it was
     redrawVideo();
 }
 
 void placeWindowFirst() {
-    const UiState& state = ui();
-    const MONITORINFO primary = monitorOf(state.window, MONITOR_DEFAULTTOPRIMARY);
-    move(state.window, nullptr, firstPlacement(rectOf(primary.rcWork), state.dpi),
-         SWP_NOZORDER | SWP_NOACTIVATE);
+    const PixelRect work = rectOf(monitorOf(nullptr).rcWork);
+    int dpi = 0;
+    // A second time where the first brings it to a monitor of another scale.
+    for (int tries = 0; tries < 2 && dpi != ui().dpi; tries++) {
+        dpi = ui().dpi;
+        move(ui().window, nullptr, firstPlacement(work, dpi), SWP_NOZORDER | SWP_NOACTIVATE);
+    }
 }
 
 void toggleFullscreen() {

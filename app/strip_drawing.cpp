@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 
 #include "app/palette.h"
 #include "base/time_text.h"
@@ -11,6 +12,8 @@
 namespace velkantrix {
 namespace {
 
+constexpr double MOST_MILLISECONDS = 9e18; // that a key can hold
+
 // FNV-1a over whole numbers instead of bytes.
 class Key {
 public:
@@ -19,7 +22,7 @@ public:
     // In milliseconds, rounded to nearest; none is below 0.
     void addTime(double seconds) {
         const double rounded = seconds * 1000 + 0.5;
-        add(static_cast<std::uint64_t>(rounded));
+        add(static_cast<std::uint64_t>(std::min(rounded, MOST_MILLISECONDS)));
     }
     [[nodiscard]] std::uint64_t value() const { return hash_; }
 
@@ -50,21 +53,32 @@ public:
     ClipDrawer(Drawing& drawing, const StripState& state) : drawing_(drawing), state_(state) {}
 
     void draw(std::int32_t index, const PixelRect& rect) {
+        const bool marked = index == state_.selectedClip || index == state_.selectedCut;
+        if (rect.empty() && marked) hiddenBars_ = {index, rect};
         if (rect.empty()) return;
         const Segment& clip = (*state_.clips)[static_cast<std::size_t>(index)];
         const bool selected = index == state_.selectedClip;
         fill(rect, selected ? SELECTED_CLIP : CLIP);
         drawWaveform(clip, rect, selected);
         drawing_.push_back(OutlineItem{rect, selected ? ACCENT : CLIP_EDGE, selected ? 2 : 1});
-        if (selected || index == state_.selectedCut)
-            drawEdgeBars(rect, index == state_.selectedCut);
+        if (marked) drawEdgeBars(rect, index == state_.selectedCut);
         if (index != state_.renamedClip) drawLabel(index, rect, clip);
         drawLength(clip, rect);
         drawFade(clip, rect, false);
         drawFade(clip, rect, true);
     }
 
+    // Those of a selected clip without a pixel of its own, over its neighbours.
+    void drawHiddenBars() {
+        if (hiddenBars_) drawEdgeBars(hiddenBars_->rect, hiddenBars_->clip == state_.selectedCut);
+    }
+
 private:
+    struct HiddenBars {
+        std::int32_t clip = -1;
+        PixelRect rect;
+    };
+
     [[nodiscard]] std::int32_t S(std::int32_t units) const {
         return scaledPixels(units, state_.dpi);
     }
@@ -136,6 +150,7 @@ private:
 
     Drawing& drawing_;
     const StripState& state_;
+    std::optional<HiddenBars> hiddenBars_;
 };
 
 } // namespace
@@ -164,6 +179,7 @@ void drawStrip(Drawing& drawing, const StripState& state) {
     ClipDrawer drawer(drawing, state);
     std::int32_t index = 0;
     for (const PixelRect& rect : clipRects(*state.clips, state.track)) drawer.draw(index++, rect);
+    drawer.drawHiddenBars();
 }
 
 } // namespace velkantrix

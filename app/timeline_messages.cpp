@@ -60,8 +60,7 @@ bool onContextMenu(LPARAM position) {
     refreshUi();
     ClientToScreen(ui().window, &at);
     const std::uint16_t choice = showClipMenu(ui().window, at, target->clip, target->time);
-    if (choice != 0 && !runClipMenuChoice(choice, *target))
-        PostMessageW(ui().window, WM_COMMAND, choice, 0);
+    if (choice != 0 && !runClipMenuChoice(choice, *target)) runCommand(choice, 0);
     return true;
 }
 

@@ -120,6 +120,7 @@ void timelinePressed(const TimelinePlace& place, std::int32_t x, std::int32_t y)
     commitRename(true);
     endTimelineGesture(); // a release that never came
     if (!editState().videoLoaded || place.track.empty()) return;
+    timelineLeft(); // the time is shown again where the pointer moves afterwards
     if (isOnSelectedLabel(place, x, y)) return beginRename();
     const std::int32_t cut = cutAt(place, x, y);
     if (cut >= 0) return startDrag(place, cut, x);

@@ -64,7 +64,7 @@ public:
         if (track_.empty()) return;
         std::int32_t x = playheadX(track_, total(), state_.editedTime);
         std::uint32_t colour = ACCENT;
-        if (state_.cutDrag) {
+        if (state_.cutDrag && isCut(*state_.strip.clips, *state_.cutDrag)) {
             x = clipRect(*state_.strip.clips, track_, *state_.cutDrag).right;
             colour = SELECTED_CUT;
         }

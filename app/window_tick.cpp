@@ -31,6 +31,11 @@ void tickTransport() {
     }
 }
 
+// While a job runs the period is the job's.
+void setTickPeriod(UINT milliseconds) {
+    if (!editState().exportBusy) SetTimer(ui().window, TICK_TIMER, milliseconds, nullptr);
+}
+
 void tickReveal(bool playing) {
     UiState& state = ui();
     if (state.firstFrameShown) return;
@@ -45,6 +50,7 @@ void tickReveal(bool playing) {
     state.firstFrameShown = true;
     ShowWindow(state.video, SW_SHOWNA);
     playback()->requestRedraw();
+    if (!playing) setTickPeriod(IDLE_TICK);
     repaint();
 }
 
@@ -96,7 +102,7 @@ void onTimer(UINT_PTR timer) {
 void beginReveal() {
     ui().openTick = GetTickCount64();
     ui().tickMemory = {};
-    SetTimer(ui().window, TICK_TIMER, PLAYING_TICK, nullptr);
+    setTickPeriod(PLAYING_TICK);
 }
 
 } // namespace velkantrix
