@@ -1,5 +1,7 @@
 #include "app/clip_menu.h"
 
+#include "app/command_table.h"
+#include "edit/operations.h"
 #include "tests/support/edit_fixture.h"
 
 namespace velkantrix {
@@ -86,6 +88,23 @@ TEST_F(ClipMenuTest, ItsChoicesActOnTheClickedClipAndTime) {
     EXPECT_EQ(state.clips[0].fadeIn, 1);
     EXPECT_TRUE(runClipMenuChoice(150, {0, 2, {}}));
     EXPECT_EQ(state.clips[0].fadeOut, 1);
+}
+
+// Playing goes on behind the menu, and the selection with it.
+TEST_F(ClipMenuTest, ACommandMeansTheClickedClipWhereverTheSelectionWent) {
+    state.selectedClip = 0;
+    EXPECT_FALSE(runClipMenuChoice(COMMAND_REMOVE, {1, 8, {}}));
+    EXPECT_EQ(state.selectedClip, 1);
+    removeSelectedClip();
+    EXPECT_EQ(state.clips, ClipList{clip(0, 4)});
+}
+
+TEST_F(ClipMenuTest, AClipThatIsGoneIsNotSelected) {
+    state.selectedClip = 1;
+    for (const std::int32_t gone : {-1, 2}) {
+        EXPECT_FALSE(runClipMenuChoice(COMMAND_REMOVE, {gone, 8, {}}));
+        EXPECT_EQ(state.selectedClip, 1);
+    }
 }
 
 TEST_F(ClipMenuTest, CommandsAreLeftToTheWindow) {

@@ -1,28 +1,17 @@
-// The program's window and what becomes of keys before it gets them. It stays hidden.
-#include <windows.h>
-
-#include <commctrl.h>
-
-#include <string>
-#include <vector>
-
-#include <gtest/gtest.h>
-
-#include "app/bindings.h"
-#include "app/command_table.h"
-#include "app/fonts.h"
-#include "app/main_window.h"
+// The program's window as a whole, and what becomes of keys before it gets them.
+#include "app/layout.h"
 #include "app/message_loop.h"
 #include "app/placing.h"
-#include "app/ui_state.h"
-#include "edit/edit_state.h"
-#include "edit/open_flow.h"
-#include "edit/operations.h"
+#include "app/window_tick.h"
+#include "export/export_job.h"
+#include "playback/notices.h"
+#include "tests/windows/window_fixture.h"
 
 namespace velkantrix {
 namespace {
 
-constexpr Font ALL_FONTS[] = {Font::Heading, Font::Monospace, Font::Text, Font::Hero, Font::Icons};
+using testing::ElementsAre;
+using testing::IsEmpty;
 
 class WindowEnvironment : public testing::Environment {
 public:
@@ -33,102 +22,12 @@ public:
 };
 const auto* const environment = testing::AddGlobalTestEnvironment(new WindowEnvironment);
 
-class WindowTest : public testing::Test {
-protected:
-    WindowTest() {
-        ui() = {};
-        editState() = {};
-        openState() = {};
-        bindHosts();
-        window = createMainWindow(GetModuleHandleW(nullptr));
-        EXPECT_TRUE(window);
-    }
-    ~WindowTest() override {
-        EnableWindow(window, TRUE);
-        DestroyWindow(window);
-        MSG message;
-        while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&message);
-        ui() = {};
-        editState() = {};
-        openState() = {};
-        openHost() = {};
-        editHost() = {};
-    }
-
-    void changeDpi(WORD dpi, RECT suggested) {
-        SendMessageW(window, WM_DPICHANGED, MAKEWPARAM(dpi, dpi),
-                     reinterpret_cast<LPARAM>(&suggested));
-    }
-
-    void expectWindowAt(const RECT& expected) {
-        RECT place = {};
-        GetWindowRect(window, &place);
-        EXPECT_TRUE(EqualRect(&place, &expected))
-            << place.left << ' ' << place.top << ' ' << place.right << ' ' << place.bottom;
-    }
-
-    static void expectFont(Font which, LONG height, LONG weight, const std::wstring& face) {
-        LOGFONTW made = {};
-        ASSERT_EQ(GetObjectW(font(which), sizeof made, &made), static_cast<int>(sizeof made));
-        EXPECT_EQ(made.lfHeight, height) << static_cast<int>(which);
-        EXPECT_EQ(made.lfWeight, weight) << static_cast<int>(which);
-        EXPECT_EQ(made.lfFaceName, face) << static_cast<int>(which);
-        EXPECT_EQ(made.lfQuality, CLEARTYPE_QUALITY) << static_cast<int>(which);
-    }
-
-    // Where they have the newer faces, these are others.
-    static void expectFonts(LONG heading, LONG monospace, LONG text, LONG hero, LONG icons) {
-        expectFont(Font::Heading, heading, 700, L"Segoe UI");
-        expectFont(Font::Monospace, monospace, 400, L"Consolas");
-        expectFont(Font::Text, text, 400, L"Segoe UI");
-        expectFont(Font::Hero, hero, 700, L"Segoe UI");
-        expectFont(Font::Icons, icons, 400, L"Segoe MDL2 Assets");
-    }
-
-    static void makeUnsavedEdit() {
-        startEdit(10);
-        splitClip(0, 5);
-        EXPECT_TRUE(editState().edited);
-    }
-
-    HWND window = nullptr;
-};
-
 TEST_F(WindowTest, IsMadeHiddenWithItsChildren) {
     EXPECT_FALSE(IsWindowVisible(window));
     EXPECT_EQ(ui().window, window);
     EXPECT_EQ(GetParent(ui().video), window);
     EXPECT_EQ(GetDlgCtrlID(ui().video), 121);
     EXPECT_EQ(GetParent(ui().transport), window);
-}
-
-TEST_F(WindowTest, AnotherScaleMovesTheWindowWhereTheSystemSays) {
-    const RECT suggested = {30, 40, 1330, 1010};
-    changeDpi(144, suggested);
-    EXPECT_EQ(ui().dpi, 144);
-    expectWindowAt(suggested);
-}
-
-TEST_F(WindowTest, FontsAreMadeForTheScaleAndOnce) {
-    expectFonts(-20, -12, -15, -37, -21);
-    for (const Font which : ALL_FONTS) EXPECT_EQ(font(which), font(which));
-    changeDpi(144, {30, 40, 1330, 1010});
-    expectFonts(-30, -18, -22, -56, -32);
-    for (const Font which : ALL_FONTS) EXPECT_EQ(font(which), font(which));
-}
-
-TEST_F(WindowTest, AnotherScaleInFullscreenKeepsCoveringTheMonitor) {
-    startEdit(10);
-    toggleFullscreen();
-    ASSERT_TRUE(ui().fullscreen);
-    MONITORINFO monitor = {};
-    monitor.cbSize = sizeof monitor;
-    ASSERT_TRUE(GetMonitorInfoW(MonitorFromWindow(window, MONITOR_DEFAULTTONEAREST), &monitor));
-    expectWindowAt(monitor.rcMonitor);
-    SetWindowPos(window, nullptr, 0, 0, 640, 480, SWP_NOZORDER | SWP_NOACTIVATE);
-    changeDpi(144, {30, 40, 1330, 1010});
-    EXPECT_EQ(ui().dpi, 144);
-    expectWindowAt(monitor.rcMonitor);
 }
 
 TEST_F(WindowTest, CannotBeMadeSmallerThanItsControls) {
@@ -154,13 +53,264 @@ TEST_F(WindowTest, TheSessionMayEndUnlessSomethingWouldBeLost) {
     SendMessageW(window, WM_ENDSESSION, FALSE, 0);
 }
 
-TEST_F(WindowTest, ClosingBehindABoxDoesNothing) {
+TEST_F(WindowTest, ALostCaptureEndsADragOrAScrub) {
+    startEdit(10);
+    timelineMouse().drag = CutDrag{.cut = 0};
+    send(WM_CAPTURECHANGED);
+    EXPECT_FALSE(timelineMouse().drag);
+    timelineMouse().scrub = Scrub{};
+    send(WM_CAPTURECHANGED);
+    EXPECT_FALSE(timelineMouse().scrub);
+    EXPECT_EQ(editState().statusText, L"Ready");
+}
+
+TEST_F(WindowTest, AMouseThatLeavesIsOverNoClip) {
+    timelineMouse().hoverX = 40;
+    timelineMouse().hoverClip = 0;
+    send(WM_MOUSELEAVE);
+    EXPECT_FALSE(timelineMouse().hoverX);
+    EXPECT_EQ(timelineMouse().hoverClip, -1);
+}
+
+class WindowPlacingTest : public WindowTest {
+protected:
+    WindowPlacingTest() {
+        startEdit(10);
+        ui().transportHiding.lastCursor = {-5, -5};
+    }
+
+    [[nodiscard]] MONITORINFO monitor() const {
+        MONITORINFO info = {};
+        info.cbSize = sizeof info;
+        EXPECT_TRUE(GetMonitorInfoW(MonitorFromWindow(window, MONITOR_DEFAULTTONEAREST), &info));
+        return info;
+    }
+
+    void moveTo(int x, int y, int width, int height) const {
+        SetWindowPos(window, nullptr, x, y, width, height, SWP_NOZORDER | SWP_NOACTIVATE);
+        expectWindowAt({x, y, x + width, y + height});
+    }
+
+    // A window may be larger than the screen.
+    static LRESULT CALLBACK anySize(HWND target, UINT message, WPARAM wide, LPARAM lng, UINT_PTR,
+                                    DWORD_PTR) {
+        if (message == WM_NCDESTROY) RemoveWindowSubclass(target, anySize, 0);
+        const LRESULT result = DefSubclassProc(target, message, wide, lng);
+        if (message == WM_GETMINMAXINFO)
+            reinterpret_cast<MINMAXINFO*>(lng)->ptMaxTrackSize = {10000, 10000};
+        return result;
+    }
+};
+
+TEST_F(WindowPlacingTest, AnotherScaleMovesTheWindowWhereTheSystemSays) {
+    const RECT suggested = {30, 40, 1330, 1010};
+    changeDpi(144, suggested);
+    EXPECT_EQ(ui().dpi, 144);
+    expectWindowAt(suggested);
+}
+
+TEST_F(WindowPlacingTest, AnotherScaleInFullscreenKeepsCoveringTheMonitor) {
+    toggleFullscreen();
+    ASSERT_TRUE(ui().fullscreen);
+    expectWindowAt(monitor().rcMonitor);
+    SetWindowPos(window, nullptr, 0, 0, 640, 480, SWP_NOZORDER | SWP_NOACTIVATE);
+    changeDpi(144, {30, 40, 1330, 1010});
+    EXPECT_EQ(ui().dpi, 144);
+    expectWindowAt(monitor().rcMonitor);
+}
+
+TEST_F(WindowPlacingTest, AnotherScaleInFullscreenIsTheWindowsWhenItComesBack) {
+    SetWindowSubclass(window, anySize, 0, 0);
+    ASSERT_EQ(ui().dpi, 96);
+    moveTo(100, 100, 1000, 700);
+    toggleFullscreen();
+    changeDpi(192, {0, 0, 2000, 1400});
+    toggleFullscreen();
+    const RECT after = place();
+    EXPECT_EQ(after.right - after.left, 2000);
+    EXPECT_EQ(after.bottom - after.top, 1400);
+}
+
+TEST_F(WindowPlacingTest, InFullscreenTheTransportBarWaitsForTheMouseFromTheStart) {
+    POINT cursor = {};
+    ASSERT_TRUE(GetCursorPos(&cursor));
+    const std::uint64_t before = GetTickCount64();
+    toggleFullscreen();
+    const std::uint64_t after = GetTickCount64();
+    EXPECT_EQ(ui().transportHiding.lastCursor, (ScreenPoint{cursor.x, cursor.y}));
+    EXPECT_GE(ui().transportHiding.movedAt, before);
+    EXPECT_LE(ui().transportHiding.movedAt, after);
+}
+
+TEST_F(WindowPlacingTest, TheWindowIsSizedToTheVideoAroundItsMiddle) {
+    moveTo(100, 100, 1000, 800);
+    openState().videoSize = {800, 450};
+    sizeWindowToVideo();
+    RECT expected = {0, 0, 800 + 2 * 24, 450 + 246};
+    ASSERT_TRUE(AdjustWindowRectExForDpi(&expected, WS_OVERLAPPEDWINDOW, TRUE, WS_EX_ACCEPTFILES,
+                                         static_cast<UINT>(ui().dpi)));
+    const int width = expected.right - expected.left;
+    const int height = expected.bottom - expected.top;
+    const RECT work = monitor().rcWork;
+    const RECT around = {600 - width / 2, 500 - height / 2, 600 - width / 2 + width,
+                         500 - height / 2 + height};
+    ASSERT_TRUE(around.left >= work.left && around.top >= work.top && around.right <= work.right &&
+                around.bottom <= work.bottom);
+    expectWindowAt(around);
+}
+
+class WindowClosingTest : public WindowTest {
+protected:
+    static constexpr const wchar_t* EXPORT_RUNS =
+        L"An export is still running.\n\nCancel the export and close Velkantrix?";
+    static constexpr const wchar_t* UNSAVED =
+        L"Your edits haven't been exported.\n\nClose without exporting?";
+
+    void endExport(bool success) const { send(WM_EXPORT_FINISHED, success ? 1 : 0); }
+
+    // Behind the question about the export, which is then answered with Yes.
+    BoxAnswers::Answer exportEndsAndThen(bool success, WORD aboutEdits) {
+        return [this, success, aboutEdits](const std::wstring& text) -> WORD {
+            if (text == UNSAVED) return aboutEdits;
+            if (text != EXPORT_RUNS) return IDOK;
+            PostMessageW(window, WM_EXPORT_FINISHED, success ? 1 : 0, 0);
+            return IDYES;
+        };
+    }
+};
+
+TEST_F(WindowClosingTest, ClosingBehindABoxDoesNothing) {
     EnableWindow(window, FALSE);
     SendMessageW(window, WM_CLOSE, 0, 0);
     ASSERT_TRUE(IsWindow(window));
     EnableWindow(window, TRUE);
     SendMessageW(window, WM_CLOSE, 0, 0);
     EXPECT_FALSE(IsWindow(window));
+}
+
+TEST_F(WindowClosingTest, UnsavedEditsAreAskedAbout) {
+    makeUnsavedEdit();
+    WORD answer = IDNO;
+    BoxAnswers boxes([&](const std::wstring&) { return answer; });
+    send(WM_CLOSE);
+    EXPECT_THAT(boxes.texts, ElementsAre(UNSAVED));
+    ASSERT_TRUE(IsWindow(window));
+    answer = IDYES;
+    send(WM_CLOSE);
+    EXPECT_THAT(boxes.texts, ElementsAre(UNSAVED, UNSAVED));
+    EXPECT_FALSE(IsWindow(window));
+}
+
+TEST_F(WindowClosingTest, TheExportGoesOnWhenItIsNotToBeCancelled) {
+    editState().exportBusy = true;
+    BoxAnswers boxes([](const std::wstring&) { return IDNO; });
+    send(WM_CLOSE);
+    EXPECT_THAT(boxes.texts, ElementsAre(EXPORT_RUNS));
+    EXPECT_FALSE(exportJob().exportCancel);
+    EXPECT_FALSE(exportJob().closeAsked);
+    endExport(true);
+    EXPECT_TRUE(IsWindow(window));
+}
+
+TEST_F(WindowClosingTest, TheWindowClosesWhenTheCancelledExportHasEndedWithoutAskingAgain) {
+    makeUnsavedEdit();
+    editState().exportBusy = true;
+    BoxAnswers boxes([](const std::wstring&) { return IDYES; });
+    send(WM_CLOSE);
+    EXPECT_TRUE(exportJob().exportCancel);
+    EXPECT_EQ(editState().statusText, L"Cancelling…");
+    send(WM_CLOSE);
+    ASSERT_TRUE(IsWindow(window));
+    endExport(false);
+    EXPECT_THAT(boxes.texts, ElementsAre(EXPORT_RUNS));
+    EXPECT_FALSE(IsWindow(window));
+}
+
+TEST_F(WindowClosingTest, AnExportThatSucceedsBehindTheQuestionLeavesNothingToAsk) {
+    makeUnsavedEdit();
+    editState().exportBusy = true;
+    BoxAnswers boxes(exportEndsAndThen(true, IDNO));
+    send(WM_CLOSE);
+    EXPECT_THAT(boxes.texts, ElementsAre(EXPORT_RUNS));
+    EXPECT_FALSE(IsWindow(window));
+}
+
+TEST_F(WindowClosingTest, AnExportThatFailsBehindTheQuestionLeavesTheEditsToAskAbout) {
+    makeUnsavedEdit();
+    editState().exportBusy = true;
+    {
+        const Lock held(exportJob().exportErrorLock);
+        exportJob().exportError = L"the disk is full";
+    }
+    BoxAnswers boxes(exportEndsAndThen(false, IDNO));
+    send(WM_CLOSE);
+    EXPECT_THAT(boxes.texts,
+                ElementsAre(EXPORT_RUNS, testing::HasSubstr(L"the disk is full"), UNSAVED));
+    EXPECT_TRUE(IsWindow(window));
+    EXPECT_FALSE(exportJob().closeAsked);
+}
+
+class WindowTimerTest : public WindowTest {
+protected:
+    WindowTimerTest() { EXPECT_TRUE(stopTick()); }
+
+    // Whether it ran.
+    [[nodiscard]] bool stopTick() const { return KillTimer(window, 200) != FALSE; }
+
+    // Whether the message comes, within a time that is long enough anywhere.
+    [[nodiscard]] bool comes(UINT message, WPARAM wide) const {
+        const std::uint64_t end = GetTickCount64() + 30'000;
+        MSG next = {};
+        while (GetTickCount64() < end) {
+            while (PeekMessageW(&next, window, message, message, PM_REMOVE))
+                if (next.wParam == wide) return true;
+            MsgWaitForMultipleObjects(0, nullptr, FALSE, 50, QS_ALLINPUT);
+        }
+        return false;
+    }
+
+    void deviceIsBack() const {
+        openState().phase = OpenPhase::Reopening;
+        openHost().engineVideoSize = [] {
+            return VideoSize{800, 450};
+        };
+        send(WM_PLAYBACK_NOTIFY, PLAYBACK_READY);
+        EXPECT_EQ(openState().phase, OpenPhase::None);
+    }
+};
+
+TEST_F(WindowTimerTest, TheJobsTimerIsTheWindowsTick) {
+    jobHost().setTimer(100);
+    EXPECT_TRUE(comes(WM_TIMER, 200));
+    EXPECT_TRUE(stopTick());
+}
+
+TEST_F(WindowTimerTest, AVideoThatIsOpenAgainTicksQuicklyButNotDuringAJob) {
+    startEdit(10);
+    editState().exportBusy = true;
+    deviceIsBack();
+    EXPECT_FALSE(stopTick());
+    editState().exportBusy = false;
+    deviceIsBack();
+    EXPECT_TRUE(stopTick());
+}
+
+// The tick takes a playing video for one that has just begun to play, and becomes quick.
+TEST_F(WindowTimerTest, AFailedJobsBoxDoesntSlowWhatPlays) {
+    startEdit(10);
+    editState().exportBusy = true;
+    ui().tickMemory.wasPlaying = true;
+    std::vector<std::uint32_t> periods;
+    jobHost().setTimer = [&](std::uint32_t milliseconds) {
+        periods.push_back(milliseconds);
+    };
+    bool remembered = true;
+    jobHost().showError = [&](const std::wstring&) {
+        EXPECT_THAT(periods, ElementsAre(250u));
+        remembered = ui().tickMemory.wasPlaying;
+    };
+    send(WM_EXPORT_FINISHED, 0);
+    EXPECT_FALSE(remembered);
 }
 
 // The window with a field for names, and notes instead of commands.
@@ -238,6 +388,17 @@ TEST_F(KeyTest, WhatTheMenuGreysNoKeyDoes) {
     press('S');
     press(VK_DELETE); // there is only one clip
     EXPECT_EQ(commands, (std::vector<int>{102, 103}));
+}
+
+// What is no command may be a dialog's key, as in any window with controls.
+TEST_F(KeyTest, EnterIsTheDialogsWhereNoNameIsTyped) {
+    SetFocus(window);
+    ASSERT_EQ(GetFocus(), window);
+    press(VK_RETURN);
+    EXPECT_EQ(commands, std::vector<int>{1});
+    SetFocus(ui().renameField);
+    press(VK_RETURN);
+    EXPECT_EQ(commands, std::vector<int>{1});
 }
 
 // Another child's focus is no field's.
