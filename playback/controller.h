@@ -72,7 +72,7 @@ public:
 
     [[nodiscard]] bool hasEngine() const { return static_cast<bool>(engine_); }
     [[nodiscard]] PlaybackState state() const { return picture_.state; }
-    [[nodiscard]] double duration() const { return picture_.duration; } // seconds
+    [[nodiscard]] double duration(); // seconds; what the engine says, where nothing else tells
     [[nodiscard]] double fps() const { return picture_.fps; }
     [[nodiscard]] Ticks settledPts() const { return picture_.settledPts; } // of the last seek
     [[nodiscard]] bool enginePresented() const { return picture_.enginePresented; }

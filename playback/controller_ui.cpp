@@ -43,6 +43,14 @@ bool PlaybackController::isSeeking() const {
     return velkantrix::isSeeking(picture_);
 }
 
+double PlaybackController::duration() {
+    const bool ready = picture_.state == PlaybackState::Paused;
+    if (picture_.duration > 0 || !engine_ || !ready) return picture_.duration;
+    const double stated = engine_->GetDuration();
+    if (std::isfinite(stated) && stated > 0) picture_.duration = stated;
+    return picture_.duration;
+}
+
 bool PlaybackController::videoSize(std::int32_t& width, std::int32_t& height) {
     const Lock device(picture_.deviceLock);
     width = presenter_.videoWidth;

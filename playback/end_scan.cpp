@@ -34,7 +34,7 @@ ScanRead readSample(IMFSourceReader* reader) {
     return {.ended = (flags & last) != 0};
 }
 
-ScannedEnds runScan(const EndScan& scan) {
+ScannedEnds runScan(EndScan& scan) {
     const ComApartment apartment(COINIT_MULTITHREADED);
     ComPtr<IMFSourceReader> reader;
     if (FAILED(openSourceReader(scan.path.c_str(), reader))) return {};
@@ -43,9 +43,10 @@ ScannedEnds runScan(const EndScan& scan) {
         scan.file.container, scan.file.fps, scan.file.onlyStart,
         {.seek = [&](double at) { return SUCCEEDED(seekReader(reader.get(), nearestTicks(at))); },
          .read = [&] { return readSample(reader.get()); },
-         .stopped =
-             [&] {
-                 return scan.stop || processEnds;
+         .stopped = [&] { return scan.stop || processEnds; },
+         .tellStart =
+             [&](double start) {
+                 scan.start = start;
              }});
 }
 
@@ -57,9 +58,7 @@ std::shared_ptr<EndScan> startEndScan(const std::wstring& path, const ScannedFil
     scan->file = file;
     ++runningScans;
     startDetached([scan] {
-        const ScannedEnds ends = runScan(*scan);
-        scan->start = ends.start;
-        scan->result = ends.end;
+        scan->result = runScan(*scan).end;
         --runningScans;
     });
     return scan;
@@ -68,8 +67,8 @@ std::shared_ptr<EndScan> startEndScan(const std::wstring& path, const ScannedFil
 ScannedEnds waitForEndScan(const EndScan& scan) {
     const ULONGLONG begun = GetTickCount64();
     while (scan.result < 0 && GetTickCount64() - begun < LONGEST_WAIT) Sleep(POLL);
-    const double end = scan.result;
-    return {.start = end < 0 ? 0 : scan.start.load(), .end = end};
+    const double end = scan.result; // first: once it is there, so is the start
+    return {.start = scan.start, .end = end};
 }
 
 bool endAllScans() {

@@ -20,7 +20,7 @@ struct ScannedFile {
 struct EndScan {
     std::wstring path;
     ScannedFile file;
-    std::atomic<double> start{0};   // seconds, set before the result
+    std::atomic<double> start{0};   // seconds, set before the result; 0 until then
     std::atomic<double> result{-1}; // seconds, set once; negative until then
     std::atomic<bool> stop{false};  // nobody waits any more
 };

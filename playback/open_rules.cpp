@@ -82,6 +82,7 @@ ScannedEnds scanEnds(double container, double fps, bool onlyStart, const EndScan
     const std::optional<ScannedSample> first = scan.next();
     if (first) {
         ends.start = secondsOf(first->time);
+        calls.tellStart(ends.start);
         if (!onlyStart) ends.end = scan.endBefore(container, *first);
     }
     if (scan.stopped()) ends.end = STOPPED;

@@ -32,7 +32,8 @@ struct ScanRead {
 struct EndScanCalls {
     std::function<bool(double seconds)> seek; // false: it can't
     std::function<ScanRead()> read;
-    std::function<bool()> stopped; // nobody waits for the result any more
+    std::function<bool()> stopped;               // nobody waits for the result any more
+    std::function<void(double start)> tellStart; // once it is known, long before the end may be
 };
 
 inline constexpr double END_SCAN_SPAN = 3.0; // seconds before the end, at first

@@ -72,8 +72,9 @@ struct PictureControl {
     std::atomic<double> exposure{0}; // stops of base 3; 0 is off
     std::atomic<double> dim{1};      // 0 is black, 1 the full picture
 
+    double duration = 0; // seconds, as the next; 0 when unknown; the UI thread's
+
     // Constant while an engine exists.
-    double duration = 0;   // seconds, as the next; 0 when unknown
     double videoStart = 0; // where the first frame begins
     double videoEnd = 0;   // where the last frame ends, which may be a little before the duration
     double fps = DEFAULT_FPS;

@@ -56,8 +56,9 @@ void planEngineFrame(PictureControl& c, PresenterTask& task, std::optional<Ticks
     const Ticks target = c.seekTarget;
     if (!frame || target < 0) return;
     const Ticks tolerance = landingTolerance(c.fps);
-    const Ticks lands = landingPlace(c, target);
-    task.draws = *frame >= subtractTicks(lands, tolerance) && *frame <= addTicks(lands, tolerance);
+    const Ticks place = landingPlace(c, target);
+    task.draws = *frame >= subtractTicks(std::min(target, place), tolerance) &&
+                 *frame <= addTicks(std::max(target, place), tolerance);
 }
 
 // The next step tries again what couldn't be drawn.

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -53,8 +54,9 @@ public:
 
     EndScanCalls calls() {
         return {[this](double seconds) { return seek(seconds); }, [this] { return read(); },
-                [this] {
-                    return reads >= stopAfter;
+                [this] { return reads >= stopAfter; },
+                [this](double start) {
+                    startTold = start;
                 }};
     }
 
@@ -62,6 +64,7 @@ public:
     std::uint32_t reads = 0;
     std::uint32_t stopAfter = ~0U;
     bool canSeek = true;
+    std::optional<double> startTold;
 
 private:
     bool seek(double seconds) {
@@ -187,8 +190,8 @@ TEST(EndScan, ReadsAMillionTimesAtMost) {
                                      const ScannedSample sample{static_cast<Ticks>(++reads), 1};
                                      return withSamples ? ScanRead{.sample = sample} : ScanRead{};
                                  },
-                                 [] {
-                                     return false;
+                                 [] { return false; },
+                                 [](double) {
                                  }};
         EXPECT_EQ(scanEnds(20, FPS, false, calls).end, withSamples ? 0.1000001 : 0);
         EXPECT_EQ(reads, 1'000'000u);
@@ -203,11 +206,21 @@ TEST(EndScan, AReadWithoutASampleIsPassedOver) {
                                  if (reads == 2) return ScanRead{.sample = {{at(18), at(1)}}};
                                  return ScanRead{.ended = reads == 4};
                              },
-                             [] {
-                                 return false;
+                             [] { return false; },
+                             [](double) {
                              }};
     EXPECT_EQ(scanEnds(2, FPS, false, calls).end, 19);
     EXPECT_EQ(reads, 4);
+}
+
+TEST(EndScan, TheStartIsToldBeforeTheEndIsLookedFor) {
+    Stream stream({{at(0.5), at(1)}, {at(18), at(1)}});
+    stream.stopAfter = 1; // nobody waits for the end any more
+    EXPECT_LT(scanEnds(20, FPS, false, stream.calls()).end, 0);
+    EXPECT_EQ(stream.startTold, 0.5);
+    Stream empty({});
+    EXPECT_EQ(scanEnds(20, FPS, false, empty.calls()).end, 0);
+    EXPECT_EQ(empty.startTold, std::nullopt);
 }
 
 TEST(EndScan, TimesBeyondTheirRangeStayWithinIt) {

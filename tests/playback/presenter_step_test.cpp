@@ -199,6 +199,15 @@ TEST_F(PresenterStepTest, BeforeTheFirstFrameItIsTheFirstThatLandsTheSeek) {
     EXPECT_EQ(control.settledPts, 15'000'000);
 }
 
+// The first sample of the file needn't be the first that is shown.
+TEST_F(PresenterStepTest, AFrameBeforeTheFirstSampleLandsTheSeekToo) {
+    control.videoStart = 1.5;
+    makeReady();
+    seekPicture(control, 0);
+    EXPECT_EQ(stepWithFrame(0), 0);
+    EXPECT_EQ(control.owner, PictureOwner::Engine);
+}
+
 TEST_F(PresenterStepTest, OutsideAScrubAPreviewThatWaitsIsDropped) {
     makeReady();
     control.scrub.previewPending = true;

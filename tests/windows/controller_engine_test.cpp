@@ -305,6 +305,40 @@ TEST_F(ControllerEngineTest, AScrubThatDoesntResumeOnlySeeks) {
     EXPECT_EQ(engine().calls(), Calls{"SetCurrentTime 8"});
 }
 
+// The stand-in is as the system's engine: reaching the end doesn't pause it.
+TEST_F(ControllerEngineTest, AtTheEndItIsPausedThoughTheSeekThereHasNotLanded) {
+    openScripted();
+    controller.play();
+    controller.seek(12);
+    fire(ENDED_EVENT);
+    EXPECT_TRUE(controller.isSeeking());
+    engine().forgetCalls();
+    controller.pauseAfterEnd(); // as the window does when it is told
+    EXPECT_EQ(engine().calls(), Calls{"Pause"});
+    controller.play();
+    engine().forgetCalls();
+    controller.pauseAfterEnd(); // too late: it is to play again
+    EXPECT_EQ(engine().calls(), Calls{});
+}
+
+TEST_F(ControllerEngineTest, WithoutAnyOtherStatementTheEnginesDurationCounts) {
+    engines.making.script.duration = 42;
+    beginOpening();
+    EXPECT_EQ(controller.duration(), 0);
+    fire(METADATA_EVENT);
+    EXPECT_EQ(controller.duration(), 42);
+}
+
+TEST_F(ControllerEngineTest, ADurationThatIsNoneIsZero) {
+    for (const double wrong : {0.0, -1.0, std::numeric_limits<double>::infinity(),
+                               std::numeric_limits<double>::quiet_NaN()}) {
+        engines.making.script.duration = wrong;
+        beginOpening();
+        fire(METADATA_EVENT);
+        EXPECT_EQ(controller.duration(), 0);
+    }
+}
+
 TEST_F(ControllerEngineTest, PlayDuringASeekIsPlayingOnlyOnceItLanded) {
     openScripted();
     controller.seek(6);

@@ -28,6 +28,7 @@ struct EngineScript {
     HRESULT size = S_OK; // what GetNativeVideoSize says
     DWORD width = 320;
     DWORD height = 180;
+    double duration = 0; // seconds
     std::vector<DWORD> eventsOfShutdown; // come from another thread while Shutdown waits for them
 };
 
@@ -99,7 +100,7 @@ public:
     STDMETHODIMP_(USHORT) GetReadyState() override { return 0; }
     STDMETHODIMP_(BOOL) IsSeeking() override { return FALSE; }
     STDMETHODIMP_(double) GetStartTime() override { return 0; }
-    STDMETHODIMP_(double) GetDuration() override { return 0; }
+    STDMETHODIMP_(double) GetDuration() override { return script.duration; }
     STDMETHODIMP_(BOOL) IsPaused() override { return FALSE; }
     STDMETHODIMP_(double) GetDefaultPlaybackRate() override { return 1; }
     STDMETHODIMP SetDefaultPlaybackRate(double) override { return E_NOTIMPL; }
