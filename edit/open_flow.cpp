@@ -140,7 +140,10 @@ void engineReady() {
     const OpenPhase phase = open.phase;
     if (phase == OpenPhase::None) return;
     open.videoSize = openHost().engineVideoSize();
-    if (open.videoSize.width <= 0 || open.videoSize.height <= 0) {
+    const bool hasPicture = open.videoSize.width > 0 && open.videoSize.height > 0;
+    // Without a length there is nothing to cut, and no place to seek to.
+    const bool hasLength = phase == OpenPhase::Reopening || openHost().engineDuration() > 0;
+    if (!hasPicture || !hasLength) {
         openHost().closeEngine(); // it would play the sound of what isn't open
         return engineFailed();
     }

@@ -1,5 +1,7 @@
 #include "edit/open_flow.h"
 
+#include <limits>
+
 #include "edit/rename.h"
 #include "tests/edit/open_flow_fixture.h"
 
@@ -288,6 +290,21 @@ TEST_F(OpenFlow, AFileWithoutPicturesIsRefused) {
         size = wrong;
         boxes.clear();
         openVideo(L"C:\\sound.mp4");
+        recorder.forget();
+        engineReady();
+        EXPECT_THAT(recorder.calls,
+                    ElementsAre("close engine", "title", "leave fullscreen", "paint", "error"));
+        EXPECT_THAT(boxes, ElementsAre(CANNOT_OPEN));
+        EXPECT_FALSE(editState().videoLoaded);
+    }
+}
+
+// There would be nothing to cut, and no place to seek to.
+TEST_F(OpenFlow, AFileOfUnknownLengthIsRefused) {
+    for (const double wrong : {0.0, -1.0, std::numeric_limits<double>::quiet_NaN()}) {
+        duration = wrong;
+        boxes.clear();
+        openVideo(L"C:\\torn.ts");
         recorder.forget();
         engineReady();
         EXPECT_THAT(recorder.calls,
