@@ -100,3 +100,47 @@ def edited(paused):
     paused.keys("S")
     paused.wait_for_text("Split created")
     return paused
+
+
+@pytest.fixture
+def with_hole(paused):
+    """What lies between 5 and 10 seconds is removed."""
+    paused.seek("RIGHT")
+    paused.seek("RIGHT")
+    paused.keys("S")
+    paused.wait_for_text("Split created")
+    paused.seek("LEFT")
+    paused.forget()
+    paused.keys("S")  # the piece behind it, which is the middle one, is selected
+    paused.wait_for_text("Split created")
+    assert paused.seek("DELETE") == (10, 10)
+    paused.wait_for_text("Clip removed — Ctrl+Z to undo")
+    return paused
+
+
+@pytest.fixture
+def hour(play):
+    """A recording that takes seconds to export, with a cut in it."""
+    return with_cut(play("hour", environment=LOGGED))
+
+
+@pytest.fixture
+def five_minutes(play):
+    """One that takes a second or so."""
+    return with_cut(play("five-minutes", environment=LOGGED))
+
+
+@pytest.fixture
+def large(play):
+    """One of many bytes."""
+    return with_cut(play("large", environment=LOGGED))
+
+
+def with_cut(window):
+    """Split at 5 seconds."""
+    window.pause()
+    window.seek("HOME")
+    window.seek("RIGHT")  # away from the beginning, where nothing is split
+    window.keys("S")
+    window.wait_for_text("Split created")
+    return window

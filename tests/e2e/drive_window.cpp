@@ -11,6 +11,8 @@
 //     box                  the message box or dialog that is open: title, texts, choices, buttons;
 //                          and how many there are
 //     menu                 whether a popup menu is open
+//     cursor               the number of the cursor that is shown; another one has another number
+//     modules              the libraries that the program has loaded, in lower case
 //     answer ID            presses the button of that box
 //     post MESSAGE W L     posts a message to the window, numbers in decimal
 //     size W H [COUNT]     gives the window a size; COUNT sizes in a row, each a pixel wider
@@ -19,10 +21,14 @@
 //     quit                 ends the program, if it still runs, and this one
 //
 // No command waits for the program, but `exit-code`, for ten seconds, and what types, for five,
-// until it is in front.
+// until it is in front. DRIVE_WINDOW_SHOW in the environment is how the program is asked to show
+// its window, in decimal.
 #include <windows.h>
 
+#include <tlhelp32.h>
+
 #include <algorithm>
+#include <cstdint>
 #include <iostream>
 #include <sstream>
 #include <string>
@@ -130,6 +136,12 @@ const char* boolJson(bool value) {
     return value ? "true" : "false";
 }
 
+// The rig's system doesn't tell the second version of it from the first.
+bool isPerMonitorAware(HWND window) {
+    return GetAwarenessFromDpiAwarenessContext(GetWindowDpiAwarenessContext(window)) ==
+           DPI_AWARENESS_PER_MONITOR_AWARE;
+}
+
 std::string state() {
     const HWND window = findWindow(MAIN_CLASS);
     if (!window) return "{\"window\":null}";
@@ -145,6 +157,7 @@ std::string state() {
         << ",\"iconic\":" << boolJson(IsIconic(window))
         << ",\"zoomed\":" << boolJson(IsZoomed(window))
         << ",\"foreground\":" << boolJson(GetForegroundWindow() == window)
+        << ",\"dpi_per_monitor\":" << boolJson(isPerMonitorAware(window))
         << ",\"enabled\":" << boolJson(IsWindowEnabled(window)) << ",\"children\":{";
     bool first = true;
     for (HWND child = GetWindow(window, GW_CHILD); child; child = GetWindow(child, GW_HWNDNEXT)) {
@@ -205,6 +218,28 @@ std::string box() {
     return out.str();
 }
 
+std::string cursor() {
+    CURSORINFO info = {};
+    info.cbSize = sizeof info;
+    GetCursorInfo(&info);
+    return "{\"cursor\":" + std::to_string(reinterpret_cast<std::uintptr_t>(info.hCursor)) + "}";
+}
+
+std::string modules() {
+    const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPMODULE, processId);
+    MODULEENTRY32W entry = {};
+    entry.dwSize = sizeof entry;
+    std::string names;
+    if (snapshot != INVALID_HANDLE_VALUE && Module32FirstW(snapshot, &entry)) {
+        do {
+            CharLowerW(entry.szModule);
+            names += (names.empty() ? "" : ",") + quoted(entry.szModule);
+        } while (Module32NextW(snapshot, &entry));
+    }
+    CloseHandle(snapshot);
+    return "{\"modules\":[" + names + "]}";
+}
+
 // Keys go to what is in front, which a new window is only a little after it is there. Another
 // program may have taken its place since; then a user would fetch it.
 bool waitUntilInFront() {
@@ -240,6 +275,8 @@ std::string perform(const std::string& line) {
     if (verb == "state") return state();
     if (verb == "menu") return findWindow(L"#32768") ? "{\"menu\":true}" : "{\"menu\":false}";
     if (verb == "box") return box();
+    if (verb == "cursor") return cursor();
+    if (verb == "modules") return modules();
     std::string rest;
     if (verb == "keys" || verb == "type") {
         if (!waitUntilInFront()) return "{\"error\":\"not in front\"}";
@@ -307,6 +344,10 @@ int wmain(int count, wchar_t** words) {
         commandLine += (i > 1 ? L" " : L"") + (L"\"" + std::wstring(words[i]) + L"\"");
     STARTUPINFOW startup = {};
     startup.cb = sizeof startup;
+    if (const wchar_t* const show = _wgetenv(L"DRIVE_WINDOW_SHOW")) {
+        startup.dwFlags = STARTF_USESHOWWINDOW;
+        startup.wShowWindow = static_cast<WORD>(_wtoi(show));
+    }
     PROCESS_INFORMATION process = {};
     if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
                         &startup, &process))

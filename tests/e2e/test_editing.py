@@ -26,22 +26,6 @@ def test_the_letter_alone_undoes_nothing(play):
     window.wait_for_text("Undid split")
 
 
-@pytest.fixture
-def with_hole(paused):
-    """What lies between 5 and 10 seconds is removed."""
-    paused.seek("RIGHT")
-    paused.seek("RIGHT")
-    paused.keys("S")
-    paused.wait_for_text("Split created")
-    paused.seek("LEFT")
-    paused.forget()
-    paused.keys("S")  # the piece behind it, which is the middle one, is selected
-    paused.wait_for_text("Split created")
-    assert paused.seek("DELETE") == (10, 10)
-    paused.wait_for_text("Clip removed — Ctrl+Z to undo")
-    return paused
-
-
 def removed_pictures(lines):
     return [line["tick"] for line in lines if 5.04 < float(line["tick"]) < 9.999]
 
@@ -65,3 +49,43 @@ def test_playing_goes_over_what_was_removed(with_hole):
     assert not removed_pictures(lines)
     assert any(float(line["tick"]) > 4.9 for line in lines if float(line["tick"]) < 5.04)
     assert [float(line["target"]) for line in lines if line["owner"] == "frozen"] == [10]
+    with_hole.wait_for(lambda: (with_hole.info() or [0])[0] == 2, "the second clip, selected")
+
+
+def test_playing_ends_where_the_rest_was_removed(edited):
+    assert edited.seek("DELETE") == (0, 0)
+    edited.seek("HOME")
+    edited.keys("SPACE")
+    edited.wait_until_playing()
+    assert 4.9 < edited.wait_until_still() < 5.04
+
+
+def test_keys_go_by_what_is_left(with_hole):
+    with_hole.seek("END")
+    assert with_hole.seek("LEFT")[1] == 2  # 7 of kept time less 5, over the hole
+    before = len(with_hole.presents())
+    with_hole.mouse("click", 1 / 7)
+    _, place = with_hole.wait_for_landing(before)
+    assert place == pytest.approx(1, abs=0.02)
+    assert with_hole.seek("RIGHT")[1] == pytest.approx(place + 10, abs=1e-3)
+
+
+def test_a_step_over_a_hole_shows_the_first_picture_behind_it(with_hole):
+    assert with_hole.seek("HOME") == (0, 0)
+    with_hole.seek("RIGHT")  # where the two clips meet
+    frame, _ = with_hole.seek("COMMA")
+    assert frame == pytest.approx(5 - 1 / 30, abs=1e-3)
+    frame, _ = with_hole.seek("PERIOD")
+    assert frame == pytest.approx(10, abs=1e-3)
+
+
+def test_the_ends_are_those_of_what_is_left(edited):
+    assert edited.seek("RIGHT") == (10, 10)
+    edited.forget()
+    edited.keys("S")
+    edited.wait_for_text("Split created")
+    edited.seek("DELETE")  # what is behind 10 seconds, selected by the split
+    edited.seek("HOME")  # selects the first clip
+    assert edited.seek("DELETE") == (5, 5)
+    assert edited.seek("END")[1] == 10
+    assert edited.seek("HOME") == (5, 5)

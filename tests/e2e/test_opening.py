@@ -1,9 +1,12 @@
 """Opening videos by dialog and by dropping; what can't be opened; what is open already."""
 import shutil
+import struct
 
 import pytest
 from places import windows_path
 from window import CANNOT_OPEN, LOGGED, NO, OK, UNSAVED, WM_CLOSE, YES
+
+SIX_GIB = 6 * 2**30
 
 
 def test_the_dialog_opens_a_video(start, media):
@@ -108,6 +111,25 @@ def test_unsaved_edits_are_kept_unless_the_answer_is_yes(edited, media):
     edited.wait_for_box()
     edited.answer(YES)
     edited.wait_for_title("mono.mp4")
+
+
+def test_a_large_recording_of_many_fragments_is_said_to_seek_slowly(start, media, tmp_path):
+    path = tmp_path / "slow.mp4"
+    shutil.copy(media / "fragmented-video-short.mp4", path)
+    with path.open("r+b") as file:  # a box that says nothing, and takes no place on the disk
+        length = file.seek(0, 2)
+        file.write(struct.pack(">I4sQ", 1, b"free", SIX_GIB - length))
+        file.truncate(SIX_GIB)
+    window = start(windows_path(path))
+    window.wait_for_text("Seeking is slow on this recording — File ▸ Optimise for editing")
+    window.wait_for_picture()
+    assert "Playing" not in window.drawn()
+
+
+def test_the_videos_size_and_the_files_are_shown(play, media):
+    window = play("large")
+    size = (media / "large.mp4").stat().st_size // 2**20
+    window.wait_for(lambda: f"1280×720  ·  {size} MB" in window.drawn(), "the video's facts")
 
 
 def test_a_file_that_vanishes_while_it_is_open_does_no_harm(start, media, tmp_path):

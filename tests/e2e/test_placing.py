@@ -70,6 +70,10 @@ def test_in_fullscreen_the_bar_hides_until_the_mouse_moves_and_resources_are_not
     assert not [text for text in window.drawn() if "RAM" in text]
     window.ask("move 300 300")
     window.wait_for(lambda: window.transport()["visible"], "the bar")
+    window.wait_for(lambda: not window.transport()["visible"], "the bar to hide")
+    window.keys("ESC")
+    window.wait_for(lambda: window.transport()["visible"], "the bar")  # the mouse hasn't moved
+    assert window.state()["style"] & WS_OVERLAPPEDWINDOW == WS_OVERLAPPEDWINDOW
 
 
 def test_a_double_click_toggles_fullscreen_and_keeps_playing(play):
@@ -93,6 +97,14 @@ def test_a_double_click_toggles_fullscreen_and_keeps_still(play):
     window.click_video("doubleclick")
     window.wait_for_place(before)
     assert window.wait_until_still() == pytest.approx(time_of_picture, abs=2)
+
+
+def test_a_double_click_at_the_end_keeps_still(paused):
+    paused.seek("END")
+    paused.click_video("doubleclick")
+    paused.wait_for_fullscreen()
+    place = paused.wait_until_still()
+    assert paused.wait_until_still() == place  # not one that only had to begin
 
 
 def test_another_video_dropped_in_fullscreen_covers_the_screen_too(play, media):
@@ -121,6 +133,7 @@ def test_a_broken_file_dropped_in_fullscreen_leaves_it(play, media):
     window.ask("move 300 300")
     window.ask("move 310 310")
     window.wait_for_text("RAM")  # a second's tick, and with it some of the bar's
+    window.ask("size 1000 800")  # all is drawn anew
     window.assert_is_empty()
 
 

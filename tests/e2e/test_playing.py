@@ -98,6 +98,14 @@ def test_the_end_key_while_playing_pauses_at_the_last_frame(playing):
     playing.wait_for(lambda: playing.engine_events(SEEKING) > seeks, "the beginning")
 
 
+@pytest.mark.parametrize("key, place", [("HOME", 0), ("LEFT", 7)])
+def test_a_seek_back_from_the_end_that_was_played_to_stays_still(playing, key, place):
+    playing.seek("END")
+    playing.wait_until_still()
+    assert playing.seek(key) == (place, place)
+    assert playing.wait_until_still() == place
+
+
 @pytest.mark.parametrize("key", ["UP", "DOWN", "M"])
 def test_keys_change_the_sound(paused, key):
     if key == "UP":  # from a volume that isn't the highest

@@ -1,11 +1,15 @@
 """The window's program: how it starts, what it is given to open, how it ends."""
+import re
 import shutil
+import struct
+import subprocess
 
 import pytest
-from places import windows_path
-from window import HEIGHT, LOGGED, NO, UNSAVED_AT_THE_END, WIDTH, WM_CLOSE, WM_COMMAND, YES
+from places import ROOT, windows_path
+from window import HEIGHT, LOGGED, NO, OK, UNSAVED_AT_THE_END, WIDTH, WM_CLOSE, WM_COMMAND, YES
 
 COMMAND_EXIT = 107
+SW_SHOWMAXIMIZED = 3
 
 
 def test_without_a_file_the_window_is_empty_and_in_the_middle(start):
@@ -21,10 +25,12 @@ def test_without_a_file_the_window_is_empty_and_in_the_middle(start):
     assert window.close() == 0
 
 
-def test_a_missing_file_and_a_folder_are_ignored(start, tmp_path):
+def test_a_missing_file_and_a_folder_are_ignored(start, media, tmp_path):
     for path in (tmp_path / "missing.mp4", tmp_path):
-        window = start(windows_path(path))
+        window = start(windows_path(path), windows_path(media / "closed.mp4"))
         window.assert_is_empty()
+        window.settle()
+        window.assert_shows_nothing()
         assert window.close() == 0
 
 
@@ -64,6 +70,47 @@ def test_the_children_are_known_to_the_system(start):
     video = children["Static"]
     assert (video["text"], video["id"], video["visible"]) == ("Video preview", 121, False)
     assert not children["VelkantrixTransport"]["visible"]
+
+
+def test_a_system_without_media_features_is_told_what_to_install(start, media):
+    window = start(windows_path(media / "closed.mp4"), environment={"WINEDLLOVERRIDES": "mfplat="})
+    box = window.wait_for_box()
+    assert (box["title"], box["count"]) == ("Velkantrix", 1)
+    assert "Media Feature Pack" in box["texts"][0]
+    window.answer(OK)
+    window.settle()
+    window.assert_is_empty()
+    assert window.close() == 0
+
+
+def test_the_window_is_shown_as_the_program_was_asked_to(play):
+    state = play(environment={"DRIVE_WINDOW_SHOW": str(SW_SHOWMAXIMIZED)}).state()
+    assert state["zoomed"]
+    assert state["dpi_per_monitor"]
+
+
+def test_the_window_bears_the_programs_icon(start):
+    pictures = subprocess.run(["ffmpeg", "-v", "error", "-i", str(ROOT / "app" / "velkantrix.ico"), "-map", "0:v:3",
+                               "-f", "rawvideo", "-pix_fmt", "bgra", "-"], check=True, capture_output=True)
+    picture = list(struct.unpack(f"<{32 * 32}I", pictures.stdout))
+    window = start()
+    words = ["xprop", "-notype", "-len", "1000000", "-id", window.number_on_screen(), "32c", "_NET_WM_ICON"]
+
+    def bears_it():
+        shown = subprocess.run(words, check=True, capture_output=True, text=True).stdout
+        numbers = [int(number) for number in re.findall(r"\b\d+\b", shown.partition("=")[2])]
+        return any(numbers[at:at + 2] == [32, 32] and numbers[at + 2:at + 2 + len(picture)] == picture
+                   for at in range(len(numbers)))
+
+    window.wait_for(bears_it, "the icon")
+
+
+def test_media_libraries_are_loaded_in_advance_without_a_file_only(start, play):
+    window = start()
+    advance = {"mfplat.dll", "mfplay.dll", "mfreadwrite.dll"}
+    window.wait_for(lambda: advance <= set(window.ask("modules")["modules"]), "the libraries")
+    assert window.close() == 0
+    assert not {"mfplay.dll"} & set(play().ask("modules")["modules"])
 
 
 # ---- its end ----------------------------------------------------------------------------------------------

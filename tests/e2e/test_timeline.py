@@ -1,21 +1,10 @@
-"""The timeline under the mouse: scrubbing, dragging cuts, the pointer's time, naming clips, the clip's menu."""
+"""The timeline under the mouse: scrubbing, dragging cuts, the pointer's time and its shape, naming clips."""
 import time
 
 import pytest
+from window import HEIGHT, PROMPT, WIDTH, WM_COMMAND
 
-
-def length_of_first(window):
-    """The length of the first clip as it is written last."""
-    window.wait_for(lambda: "CLIP 1" in window.drawn(), "the first clip")
-    texts = window.drawn()
-    last = len(texts) - 1 - texts[::-1].index("CLIP 1")
-    return texts[last + 1]
-
-
-def info(window):
-    """The last text of where the playhead is."""
-    found = [text for text in window.drawn() if text.startswith("Clip ") and "·" in text]
-    return found[-1] if found else ""
+FULLSCREEN = 128  # a command
 
 
 def wait_for_scrub(window, seconds):
@@ -41,7 +30,9 @@ def test_a_press_scrubs_and_a_release_lands(paused):
     assert target == pytest.approx(9, abs=0.04)
     assert frame == pytest.approx(target, abs=1.25 / 30)
     paused.wait_for_text("Ready")
-    paused.wait_for(lambda: info(paused).startswith("Clip 1/1  ·  00:0"), "the place")
+    clip, count, position, total = paused.info()
+    assert (clip, count, total) == (1, 1, 12)
+    assert position == pytest.approx(9, abs=0.04)
 
 
 def test_a_scrub_of_what_plays_plays_on(playing):
@@ -85,7 +76,7 @@ def test_a_cut_is_dragged_and_follows_at_once_from_its_limit(edited):
     edited.forget()
     edited.keys("CTRL+Z")  # all of it was one step
     edited.wait_for_text("Undid roll cut — Ctrl+Y to redo")
-    edited.wait_for(lambda: length_of_first(edited) == "00:05.000", "the cut in its old place")
+    edited.wait_for(lambda: edited.length_of_first() == "00:05.000", "the cut in its old place")
 
 
 def test_a_selected_cut_is_nudged_by_keys(edited):
@@ -116,7 +107,7 @@ def test_removing_during_a_drag_ends_the_drag(edited):
     edited.mouse("release", 0.2)
     edited.keys("CTRL+Z")
     edited.wait_for_text("Undid remove clip — Ctrl+Y to redo")
-    edited.wait_for(lambda: length_of_first(edited).startswith("00:07.0"), "the clips as the drag left them")
+    edited.wait_for(lambda: edited.length_of_first().startswith("00:07.0"), "the clips as the drag left them")
 
 
 def test_the_pointers_time_is_shown(paused):
@@ -133,10 +124,85 @@ def test_the_pointers_time_is_shown(paused):
     assert not any(text.startswith("00:06.0") for text in paused.drawn())
 
 
+def test_the_pointers_time_is_that_of_what_is_left(with_hole):
+    with_hole.forget()
+    with_hole.mouse("move", 6 / 7)
+    times = ("00:05.99", "00:06.00")
+    with_hole.wait_for(lambda: any(text.startswith(times) for text in with_hole.drawn()), "the time")
+
+
+def test_the_cursor_shows_where_a_cut_can_be_dragged(edited):
+    def cursor():
+        return edited.ask("cursor")["cursor"]
+
+    edited.mouse("move", 0.2)
+    edited.settle()
+    arrow = cursor()
+    edited.mouse("move", 5 / 12)
+    edited.wait_for(lambda: cursor() != arrow, "another cursor")
+    sizing = cursor()
+    edited.mouse("move", 0.8)
+    edited.wait_for(lambda: cursor() == arrow, "the arrow")
+    edited.mouse("press", 5 / 12)
+    edited.mouse("move", 0.6)
+    edited.wait_for(lambda: cursor() == sizing, "the cursor of a drag, away from the cut's old place")
+    edited.mouse("release", 0.6)
+    left, top, right, bottom = edited.video()["rect"]
+    edited.ask(f"move {(left + right) // 2} {(top + bottom) // 2}")
+    edited.wait_for(lambda: cursor() == arrow, "the arrow over the video")
+
+
+def test_escape_ends_a_drag_and_then_the_selection_of_the_cut(edited):
+    edited.mouse("press", 5 / 12)
+    edited.mouse("move", 7 / 12)
+    edited.wait_for_text("Cut 1–2  00:07.0")
+    edited.forget()
+    edited.keys("ESC")
+    edited.mouse("move", 9 / 12)
+    edited.wait_for(lambda: edited.length_of_first().startswith("00:0"), "the clips")
+    edited.settle()
+    assert edited.length_of_first().startswith("00:07.0")
+    edited.mouse("release", 9 / 12)
+    assert "Ready" not in edited.drawn()
+    edited.keys("ESC")
+    edited.wait_for_text("Ready")
+    edited.seek("RIGHT")  # not a nudge any more
+    assert edited.length_of_first().startswith("00:07.0")
+
+
+def test_escape_gives_up_a_cut_before_fullscreen(edited):
+    before = edited.place()
+    edited.mouse("click", 5 / 12)
+    edited.wait_for_text("Cut 1–2  00:05.000")
+    edited.keys("F11")
+    edited.wait_for_fullscreen()
+    edited.keys("ESC")
+    edited.wait_until_still()
+    assert edited.seek("RIGHT") == (10, 10)  # with a cut selected it would be moved
+    edited.wait_for_fullscreen()
+    edited.keys("ESC")
+    edited.wait_for_place(before)
+    edited.wait_for(lambda: edited.length_of_first() == "00:05.000", "the cut in its place")
+
+
+def test_fullscreen_during_a_scrub_keeps_the_place(paused):
+    paused.mouse("press", 0.5)
+    wait_for_scrub(paused, 6)
+    paused.post(WM_COMMAND, FULLSCREEN)
+    paused.wait_for_fullscreen()
+    before = len(paused.presents())
+    paused.ask("release 900 500")
+    paused.settle()
+    assert paused.wait_until_still() == pytest.approx(6, abs=0.05)
+    paused.keys("ESC")
+    paused.wait_for(lambda: paused.place() != [0, 0, WIDTH, HEIGHT], "the window")
+    assert paused.wait_until_still() == pytest.approx(6, abs=0.05)
+    assert all(float(line["target"]) > 5.9 for line in paused.landings(before))
+
+
 # Names
 
 
-PROMPT = "Type a clip name — Enter saves, Tab next clip, Esc cancels"
 RENAMED = "Clip renamed — Ctrl+Z to undo"
 
 
@@ -154,8 +220,14 @@ def test_a_clip_is_named(edited):
     edited.wait_for_text("Goal & shot")
     assert "Edit" not in edited.state()["children"]
     edited.forget()
-    edited.keys("CTRL+Z")
-    edited.wait_for_text("Undid rename — Ctrl+Y to redo")
+    edited.keys("F2")
+    edited.wait_for_text(PROMPT)
+    edited.keys("DELETE", "ENTER")  # all of the name is selected
+    edited.wait_for_text("Clip name cleared")
+    for _ in range(2):
+        edited.forget()
+        edited.keys("CTRL+Z")
+        edited.wait_for_text("Undid rename — Ctrl+Y to redo")
 
 
 def test_keys_are_the_fields_own_while_it_is_open(edited):
@@ -196,32 +268,3 @@ def test_a_press_on_the_label_names_and_one_elsewhere_keeps_what_was_typed(edite
     edited.mouse("click", 0.1, 70)
     edited.wait_for_text("clickeda")
     assert "Edit" not in edited.state()["children"]
-
-
-# The clip's menu
-
-
-def test_the_clips_menu_acts_on_the_clicked_clip_and_time(edited):
-    edited.mouse("rightclick", 8 / 12)
-    edited.wait_for(lambda: edited.ask("menu")["menu"], "the menu")
-    edited.keys("E")  # trims the clip's end to here
-    edited.wait_for_text("Clip 2 end trimmed to 00:08.0")
-    edited.forget()
-    edited.mouse("rightclick", 0.2)
-    edited.wait_for(lambda: edited.ask("menu")["menu"], "the menu")
-    edited.keys("S")
-    edited.wait_for_text("Split created")
-
-
-def test_a_command_of_the_clips_menu_is_carried_out(edited):
-    edited.mouse("rightclick", 0.2)
-    edited.wait_for(lambda: edited.ask("menu")["menu"], "the menu")
-    edited.keys("R")
-    edited.wait_for_text("Clip removed — Ctrl+Z to undo")
-
-
-def test_the_key_for_menus_opens_that_of_the_selected_clip(edited):
-    edited.keys("APPS")
-    edited.wait_for(lambda: edited.ask("menu")["menu"], "the menu")
-    edited.keys("I")
-    edited.wait_for_text("1.0 s")

@@ -25,10 +25,23 @@ CANNOT_OPEN = "Windows Media Foundation could not open this video."
 UNSAVED = "Your edits haven't been exported.\n\nOpen a new video without exporting?"
 UNSAVED_AT_THE_END = "Your edits haven't been exported.\n\nClose without exporting?"
 
+STILL_RUNS = "An export is still running.\n\nCancel the export and close Velkantrix?"
+COMPLETE = "Export complete — File ▸ Show last export in Explorer"
+CANCELLED = "Export cancelled"
+CANCELLING = "Cancelling…"
+PROMPT = "Type a clip name — Enter saves, Tab next clip, Esc cancels"
+
 WS_POPUP = 0x80000000
 WS_OVERLAPPEDWINDOW = 0x00CF0000
+TIME = r"(?:\d\d:)?\d\d:\d\d\.\d{3}"
+INFO = re.compile(rf"Clip (\d+)/(\d+)  ·  ({TIME}) / ({TIME})$")
+# Of a popup menu's items, as the system draws them: one line, in the middle, maybe without underlines.
+MENU_TEXT = re.compile(r'DrawTextExW L"((?:[^"\\]|\\.)*)", -?\d+, \[\((-?\d+),(-?\d+)\)-\(-?\d+,-?\d+\)\] '
+                       "00[01]00024\r?$", re.MULTILINE)
+
 WM_CLOSE, WM_COMMAND, WM_EXITSIZEMOVE, WM_DPICHANGED = 0x10, 0x111, 0x232, 0x2E0
 YES, NO, OK = 6, 7, 1
+SEPARATE_CLIPS = 301  # a command
 FILE_NAME = 0x480  # the id of a file dialog's text field
 
 
@@ -127,6 +140,10 @@ class Window:
     def wait_for_box(self):
         return self.wait_for(self.box, "a box")
 
+    def wait_for_message(self):
+        """A box of the program's own, behind which no dialog is any more."""
+        return self.wait_for(lambda: next((b for b in [self.box()] if b and b["title"] == "Velkantrix"), None), "a box")
+
     def answer(self, button):
         self.ask(f"answer {button}")
         self.wait_for_no_box()
@@ -140,6 +157,14 @@ class Window:
     def wait_for_dialog(self):
         """The dialog for files, with the focus where it stays."""
         self.wait_for(lambda: (self.box() or {"focus": 0})["focus"] == FILE_NAME, "the dialog")
+
+    def export_to(self, path):
+        """Asks for an export and types where it is to be written."""
+        self.keys("CTRL+SHIFT+S")
+        self.wait_for_dialog()
+        self.keys("CTRL+A")
+        self.ask("type " + windows_path(path))
+        self.keys("ENTER")
 
     def cancel_dialog(self):
         self.wait_for_dialog()
@@ -188,6 +213,30 @@ class Window:
         data = self.trace.read_bytes()[self.mark:].decode("utf-8", "replace")
         return [unescape(text) for text in re.findall(r'DrawTextExW L"((?:[^"\\]|\\.)*)"', data)]
 
+    def open_menu(self, letter):
+        """Opens a menu of the bar by its letter."""
+        self.forget()
+        self.keys(f"ALT+{letter}")
+        self.wait_for_menu()
+
+    def wait_for_menu(self):
+        self.wait_for(lambda: self.ask("menu")["menu"], "the menu")
+
+    def wait_for_no_menu(self):
+        self.wait_for(lambda: not self.ask("menu")["menu"], "the menu to close")
+
+    def menu_items(self):
+        """The texts of popup menus that were drawn since the last forget(), and whether they can be chosen: the
+        system draws one that can't twice, a pixel apart. Not while the mark is on it."""
+        data = self.trace.read_bytes()[self.mark:].decode("utf-8", "replace")
+        seen = {(unescape(text), int(left), int(top)): None for text, left, top in MENU_TEXT.findall(data)}
+        return {text: (text, left + 1, top + 1) not in seen for text, left, top in seen
+                if (text, left - 1, top - 1) not in seen}
+
+    def wait_for_item(self, text, enabled=True):
+        self.wait_for(lambda: self.menu_items().get(text) == enabled,
+                      lambda: f"{text!r} to be {'enabled' if enabled else 'greyed'} in {self.menu_items()}")
+
     def forget(self):
         self.mark = self.trace.stat().st_size
 
@@ -205,6 +254,21 @@ class Window:
         assert state["title"] == "Velkantrix"
         assert not state["children"]["Static"]["visible"]
         assert not state["children"]["VelkantrixTransport"]["visible"]
+
+    def info(self):
+        """The last text of where the playhead is: the clip, of how many, its kept time, of how much."""
+        found = [match for match in map(INFO.match, self.drawn()) if match]
+        if not found:
+            return None
+        clip, count, position, total = found[-1].groups()
+        return int(clip), int(count), seconds_of(position), seconds_of(total)
+
+    def length_of_first(self):
+        """The length of the first clip as it is written last."""
+        self.wait_for(lambda: "CLIP 1" in self.drawn(), "the first clip")
+        texts = self.drawn()
+        last = len(texts) - 1 - texts[::-1].index("CLIP 1")
+        return texts[last + 1]
 
     # The logs, where the program was asked to write them.
     def presents(self):
@@ -264,13 +328,16 @@ class Window:
         log = self.folder / "engine.log"
         return log.read_text().count(f" ev={number} ") if log.exists() else 0
 
+    def number_on_screen(self):
+        """That the screen itself knows the window by."""
+        search = ["xdotool", "search", "--onlyvisible", "--class", "velkantrix.exe"]
+        return self.wait_for(lambda: subprocess.run(search, capture_output=True, text=True, check=False).stdout,
+                             "the window on the screen").split()[-1]
+
     def drop(self, *files):
         """Drops files on the middle of the window, as a file manager does."""
-        search = ["xdotool", "search", "--onlyvisible", "--class", "velkantrix.exe"]
-        window = self.wait_for(lambda: subprocess.run(search, capture_output=True, text=True, check=False).stdout,
-                               "the window on the screen").split()[-1]
         left, top, right, bottom = self.state()["client"]
-        subprocess.run([str(ROOT / "tools/rig/tools/drop-files"), window, str((left + right) // 2),
+        subprocess.run([str(ROOT / "tools/rig/tools/drop-files"), self.number_on_screen(), str((left + right) // 2),
                         str((top + bottom) // 2), *map(str, files)], check=True, timeout=LONGEST_WAIT)
 
     def choose(self, path):
@@ -293,6 +360,12 @@ class Window:
 def unescape(text):
     return re.sub(r'\\([0-9a-fA-F]{4})|\\(.)',
                   lambda match: chr(int(match[1], 16)) if match[1] else match[2], text)
+
+
+def seconds_of(text):
+    """Of a time as it is written."""
+    parts = [float(part) for part in text.split(":")]
+    return sum(part * 60 ** place for place, part in enumerate(reversed(parts)))
 
 
 def size_of(rect):

@@ -38,7 +38,7 @@ NUMBERED = {f"numbered-{name}-{keyint}-{bframes}": numbered(rate, keyint, bframe
             for name, rate in (("25", "25"), ("2997", "30000/1001"), ("60", "60"))
             for keyint in (30, 250) for bframes in (0, 3)}
 
-# What ffmpeg is told, but for the output's name.
+# What ffmpeg is told, but for the output's name. FOLDER is where the ones before lie.
 RECIPES = {
     **NUMBERED,
     "closed": f"{picture()} {tone()} {h264()} {STEREO}",
@@ -66,6 +66,11 @@ RECIPES = {
     # Large enough to fill the small disk and to be cancelled half-way.
     "large": f"{picture(rate=60, size='1280x720', seconds=40)} {tone(seconds=40)} "
              f"-c:v libx264 -preset ultrafast -qp 12 -g 60 -pix_fmt yuv420p {STEREO}",
+    "minute": f"{picture(rate=60, size='128x72', seconds=60)} {tone(seconds=60)} {h264(bframes=0)} -crf 40 "
+              "-c:a aac -b:a 16k",
+    # They take a while to export however fast the disk is: there are many small samples.
+    "five-minutes": "-stream_loop 4 -i FOLDER/minute.mp4 -c copy",
+    "hour": "-stream_loop 59 -i FOLDER/minute.mp4 -c copy",
 }
 
 
@@ -149,8 +154,8 @@ def make(folder, name, recipe):
         return target
     print(f"making {target.name}", flush=True)
     part = folder / f"{name}.part.mp4"
-    subprocess.run(["ffmpeg", "-v", "error", "-y", *recipe.split(), str(part)], check=True,
-                   stdin=subprocess.DEVNULL)
+    words = [word.replace("FOLDER", str(folder)) for word in recipe.split()]
+    subprocess.run(["ffmpeg", "-v", "error", "-y", *words, str(part)], check=True, stdin=subprocess.DEVNULL)
     os.replace(part, target)
     stamp.write_text(recipe, encoding="utf-8")
     return target
