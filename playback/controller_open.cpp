@@ -19,8 +19,6 @@
 namespace velkantrix {
 namespace {
 
-constexpr DWORD FIRST_VIDEO = static_cast<DWORD>(MF_SOURCE_READER_FIRST_VIDEO_STREAM);
-
 struct BstrTraits {
     using Value = BSTR;
     static Value none() { return nullptr; }

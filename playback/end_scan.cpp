@@ -18,7 +18,6 @@ namespace {
 constexpr DWORD POLL = 5;                // milliseconds
 constexpr ULONGLONG LONGEST_WAIT = 1500; // milliseconds, while a file is opened
 constexpr ULONGLONG LONGEST_END = 1000;  // milliseconds, while the process ends
-constexpr DWORD FIRST_VIDEO = static_cast<DWORD>(MF_SOURCE_READER_FIRST_VIDEO_STREAM);
 
 std::atomic<int> runningScans{0};
 std::atomic<bool> processEnds{false};

@@ -6,7 +6,6 @@
 namespace velkantrix {
 namespace {
 
-constexpr double DEFAULT_FRAME_RATE = 30.0;
 constexpr double LEAST_FRAME_RATE = 1.0; // and this one is too low as well
 constexpr double LEAST_SCANNED_END = 0.1;
 constexpr double NO_DIFFERENCE = 0.02; // a frame more or less, by different ways of rounding
@@ -65,9 +64,9 @@ private:
 } // namespace
 
 double usableFrameRate(std::uint32_t numerator, std::uint32_t denominator) {
-    if (denominator == 0) return DEFAULT_FRAME_RATE;
+    if (denominator == 0) return DEFAULT_FPS;
     const double rate = static_cast<double>(numerator) / denominator;
-    return rate <= LEAST_FRAME_RATE ? DEFAULT_FRAME_RATE : rate;
+    return rate <= LEAST_FRAME_RATE ? DEFAULT_FPS : rate;
 }
 
 double usableDuration(double container, double scannedEnd) {

@@ -9,6 +9,8 @@
 
 namespace velkantrix {
 
+inline constexpr double DEFAULT_FPS = 30.0;
+
 // The rate of the first video stream; 30 when the file states none, or one that can't be used.
 double usableFrameRate(std::uint32_t numerator, std::uint32_t denominator);
 

@@ -17,6 +17,7 @@
 
 #include "base/mutex.h"
 #include "base/ticks.h"
+#include "playback/open_rules.h"
 #include "playback/scrub_request.h"
 
 namespace velkantrix {
@@ -27,7 +28,6 @@ enum class PictureOwner : std::int32_t { Engine = 0, Preview = 1, Frozen = 2 };
 enum class PlaybackState : std::int32_t { Closed = 0, Opening = 1, Paused = 3, Playing = 4 };
 
 inline constexpr Ticks NO_TICKS = -1;
-inline constexpr double DEFAULT_FPS = 30.0;
 inline constexpr double SMALLEST_DIM_STEP = 1.0 / 512; // less than one step of a colour
 
 // What is asked of the engine. Each call returns at once: the engine answers by events, on a thread
