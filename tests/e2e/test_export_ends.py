@@ -18,6 +18,17 @@ CANCEL = "CTRL+SHIFT+S"
 OLD = b"what was there before\n" * 100
 
 
+def begin_export(window, path, replaced=False):
+    """Until it is seen to run. From then on what is drawn is about this one, not about one before."""
+    window.forget()
+    window.export_to(path)
+    if replaced:
+        window.wait_for(lambda: window.box_count() == 2, "the question")
+        window.ask(f"answer {YES}")
+    window.wait_for_text("Preparing native export…")
+    window.forget()
+
+
 def wait_for_end(window):
     """True when the export, of which the cancel was asked, was cancelled; False when it was complete before. Then
     the key has opened the dialog for another one, which is put away."""
@@ -31,12 +42,7 @@ def wait_for_end(window):
 def export_and_cancel(window, path, replaced=False):
     """Cancels an export as soon as it runs; again until that was soon enough, and was seen."""
     for _ in range(20):
-        window.forget()
-        window.export_to(path)
-        if replaced:
-            window.wait_for(lambda: window.box_count() == 2, "the question")
-            window.ask(f"answer {YES}")
-        window.wait_for_no_box()
+        begin_export(window, path, replaced)
         window.keys(CANCEL)
         if not wait_for_end(window):
             path.unlink()
@@ -65,9 +71,7 @@ def test_a_cancelled_export_leaves_nothing(hour, tmp_path):
 
 
 def test_an_export_tells_how_long_it_takes(hour, tmp_path):
-    hour.forget()
-    hour.export_to(tmp_path / "out.mp4")
-    hour.wait_for_text("Preparing native export…")
+    begin_export(hour, tmp_path / "out.mp4")
     hour.wait_for(lambda: any(map(PROGRESS.match, hour.drawn())), "the time that is left")
     hour.keys(CANCEL)
     wait_for_end(hour)
@@ -79,10 +83,8 @@ def test_exports_cancelled_at_any_moment_leave_what_is_complete(five_minutes, tm
     moments = random.Random(8)
     complete = []
     for number in range(EXPORTS):
-        five_minutes.forget()
         path = folder / f"{number}.mp4"
-        five_minutes.export_to(path)
-        five_minutes.wait_for_no_box()
+        begin_export(five_minutes, path)
         time.sleep(moments.uniform(0, 1.2))
         five_minutes.keys(CANCEL)
         if not wait_for_end(five_minutes):
@@ -120,8 +122,7 @@ def test_cancelled_clips_leave_what_they_were_to_replace(hour, tmp_path):
     folder.mkdir()
     (folder / "clip-02.mp4").write_bytes(OLD)
     hour.post(WM_COMMAND, SEPARATE_CLIPS)
-    hour.export_to(folder)
-    hour.wait_for_no_box()
+    begin_export(hour, folder)
     hour.keys(CANCEL)
     assert wait_for_end(hour)
     assert (folder / "clip-02.mp4").read_bytes() == OLD
@@ -143,16 +144,13 @@ def small_folder():
 
 def test_a_failed_export_leaves_what_it_was_to_replace(large, small_folder):
     (small_folder / "out.mp4").write_bytes(OLD)
-    large.export_to(small_folder / "out.mp4")
-    large.wait_for(lambda: large.box_count() == 2, "the question")
-    large.ask(f"answer {YES}")
+    begin_export(large, small_folder / "out.mp4", replaced=True)
     wait_for_failure(large)
     assert [file.name for file in small_folder.iterdir()] == ["out.mp4"]
     assert (small_folder / "out.mp4").read_bytes() == OLD
     (small_folder / "out.mp4").rename(small_folder / "clip-02.mp4")
-    large.forget()
     large.post(WM_COMMAND, SEPARATE_CLIPS)
-    large.export_to(small_folder)
+    begin_export(large, small_folder)
     wait_for_failure(large)
     assert (small_folder / "clip-02.mp4").read_bytes() == OLD
     assert {file.name for file in small_folder.iterdir()} <= {"clip-01.mp4", "clip-02.mp4"}
@@ -163,8 +161,7 @@ def test_a_failed_export_leaves_what_it_was_to_replace(large, small_folder):
 
 def close_behind_export(window, path):
     """Exports, closes, and waits for the question."""
-    window.export_to(path)
-    window.wait_for_text("Preparing native export…")
+    begin_export(window, path)
     window.post(WM_CLOSE)
     box = window.wait_for_box()
     assert (box["title"], box["texts"], box["focus"]) == ("Velkantrix", [STILL_RUNS], NO)
@@ -203,9 +200,7 @@ def test_an_export_that_ends_behind_the_question_is_not_cancelled(five_minutes, 
 
 
 def test_while_an_export_runs_seeks_land_and_nothing_is_edited_or_opened(hour, media, tmp_path):
-    hour.export_to(tmp_path / "out.mp4")
-    hour.wait_for_text("Preparing native export…")
-    hour.forget()
+    begin_export(hour, tmp_path / "out.mp4")
     hour.keys("S", "DELETE")
     assert hour.seek("RIGHT")[1] == 10
     hour.drop(media / "closed.mp4")
