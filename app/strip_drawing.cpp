@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <optional>
+#include <vector>
 
 #include "app/palette.h"
 #include "base/time_text.h"
@@ -54,7 +54,7 @@ public:
 
     void draw(std::int32_t index, const PixelRect& rect) {
         const bool marked = index == state_.selectedClip || index == state_.selectedCut;
-        if (rect.empty() && marked) hiddenBars_ = {index, rect};
+        if (rect.empty() && marked) hiddenBars_.push_back({index, rect});
         if (rect.empty()) return;
         const Segment& clip = (*state_.clips)[static_cast<std::size_t>(index)];
         const bool selected = index == state_.selectedClip;
@@ -68,9 +68,10 @@ public:
         drawFade(clip, rect, true);
     }
 
-    // Those of a selected clip without a pixel of its own, over its neighbours.
+    // Those of selected clips without a pixel of their own, over their neighbours.
     void drawHiddenBars() {
-        if (hiddenBars_) drawEdgeBars(hiddenBars_->rect, hiddenBars_->clip == state_.selectedCut);
+        for (const HiddenBars& bars : hiddenBars_)
+            drawEdgeBars(bars.rect, bars.clip == state_.selectedCut);
     }
 
 private:
@@ -150,7 +151,7 @@ private:
 
     Drawing& drawing_;
     const StripState& state_;
-    std::optional<HiddenBars> hiddenBars_;
+    std::vector<HiddenBars> hiddenBars_;
 };
 
 } // namespace
