@@ -72,7 +72,7 @@ def test_keys_go_by_what_is_left(with_hole):
 
 def test_a_step_over_a_hole_shows_the_first_picture_behind_it(with_hole):
     assert with_hole.seek("HOME") == (0, 0)
-    with_hole.seek("RIGHT")  # where the two clips meet
+    assert with_hole.seek("RIGHT") == (10, 10)  # where the two clips meet
     frame, _ = with_hole.seek("COMMA")
     assert frame == pytest.approx(5 - 1 / 30, abs=1e-3)
     frame, _ = with_hole.seek("PERIOD")
