@@ -45,7 +45,6 @@ TEST_F(WindowStyleTest, TheMainWindowsClassIsRegistered) {
     const HICON icon = LoadIconW(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(ICON_ID));
     ASSERT_TRUE(icon); // the program of these tests has the same
     EXPECT_EQ(info.hIcon, icon);
-    EXPECT_TRUE(info.hIconSm);
 }
 
 TEST_F(WindowStyleTest, TheTransportBarsClassIsRegistered) {
