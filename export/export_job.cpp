@@ -18,6 +18,7 @@
 namespace velkantrix {
 namespace {
 
+constexpr int LAST_VERSION = 1000;               // of a name
 constexpr DWORD PAUSE_BEFORE_POSTING_AGAIN = 50; // milliseconds
 
 struct ItemListTraits {
@@ -61,6 +62,33 @@ std::wstring textOfFailure(HRESULT hr) {
     return SUCCEEDED(hr) ? std::wstring() : FormatExportError(hr);
 }
 
+// "out (2).mp4" for "out.mp4", or the next number that nothing has.
+std::wstring nameOfNewVersion(const std::wstring& target) {
+    const std::size_t nameBegins = target.find_last_of(L"\\/") + 1;
+    const std::size_t dot = target.find_last_of(L'.');
+    const bool hasExtension = dot != std::wstring::npos && dot > nameBegins;
+    const std::wstring stem = hasExtension ? target.substr(0, dot) : target;
+    const std::wstring extension = hasExtension ? target.substr(dot) : std::wstring();
+    std::wstring name;
+    for (int version = 2; version <= LAST_VERSION; version++) {
+        name = stem + L" (" + std::to_wstring(version) + L")" + extension;
+        if (!fileExists(name)) break;
+    }
+    return name;
+}
+
+// Where somebody has opened the old file meanwhile, the work isn't lost: the new one stays, beside
+// it.
+std::wstring replaceFile(const std::wstring& path, const std::wstring& target,
+                         const std::wstring& kept) {
+    const HRESULT hr = replaceFileUnlessSame(path, target, kept);
+    if (SUCCEEDED(hr)) return {};
+    const std::wstring wanted = nameOfNewVersion(target);
+    const bool moved = MoveFileExW(nameForSystem(path).c_str(), nameForSystem(wanted).c_str(), 0);
+    return FormatExportError(hr) + L"\n\nThe export is complete, but could not take the place of " +
+           target + L". It was kept as " + (moved ? wanted : path) + L".";
+}
+
 // A job whose end got lost would lock the edit for good: the queue may be full for a while.
 void postCompletion(HWND window, bool success) {
     while (!PostMessageW(window, WM_EXPORT_FINISHED, success ? 1 : 0, 0) && IsWindow(window))
@@ -78,10 +106,7 @@ void bindCalls(JobCalls& calls, HWND window) {
     calls.whyNotReplaced = [](const std::wstring& target) {
         return textOfFailure(askReplaceable(target));
     };
-    calls.replaceFile = [](const std::wstring& path, const std::wstring& target,
-                           const std::wstring& kept) {
-        return textOfFailure(replaceFileUnlessSame(path, target, kept));
-    };
+    calls.replaceFile = replaceFile;
     calls.postCompletion = [window](bool success) {
         postCompletion(window, success);
     };

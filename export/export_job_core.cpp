@@ -74,6 +74,7 @@ JobOutcome endSaveInPlace(JobOutcome outcome) {
         return outcome;
     }
     const bool swapped = jobHost().swapInSavedFile && jobHost().swapInSavedFile();
+    if (!swapped) editState().edited = true; // what was taken for saved isn't
     job.lastExportPath = swapped ? job.originalPath : std::wstring();
     return swapped ? JobOutcome::Success : JobOutcome::Failure;
 }

@@ -44,12 +44,12 @@ Written writeSafely(const ExportJob& job, const SharedJobState& shared, const st
     Written written = write(path);
     written.replacesFile = true;
     if (!written.done) return written;
-    written.done = false;
-    if (!shared.exportCancel) {
-        written.errorText = job.calls.replaceFile(path, target, job.sourcePath);
-        written.done = written.errorText.empty();
+    if (shared.exportCancel) {
+        job.calls.deleteFile(path, job.sourcePath);
+        return {};
     }
-    if (!written.done) job.calls.deleteFile(path, job.sourcePath);
+    written.errorText = job.calls.replaceFile(path, target, job.sourcePath);
+    written.done = written.errorText.empty();
     return written;
 }
 

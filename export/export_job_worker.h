@@ -50,7 +50,7 @@ struct JobCalls {
     // Why the file that stands there can't be replaced, as far as can be told before; or empty.
     std::function<std::wstring(const std::wstring& target)> whyNotReplaced;
     // Puts a complete file in the place of another, unless that is `kept`. Empty when done, else
-    // the reason, and both are as they were.
+    // the reason, and where the new one stands instead.
     std::function<std::wstring(const std::wstring& path, const std::wstring& target,
                                const std::wstring& kept)>
         replaceFile;

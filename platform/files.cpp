@@ -1,5 +1,7 @@
 #include "platform/files.h"
 
+#include <atomic>
+#include <cstdint>
 #include <cstring>
 
 #include "base/long_path.h"
@@ -10,6 +12,7 @@ namespace velkantrix {
 namespace {
 
 constexpr int TRIES = 11;
+constexpr int MOST_LEFTOVERS = 1000;
 constexpr DWORD PAUSE_MS = 50;
 
 // The file that a stream belongs to: past the drive, a colon begins a stream's name.
@@ -158,7 +161,8 @@ std::wstring nameForSystem(const std::wstring& path) {
 bool fileExists(const std::wstring& path) {
     const std::wstring name = nameForSystem(path);
     if (GetFileAttributesW(name.c_str()) != INVALID_FILE_ATTRIBUTES) return true;
-    return !isNotThere(GetLastError());
+    const DWORD error = GetLastError();
+    return error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION;
 }
 
 bool isFile(const std::wstring& path) {
@@ -215,9 +219,15 @@ HRESULT replaceFileUnlessSame(const std::wstring& from, const std::wstring& to,
 }
 
 std::wstring unusedNameBeside(const std::wstring& path) {
-    std::wstring name = path + L".velkantrix-tmp";
-    for (int i = 1; fileExists(name); i++)
-        name = path + L"." + std::to_wstring(i) + L".velkantrix-tmp";
+    static std::atomic<std::uint32_t> last{0};
+    const std::wstring folder = path.substr(0, path.find_last_of(L"\\/") + 1);
+    const std::wstring process = folder + L"~vx" + std::to_wstring(GetCurrentProcessId()) + L"-";
+    std::wstring name;
+    // What is left of processes that were ended stands in the way at most so often.
+    for (int tries = 0; tries < MOST_LEFTOVERS; tries++) {
+        name = process + std::to_wstring(++last) + L".tmp";
+        if (!fileExists(name)) break;
+    }
     return name;
 }
 

@@ -37,7 +37,7 @@ namespace velkantrix {
 // ("a.mp4:x") goes without its file. S_OK when the file is gone, also when it never was.
 [[nodiscard]] HRESULT deleteFileUnlessSame(const std::wstring& path, const std::wstring& kept);
 
-// A name beside `path`, in its folder, that nothing has yet.
+// A short name in the folder of `path` that nothing has yet, another one at each call.
 [[nodiscard]] std::wstring unusedNameBeside(const std::wstring& path);
 
 // Whether replaceFileUnlessSame could replace the file at this moment: the error for which not.

@@ -132,14 +132,14 @@ def test_a_folder_is_no_output(cut, media, tmp_path):
     assert files_in(tmp_path) == ["folder"]
 
 
-def test_a_file_of_the_temporary_name_is_somebody_elses(cut, media, tmp_path):
-    output, other = tmp_path / "cut.mp4", tmp_path / "cut.mp4.velkantrix-tmp"
-    for path in (output, other):
-        path.write_text("old", encoding="utf-8")
-    assert cut(media / "closed.mp4", output, "1-2").returncode == 0
-    assert recording.first(recording.read(output), "video").packets
-    assert other.read_text(encoding="utf-8") == "old"
-    assert sorted(files_in(tmp_path)) == [output.name, other.name]
+def test_a_read_only_output_stays(cut, media, tmp_path):
+    output = tmp_path / "cut.mp4"
+    output.write_text("old", encoding="utf-8")
+    output.chmod(0o444)
+    result = cut(media / "closed.mp4", output, "1-2")
+    assert result.returncode == 1
+    assert output.read_text(encoding="utf-8") == "old"
+    assert files_in(tmp_path) == ["cut.mp4"]
 
 
 def test_a_url_is_no_source(cut, media, tmp_path):

@@ -205,6 +205,7 @@ TEST_F(FinishExport, ASaveThatIsNotSwappedInFailed) {
     };
     endJob();
     EXPECT_EQ(job.lastExportPath, L"");
+    EXPECT_TRUE(state.edited) << "closing has to ask";
     EXPECT_EQ(state.statusText, L"Save failed — your original is untouched");
     EXPECT_EQ(world.calls.back(), L"error: Save failed.\n\nThe file is locked.");
 }

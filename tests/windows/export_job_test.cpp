@@ -100,6 +100,28 @@ TEST_F(ExportJobTest, ATargetThatIsHeldOpenStaysAsItIs) {
     EXPECT_EQ(bytesOf(output), (std::vector<char>{'k', 'e', 'e', 'p'}));
 }
 
+// Opened behind the first look at it, as by a player.
+TEST_F(ExportJobTest, WhatCannotReplaceTheOldFileInTheEndIsKept) {
+    const std::wstring output = inFolder(L"out.mp4");
+    writeBytes(output, {'k', 'e', 'e', 'p'});
+    open(L"closed", 8, {{1, 2}});
+    UniqueFile held;
+    const auto real = jobHost().calls.exportFile;
+    jobHost().calls.exportFile = [&](const ExportRequest& request, std::wstring* errorText) {
+        held.reset(CreateFileW(output.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                               OPEN_EXISTING, 0, nullptr));
+        return real(request, errorText);
+    };
+    exportAs(output);
+    held.reset();
+    EXPECT_THAT(files(), testing::UnorderedElementsAre(L"Source.mp4", L"out.mp4", L"out (2).mp4"));
+    EXPECT_EQ(bytesOf(output), (std::vector<char>{'k', 'e', 'e', 'p'}));
+    EXPECT_GT(bytesOf(inFolder(L"out (2).mp4")).size(), 1000u);
+    EXPECT_NE(errorBox.find(L"It was kept as " + inFolder(L"out (2).mp4") + L"."),
+              std::wstring::npos)
+        << testing::PrintToString(errorBox);
+}
+
 TEST_F(ExportJobTest, AMissingFolderForClipsIsTold) {
     open(L"closed", 8, {{0, 2}, {2, 4}});
     exportAs(inFolder(L"none"), LAYOUT_SEPARATE);

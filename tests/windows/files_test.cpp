@@ -178,11 +178,22 @@ TEST_F(FilesTest, WhetherAFileCanBeReplacedIsToldBefore) {
     RemoveDirectoryW(folder.c_str());
 }
 
-TEST_F(FilesTest, AnUnusedNameLiesBesideTheFile) {
+TEST_F(FilesTest, AnUnusedNameLiesBesideTheFileAndIsShort) {
     const std::wstring first = unusedNameBeside(other);
-    EXPECT_EQ(first, other + L".velkantrix-tmp");
-    writeBytes(first, {'x'});
-    EXPECT_EQ(unusedNameBeside(other), other + L".1.velkantrix-tmp");
+    EXPECT_EQ(first.find(inFolder(L"~vx")), 0u);
+    EXPECT_LT(first.size(), inFolder(L"a file name of 8.3").size() + 8);
+    EXPECT_NE(unusedNameBeside(other), first) << "another thread may be about to use it";
+    EXPECT_FALSE(exists(first));
+}
+
+// A name that the system refuses would seem to be taken for ever.
+TEST_F(FilesTest, WhatCannotBeANameDoesNotExist) {
+    EXPECT_FALSE(fileExists(inFolder(L"a?.mp4")));
+    EXPECT_FALSE(fileExists(inFolder(L"a\tb.mp4")));
+    EXPECT_FALSE(fileExists(inFolder(std::wstring(300, L'x'))));
+    EXPECT_FALSE(fileExists(L"\\\\no-such-host\\share\\a.mp4"));
+    EXPECT_TRUE(fileExists(other));
+    EXPECT_FALSE(unusedNameBeside(inFolder(L"a?.mp4")).empty());
 }
 
 TEST_F(FilesTest, GivesUpOnAFileThatStaysOpen) {

@@ -117,6 +117,10 @@ bool exportInto(const std::wstring& output, ExportRequest request, std::wstring&
     }
     const bool replaces = fileExists(output) && !sameFile(request.sourcePath, output);
     request.outputPath = replaces ? unusedNameBeside(output) : output;
+    if (const HRESULT hr = replaces ? askReplaceable(output) : S_OK; FAILED(hr)) {
+        reason = FormatExportError(hr);
+        return false;
+    }
     if (!ExportFile(request, &reason)) return false;
     if (!replaces) return true;
     const HRESULT hr = replaceFileUnlessSame(request.outputPath, output, request.sourcePath);
