@@ -87,6 +87,11 @@ void dragTo(std::int32_t x) {
     if (isTimeFor(DRAG_SEEK_PERIOD)) seekTo(landed);
 }
 
+// The last seek of the drag may have been too soon after the one before, and left out.
+void showCut(std::int32_t cut) {
+    if (isCut(editState().clips, cut) && cutTime(cut) != editState().playhead) seekTo(cutTime(cut));
+}
+
 void hover(const TimelinePlace& place, std::int32_t x, std::int32_t y) {
     if (!editState().videoLoaded || !isInside(place.track, x, y)) return timelineLeft();
     theMouse.hoverX = clampedX(place.track, x);
@@ -135,8 +140,9 @@ void timelineMoved(const TimelinePlace& place, std::int32_t x, std::int32_t y) {
 }
 
 void timelineReleased(const TimelinePlace& place, std::int32_t x) {
-    if (std::exchange(theMouse.drag, std::nullopt)) {
+    if (const std::optional<CutDrag> drag = std::exchange(theMouse.drag, std::nullopt)) {
         theHost.releaseCapture();
+        showCut(drag->cut);
         endCutDrag();
         return;
     }
@@ -148,7 +154,10 @@ void timelineReleased(const TimelinePlace& place, std::int32_t x) {
 }
 
 void timelineCaptureLost() {
-    if (std::exchange(theMouse.drag, std::nullopt)) repaint();
+    if (const std::optional<CutDrag> drag = std::exchange(theMouse.drag, std::nullopt)) {
+        showCut(drag->cut);
+        repaint();
+    }
     if (std::exchange(theMouse.scrub, std::nullopt)) finishScrub({-1, editState().playhead}, false);
 }
 

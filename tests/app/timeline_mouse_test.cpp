@@ -250,6 +250,23 @@ TEST_F(TimelineMouseTest, ThePlayheadFollowsTheCutEach33Milliseconds) {
     EXPECT_EQ(state.playhead, 4.7);
 }
 
+// The last one too, and a drag that is broken off.
+TEST_F(TimelineMouseTest, InTheEndThePlayheadIsAtTheCut) {
+    for (const bool lost : {false, true}) {
+        now += 100;
+        press(lost ? 600 : 430);
+        move(480);
+        now += 5;
+        move(600);
+        EXPECT_NE(state.playhead, state.clips[0].end) << "too soon";
+        if (lost)
+            timelineCaptureLost();
+        else
+            release(600);
+        EXPECT_EQ(state.playhead, state.clips[0].end);
+    }
+}
+
 // The right clip keeps 0.1 s: the cut stops at 9.9, and comes back with the first pixel.
 TEST_F(TimelineMouseTest, AtALimitTheDragStartsAnew) {
     press(430);
