@@ -29,10 +29,13 @@ void startIn(IFileDialog* dialog, const std::wstring& folder) {
 }
 
 // Shows the dialog, with options beside its own.
-HRESULT choose(IFileDialog* dialog, HWND owner, FILEOPENDIALOGOPTIONS more, std::wstring& path) {
+HRESULT addOptions(IFileDialog* dialog, FILEOPENDIALOGOPTIONS more) {
     FILEOPENDIALOGOPTIONS options = 0;
     RETURN_IF_FAILED(dialog->GetOptions(&options));
-    RETURN_IF_FAILED(dialog->SetOptions(options | more | FOS_FORCEFILESYSTEM | FOS_NOCHANGEDIR));
+    return dialog->SetOptions(options | more | FOS_FORCEFILESYSTEM | FOS_NOCHANGEDIR);
+}
+
+HRESULT choose(IFileDialog* dialog, HWND owner, std::wstring& path) {
     RETURN_IF_FAILED(dialog->Show(owner));
     ComPtr<IShellItem> item;
     RETURN_IF_FAILED(dialog->GetResult(item.put()));
@@ -54,8 +57,9 @@ HRESULT chooseVideo(HWND owner, std::wstring& path) {
     };
     ComPtr<IFileOpenDialog> dialog;
     RETURN_IF_FAILED(createOpenDialog(dialog));
+    RETURN_IF_FAILED(addOptions(dialog.get(), FOS_FILEMUSTEXIST));
     RETURN_IF_FAILED(dialog->SetFileTypes(static_cast<UINT>(std::size(FILTERS)), FILTERS));
-    return choose(dialog.get(), owner, FOS_FILEMUSTEXIST, path);
+    return choose(dialog.get(), owner, path);
 }
 
 HRESULT chooseToWrite(HWND owner, const FileToWrite& start, std::wstring& path) {
@@ -64,21 +68,23 @@ HRESULT chooseToWrite(HWND owner, const FileToWrite& start, std::wstring& path) 
     ComPtr<IFileSaveDialog> dialog;
     RETURN_IF_FAILED(CoCreateInstance(CLSID_FileSaveDialog, nullptr, CLSCTX_INPROC_SERVER,
                                       __uuidof(IFileSaveDialog), dialog.putVoid()));
+    RETURN_IF_FAILED(addOptions(dialog.get(), FOS_OVERWRITEPROMPT));
     RETURN_IF_FAILED(dialog->SetFileTypes(1, &type));
     // The dialog wants it without its dot.
     RETURN_IF_FAILED(dialog->SetDefaultExtension(start.extension.c_str() + 1));
     RETURN_IF_FAILED(dialog->SetFileName(start.name.c_str()));
     startIn(dialog.get(), start.folder);
-    return choose(dialog.get(), owner, FOS_OVERWRITEPROMPT, path);
+    return choose(dialog.get(), owner, path);
 }
 
 HRESULT choosePlace(HWND owner, const std::wstring& title, const std::wstring& startFolder,
                     std::wstring& path) {
     ComPtr<IFileOpenDialog> dialog;
     RETURN_IF_FAILED(createOpenDialog(dialog));
+    RETURN_IF_FAILED(addOptions(dialog.get(), FOS_PICKFOLDERS)); // first: it may set a title too
     RETURN_IF_FAILED(dialog->SetTitle(title.c_str()));
     startIn(dialog.get(), startFolder);
-    return choose(dialog.get(), owner, FOS_PICKFOLDERS, path);
+    return choose(dialog.get(), owner, path);
 }
 
 } // namespace

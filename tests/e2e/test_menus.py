@@ -117,7 +117,9 @@ def test_separate_clips_are_chosen_by_menu(edited, tmp_path):
     edited.open_menu("F")
     edited.keys("A")
     edited.wait_for_dialog()
-    assert edited.box()["choices"] == []  # of files there would be types
+    box = edited.box()
+    assert box["choices"] == []  # of files there would be types
+    assert box["title"] == "Choose clip output folder"
     edited.cancel_dialog()
 
 
