@@ -28,7 +28,7 @@ struct EngineScript {
     HRESULT size = S_OK; // what GetNativeVideoSize says
     DWORD width = 320;
     DWORD height = 180;
-    double duration = 0; // seconds
+    double duration = 0;                 // seconds
     std::vector<DWORD> eventsOfShutdown; // come from another thread while Shutdown waits for them
 };
 
