@@ -71,7 +71,8 @@ std::wstring nameOfNewVersion(const std::wstring& target) {
     const std::wstring extension = hasExtension ? target.substr(dot) : std::wstring();
     std::wstring name;
     for (int version = 2; version <= LAST_VERSION; version++) {
-        name = stem + L" (" + std::to_wstring(version) + L")" + extension;
+        name = stem + L" (" + std::to_wstring(version) + L")";
+        name += extension;
         if (!fileExists(name)) break;
     }
     return name;
@@ -85,8 +86,10 @@ std::wstring replaceFile(const std::wstring& path, const std::wstring& target,
     if (SUCCEEDED(hr)) return {};
     const std::wstring wanted = nameOfNewVersion(target);
     const bool moved = MoveFileExW(nameForSystem(path).c_str(), nameForSystem(wanted).c_str(), 0);
-    return FormatExportError(hr) + L"\n\nThe export is complete, but could not take the place of " +
-           target + L". It was kept as " + (moved ? wanted : path) + L".";
+    std::wstring text = FormatExportError(hr);
+    text += L"\n\nThe export is complete, but could not take the place of " + target;
+    text += L". It was kept as " + (moved ? wanted : path) + L".";
+    return text;
 }
 
 // A job whose end got lost would lock the edit for good: the queue may be full for a while.

@@ -220,12 +220,13 @@ HRESULT replaceFileUnlessSame(const std::wstring& from, const std::wstring& to,
 
 std::wstring unusedNameBeside(const std::wstring& path) {
     static std::atomic<std::uint32_t> last{0};
-    const std::wstring folder = path.substr(0, path.find_last_of(L"\\/") + 1);
-    const std::wstring process = folder + L"~vx" + std::to_wstring(GetCurrentProcessId()) + L"-";
+    std::wstring process = path.substr(0, path.find_last_of(L"\\/") + 1);
+    process += L"~vx" + std::to_wstring(GetCurrentProcessId()) + L"-";
     std::wstring name;
     // What is left of processes that were ended stands in the way at most so often.
     for (int tries = 0; tries < MOST_LEFTOVERS; tries++) {
-        name = process + std::to_wstring(++last) + L".tmp";
+        name = process;
+        name += std::to_wstring(++last) + L".tmp";
         if (!fileExists(name)) break;
     }
     return name;
