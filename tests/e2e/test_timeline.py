@@ -233,9 +233,10 @@ def test_a_clip_is_named(edited):
 def test_keys_are_the_fields_own_while_it_is_open(edited):
     edited.keys("F2")
     edited.wait_for_text(PROMPT)
+    edited.wait_for(lambda: "Edit" in edited.state()["children"], "the field")
     edited.forget()
-    rename(edited, "SZM", "SPACE")
-    edited.keys("ENTER")
+    edited.ask("type SZM")
+    edited.keys("SPACE", "ENTER")
     edited.wait_for_text(RENAMED)
     edited.wait_for(lambda: "SZM" in edited.drawn(), "the name, without the blank")
     assert "Split created" not in edited.drawn()
