@@ -265,7 +265,7 @@ TEST_F(WindowMenuBarTest, DrawingNothingIsNoHarm) {
 TEST_F(WindowMenuBarTest, TheLineUnderTheBarIsDrawnWithTheFrame) {
     ShowWindow(window, SW_SHOWNOACTIVATE);
     ASSERT_GT(lineUnderBar().top, 0);
-    for (const WPARAM active : {TRUE, FALSE}) {
+    for (const WPARAM active : {WPARAM{TRUE}, WPARAM{FALSE}}) {
         spoilLine();
         EXPECT_EQ(send(WM_NCACTIVATE, active), TRUE);
         EXPECT_EQ(lineColour(), DARK) << active;
