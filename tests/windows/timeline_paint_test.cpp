@@ -10,14 +10,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "app/drawing_gdi.h"
 #include "app/placing.h"
 #include "app/timeline_layout.h"
-#include "app/window_tick.h"
 #include "edit/timeline_map.h"
-#include "playback/diagnostics_text.h"
-#include "tests/windows/canvas.h"
-#include "tests/windows/window_fixture.h"
+#include "tests/windows/paint_fixture.h"
 
 namespace velkantrix {
 namespace {
@@ -25,18 +21,6 @@ namespace {
 using testing::Contains;
 using testing::Each;
 using testing::Ne;
-
-constexpr COLORREF BACK = RGB(22, 21, 16);
-constexpr COLORREF BAR_FILL = RGB(30, 28, 22);
-constexpr COLORREF BAR_LINE = RGB(51, 49, 42);
-constexpr COLORREF TRACK_FILL = RGB(18, 17, 13);
-constexpr COLORREF BLOCK = RGB(38, 36, 30);
-constexpr COLORREF SELECTED_BLOCK = RGB(58, 30, 26);
-constexpr COLORREF ORANGE = RGB(226, 91, 69);
-constexpr COLORREF SOFT = RGB(154, 148, 138);
-constexpr COLORREF BRIGHT = RGB(248, 246, 240);
-constexpr COLORREF EDGE = RGB(198, 190, 175);
-constexpr COLORREF BOX = RGB(40, 38, 30);
 
 class PaintEnvironment : public testing::Environment {
 public:
@@ -46,83 +30,6 @@ public:
     }
 };
 const auto* const environment = testing::AddGlobalTestEnvironment(new PaintEnvironment);
-
-// A client area of 1320 by 820, with the track at 28..1292 and 606..706.
-class WindowPaint : public WindowTest {
-protected:
-    WindowPaint() {
-        changeDpi(96, {0, 0, 1400, 900});
-        fitClient(1320, 820);
-        ShowWindow(window, SW_SHOWNOACTIVATE);
-    }
-
-    void fitClient(LONG width, LONG height) const {
-        RECT client = {};
-        GetClientRect(window, &client);
-        const RECT outer = place();
-        SetWindowPos(window, nullptr, 0, 0, outer.right - outer.left - client.right + width,
-                     outer.bottom - outer.top - client.bottom + height,
-                     SWP_NOZORDER | SWP_NOACTIVATE);
-        GetClientRect(window, &client);
-        EXPECT_EQ(client.right, width);
-        EXPECT_EQ(client.bottom, height);
-    }
-
-    // Two clips of the same length, the second one selected.
-    static void loadTwoClips() {
-        startEdit(10);
-        splitClip(0, 5);
-        ui().firstFrameShown = true;
-    }
-
-    void paint() const {
-        InvalidateRect(window, nullptr, FALSE);
-        UpdateWindow(window);
-    }
-
-    [[nodiscard]] COLORREF at(int x, int y) const {
-        const HDC dc = GetDC(window);
-        const COLORREF colour = GetPixel(dc, x, y);
-        ReleaseDC(window, dc);
-        return colour;
-    }
-
-    [[nodiscard]] Pixels in(const RECT& rect) const {
-        const Canvas copy(rect.right - rect.left, rect.bottom - rect.top, 0);
-        const HDC dc = GetDC(window);
-        BitBlt(copy.dc(), 0, 0, rect.right - rect.left, rect.bottom - rect.top, dc, rect.left,
-               rect.top, SRCCOPY);
-        ReleaseDC(window, dc);
-        return copy.all();
-    }
-
-    // What a drawing looks like there, on a window of that size.
-    static Pixels pictureOf(const Drawing& drawing, const RECT& rect) {
-        const Canvas canvas(1320, 820, BACK);
-        carryOut(canvas.dc(), drawing);
-        return canvas.in(rect);
-    }
-
-    void expectPicture(const Drawing& drawing, const RECT& rect) const {
-        const Pixels expected = pictureOf(drawing, rect);
-        EXPECT_THAT(expected, Contains(Ne(expected.front()))); // it shows something
-        EXPECT_EQ(in(rect), expected);
-    }
-
-    // What is to be painted, once `ask` has asked for it.
-    template <class Ask>
-    [[nodiscard]] RECT asked(Ask ask) const {
-        ValidateRect(window, nullptr);
-        ask();
-        RECT rect = {};
-        GetUpdateRect(window, &rect, FALSE);
-        return rect;
-    }
-};
-
-MATCHER_P4(IsRect, left, top, right, bottom, "") {
-    return arg.left == left && arg.top == top && arg.right == right && arg.bottom == bottom;
-}
 
 TEST_F(WindowPaint, WithoutAVideoThereIsTheIcon) {
     paint();
@@ -405,125 +312,6 @@ TEST_F(WindowPaint, OverAVideoThatEndsAboveItThePointersTimeStays) {
     paint();
     EXPECT_EQ(at(646, 583), BOX);
     EXPECT_EQ(at(754, 629), SELECTED_BLOCK);
-}
-
-TEST_F(WindowPaint, APartAloneCanBePaintedAndThenAllAgain) {
-    loadTwoClips();
-    paint();
-    editState().selectedClip = 0;
-    repaintDiagnostics();
-    UpdateWindow(window);
-    EXPECT_EQ(at(300, 650), BLOCK);
-    repaintTimeline();
-    UpdateWindow(window);
-    EXPECT_EQ(at(300, 650), SELECTED_BLOCK);
-    ui().firstFrameShown = false;
-    paint();
-    EXPECT_EQ(at(29, 29), RGB(0, 0, 0));
-}
-
-// Clips that last less than the milliseconds that the kept picture's key counts in: their cut can
-// be moved without a new key, which shows whether the strip is drawn again.
-class KeptStrip : public WindowPaint {
-protected:
-    KeptStrip() {
-        startEdit(0.002);
-        ui().firstFrameShown = true;
-        editState().selectedClip = 1;
-        moveCut(0.0006); // to x = 407
-        paint();
-        EXPECT_EQ(at(300, 650), BLOCK);
-        EXPECT_EQ(at(600, 650), SELECTED_BLOCK);
-        moveCut(0.0014); // to x = 912
-    }
-
-    static void moveCut(double time) {
-        editState().clips = {{.start = 0, .end = time}, {.start = time, .end = 0.002}};
-    }
-
-    void expectOld() const { EXPECT_EQ(at(600, 650), SELECTED_BLOCK); }
-    void expectNew() const { EXPECT_EQ(at(600, 650), BLOCK); }
-};
-
-TEST_F(KeptStrip, IsShownAgainWhileItsKeyIsTheSame) {
-    paint();
-    expectOld();
-    timelineMouse().hoverX = 700; // what lies over it isn't part of it
-    editState().statusText = L"Playing";
-    paint();
-    expectOld();
-}
-
-TEST_F(KeptStrip, IsDrawnAnewWithAnotherKey) {
-    std::wstring name;
-    const auto expectDrawnAfter = [&](auto change) {
-        name += L"a"; // a key of its own for each change
-        for (const double time : {0.0006, 0.0014}) {
-            moveCut(time);
-            editState().clips[0].name = name;
-            paint();
-            expectOld();
-        }
-        change();
-        paint();
-        expectNew();
-    };
-    expectDrawnAfter([] { editState().clips[1].name = L"b"; });
-    expectDrawnAfter([] { editState().rollCutIndex = 0; });
-    expectDrawnAfter([] { renameState().target = 1; });
-    expectDrawnAfter([] { editState().duration = 7; }); // the waveform is laid over all of it
-    expectDrawnAfter([] { ui().dpi = 97; });
-}
-
-TEST_F(KeptStrip, IsDrawnAnewInAWindowOfAnotherSize) {
-    fitClient(1320, 780);
-    paint();
-    EXPECT_EQ(at(600, 610), BLOCK);
-    EXPECT_EQ(at(1000, 610), SELECTED_BLOCK);
-    fitClient(1220, 780);
-    paint();
-    EXPECT_EQ(at(600, 610), BLOCK);
-    EXPECT_EQ(at(1191, 610), ORANGE);
-    EXPECT_EQ(at(1200, 610), BACK);
-}
-
-TEST_F(KeptStrip, IsDrawnEachTimeWhileACutIsDragged) {
-    timelineMouse().drag = CutDrag{.cut = 0};
-    paint();
-    expectNew();
-    timelineMouse().drag.reset();
-    paint();
-    expectOld(); // the picture was left as it was
-}
-
-TEST_F(WindowPaint, TheSecondsTimerRepaintsTheProgramsFigures) {
-    loadTwoClips();
-    paint();
-    const auto tick = [this] {
-        send(WM_TIMER, 201);
-    };
-    EXPECT_THAT(asked(tick), IsRect(0, 0, 1320, 24));
-    changeDpi(144, {0, 0, 1400, 1000});
-    RECT client = {};
-    GetClientRect(window, &client);
-    EXPECT_THAT(asked(tick), IsRect(0, 0, client.right, 36));
-    toggleFullscreen();
-    ASSERT_TRUE(ui().fullscreen);
-    EXPECT_THAT(asked(tick), IsRect(0, 0, 0, 0));
-}
-
-TEST_F(WindowPaint, TheTimeRepaintsTheTimeline) {
-    loadTwoClips();
-    paint();
-    EXPECT_THAT(asked(repaintTimeline), IsRect(0, 580, 1320, 820));
-    changeDpi(144, {0, 0, 1400, 1000});
-    RECT client = {};
-    GetClientRect(window, &client);
-    EXPECT_THAT(asked(repaintTimeline),
-                IsRect(0, client.bottom - 360, client.right, client.bottom));
-    toggleFullscreen();
-    ASSERT_TRUE(ui().fullscreen);
-    EXPECT_THAT(asked(repaintTimeline), IsRect(0, 0, 0, 0));
 }
 
 } // namespace
