@@ -38,7 +38,7 @@ bool exportBy(FillOutput fill, const ExportRequest& request, std::wstring* error
     if (SUCCEEDED(hr) && !cancelled) hr = output.keep();
     if (FAILED(hr) || cancelled) {
         output.discard();
-        setText(errorText, cancelled ? L"Export cancelled" : FormatExportError(hr));
+        setText(errorText, cancelled ? EXPORT_CANCELLED : FormatExportError(hr));
         return false;
     }
     if (request.progress) request.progress(totalSeconds(request.spans));

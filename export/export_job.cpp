@@ -8,6 +8,7 @@
 #include "base/unique_handle.h"
 #include "export/export_core.h"
 #include "export/export_job_core.h"
+#include "export/safe_write_files.h"
 #include "platform/dialogs.h"
 #include "platform/files.h"
 #include "platform/hresult.h"
@@ -18,7 +19,6 @@
 namespace velkantrix {
 namespace {
 
-constexpr int LAST_VERSION = 1000;               // of a name
 constexpr DWORD PAUSE_BEFORE_POSTING_AGAIN = 50; // milliseconds
 
 struct ItemListTraits {
@@ -36,14 +36,6 @@ DWORD CALLBACK onCopied(LARGE_INTEGER total, LARGE_INTEGER copied, LARGE_INTEGER
     return goesOn ? PROGRESS_CONTINUE : PROGRESS_CANCEL;
 }
 
-// A file that the job has made itself. The copy of one that is read-only is read-only too, and
-// couldn't be deleted.
-void deleteOwnFile(const std::wstring& path, const std::wstring& kept) {
-    if (!sameFile(path, kept))
-        SetFileAttributesW(nameForSystem(path).c_str(), FILE_ATTRIBUTE_NORMAL);
-    ignoreResult(deleteFileUnlessSame(path, kept), "the job has ended without it in any case");
-}
-
 // The system takes a broken-off copy away by itself; whether it always does isn't documented.
 CopyResult copyFile(const std::wstring& source, const std::wstring& target,
                     const CopyProgress& progress) {
@@ -58,40 +50,6 @@ CopyResult copyFile(const std::wstring& source, const std::wstring& target,
     return result;
 }
 
-std::wstring textOfFailure(HRESULT hr) {
-    return SUCCEEDED(hr) ? std::wstring() : FormatExportError(hr);
-}
-
-// "out (2).mp4" for "out.mp4", or the next number that nothing has.
-std::wstring nameOfNewVersion(const std::wstring& target) {
-    const std::size_t nameBegins = target.find_last_of(L"\\/") + 1;
-    const std::size_t dot = target.find_last_of(L'.');
-    const bool hasExtension = dot != std::wstring::npos && dot > nameBegins;
-    const std::wstring stem = hasExtension ? target.substr(0, dot) : target;
-    const std::wstring extension = hasExtension ? target.substr(dot) : std::wstring();
-    std::wstring name;
-    for (int version = 2; version <= LAST_VERSION; version++) {
-        name = stem + L" (" + std::to_wstring(version) + L")";
-        name += extension;
-        if (!fileExists(name)) break;
-    }
-    return name;
-}
-
-// Where somebody has opened the old file meanwhile, the work isn't lost: the new one stays, beside
-// it.
-std::wstring replaceFile(const std::wstring& path, const std::wstring& target,
-                         const std::wstring& kept) {
-    const HRESULT hr = replaceFileUnlessSame(path, target, kept);
-    if (SUCCEEDED(hr)) return {};
-    const std::wstring wanted = nameOfNewVersion(target);
-    const bool moved = MoveFileExW(nameForSystem(path).c_str(), nameForSystem(wanted).c_str(), 0);
-    std::wstring text = FormatExportError(hr);
-    text += L"\n\nThe export is complete, but could not take the place of " + target;
-    text += L". It was kept as " + (moved ? wanted : path) + L".";
-    return text;
-}
-
 // A job whose end got lost would lock the edit for good: the queue may be full for a while.
 void postCompletion(HWND window, bool success) {
     while (!PostMessageW(window, WM_EXPORT_FINISHED, success ? 1 : 0, 0) && IsWindow(window))
@@ -99,17 +57,9 @@ void postCompletion(HWND window, bool success) {
 }
 
 void bindCalls(JobCalls& calls, HWND window) {
+    bindSafeWriteCalls(calls);
     calls.exportFile = ExportFile;
     calls.copyFile = copyFile;
-    calls.sameFile = sameFile;
-    calls.deleteFile = deleteOwnFile;
-    calls.nameToWrite = [](const std::wstring& target) {
-        return fileExists(target) ? unusedNameBeside(target) : target;
-    };
-    calls.whyNotReplaced = [](const std::wstring& target) {
-        return textOfFailure(askReplaceable(target));
-    };
-    calls.replaceFile = replaceFile;
     calls.postCompletion = [window](bool success) {
         postCompletion(window, success);
     };

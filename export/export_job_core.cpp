@@ -52,6 +52,12 @@ void startWorker(ExportJob job) {
         [job = std::move(job), &shared] { job.calls.postCompletion(runExportJob(job, shared)); });
 }
 
+void keepStatus(const wchar_t* text) {
+    if (editState().statusText == text) return;
+    editState().statusText = text;
+    repaint();
+}
+
 // What a job leaves where it was to write, when it isn't to stay.
 void deleteOutput() {
     const ExportJobState& job = exportJob();
@@ -60,6 +66,7 @@ void deleteOutput() {
 
 JobOutcome endExport(JobOutcome outcome) {
     ExportJobState& job = exportJob();
+    if (outcome == JobOutcome::Success) editState().edited = false;
     if (job.separateJob || outcome == JobOutcome::Success) return outcome;
     if (outcome == JobOutcome::Cancelled) deleteOutput();
     job.lastExportPath.clear();
@@ -73,8 +80,9 @@ JobOutcome endSaveInPlace(JobOutcome outcome) {
         job.lastExportPath.clear();
         return outcome;
     }
+    const bool wasEdited = std::exchange(editState().edited, false); // or the swap would be asked
     const bool swapped = jobHost().swapInSavedFile && jobHost().swapInSavedFile();
-    if (!swapped) editState().edited = true; // what was taken for saved isn't
+    if (!swapped) editState().edited = wasEdited;
     job.lastExportPath = swapped ? job.originalPath : std::wstring();
     return swapped ? JobOutcome::Success : JobOutcome::Failure;
 }
@@ -176,7 +184,7 @@ void refreshExportProgress() {
     if (!editState().exportBusy || !(job.exportExpected > 0)) return;
     const double done = job.exportProgress;
     jobHost().setTaskbarValue(taskbarValue(done, job.exportExpected));
-    if (job.exportCancel) return; // "Cancelling…" stays
+    if (job.exportCancel) return keepStatus(CANCELLING); // whatever a scrub has said meanwhile
     const double elapsed = static_cast<double>(jobHost().now() - job.exportStartTick) / 1000;
     editState().statusText = progressText(done, job.exportExpected, elapsed);
     repaint();
@@ -192,7 +200,6 @@ void finishExport(bool success) {
     edit.exportBusy = false;
     JobOutcome outcome = success ? JobOutcome::Success : JobOutcome::Failure;
     if (cancelled) outcome = JobOutcome::Cancelled;
-    if (outcome == JobOutcome::Success) edit.edited = false;
     outcome = saveInPlace ? endSaveInPlace(outcome) : endExport(outcome);
     edit.statusText = outcomeText(outcome, saveInPlace);
     jobHost().setTaskbarState(false);

@@ -21,38 +21,6 @@ void recordError(SharedJobState& shared, const std::wstring& text) {
     if (shared.exportError.empty()) shared.exportError = text;
 }
 
-// Asked before anything is created or replaced.
-bool isSource(const ExportJob& job, const std::wstring& output) {
-    return job.calls.sameFile(job.sourcePath, output);
-}
-
-struct Written {
-    bool done = false;
-    std::wstring errorText;    // of one that isn't done; may be empty
-    bool replacesFile = false; // another one stood there
-};
-
-// Where a file stands already, the new one is written beside it and takes its place when it is
-// complete: one that fails or is cancelled costs nobody the file that he has.
-Written writeSafely(const ExportJob& job, const SharedJobState& shared, const std::wstring& target,
-                    const std::function<Written(const std::wstring& path)>& write) {
-    const std::wstring path = job.calls.nameToWrite(target);
-    if (path == target) return write(path);
-    // Told now, not when an hour's work is done.
-    const std::wstring problem = job.calls.whyNotReplaced(target);
-    if (!problem.empty()) return {.errorText = problem};
-    Written written = write(path);
-    written.replacesFile = true;
-    if (!written.done) return written;
-    if (shared.exportCancel) {
-        job.calls.deleteFile(path, job.sourcePath);
-        return {};
-    }
-    written.errorText = job.calls.replaceFile(path, target, job.sourcePath);
-    written.done = written.errorText.empty();
-    return written;
-}
-
 // What a joined job says when it is done. Only a file that it has added may be deleted by a cancel
 // that comes too late.
 bool noteJoined(SharedJobState& shared, const Written& written) {
@@ -68,11 +36,12 @@ bool copySource(const ExportJob& job, SharedJobState& shared) {
         shared.exportProgress = share * job.expected;
         return !shared.exportCancel;
     };
-    return noteJoined(
-        shared, writeSafely(job, shared, job.outputPath, [&](const std::wstring& path) {
-            const CopyResult result = job.calls.copyFile(job.sourcePath, path, tellShare);
-            return Written{.done = result.done, .errorText = result.errorText};
-        }));
+    const auto copyTo = [&](const std::wstring& path) {
+        const CopyResult result = job.calls.copyFile(job.sourcePath, path, tellShare);
+        return Written{.done = result.done, .errorText = result.errorText};
+    };
+    return noteJoined(shared, writeSafely(job.calls, job.sourcePath, job.outputPath,
+                                          shared.exportCancel, copyTo));
 }
 
 // All but the spans and the output.
@@ -90,12 +59,13 @@ ExportRequest requestFor(const ExportJob& job, const SharedJobState& shared) {
 
 Written writeOutput(const ExportJob& job, const SharedJobState& shared, ExportRequest request) {
     const std::wstring target = request.outputPath;
-    return writeSafely(job, shared, target, [&](const std::wstring& path) {
+    const auto exportTo = [&](const std::wstring& path) {
         request.outputPath = path;
         Written written;
         written.done = job.calls.exportFile(request, &written.errorText);
         return written;
-    });
+    };
+    return writeSafely(job.calls, job.sourcePath, target, shared.exportCancel, exportTo);
 }
 
 bool exportJoined(const ExportJob& job, SharedJobState& shared) {
@@ -142,7 +112,6 @@ Written exportClip(ClipWork& work, std::size_t worker, std::size_t i) {
         work.slots[worker] = seconds;
         tellProgress(work);
     };
-    if (isSource(job, request.outputPath)) return {.errorText = WOULD_OVERWRITE_SOURCE};
     return writeOutput(job, work.shared, request);
 }
 
@@ -161,18 +130,25 @@ void exportClips(ClipWork& work, std::size_t worker) {
     }
 }
 
-// The folder may be the source's, and the source the output of an earlier job: told before the
-// first clip is written, not after some.
-bool someClipIsSource(const ClipWork& work) {
-    for (std::size_t i = 0; i < work.spans.size() && !work.shared.exportCancel; i++)
-        if (isSource(work.job, work.outputOf(i))) return true;
-    return false;
+// Told before the first clip is written, not after some. The folder may be the source's, and the
+// source the output of an earlier job; and somebody may watch one of the clips there. Empty when
+// all can be written.
+std::wstring whyNotWritten(const ClipWork& work) {
+    const JobCalls& calls = work.job.calls;
+    for (std::size_t i = 0; i < work.spans.size() && !work.shared.exportCancel; i++) {
+        const std::wstring output = work.outputOf(i);
+        if (calls.sameFile(work.job.sourcePath, output)) return WOULD_OVERWRITE_SOURCE;
+        const std::wstring problem = calls.whyNotReplaced(output);
+        if (!problem.empty()) return problem;
+    }
+    return {};
 }
 
 bool exportSeparately(const ExportJob& job, SharedJobState& shared) {
     ClipWork work{.job = job, .shared = shared, .spans = spansOfClips(job.clips)};
-    if (someClipIsSource(work)) {
-        recordError(shared, WOULD_OVERWRITE_SOURCE);
+    const std::wstring problem = whyNotWritten(work);
+    if (!problem.empty()) {
+        recordError(shared, problem);
         return false;
     }
     std::array<std::thread, CLIP_WORKERS> workers;
@@ -186,10 +162,6 @@ bool exportSeparately(const ExportJob& job, SharedJobState& shared) {
 
 bool runExportJob(const ExportJob& job, SharedJobState& shared) {
     if (job.kind.separate) return exportSeparately(job, shared);
-    if (isSource(job, job.outputPath)) {
-        recordError(shared, WOULD_OVERWRITE_SOURCE);
-        return false;
-    }
     if (isCopyOnly(job.clips, job.duration, job.kind)) return copySource(job, shared);
     return exportJoined(job, shared);
 }

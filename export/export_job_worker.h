@@ -11,6 +11,7 @@
 #include "edit/segment.h"
 #include "export/export_request.h"
 #include "export/job_rules.h"
+#include "export/safe_write.h"
 
 namespace velkantrix {
 
@@ -26,7 +27,7 @@ struct SharedJobState {
     std::wstring exportError GUARDED_BY(exportErrorLock); // the first one that was told; or empty
 };
 
-// When not done, nothing is left of the target.
+// When not done, nothing is left of the target, unless it was another's.
 struct CopyResult {
     bool done = false;
     std::wstring errorText; // the system's, when not done; it may have none
@@ -36,24 +37,11 @@ struct CopyResult {
 using CopyProgress = std::function<bool(std::uint64_t copied, std::uint64_t total)>;
 
 // What a job's threads ask of the world, two of them at once. None is empty.
-struct JobCalls {
+struct JobCalls : SafeWriteCalls {
     std::function<bool(const ExportRequest& request, std::wstring* errorText)> exportFile;
     std::function<CopyResult(const std::wstring& source, const std::wstring& target,
                              const CopyProgress& progress)>
         copyFile;
-    // Do both mean one file, by whatever names?
-    std::function<bool(const std::wstring& a, const std::wstring& b)> sameFile;
-    // Unless it is `kept` after all.
-    std::function<void(const std::wstring& path, const std::wstring& kept)> deleteFile;
-    // The target itself while nothing stands there, else a name beside it that nothing has.
-    std::function<std::wstring(const std::wstring& target)> nameToWrite;
-    // Why the file that stands there can't be replaced, as far as can be told before; or empty.
-    std::function<std::wstring(const std::wstring& target)> whyNotReplaced;
-    // Puts a complete file in the place of another, unless that is `kept`. Empty when done, else
-    // the reason, and where the new one stands instead.
-    std::function<std::wstring(const std::wstring& path, const std::wstring& target,
-                               const std::wstring& kept)>
-        replaceFile;
     std::function<void(bool success)> postCompletion; // to the UI thread: the job has ended
 };
 

@@ -103,6 +103,12 @@ std::wstring clipFileName(const std::wstring& name, std::size_t i) {
     return number + L" - " + clean + DEFAULT_EXTENSION;
 }
 
+std::wstring nameOfVersion(const std::wstring& path, int version) {
+    const std::wstring extension = splitName(path).extension;
+    return path.substr(0, path.size() - extension.size()) + L" (" + std::to_wstring(version) +
+           L")" + extension;
+}
+
 std::wstring pathInFolder(std::wstring folder, const std::wstring& fileName) {
     if (folder.empty()) return fileName;
     while (!folder.empty() && isSeparator(folder.back())) folder.pop_back();

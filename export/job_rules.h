@@ -65,6 +65,9 @@ std::wstring folderOfFile(const std::wstring& path);
 // "01 - name.mp4", or "clip-01.mp4" when nothing of the name can be in a file's. `i` counts from 0.
 std::wstring clipFileName(const std::wstring& name, std::size_t i);
 
+// "out (2).mp4" for "out.mp4" and 2.
+std::wstring nameOfVersion(const std::wstring& path, int version);
+
 // The file in the folder, which may end with any number of separators; just the file without one.
 std::wstring pathInFolder(std::wstring folder, const std::wstring& fileName);
 

@@ -26,7 +26,7 @@ std::wstring progressText(double doneSeconds, double expectedSeconds, double ela
 std::wstring outcomeText(JobOutcome outcome, bool saveInPlace) {
     switch (outcome) {
     case JobOutcome::Cancelled:
-        return saveInPlace ? L"Save cancelled — your original is untouched" : L"Export cancelled";
+        return saveInPlace ? L"Save cancelled — your original is untouched" : EXPORT_CANCELLED;
     case JobOutcome::Success:
         return saveInPlace ? L"Saved — the original was replaced"
                            : L"Export complete — File ▸ Show last export in Explorer";

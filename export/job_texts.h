@@ -10,6 +10,7 @@ namespace velkantrix {
 inline constexpr wchar_t WOULD_OVERWRITE_SOURCE[] =
     L"The export would overwrite the video it is reading.";
 
+inline constexpr wchar_t EXPORT_CANCELLED[] = L"Export cancelled";
 inline constexpr wchar_t CANCELLING[] = L"Cancelling…";
 
 // The status when a job begins; `fadesForceEncoding`: its clips have fades, in one joined file.

@@ -97,6 +97,16 @@ bool isNotThere(DWORD error) {
     return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
 }
 
+// Nothing can ever have that name.
+bool isNoName(DWORD error) {
+    return error == ERROR_INVALID_NAME || error == ERROR_BAD_PATHNAME ||
+           error == ERROR_FILENAME_EXCED_RANGE || error == ERROR_INVALID_DRIVE;
+}
+
+bool isThere(const std::wstring& path) {
+    return GetFileAttributesW(nameForSystem(path).c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
 bool isFolder(HANDLE file) {
     FILE_BASIC_INFO info = {};
     return GetFileInformationByHandleEx(file, FileBasicInfo, &info, sizeof info) &&
@@ -159,10 +169,9 @@ std::wstring nameForSystem(const std::wstring& path) {
 }
 
 bool fileExists(const std::wstring& path) {
-    const std::wstring name = nameForSystem(path);
-    if (GetFileAttributesW(name.c_str()) != INVALID_FILE_ATTRIBUTES) return true;
+    if (isThere(path)) return true;
     const DWORD error = GetLastError();
-    return error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION;
+    return !isNotThere(error) && !isNoName(error);
 }
 
 bool isFile(const std::wstring& path) {
@@ -197,7 +206,9 @@ HRESULT askReplaceable(const std::wstring& path) {
         [&] {
             const UniqueFile file(CreateFileW(nameForSystem(path).c_str(), DELETE, 0, nullptr,
                                               OPEN_EXISTING, 0, nullptr));
-            return file ? S_OK : lastErrorResult();
+            if (file) return S_OK;
+            // It has gone since, or it is a link that leads nowhere.
+            return isNotThere(GetLastError()) ? S_OK : lastErrorResult();
         },
         mayPass);
 }
@@ -220,14 +231,16 @@ HRESULT replaceFileUnlessSame(const std::wstring& from, const std::wstring& to,
 
 std::wstring unusedNameBeside(const std::wstring& path) {
     static std::atomic<std::uint32_t> last{0};
-    std::wstring process = path.substr(0, path.find_last_of(L"\\/") + 1);
+    // Also of "D:name.mp4" the folder; what can't be made absolute stays as it is.
+    const std::wstring absolute = absolutePath(path), &whole = absolute.empty() ? path : absolute;
+    std::wstring process = whole.substr(0, whole.find_last_of(L"\\/") + 1);
     process += L"~vx" + std::to_wstring(GetCurrentProcessId()) + L"-";
     std::wstring name;
     // What is left of processes that were ended stands in the way at most so often.
     for (int tries = 0; tries < MOST_LEFTOVERS; tries++) {
         name = process;
         name += std::to_wstring(++last) + L".tmp";
-        if (!fileExists(name)) break;
+        if (!isThere(name)) break;
     }
     return name;
 }

@@ -16,7 +16,7 @@ namespace velkantrix {
 // What the system is to be given for the path, however long it is and whatever its own setting.
 [[nodiscard]] std::wstring nameForSystem(const std::wstring& path);
 
-// A file or folder is there, or can't be told not to be.
+// A file or folder is there, or can't be told not to be: its server doesn't answer, say.
 [[nodiscard]] bool fileExists(const std::wstring& path);
 
 // A file is there, and it is no folder.
@@ -37,7 +37,7 @@ namespace velkantrix {
 // ("a.mp4:x") goes without its file. S_OK when the file is gone, also when it never was.
 [[nodiscard]] HRESULT deleteFileUnlessSame(const std::wstring& path, const std::wstring& kept);
 
-// A short name in the folder of `path` that nothing has yet, another one at each call.
+// A short name, absolute, in the folder of `path`, that nothing has yet; another one at each call.
 [[nodiscard]] std::wstring unusedNameBeside(const std::wstring& path);
 
 // Whether replaceFileUnlessSame could replace the file at this moment: the error for which not.

@@ -306,6 +306,19 @@ TEST_F(ExportProgress, LeavesTheStatusAloneOnceItIsCancelled) {
     refreshExportProgress();
     EXPECT_EQ(state.statusText, L"Cancelling…");
     EXPECT_THAT(world.calls, ElementsAre(L"taskbar 500"));
+    EXPECT_EQ(recorder.calls, std::vector<std::string>{"refreshUi"}) << "of the cancel itself";
+    finishExport(success);
+}
+
+TEST_F(ExportProgress, ACancelledJobSaysSoAgainAfterAScrub) {
+    exportTo(L"E:\\out.mp4");
+    const bool success = waitForEnd();
+    exportAsCommand();
+    state.statusText = L"Scrubbing  00:01.000";
+    recorder.forget();
+    refreshExportProgress();
+    EXPECT_EQ(state.statusText, L"Cancelling…");
+    EXPECT_EQ(recorder.calls, std::vector<std::string>{"repaint"});
     finishExport(success);
 }
 

@@ -80,6 +80,15 @@ TEST_F(FinishExport, FailureWithoutATextHasOneAllTheSame) {
               L"error: Export failed.\n\nWindows Media Foundation could not encode this file.");
 }
 
+TEST_F(FinishExport, SuccessOfSeparateClipsIsAllTheSame) {
+    world.foreground = false;
+    exportTo(L"E:\\clips", true);
+    endJob();
+    EXPECT_FALSE(state.edited) << "closing need not ask";
+    EXPECT_EQ(job.lastExportPath, L"E:\\clips");
+    EXPECT_THAT(world.calls, ElementsAre(L"taskbar none", L"timer 250", L"may sleep", L"flash"));
+}
+
 TEST_F(FinishExport, FailureOfSeparateClipsKeepsTheFolder) {
     failWith(L"No");
     exportTo(L"E:\\clips", true);
@@ -208,6 +217,21 @@ TEST_F(FinishExport, ASaveThatIsNotSwappedInFailed) {
     EXPECT_TRUE(state.edited) << "closing has to ask";
     EXPECT_EQ(state.statusText, L"Save failed — your original is untouched");
     EXPECT_EQ(world.calls.back(), L"error: Save failed.\n\nThe file is locked.");
+}
+
+// What was exported stays exported, though nothing came of saving it as well.
+TEST_F(FinishExport, ASaveThatIsNotSwappedInAsksForNothingMoreThanBefore) {
+    for (const bool wasEdited : {true, false}) {
+        state.edited = wasEdited;
+        saveTo(TEMP);
+        jobHost().swapInSavedFile = [&] {
+            EXPECT_FALSE(state.edited) << "opening the file again isn't to ask";
+            return false;
+        };
+        endJob();
+        EXPECT_EQ(state.edited, wasEdited);
+        world.disk.remove(TEMP);
+    }
 }
 
 TEST_F(FinishExport, ASaveThatFailsIsNotSwappedIn) {

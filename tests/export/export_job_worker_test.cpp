@@ -230,9 +230,37 @@ TEST_F(ExportJobJoined, WhatCannotReplaceTheOldFileInTheEndStaysBesideIt) {
     world.disk.put(L"D:\\out.mp4", L"old");
     world.replaceError = L"Somebody has it open (0x80070020)";
     EXPECT_FALSE(run());
-    EXPECT_EQ(error(), L"Somebody has it open (0x80070020)");
+    EXPECT_EQ(error(), L"Somebody has it open (0x80070020)\n\nIt was kept.");
     EXPECT_EQ(world.disk.content(L"D:\\out.mp4"), L"old");
     EXPECT_EQ(world.disk.content(L"D:\\out.mp4.tmp"), L"complete") << "an hour's work, maybe";
+    EXPECT_EQ(world.work().back(), L"keep D:\\out.mp4.tmp beside D:\\out.mp4");
+}
+
+// Half a second may be spent on trying, and nobody would be told of the file that stays.
+TEST_F(ExportJobJoined, ACancelWhileTheOldFileCannotBeReplacedLeavesTheOldOneAlone) {
+    world.replaceError = L"Somebody has it open (0x80070020)";
+    world.onReplace = [&] {
+        shared.exportCancel = true;
+    };
+    for (const bool unedited : {false, true}) {
+        if (unedited) useUnedited();
+        shared.exportCancel = false;
+        world.disk.put(L"D:\\out.mp4", L"old");
+        EXPECT_FALSE(run());
+        EXPECT_EQ(error(), L"");
+        EXPECT_EQ(world.disk.content(L"D:\\out.mp4"), L"old");
+        EXPECT_EQ(world.disk.content(L"D:\\out.mp4.tmp"), std::nullopt);
+    }
+}
+
+TEST_F(ExportJobJoined, ACancelWhileTheOldFileIsReplacedComesTooLate) {
+    world.disk.put(L"D:\\out.mp4", L"old");
+    world.onReplace = [&] {
+        shared.exportCancel = true;
+    };
+    EXPECT_TRUE(run());
+    EXPECT_EQ(world.disk.content(L"D:\\out.mp4"), L"complete");
+    EXPECT_FALSE(shared.outputCreated);
 }
 
 TEST_F(ExportJobJoined, AFailureHasTheExportsText) {

@@ -162,6 +162,13 @@ TEST(FolderOfFile, IsWhatIsInFrontOfTheName) {
     EXPECT_EQ(folderOfFile(L"a.mp4"), L"");
 }
 
+TEST(NameOfVersion, StandsBeforeTheExtension) {
+    EXPECT_EQ(nameOfVersion(L"D:\\v.1\\out.mp4", 2), L"D:\\v.1\\out (2).mp4");
+    EXPECT_EQ(nameOfVersion(L"D:\\v.1/out", 13), L"D:\\v.1/out (13)");
+    EXPECT_EQ(nameOfVersion(L"out.a.mp4", 2), L"out.a (2).mp4");
+    EXPECT_EQ(nameOfVersion(L"D:\\.mp4", 2), L"D:\\.mp4 (2)");
+}
+
 TEST(ClipFileName, CountsAndCleansNames) {
     EXPECT_EQ(clipFileName(L"a/b?", 0), L"01 - a-b-.mp4");
     EXPECT_EQ(clipFileName(L"", 1), L"clip-02.mp4");

@@ -118,7 +118,8 @@ struct JobWorld {
     std::function<bool(const std::wstring&, const std::wstring&)> onSameFile;
     std::function<void()> onStep; // between two steps of an export or a copy
     std::wstring heldOpen;        // likewise, and that can be told before
-    std::wstring replaceError;    // not empty: no file can be replaced, for that reason
+    std::function<void()> onReplace;
+    std::wstring replaceError; // not empty: no file can be replaced, for that reason
 
     // Answers of the UI thread's side.
     std::wstring chosen; // in the dialogs; empty: cancelled
@@ -217,16 +218,21 @@ struct JobWorld {
         jobs.nameToWrite = [this](const std::wstring& target) {
             return disk.content(target) ? target + L".tmp" : target;
         };
-        jobs.whyNotReplaced = [this](const std::wstring&) {
-            return heldOpen;
+        jobs.whyNotReplaced = [this](const std::wstring& target) {
+            return disk.content(target) ? heldOpen : std::wstring();
         };
         jobs.replaceFile = [this](const std::wstring& path, const std::wstring& target,
                                   const std::wstring& kept) {
             note(L"replace " + target + L" by " + path + L" unless " + kept);
+            if (onReplace) onReplace();
             if (!replaceError.empty()) return replaceError;
             disk.put(target, disk.content(path).value_or(L"lost"));
             disk.remove(path);
             return std::wstring();
+        };
+        jobs.keepBeside = [this](const std::wstring& path, const std::wstring& target) {
+            note(L"keep " + path + L" beside " + target);
+            return L"It was kept.";
         };
         jobs.postCompletion = [this](bool success) {
             const std::lock_guard held(lock_);

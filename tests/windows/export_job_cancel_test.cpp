@@ -95,8 +95,9 @@ ClipList eightClips() {
 TEST_F(ExportJobCancelTest, AJoinedExportLeavesWhatWasThere) {
     open(L"large", 40, eightClips());
     writeBytes(inFolder(L"out.mp4"), {'o', 'l', 'd'});
+    watchExports(0);
     begin(inFolder(L"out.mp4"), LAYOUT_JOINED);
-    waitForProgress(5);
+    waitForProgress(1);
     cancel();
     EXPECT_THAT(files(), testing::UnorderedElementsAre(L"Source.mp4", L"out.mp4"));
     EXPECT_EQ(bytesOf(inFolder(L"out.mp4")), (std::vector<char>{'o', 'l', 'd'}));

@@ -191,9 +191,36 @@ TEST_F(FilesTest, WhatCannotBeANameDoesNotExist) {
     EXPECT_FALSE(fileExists(inFolder(L"a?.mp4")));
     EXPECT_FALSE(fileExists(inFolder(L"a\tb.mp4")));
     EXPECT_FALSE(fileExists(inFolder(std::wstring(300, L'x'))));
-    EXPECT_FALSE(fileExists(L"\\\\no-such-host\\share\\a.mp4"));
+    EXPECT_FALSE(fileExists(inFolder(L"none\\a.mp4")));
     EXPECT_TRUE(fileExists(other));
     EXPECT_FALSE(unusedNameBeside(inFolder(L"a?.mp4")).empty());
+}
+
+// It may be there again when it is to be written.
+TEST_F(FilesTest, WhatCannotBeAskedForCountsAsThere) {
+    const std::wstring away = L"\\\\no-such-host\\share\\a.mp4";
+    ASSERT_EQ(GetFileAttributesW(away.c_str()), INVALID_FILE_ATTRIBUTES);
+    EXPECT_TRUE(fileExists(away));
+}
+
+TEST_F(FilesTest, AnUnusedNameIsNobodysFile) {
+    std::wstring taken = unusedNameBeside(other);
+    const std::size_t number = taken.find_last_of(L'-') + 1;
+    const int last = std::stoi(taken.substr(number));
+    taken = taken.substr(0, number);
+    writeBytes(taken + std::to_wstring(last + 1) + L".tmp", {'x'});
+    EXPECT_EQ(unusedNameBeside(other), taken + std::to_wstring(last + 2) + L".tmp");
+    EXPECT_TRUE(DeleteFileW((taken + std::to_wstring(last + 1) + L".tmp").c_str()));
+}
+
+// "C:name" is a name in that drive's own current folder.
+TEST_F(FilesTest, AnUnusedNameLiesOnTheSameDrive) {
+    for (const wchar_t* name : {L"C:a.mp4", L"a.mp4", L"C:\\a.mp4"}) {
+        const std::wstring whole = absolutePath(name);
+        const std::wstring folder = whole.substr(0, whole.size() - 5);
+        EXPECT_EQ(unusedNameBeside(name).find(folder + L"~vx"), 0u)
+            << testing::PrintToString(unusedNameBeside(name));
+    }
 }
 
 TEST_F(FilesTest, GivesUpOnAFileThatStaysOpen) {
@@ -202,6 +229,22 @@ TEST_F(FilesTest, GivesUpOnAFileThatStaysOpen) {
     ASSERT_TRUE(held);
     EXPECT_EQ(deleteFileUnlessSame(other, source), HRESULT_FROM_WIN32(ERROR_SHARING_VIOLATION));
     EXPECT_TRUE(exists(other));
+}
+
+TEST_F(FilesTest, WaitsForAFileToReplaceThatIsOpenForAMoment) {
+    for (const DWORD share : {DWORD{0}, DWORD{FILE_SHARE_READ}}) {
+        writeBytes(inFolder(L"new.mp4"), {'n'});
+        UniqueFile held(CreateFileW(other.c_str(), GENERIC_READ, share, nullptr, OPEN_EXISTING, 0,
+                                    nullptr));
+        ASSERT_TRUE(held);
+        std::thread holder([&] {
+            Sleep(120);
+            held.reset();
+        });
+        EXPECT_EQ(replaceFileUnlessSame(inFolder(L"new.mp4"), other, source), S_OK);
+        holder.join();
+        EXPECT_EQ(bytesOf(other), std::vector<char>{'n'});
+    }
 }
 
 // A scanner that lets go after a while. Here the time itself is what is tested.

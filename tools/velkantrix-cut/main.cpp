@@ -10,6 +10,7 @@
 #include "base/time_text.h"
 #include "export/export_core.h"
 #include "export/job_texts.h"
+#include "export/safe_write_files.h"
 #include "platform/com.h"
 #include "platform/files.h"
 #include "platform/hresult.h"
@@ -108,27 +109,24 @@ bool isFolder(const std::wstring& path) {
     return attributes != INVALID_FILE_ATTRIBUTES && attributes & FILE_ATTRIBUTE_DIRECTORY;
 }
 
-// Writes the spans to `output`. Where a file stands there already it is written beside it and takes
-// its place when it is complete: until then the old one isn't touched.
+// Writes the spans to `output`.
 bool exportInto(const std::wstring& output, ExportRequest request, std::wstring& reason) {
     if (isFolder(output)) {
         reason = L"The output is a folder: " + output;
         return false;
     }
-    const bool replaces = fileExists(output) && !sameFile(request.sourcePath, output);
-    request.outputPath = replaces ? unusedNameBeside(output) : output;
-    if (const HRESULT hr = replaces ? askReplaceable(output) : S_OK; FAILED(hr)) {
-        reason = FormatExportError(hr);
-        return false;
-    }
-    if (!ExportFile(request, &reason)) return false;
-    if (!replaces) return true;
-    const HRESULT hr = replaceFileUnlessSame(request.outputPath, output, request.sourcePath);
-    if (SUCCEEDED(hr)) return true;
-    reason = FormatExportError(hr);
-    ignoreResult(deleteFileUnlessSame(request.outputPath, request.sourcePath),
-                 "the reason for the failure is known already");
-    return false;
+    SafeWriteCalls calls;
+    bindSafeWriteCalls(calls);
+    const auto exportTo = [&](const std::wstring& path) {
+        request.outputPath = path;
+        Written written;
+        written.done = ExportFile(request, &written.errorText);
+        return written;
+    };
+    const Written written =
+        writeSafely(calls, request.sourcePath, output, *request.cancel, exportTo);
+    reason = written.errorText;
+    return written.done;
 }
 
 int cut(const Streams& streams, const CutArguments& arguments, const std::atomic<bool>& cancel) {

@@ -1,0 +1,46 @@
+// safe_write.h: how an export comes to stand under its name without costing anybody a file: neither
+// the source, nor what stood there before.
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <string>
+
+namespace velkantrix {
+
+// What writing asks of the file system, by two threads at once. None is empty.
+struct SafeWriteCalls {
+    // Do both mean one file, by whatever names?
+    std::function<bool(const std::wstring& a, const std::wstring& b)> sameFile;
+    // Unless it is `kept` after all.
+    std::function<void(const std::wstring& path, const std::wstring& kept)> deleteFile;
+    // The target itself while nothing stands there, else a name beside it that nothing has.
+    std::function<std::wstring(const std::wstring& target)> nameToWrite;
+    // Why the file that stands there, if any, can't be replaced, as far as can be told before; or
+    // empty.
+    std::function<std::wstring(const std::wstring& target)> whyNotReplaced;
+    // Puts a complete file in the place of another, unless that is `kept`. Empty when done, else
+    // the reason; then both are as they were.
+    std::function<std::wstring(const std::wstring& path, const std::wstring& target,
+                               const std::wstring& kept)>
+        replaceFile;
+    // Gives a complete file that couldn't take the target's place a name like the target's, and
+    // says so to the user.
+    std::function<std::wstring(const std::wstring& path, const std::wstring& target)> keepBeside;
+};
+
+struct Written {
+    bool done = false;
+    std::wstring errorText;    // of one that isn't done; may be empty
+    bool replacesFile = false; // another one stood there
+};
+
+// Writes `target` by `write`, which gets the name that it is to write and leaves nothing there when
+// it fails. The source is refused as a target. Where a file stands already, the new one is written
+// beside it and takes its place when it is complete: one that fails or is cancelled costs nobody
+// the file that he has.
+[[nodiscard]] Written writeSafely(const SafeWriteCalls& calls, const std::wstring& source,
+                                  const std::wstring& target, const std::atomic<bool>& cancel,
+                                  const std::function<Written(const std::wstring& path)>& write);
+
+} // namespace velkantrix
