@@ -43,7 +43,8 @@ ExaminedFile examineFile(const std::wstring& path) {
 EngineOpening openEngine(const std::wstring& path) {
     UiState& state = ui();
     if (!state.playback) state.playback = std::make_unique<PlaybackController>();
-    const HRESULT opened = state.playback->open(path.c_str(), state.video, state.window);
+    const HRESULT opened =
+        state.playback->open(path.c_str(), openState().slowToSeek, state.video, state.window);
     return {.begun = SUCCEEDED(opened), .failurePosted = state.playback->failurePosted()};
 }
 
@@ -68,11 +69,9 @@ void bindEdit() {
         return playback() ? playback()->fps() : 0;
     };
     host.isPlaying = [] {
-        return playback() && playback()->isOrWillBePlaying();
+        return isOrWillBePlaying();
     };
-    host.pause = [] {
-        if (playback()) playback()->pause();
-    };
+    host.pause = pausePlaying;
     host.repaint = [] {
         InvalidateRect(ui().window, nullptr, FALSE);
     };

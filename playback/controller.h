@@ -40,8 +40,10 @@ public:
     // Closes what is open and opens the file. The picture is drawn into `renderWindow`;
     // `notifyWindow`, which may be none, is posted WM_PLAYBACK_NOTIFY: exactly one READY or FAILED
     // follows, unless the controller is closed before. Waits for the file's header and up to 1.5 s
-    // for where its video ends.
-    [[nodiscard]] HRESULT open(const wchar_t* path, HWND renderWindow, HWND notifyWindow);
+    // for where its video ends, which isn't looked for where that would take a walk through all of
+    // a large file (`largeFragmented`: IsLargeFragmentedFile).
+    [[nodiscard]] HRESULT open(const wchar_t* path, bool largeFragmented, HWND renderWindow,
+                               HWND notifyWindow);
 
     // Whether the last open has posted its failure.
     [[nodiscard]] bool failurePosted() const { return failurePosted_; }
@@ -82,9 +84,9 @@ public:
 private:
     friend class EngineNotify;
 
-    HRESULT openFile();
+    HRESULT openFile(bool largeFragmented);
     void probe(double& containerDuration);
-    void findDuration(double containerDuration);
+    void findDuration(double containerDuration, bool largeFragmented);
     HRESULT createEngine();
     HRESULT startEngine();
     HRESULT failOpen(HRESULT reason);

@@ -8,7 +8,7 @@
 
 #include <algorithm>
 
-#include "mp4/probe.h"
+#include "base/unique_handle.h"
 #include "platform/hresult.h"
 #include "platform/mf_util.h"
 #include "playback/controller.h"
@@ -45,7 +45,8 @@ PlaybackController::~PlaybackController() {
     close();
 }
 
-HRESULT PlaybackController::open(const wchar_t* path, HWND renderWindow, HWND notifyWindow) {
+HRESULT PlaybackController::open(const wchar_t* path, bool largeFragmented, HWND renderWindow,
+                                 HWND notifyWindow) {
     close();
     renderWindow_ = renderWindow;
     notifyWindow_ = notifyWindow;
@@ -54,18 +55,18 @@ HRESULT PlaybackController::open(const wchar_t* path, HWND renderWindow, HWND no
     failurePosted_ = false;
     deviceLost_ = false;
     picture_.state = PlaybackState::Opening;
-    const HRESULT opened = openFile();
+    const HRESULT opened = openFile(largeFragmented);
     return FAILED(opened) ? failOpen(opened) : opened;
 }
 
-HRESULT PlaybackController::openFile() {
+HRESULT PlaybackController::openFile(bool largeFragmented) {
     {
         const Lock device(picture_.deviceLock);
         if (!setUpPresenter(presenter_, renderWindow_)) return E_FAIL;
     }
     double container = 0;
     probe(container);
-    findDuration(container);
+    findDuration(container, largeFragmented);
     {
         const Lock device(picture_.deviceLock);
         ensureFrameTexture(presenter_);
@@ -108,10 +109,9 @@ void PlaybackController::probe(double& containerDuration) {
         containerDuration = secondsOf(*length);
 }
 
-void PlaybackController::findDuration(double containerDuration) {
-    endScan_ = startEndScan(path_, {.container = containerDuration,
-                                    .fps = picture_.fps,
-                                    .onlyStart = IsLargeFragmentedFile(path_)});
+void PlaybackController::findDuration(double containerDuration, bool largeFragmented) {
+    endScan_ = startEndScan(
+        path_, {.container = containerDuration, .fps = picture_.fps, .onlyStart = largeFragmented});
     const ScannedEnds ends = waitForEndScan(*endScan_);
     picture_.duration = usableDuration(containerDuration, ends.end);
     picture_.videoStart = ends.start;

@@ -92,7 +92,7 @@ int run(const wchar_t* path, std::uint64_t seed, int count) {
     int code = 3;
     {
         PlaybackController controller;
-        if (SUCCEEDED(controller.open(path, window, window)) && waitFor([] { return ready; }) &&
+        if (SUCCEEDED(controller.open(path, false, window, window)) && waitFor([] { return ready; }) &&
             waitFor([&] { return controller.enginePresented(); }))
             code = seekAround(controller, seed, count);
     }

@@ -34,7 +34,7 @@ protected:
     }
 
     HRESULT open(const std::wstring& name) {
-        return controller.open(mediaFile(name).c_str(), window, receiver);
+        return controller.open(mediaFile(name).c_str(), false, window, receiver);
     }
 
     // Takes the messages that have come.

@@ -59,20 +59,20 @@ TEST_F(RealEngineTest, AFileWithoutPicturesHasNoSize) {
 }
 
 TEST_F(RealEngineTest, AnEmptyPathFails) {
-    const HRESULT opened = controller.open(nullptr, window, receiver);
+    const HRESULT opened = controller.open(nullptr, false, window, receiver);
     EXPECT_TRUE(waitForNotice(PLAYBACK_FAILED));
     EXPECT_TRUE(SUCCEEDED(opened) || controller.failurePosted());
 }
 
 TEST_F(RealEngineTest, NobodyNeedsToBeTold) {
-    ASSERT_EQ(controller.open(mediaFile(L"closed").c_str(), window, nullptr), S_OK);
+    ASSERT_EQ(controller.open(mediaFile(L"closed").c_str(), false, window, nullptr), S_OK);
     EXPECT_TRUE(waitFor([&] { return controller.state() == PlaybackState::Paused; }));
-    EXPECT_TRUE(FAILED(controller.open(mediaFile(L"closed").c_str(), nullptr, nullptr)));
+    EXPECT_TRUE(FAILED(controller.open(mediaFile(L"closed").c_str(), false, nullptr, nullptr)));
     EXPECT_FALSE(controller.failurePosted());
 }
 
 TEST_F(RealEngineTest, WithoutAWindowForThePictureOpeningFails) {
-    EXPECT_TRUE(FAILED(controller.open(mediaFile(L"closed").c_str(), nullptr, receiver)));
+    EXPECT_TRUE(FAILED(controller.open(mediaFile(L"closed").c_str(), false, nullptr, receiver)));
     EXPECT_TRUE(waitForNotice(PLAYBACK_FAILED));
     EXPECT_TRUE(controller.failurePosted());
     EXPECT_EQ(controller.state(), PlaybackState::Closed);

@@ -136,7 +136,7 @@ private:
 class LargeControllerTest : public LargeFileTest {
 protected:
     double durationOf(const std::wstring& path) {
-        EXPECT_EQ(controller.open(path.c_str(), window, nullptr), S_OK);
+        EXPECT_EQ(controller.open(path.c_str(), IsLargeFragmentedFile(path), window, nullptr), S_OK);
         const double duration = controller.duration();
         controller.close();
         return duration;

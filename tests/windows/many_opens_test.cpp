@@ -113,7 +113,7 @@ TEST(ManyOpens, LeaveTheProcessAsLargeAsThePlatformAloneDoes) {
     {
         PlaybackController controller;
         ours = growth([&](const wchar_t* name) {
-            ASSERT_EQ(controller.open(mediaFile(name).c_str(), window, nullptr), S_OK);
+            ASSERT_EQ(controller.open(mediaFile(name).c_str(), false, window, nullptr), S_OK);
             ASSERT_TRUE(waitFor([&] { return controller.enginePresented(); })) << name;
             ASSERT_EQ(liveEngineCallbacks(), 1);
         });
