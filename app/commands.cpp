@@ -25,11 +25,10 @@ namespace {
 void togglePlaying() {
     if (!playback()) return;
     if (isDragging()) endTimelineGesture();
-    bool& later = openState().playAfterReopen;
-    if (openState().phase == OpenPhase::Reopening)
-        later = !later;
-    else if (playback()->isOrWillBePlaying())
-        playback()->pause();
+    if (isOrWillBePlaying())
+        pausePlaying();
+    else if (openState().phase == OpenPhase::Reopening)
+        openState().playAfterReopen = true;
     else
         playFromHere();
 }
@@ -59,7 +58,7 @@ void skipOrMoveCut(double seconds) {
 // One frame of kept time, from a picture that stands still.
 void stepFrame(int frames) {
     if (isCutSelected()) return rollNudge(frames * frameDuration());
-    if (playback()) playback()->pause();
+    pausePlaying();
     takeEngineTime();
     skip(frames * frameDuration());
 }
@@ -240,6 +239,16 @@ void takeEngineTime() {
         edit.playhead = std::clamp(playback()->currentTime(), 0.0, edit.duration);
 }
 
+bool isOrWillBePlaying() {
+    if (openState().phase == OpenPhase::Reopening) return openState().playAfterReopen;
+    return playback() && playback()->isOrWillBePlaying();
+}
+
+void pausePlaying() {
+    openState().playAfterReopen = false;
+    if (playback()) playback()->pause();
+}
+
 void playFromHere() {
     const EditState& edit = editState();
     if (!playback() || !edit.videoLoaded) return;
@@ -251,7 +260,7 @@ void playFromHere() {
     if (step.step == PlayOn::Step::Jump) jumpTo(step);
     playback()->play();
     // What was removed is to be jumped over in time.
-    if (!edit.exportBusy) SetTimer(ui().window, TICK_TIMER, PLAYING_TICK, nullptr);
+    setTickPeriod(PLAYING_TICK);
 }
 
 void jumpTo(const PlayOn& step) {

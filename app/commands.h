@@ -23,6 +23,12 @@ void takeEngineTime();
 // Plays: at the end of what is kept from its beginning, in what was removed from the next clip.
 void playFromHere();
 
+// Now, or once a seek has landed or the file is open again.
+bool isOrWillBePlaying();
+
+// Nor will it play then.
+void pausePlaying();
+
 // Goes on with the clip behind a removed part.
 void jumpTo(const PlayOn& step);
 

@@ -189,7 +189,7 @@ void onPlaybackNotice(WPARAM notice) {
         if (playback()) playback()->pauseAfterEnd();
         break;
     case PLAYBACK_DEVICE_LOST:
-        reopenAfterDeviceLoss(playback() && playback()->isOrWillBePlaying());
+        reopenAfterDeviceLoss(isOrWillBePlaying());
         break;
     default:
         break;

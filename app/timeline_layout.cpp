@@ -64,8 +64,8 @@ SourcePlace sourcePlaceAtX(const ClipList& clips, const PixelRect& track, std::i
 std::int32_t playheadX(const PixelRect& track, double editedDuration, double editedTime) {
     if (editedDuration <= 0) return track.left;
     const double width = static_cast<double>(track.right) - track.left;
-    const double share = std::clamp(editedTime / editedDuration, 0.0, 1.0);
-    return track.left + static_cast<std::int32_t>(width * share);
+    const double kept = std::clamp(editedTime, 0.0, editedDuration);
+    return track.left + static_cast<std::int32_t>(width * kept / editedDuration);
 }
 
 } // namespace velkantrix

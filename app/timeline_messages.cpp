@@ -45,6 +45,7 @@ bool onSetCursor(HWND over, WORD place) {
 
 // Whether there was a menu to open.
 bool onContextMenu(LPARAM position) {
+    commitRename(true);
     POINT at = {GET_X_LPARAM(position), GET_Y_LPARAM(position)};
     std::optional<ClipMenuTarget> target;
     if (at.x == -1 && at.y == -1) {
@@ -55,7 +56,6 @@ bool onContextMenu(LPARAM position) {
         target = clipMenuAtPoint(timelinePlace(), at.x, at.y);
     }
     if (!target) return false;
-    commitRename(true);
     editState().selectedClip = target->clip;
     refreshUi();
     ClientToScreen(ui().window, &at);

@@ -9,6 +9,7 @@
 #include "base/time_text.h"
 #include "edit/edit_state.h"
 #include "edit/fades.h"
+#include "edit/open_flow.h"
 #include "edit/rename.h"
 #include "edit/roll_cut.h"
 #include "edit/timeline_map.h"
@@ -125,6 +126,8 @@ void timelinePressed(const TimelinePlace& place, std::int32_t x, std::int32_t y)
     commitRename(true);
     endTimelineGesture(); // a release that never came
     if (!editState().videoLoaded || place.track.empty()) return;
+    // Nothing can be shown under the mouse until the engine has the file again.
+    if (openState().phase == OpenPhase::Reopening) return;
     timelineLeft(); // the time is shown again where the pointer moves afterwards
     if (isOnSelectedLabel(place, x, y)) return beginRename();
     const std::int32_t cut = cutAt(place, x, y);

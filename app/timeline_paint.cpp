@@ -95,7 +95,9 @@ WindowState windowState(int width, int height) {
     window.strip = stripState(timelineRect(window.client, state.dpi, state.fullscreen));
     window.editedTime = currentEditedTime();
     if (mouse.drag) window.cutDrag = mouse.drag->cut;
-    if (!renameState().open) window.hoverX = mouse.hoverX; // its box would lie around the field
+    const RenameState& rename = renameState();
+    // Over the clip that gets a name its box would lie around the field.
+    if (!rename.open || rename.target != mouse.hoverClip) window.hoverX = mouse.hoverX;
     window.scrubbing = mouse.scrub.has_value();
     window.statusText = edit.statusText;
     window.videoSize = openState().videoSize;

@@ -31,11 +31,6 @@ void tickTransport() {
     }
 }
 
-// While a job runs the period is the job's.
-void setTickPeriod(UINT milliseconds) {
-    if (!editState().exportBusy) SetTimer(ui().window, TICK_TIMER, milliseconds, nullptr);
-}
-
 void tickReveal(bool playing) {
     UiState& state = ui();
     if (state.firstFrameShown) return;
@@ -78,15 +73,21 @@ void tickTime() {
         tickReveal(playing);
         tickPlayOn(playing);
     }
-    const TickChange change = noteTime(ui().tickMemory, edit.playhead, playing, edit.exportBusy);
+    // One that only waits for its seek counts as well: it may be paused before it has begun.
+    const TickChange change =
+        noteTime(ui().tickMemory, edit.playhead, loaded && isOrWillBePlaying(), edit.exportBusy);
     if (!change.anything) return;
     if (change.playingChanged) InvalidateRect(ui().transport, nullptr, FALSE);
-    if (change.period) SetTimer(ui().window, TICK_TIMER, *change.period, nullptr);
+    if (change.period) setTickPeriod(*change.period);
     applyFadePreview();
     repaintTimeline();
 }
 
 } // namespace
+
+void setTickPeriod(UINT milliseconds) {
+    if (!editState().exportBusy) SetTimer(ui().window, TICK_TIMER, milliseconds, nullptr);
+}
 
 void onTimer(UINT_PTR timer) {
     if (timer == TICK_TIMER) {

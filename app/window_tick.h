@@ -10,6 +10,9 @@ inline constexpr UINT_PTR DIAGNOSTICS_TIMER = 201;
 
 void onTimer(UINT_PTR timer);
 
+// Of the tick. While a job runs it keeps the job's.
+void setTickPeriod(UINT milliseconds);
+
 // The video is ready: its first picture is awaited.
 void beginReveal();
 

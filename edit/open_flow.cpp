@@ -87,6 +87,7 @@ void beginEdit() {
 void continueEdit() {
     const OpenHost& host = openHost();
     host.applyVolume();
+    openState().resumedAt = editState().playhead;
     seekTo(editState().playhead);
     refreshUi();
     host.layOut();
@@ -174,7 +175,7 @@ void reopenAfterDeviceLoss(bool wasPlaying) {
         return engineFailed();
     }
     if (!editState().videoLoaded) return;
-    open.playAfterReopen = open.phase == OpenPhase::Reopening ? open.playAfterReopen : wasPlaying;
+    open.playAfterReopen = wasPlaying;
     open.phase = OpenPhase::Reopening;
     openHost().dropGestures();
     openHost().hideVideo();

@@ -79,6 +79,8 @@ TEST(PlayheadX, CutsToWholePixels) {
     EXPECT_EQ(playheadX(TRACK_1000, 10, 0), 28);
     EXPECT_EQ(playheadX(TRACK_1000, 10, 5.0099), 528);
     EXPECT_EQ(playheadX(TRACK_1000, 10, 10), 1028);
+    // In doubles, 49 * (1.0 / 49) is a hair less than 1.
+    EXPECT_EQ(playheadX({0, 0, 49, 10}, 49, 1), 1);
 }
 
 TEST(PlayheadX, WithoutAnythingKeptItStandsAtTheLeft) {

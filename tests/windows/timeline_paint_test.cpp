@@ -282,9 +282,13 @@ TEST_F(WindowPaint, ThePointersTimeIsShown) {
     paint();
     EXPECT_EQ(at(646, 583), BACK);
     timelineMouse().scrub.reset();
-    renameState().open = true; // the box would lie around the field
+    renameState().open = true;
+    renameState().target = timelineMouse().hoverClip = 1;
     paint();
-    EXPECT_EQ(at(646, 583), BACK);
+    EXPECT_EQ(at(646, 583), BACK) << "the box would lie around the field";
+    renameState().target = 0;
+    paint();
+    EXPECT_EQ(at(646, 583), BOX);
     renameState() = {};
 }
 
