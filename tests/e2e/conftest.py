@@ -120,14 +120,14 @@ def with_hole(paused):
 
 @pytest.fixture
 def hour(play):
-    """A recording that takes seconds to export, with a cut in it."""
-    return with_cut(play("hour", environment=LOGGED))
+    """A recording that takes half a minute to export, with a cut in it."""
+    return with_cut(play("hour", environment={**LOGGED, "RIG_WRITER_PACE": "120"}))
 
 
 @pytest.fixture
 def five_minutes(play):
-    """One that takes a second or so."""
-    return with_cut(play("five-minutes", environment=LOGGED))
+    """One that takes three seconds."""
+    return with_cut(play("five-minutes", environment={**LOGGED, "RIG_WRITER_PACE": "100"}))
 
 
 @pytest.fixture

@@ -46,6 +46,34 @@ def test_clips_are_written_one_by_one(edited, tmp_path):
         assert recording.decoding_complaints(file) == ""
 
 
+def test_the_dialogs_begin_where_the_recording_lies(start, media, tmp_path):
+    """Names without a folder are typed there."""
+    (tmp_path / "clips").mkdir()
+    (tmp_path / "one.mp4").write_bytes((media / "closed.mp4").read_bytes())
+    window = start(windows_path(tmp_path / "one.mp4"))
+    window.wait_for_picture()
+    window.type_in_dialog("out.mp4")
+    window.wait_for_text(COMPLETE)
+    assert (tmp_path / "out.mp4").exists()
+    window.forget()
+    window.post(WM_COMMAND, SEPARATE_CLIPS)
+    window.type_in_dialog("clips")
+    window.wait_for_text(COMPLETE)
+    assert [file.name for file in (tmp_path / "clips").iterdir()] == ["clip-01.mp4"]
+
+
+def test_an_export_that_is_gone_can_not_be_shown(edited, tmp_path):
+    edited.export_to(tmp_path / "out.mp4")
+    edited.wait_for_text(COMPLETE)
+    (tmp_path / "out.mp4").unlink()
+    edited.open_menu("F")
+    edited.wait_for_item("Show &last export in Explorer")
+    edited.keys("L")
+    edited.wait_for_no_menu()
+    assert edited.seek("RIGHT")[1] == 10  # and nothing else came of it
+    assert edited.box() is None
+
+
 def test_the_source_as_the_target_is_left_alone(start, media, tmp_path):
     source = tmp_path / "own.mp4"
     source.write_bytes((media / "closed.mp4").read_bytes())

@@ -160,10 +160,14 @@ class Window:
 
     def export_to(self, path):
         """Asks for an export and types where it is to be written."""
+        self.type_in_dialog(windows_path(path))
+
+    def type_in_dialog(self, name):
+        """Likewise, as it is given."""
         self.keys("CTRL+SHIFT+S")
         self.wait_for_dialog()
         self.keys("CTRL+A")
-        self.ask("type " + windows_path(path))
+        self.ask("type " + name)
         self.keys("ENTER")
 
     def cancel_dialog(self):
