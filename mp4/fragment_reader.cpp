@@ -59,8 +59,15 @@ bool FragmentReader::finishOpening(const FilePath& path) {
 }
 
 bool FragmentReader::Seek(double seconds) {
+    return seekTo(FindKeyframeAtOrBefore(index_, seconds));
+}
+
+bool FragmentReader::seekToFirstEntry() {
+    return seekTo(index_.randomAccess.empty() ? nullptr : &index_.randomAccess.front());
+}
+
+bool FragmentReader::seekTo(const RandomAccessEntry* entry) {
     needParameterSets_ = true;
-    const RandomAccessEntry* entry = FindKeyframeAtOrBefore(index_, seconds);
     if (entry == nullptr) return false;
     allowAllOfFile();
     const std::uint64_t nextDecodeTime = track_.nextDecodeTime;

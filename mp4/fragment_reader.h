@@ -54,6 +54,9 @@ public:
     // the limits of keyframe_look_back.h. False when there is no table or the fragment has no
     // samples; the reader then stays where it was.
     [[nodiscard]] bool Seek(double seconds);
+    // The same to the table's first entry. Seek can't always go there: of entries with one time it
+    // takes the last, and ffmpeg's tables of sound may begin with two of 0.
+    [[nodiscard]] bool seekToFirstEntry();
 
     // Returns sample.hasPayload. That is false at the end and on errors, and of samples too short
     // to hold a picture; outcome() tells them apart, and there is a sample whenever it says Sample.
@@ -85,6 +88,7 @@ private:
     Load parseFragment(const FileBox& box, std::uint64_t nextDecodeTime, FragmentTrack& track);
     Load loadFragment(const FileBox& box);
     void take(FragmentTrack&& track, const FileBox& box);
+    bool seekTo(const RandomAccessEntry* entry);
     bool begin(const RandomAccessEntry& entry, std::uint64_t nextDecodeTime);
     bool beginIn(const FileBox& box, const RandomAccessEntry& entry, std::uint64_t nextDecodeTime,
                  bool onlyIfSync);

@@ -46,7 +46,7 @@ bool PlainSamples::load(const FilePath& path) {
     if (scan.fragmented || !readMoov(moov_, file_, scan)) return false;
     const VideoTrackSearch search = findVideoTrack(moov_.view());
     const auto& track = search.track;
-    if (!track || !track->stbl) return false;
+    if (!track || track->timescale == 0 || !track->stbl) return false;
     trackId_ = track->trackId;
     timescale_ = track->timescale;
     tables_ = findSampleTables(*track->stbl);

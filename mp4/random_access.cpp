@@ -113,9 +113,15 @@ AudioRandomAccess audioRandomAccess(ByteView mfraChildren, std::uint32_t trackId
 }
 
 std::vector<std::uint32_t> tracksWithRandomAccess(ByteView mfraChildren) {
+    const auto isOne = [](const TfraTable& table) {
+        return table.count() > 0 && table.trackId() != 0;
+    };
+    std::size_t count = 0;
+    walkTables(mfraChildren, [&](const TfraTable& table) { count += isOne(table) ? 1 : 0; });
     std::vector<std::uint32_t> tracks;
+    tracks.reserve(count);
     walkTables(mfraChildren, [&](const TfraTable& table) {
-        if (table.count() > 0 && table.trackId() != 0) tracks.push_back(table.trackId());
+        if (isOne(table)) tracks.push_back(table.trackId());
     });
     std::sort(tracks.begin(), tracks.end());
     tracks.erase(std::unique(tracks.begin(), tracks.end()), tracks.end());

@@ -5,6 +5,8 @@
 namespace velkantrix {
 namespace {
 
+constexpr std::size_t MIN_SOUND_MDHD_BYTES = 20; // of its payload
+
 // tkhd and mdhd have two times in front of the field, whose width depends on the version.
 std::uint32_t fieldBehindTimes(ByteView payload) {
     return payload.u32(payload.u8(0) == 1 ? 20 : 12);
@@ -23,7 +25,7 @@ bool readMedia(ByteView mdia, TrackBoxes& track) {
         switch (type) {
         case boxType("mdhd"):
             track.timescale = fieldBehindTimes(payload);
-            track.mdhdBytes = payload.size();
+            if (payload.size() >= MIN_SOUND_MDHD_BYTES) track.soundTimescale = track.timescale;
             break;
         case boxType("hdlr"):
             if (payload.size() < 12) break;
@@ -75,7 +77,8 @@ VideoTrackSearch findVideoTrack(ByteView moov) {
         if (type != boxType("trak")) return;
         const TrackBoxes track = readTrackBoxes(payload);
         if (!track.regular) search.traksRegular = false;
-        if (!search.track && track.isVideo && track.timescale != 0) search.track = track;
+        const bool found = search.track && search.track->timescale != 0;
+        if (!found && track.isVideo) search.track = track;
     });
     return search;
 }

@@ -12,8 +12,8 @@ namespace velkantrix {
 // Of several boxes of a type the last counts. Views: who made the moov keeps the bytes.
 struct TrackBoxes {
     std::uint32_t trackId = 0;
-    std::uint32_t timescale = 0; // ticks per second
-    std::size_t mdhdBytes = 0;   // length of the payload that it came from
+    std::uint32_t timescale = 0;      // ticks per second
+    std::uint32_t soundTimescale = 0; // of sound, where a short mdhd counts as none
     bool isVideo = false, isSound = false;
     std::optional<ByteView> stbl, elst;
     // Its boxes, and those of its mdia, minf and edts, fill what they lie in: none was missed
@@ -27,9 +27,10 @@ TrackBoxes readTrackBoxes(ByteView trak);
 std::uint32_t movieTimescale(ByteView moov);
 
 struct VideoTrackSearch {
-    std::optional<TrackBoxes> track; // the first of video that has a time scale
-    bool moovRegular = true;         // the moov's own boxes fill it
-    bool traksRegular = true;        // TrackBoxes::regular of every trak, the found one's too
+    // The first of video that has a time scale, or the last of video when none has one.
+    std::optional<TrackBoxes> track;
+    bool moovRegular = true;  // the moov's own boxes fill it
+    bool traksRegular = true; // TrackBoxes::regular of every trak, the found one's too
 };
 
 VideoTrackSearch findVideoTrack(ByteView moov);

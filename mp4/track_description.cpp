@@ -77,25 +77,55 @@ std::optional<AudioEntry> readAudioSampleEntry(ByteView stsd) {
     return found;
 }
 
-struct AudioCandidate {
-    TrackBoxes track;
+struct AudioTrack {
+    TrackBoxes boxes;
     AudioEntry entry;
 };
 
-// Tracks that lack nothing but, perhaps, a table, in the file's order.
-std::vector<AudioCandidate> audioCandidates(ByteView moov) {
-    std::vector<AudioCandidate> candidates;
+// A track that lacks nothing but, perhaps, a table.
+std::optional<AudioTrack> audioTrackIn(ByteView trak) {
+    const TrackBoxes boxes = readTrackBoxes(trak);
+    if (!boxes.isSound || boxes.trackId == 0 || boxes.soundTimescale == 0) return std::nullopt;
+    const auto stsd = childOf(boxes.stbl.value_or(ByteView()), boxType("stsd"));
+    if (!stsd) return std::nullopt;
+    const auto entry = readAudioSampleEntry(*stsd);
+    if (!entry || entry->config.empty()) return std::nullopt;
+    return AudioTrack{boxes, *entry};
+}
+
+// A file's mfra, read when the first track asks for it. Its tables are looked through once for all
+// tracks, of which a broken file may have thousands.
+class AudioTables {
+public:
+    AudioTables(const InputFile& file, std::uint64_t fileSize) : file_(file), fileSize_(fileSize) {}
+
+    [[nodiscard]] bool hasEntriesOf(std::uint32_t trackId) {
+        if (!asked_ && readMfra(mfra_, file_, fileSize_)) {
+            tracks_ = tracksWithRandomAccess(childrenOfMfra(mfra_));
+        }
+        asked_ = true;
+        return std::binary_search(tracks_.begin(), tracks_.end(), trackId);
+    }
+    [[nodiscard]] RandomAccessTable entriesOf(std::uint32_t trackId) const {
+        return audioRandomAccess(childrenOfMfra(mfra_), trackId).entries;
+    }
+
+private:
+    const InputFile& file_;
+    const std::uint64_t fileSize_;
+    bool asked_ = false;
+    ByteBuffer mfra_;
+    std::vector<std::uint32_t> tracks_;
+};
+
+std::optional<AudioTrack> findAudioTrack(ByteView moov, AudioTables& tables) {
+    std::optional<AudioTrack> found;
     WalkChildren(moov, [&](BoxType type, ByteView payload) {
-        if (type != boxType("trak")) return;
-        const TrackBoxes track = readTrackBoxes(payload);
-        if (!track.isSound || track.trackId == 0 || track.timescale == 0 || track.mdhdBytes < 20)
-            return;
-        const auto stsd = childOf(track.stbl.value_or(ByteView()), boxType("stsd"));
-        if (!stsd) return;
-        const auto entry = readAudioSampleEntry(*stsd);
-        if (entry && !entry->config.empty()) candidates.push_back({track, *entry});
+        if (found || type != boxType("trak")) return;
+        const auto track = audioTrackIn(payload);
+        if (track && tables.hasEntriesOf(track->boxes.trackId)) found = track;
     });
-    return candidates;
+    return found;
 }
 
 bool readAudioMoov(ByteBuffer& moov, const InputFile& file, std::uint64_t fileSize) {
@@ -114,27 +144,21 @@ bool readAudioMoov(ByteBuffer& moov, const InputFile& file, std::uint64_t fileSi
 AudioTrackInfo loadAudio(const FilePath& path) {
     const InputFile file = OpenForRandomAccess(path);
     const auto fileSize = fileSizeFromAttributes(path);
-    ByteBuffer moov, mfra;
+    ByteBuffer moov;
     if (!file || !fileSize || !readAudioMoov(moov, file, *fileSize)) return {};
-    const std::vector<AudioCandidate> candidates = audioCandidates(moov.view());
-    if (candidates.empty() || !readMfra(mfra, file, *fileSize)) return {};
-    // The tables are looked through once for all candidates, of which a broken file may have
-    // thousands.
-    const ByteView children = childrenOfMfra(mfra);
-    const std::vector<std::uint32_t> tracks = tracksWithRandomAccess(children);
-    for (const auto& [track, entry] : candidates) {
-        if (!std::binary_search(tracks.begin(), tracks.end(), track.trackId)) continue;
-        AudioTrackInfo info;
-        info.valid = true;
-        info.trackId = track.trackId;
-        info.timescale = track.timescale;
-        info.sampleRate = entry.sampleRate != 0 ? entry.sampleRate : track.timescale;
-        info.channels = entry.channels != 0 ? entry.channels : std::uint16_t{2};
-        info.audioConfig.assign(entry.config.begin(), entry.config.end());
-        info.randomAccess = audioRandomAccess(children, track.trackId).entries;
-        return info;
-    }
-    return {};
+    AudioTables tables(file, *fileSize);
+    const auto found = findAudioTrack(moov.view(), tables);
+    if (!found) return {};
+    const auto& [boxes, entry] = *found;
+    AudioTrackInfo info;
+    info.valid = true;
+    info.trackId = boxes.trackId;
+    info.timescale = boxes.soundTimescale;
+    info.sampleRate = entry.sampleRate != 0 ? entry.sampleRate : boxes.soundTimescale;
+    info.channels = entry.channels != 0 ? entry.channels : std::uint16_t{2};
+    info.audioConfig.assign(entry.config.begin(), entry.config.end());
+    info.randomAccess = tables.entriesOf(boxes.trackId);
+    return info;
 }
 
 } // namespace

@@ -11,8 +11,8 @@
 namespace velkantrix {
 
 // Fills in, from a moov's payload, whether its boxes are whole, the description of its first video
-// track with a time scale, and, from that track's sample tables, its keyframes. Without such a
-// track the rest isn't changed.
+// track with a time scale, or of its last one when none has any, and, from that track's sample
+// tables, its keyframes. Without a video track the rest isn't changed.
 void readVideoTrack(ByteView moov, VideoTrackIndex& index);
 
 // Fills in the size and configuration from the first avc1 or avc3 of an stsd's entries (ISO/IEC

@@ -27,7 +27,7 @@ struct VideoTrackIndex {
     // such a track can be found but not decoded here.
     bool valid = false;
     bool fragmented = false;
-    std::uint32_t timescale = 0; // ticks per second; 0: no video track
+    std::uint32_t timescale = 0; // ticks per second; 0: no video track that can be used
     std::uint32_t trackId = 0;
     std::uint32_t width = 0, height = 0; // coded size, pixels, of avc1 and avc3; else 0
     std::vector<std::uint8_t> avcConfig; // AVCDecoderConfigurationRecord, ISO/IEC 14496-15

@@ -218,6 +218,37 @@ TEST_F(FragmentReaderSeeking, ItGoesToTheLastKeyframeAtOrBefore) {
     }
 }
 
+TEST_F(FragmentReaderSeeking, TheFirstEntryIsTheTables) {
+    ASSERT_TRUE(reader.Seek(5));
+    ASSERT_TRUE(reader.seekToFirstEntry());
+    EXPECT_EQ(reader.outcome(), ReadOutcome::Nothing);
+    EXPECT_EQ(restAsTexts(), (Texts{"a@0*", "b@100*", "c@200", "d@5000*", "e@5100"}));
+    EXPECT_EQ(last, ReadOutcome::End);
+}
+
+TEST_F(FragmentReaderSeeking, TheFirstEntryCanBeSoughtWhateverTheTimes) {
+    for (const std::uint64_t time : {std::uint64_t{0}, std::uint64_t{7000}, UINT64_MAX}) {
+        FragmentReader each;
+        ASSERT_TRUE(each.OpenWithTable(file->path(), 1, 1000,
+                                       {{time, first, 0, 1, 1, 2}, {0, second}, {0, second}}));
+        ASSERT_TRUE(each.Seek(0));
+        EXPECT_EQ(each.samples().size(), 2u) << "of the last entry of that time";
+        ASSERT_TRUE(each.seekToFirstEntry());
+        EXPECT_EQ(each.samples().size(), 3u);
+        EXPECT_EQ(each.cursor(), 1u);
+        EXPECT_EQ(each.rebase(), static_cast<std::int64_t>(time - 100));
+    }
+}
+
+TEST_F(FragmentReaderTest, AFirstEntryThatLeadsNowhereCannotBeSought) {
+    EXPECT_FALSE(reader.seekToFirstEntry()) << "nothing is open";
+    use(join({ftyp(), fragment(0, {key("a"), key("b")})}));
+    ASSERT_TRUE(openTable({{0, 3}, {1000, ftyp().size()}}));
+    ASSERT_TRUE(reader.Seek(1));
+    EXPECT_FALSE(reader.seekToFirstEntry());
+    EXPECT_EQ(restAsTexts(), (Texts{"a@1000*", "b@1100*"})) << "it stays where it was";
+}
+
 TEST_F(FragmentReaderSeeking, TheKeyframeHasItsTimeInTheTableAndTheRestKeepsItsDistance) {
     ASSERT_TRUE(reader.Seek(1));
     EXPECT_EQ(reader.rebase(), 900);
@@ -240,6 +271,22 @@ TEST_F(FragmentReaderSeeking, FailedItStaysWhereItWas) {
     EXPECT_FALSE(reader.Seek(9)) << "there is no fragment";
     EXPECT_EQ(reader.rebase(), 900);
     EXPECT_EQ(restAsTexts(), (Texts{"c@1100", "d@5900*", "e@6000"}));
+}
+
+// All is in order in it but its own type.
+TEST_F(FragmentReaderTest, NoOtherBoxIsAFragmentWhereTheTableNamesIt) {
+    for (const char* const type : {"moox", "free", "traf", "MOOF"}) {
+        Bytes content = join({ftyp(), fragment(0, {key("a")})});
+        Bytes other = fragment(5000, {key("b")});
+        for (std::size_t i = 0; i < 4; ++i) other[4 + i] = static_cast<std::uint8_t>(type[i]);
+        const std::uint64_t place = append(content, other);
+        use(content);
+        reader = {};
+        ASSERT_TRUE(openTable({{0, ftyp().size()}, {5000, place}}));
+        EXPECT_EQ(reader.DurationSeconds(), 5.0) << type << ", of which nothing is known";
+        EXPECT_FALSE(reader.Seek(5)) << type;
+        EXPECT_TRUE(reader.Seek(0)) << type;
+    }
 }
 
 TEST_F(FragmentReaderTest, AMoofThatRunsToTheEndOfTheFileCanBeSought) {

@@ -219,6 +219,20 @@ TEST_F(FragmentReaderAnnexB, ASampleWithoutAWholeUnitIsEmptyAndMoreMayCome) {
     read(false, ReadOutcome::End);
 }
 
+TEST_F(FragmentReaderAnnexB, AnEmptyKeyframeUsesTheParameterSetsUp) {
+    const std::vector<std::uint8_t> sets = setsAnd({});
+    const Bytes picture = Bytes{0x65}.fill(20, 7);
+    openVideo({keyOf({0, 0, 0, 9, 1}), keyOf(nal(picture)), keyOf({0, 0, 0, 0})});
+    for (int i = 0; i < 2; ++i) {
+        const ReaderSample empty = read(false, ReadOutcome::Empty);
+        EXPECT_TRUE(empty.keyframe);
+        EXPECT_EQ(empty.data, std::vector<std::uint8_t>(sets.begin(), sets.end() - 4));
+        EXPECT_EQ(read(true, ReadOutcome::Sample).data, unit(picture));
+        EXPECT_TRUE(read(false, ReadOutcome::Empty).data.empty());
+        ASSERT_TRUE(reader.Seek(0));
+    }
+}
+
 TEST_F(FragmentReaderAnnexB, AKeyframeNoLongerThanParameterSetsHasNoPayloadButIsASample) {
     // 10 bytes of parameter sets; 10 and 11 bytes of keyframe.
     openVideo({keyOf(nal({0x65})), keyOf(nal({0x65, 1, 2, 3, 4, 5})),

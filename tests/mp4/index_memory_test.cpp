@@ -339,5 +339,26 @@ TEST(AudioMemory, OfAFragmentedFileIsItsMoovAndItsTables) {
               content.size() + 16 * 1024);
 }
 
+// Not one of the tracks that a broken file names is kept while the others are gone through.
+TEST(AudioMemory, OfManyTracksAndTablesIsTheMoovAndTheMfraAndAnEighth) {
+    constexpr std::uint32_t TRACKS = 20'000;
+    const Bytes entry = mp4a(2, 48000, esds(Bytes{0x11, 0x90}));
+    Bytes traks, tables;
+    for (std::uint32_t id = 1; id <= TRACKS; ++id) {
+        traks.add(trak(id, 48000, "soun", stsd(entry)));
+        tables.add(tfra(TRACKS + id, {{}}, 0));
+    }
+    const std::vector<TfraEntry> entries(1000);
+    tables.add(tfra(TRACKS, entries, 0));
+    const Bytes moov = box("moov", traks), end = mfra(tables);
+    const TempFile temp(join({ftyp(), moov, box("moof"), end}));
+    AudioTrackInfo info;
+    const std::size_t most = peakOf([&] { info = LoadAudioTrackInfo(temp.path()); });
+    EXPECT_EQ(info.trackId, TRACKS);
+    ASSERT_EQ(info.randomAccess.size(), entries.size());
+    const std::size_t tableBytes = entries.size() * sizeof(RandomAccessEntry);
+    EXPECT_LE(most, moov.size() + end.size() + end.size() / 8 + tableBytes + 16 * 1024);
+}
+
 } // namespace
 } // namespace velkantrix

@@ -13,9 +13,14 @@
 
 #include <gtest/gtest.h>
 
+#include "mp4/fragment_reader.h"
+#include "mp4/keyframe_sample.h"
+#include "mp4/plain_samples.h"
 #include "mp4/probe.h"
 #include "mp4/track_description.h"
 #include "mp4/video_index.h"
+#include "tests/support/fragmented_file.h"
+#include "tests/support/mp4_files.h"
 #include "tests/support/recordings.h"
 #include "tests/support/temp_file.h"
 
@@ -103,6 +108,72 @@ TEST(OpenFiles, NoneIsLeftOnAnyWayOut) {
         (void)LoadAudioTrackInfo(path);
         EXPECT_EQ(openFiles(), before) << path;
     }
+}
+
+// The readers live on when their file can't be opened.
+TEST(OpenFiles, NoneIsLeftBehindAFailedOpening) {
+    const Bytes start = fragmentedStart(), piece = fragment(0, {{nal({0x65}), 100, true}});
+    const Bytes table = mfra(tfra(1, {{0, start.size()}}));
+    const auto plainOf = [](const Bytes& stbl) {
+        return join({ftyp(), box("moov", trak(1, 1000, "vide", stbl))});
+    };
+    const Bytes noSets = fragmentedStart(Bytes{1, 0x64, 0, 0x1E, 0xFF, 0xE0, 0});
+    const TempFile empty, text(Bytes().text("this is no video")), noMoov(join({ftyp(), piece})),
+        noTable(join({start, piece})), otherCodec(join({fragmentedStart(Bytes()), piece, table})),
+        withoutSets(join({noSets, piece, mfra(tfra(1, {{0, noSets.size()}}))})),
+        noTables(plainOf({})), noSizes(plainOf(join({stts({{1, 1}}), stsc({{1, 1}}), stco({1})}))),
+        more(join({ftyp(), box("moov", join({videoTrak(1, 1000), box("mvex")})), box("moof")}));
+    const auto before = openFiles();
+    for (const auto& path :
+         {empty.path(), text.path(), noMoov.path(), noTable.path(), otherCodec.path(),
+          withoutSets.path(), noTables.path(), noSizes.path(), more.path(),
+          std::filesystem::temp_directory_path(), std::filesystem::path("/no/such/file")}) {
+        FragmentReader fragments;
+        EXPECT_FALSE(fragments.Open(path)) << path;
+        EXPECT_EQ(openFiles(), before) << path;
+        EXPECT_FALSE(fragments.OpenWithTable(path, 1, 1000, {})) << path;
+        EXPECT_FALSE(fragments.OpenWithTable(path, 1, 0, {{}})) << path;
+        EXPECT_EQ(openFiles(), before) << path;
+        PlainSamples samples;
+        EXPECT_FALSE(samples.open(path)) << path;
+        EXPECT_EQ(openFiles(), before) << path;
+    }
+}
+
+TEST(OpenFiles, APlainFilesOneIsClosedWhenAnotherCannotBeOpened) {
+    const TempFile good(plainRecording()), bad(ftyp());
+    const auto before = openFiles();
+    PlainSamples samples;
+    ASSERT_TRUE(samples.open(good.path()));
+    EXPECT_EQ(openFiles(), before + 1);
+    EXPECT_FALSE(samples.open(bad.path()));
+    EXPECT_EQ(openFiles(), before);
+}
+
+// Of a good keyframe, and wherever one turns out not to be.
+TEST(OpenFiles, NoneIsLeftWhereAKeyframeIsFetched) {
+    const Bytes start = fragmentedStart(), piece = fragment(0, {{nal({0x65}), 100, true}});
+    const TempFile plain(plainRecording()), whole(fragmentedRecording()), empty,
+        other(join({start, piece, mfra(tfra(1, {{0, start.size()}}))})),
+        nowhere(join({start, piece, mfra(tfra(1, {{0, 3}}))}));
+    const auto before = openFiles();
+    const auto fetch = [&](const TempFile& file, const VideoTrackIndex& index) {
+        const bool ok = ReadKeyframeSample(file.path(), index, 0).ok;
+        EXPECT_EQ(openFiles(), before);
+        return ok;
+    };
+    const VideoTrackIndex plainIndex = LoadVideoTrackIndex(plain.path());
+    EXPECT_TRUE(fetch(plain, plainIndex));
+    EXPECT_TRUE(fetch(plain, plainIndex)) << "nothing is kept from one call to the next";
+    const VideoTrackIndex index = LoadVideoTrackIndex(whole.path());
+    EXPECT_TRUE(fetch(whole, index));
+    EXPECT_FALSE(fetch(nowhere, LoadVideoTrackIndex(nowhere.path())));
+    EXPECT_FALSE(fetch(empty, plainIndex)) << "it reads past the end";
+    EXPECT_FALSE(fetch(empty, index));
+    EXPECT_FALSE(fetch(whole, VideoTrackIndex()));
+    VideoTrackIndex withoutSets = LoadVideoTrackIndex(other.path());
+    withoutSets.avcConfig.clear();
+    EXPECT_FALSE(fetch(other, withoutSets));
 }
 
 // A gigabyte of addresses with few bytes behind them: the same ones again and again.

@@ -159,6 +159,46 @@ TEST_F(KeyframeLookBack, EntriesThatLeadNowhereArePassedOver) {
     EXPECT_EQ(beginningAt(7), 0u);
 }
 
+// All is in order in it but its own type.
+TEST_F(KeyframeLookBack, NoOtherBoxIsAFragmentWhereTheTableNamesIt) {
+    add(true, 2);
+    content[entries[1].moof + 7] = 'x';
+    add(false);
+    EXPECT_EQ(beginningAt(2), 0u);
+}
+
+TEST_F(KeyframeLookBack, AKeyframeWithoutBytesIsPassedOver) {
+    add(true);
+    addEntry(append(content, fragment(1000, {{Bytes(), 1000, true}})));
+    add(false);
+    EXPECT_EQ(beginningAt(2), 0u);
+}
+
+// A reader reads samples of any length.
+TEST_F(KeyframeLookBack, AKeyframeLongerThanItsLimitIsPassedOverWhereItIsFetched) {
+    for (const std::uint64_t size : {MAX_KEYFRAME_BYTES, MAX_KEYFRAME_BYTES + 1}) {
+        content = fragmentedStart(avcRecord(Bytes{0x67}, Bytes{0x68}));
+        entries.clear();
+        add(true);
+        const auto records = trun(0x600, {{static_cast<std::uint32_t>(size), SYNC_SAMPLE}}, 0);
+        const TfhdFields fields{.baseDataOffset = content.size(), .duration = 1000};
+        content.add(nal(Bytes{0x65}.u16(1)));
+        addEntry(append(content, moof(box("traf", join({tfhd(1, fields), tfdt(1000), records})))));
+        add(false);
+        const Bytes table = mfra(tfra(1, entries));
+        const std::uint64_t length = content.size() + size;
+        TempFile temp(content);
+        temp.resize(length + table.size());
+        temp.write(length, table);
+        const VideoTrackIndex index = LoadVideoTrackIndex(temp.path());
+        ASSERT_TRUE(index.valid);
+        const KeyframeSample keyframe = ReadKeyframeSample(temp.path(), index, 2);
+        EXPECT_TRUE(keyframe.ok);
+        EXPECT_EQ(keyframe.timeSeconds, size > MAX_KEYFRAME_BYTES ? 0 : 1) << size;
+        EXPECT_FALSE(size > MAX_KEYFRAME_BYTES && ReadKeyframeSample(temp.path(), index, 1).ok);
+    }
+}
+
 TEST_F(KeyframeLookBack, AnEntryThatLeadsNowhereItselfIsStillNone) {
     add(true);
     addEntry(3);

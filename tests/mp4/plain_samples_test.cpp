@@ -203,6 +203,8 @@ TEST_F(PlainSamplesTest, OpenNeedsAPlainFileWithAVideoTrack) {
     EXPECT_FALSE(samples.open(TempFile(ftyp()).path()));
     const Bytes sound = box("moov", trak(1, 600, "soun", threeSamples()));
     EXPECT_FALSE(samples.open(TempFile(join({ftyp(), sound})).path()));
+    const Bytes untimed = box("moov", trak(1, 0, "vide", threeSamples()));
+    EXPECT_FALSE(samples.open(TempFile(join({ftyp(), untimed})).path()));
     const Bytes bare = box("mdia", join({mdhd(600), hdlr("vide"), box("minf")}));
     EXPECT_FALSE(samples.open(TempFile(join({ftyp(), box("moov", box("trak", bare))})).path()));
     EXPECT_TRUE(samples.open(TempFile(plainFile(threeSamples())).path()));

@@ -1,4 +1,5 @@
 // How often readers read from the file, counted by this program's own pread.
+#include <algorithm>
 #include <cstdint>
 #include <fcntl.h>
 #include <functional>
@@ -160,6 +161,55 @@ TEST_F(ReadCount, OfAFragmentedFileAKeyframeIsItsMoofAndItself) {
     ASSERT_EQ(readSizes.size(), 3u);
     EXPECT_EQ(readSizes[0], 8u);
     EXPECT_EQ(readSizes[2], picture(0, true).size());
+}
+
+// A header and a moof of each entry that is looked at, 64 beside the one named, and the sample.
+TEST_F(ReadCount, AKeyframeFarInFrontIsNoMoreReadsThanThereAreEntriesLookedAt) {
+    const Bytes sample = nal({0x65, 1, 2});
+    for (const std::size_t others : {1, 64, 65, 200}) {
+        Bytes content = fragmentedStart();
+        std::vector<TfraEntry> entries;
+        std::size_t moofBytes = 0;
+        for (std::size_t i = 0; i <= others; ++i) {
+            const Bytes piece = fragment(i * 1000, {{sample, 1000, i == 0}});
+            moofBytes = piece.size() - 8 - sample.size();
+            entries.push_back({i * 1000, append(content, piece)});
+        }
+        const TempFile file(content.add(mfra(tfra(1, entries))));
+        const VideoTrackIndex index = LoadVideoTrackIndex(file.path());
+        restart();
+        const KeyframeSample keyframe = ReadKeyframeSample(file.path(), index, 1e6);
+        ASSERT_TRUE(keyframe.ok);
+        EXPECT_EQ(keyframe.timeSeconds, others <= 64 ? 0 : static_cast<double>(others));
+        Sizes expected;
+        for (std::size_t i = 0; i <= std::min<std::size_t>(others, 64); ++i) {
+            expected.insert(expected.end(), {8, moofBytes});
+        }
+        expected.push_back(sample.size());
+        EXPECT_EQ(readSizes, expected) << others;
+    }
+}
+
+// Where the 8 MiB are used up, a header more and no moof.
+TEST_F(ReadCount, AKeyframeBehindLongMoofsIsNoMoreBytesThanTheLimit) {
+    Bytes content = fragmentedStart();
+    std::vector<TfraEntry> entries;
+    const Bytes sample = nal({0x41, 1, 2});
+    for (std::size_t i = 0; i < 5; ++i) {
+        const auto time = static_cast<std::uint64_t>(i) * 1000;
+        const Bytes traf = box("traf", join({tfhd(1, {.size = 7, .flags = NON_SYNC_SAMPLE}),
+                                             tfdt(time), trunOfCount(1, 3 << 20)}));
+        const std::size_t more = (3 << 20) - 8 - traf.size() - 8;
+        entries.push_back(
+            {time, append(content, box("moof", join({traf, box("free", Bytes().fill(more))})))});
+        content.add(sample);
+    }
+    const TempFile file(content.add(mfra(tfra(1, entries))));
+    const VideoTrackIndex index = LoadVideoTrackIndex(file.path());
+    restart();
+    ASSERT_TRUE(ReadKeyframeSample(file.path(), index, 4).ok);
+    constexpr std::size_t MOOF = 3 << 20;
+    EXPECT_EQ(readSizes, (Sizes{8, MOOF, 8, MOOF, 8, MOOF, 8, sample.size()}));
 }
 
 TEST_F(ReadCount, OfAFragmentedFileTheAudioIsTwoHeadersTheMoovAndTheTables) {

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <cstdlib>
 #include <new>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -16,6 +18,7 @@
 #include "tests/support/mp4_files.h"
 #include "tests/support/recordings.h"
 #include "tests/support/temp_file.h"
+#include "tools/velkantrix-mp4/mp4_tool.h"
 
 namespace {
 
@@ -200,6 +203,58 @@ TEST(ScarceMemory, SamplesThatFitOnlyOneByOneAreReadSo) {
     }
     EXPECT_FALSE(reader.ReadNextSample(sample));
     EXPECT_EQ(reader.outcome(), ReadOutcome::End);
+}
+
+// ---- the console program
+
+struct ToolRun {
+    int exitCode = 0;
+    std::string output, error;
+};
+
+ToolRun runTool(const TempFile& file, std::size_t most) {
+    ToolRun run;
+    constexpr std::string_view OPTION = "--samples";
+    const std::vector<NativeText> words{file.path().native(), {OPTION.begin(), OPTION.end()}};
+    const auto sinkOf = [](std::string& all) {
+        all.reserve(10 * PLENTY);
+        return [&all](std::string_view text) {
+            all += text;
+            return true;
+        };
+    };
+    const TextSink out = sinkOf(run.output), error = sinkOf(run.error);
+    const ScarceMemory scarce(most);
+    run.exitCode = runMp4Tool(words, out, error);
+    return run;
+}
+
+constexpr const char* NO_MEMORY = "velkantrix-mp4: There isn't enough memory.\n";
+
+TEST(ScarceMemory, WithoutItForAMoovTheToolSaysSoBehindWhatIsKnown) {
+    const TempFile file(plainFile(join({soundTrak(1, 48000), box("free", Bytes().fill(PLENTY))})));
+    const ToolRun whole = runTool(file, SIZE_MAX), scarce = runTool(file, SCARCE);
+    EXPECT_EQ(whole.exitCode, 0);
+    EXPECT_EQ(whole.error, "");
+    EXPECT_EQ(scarce.exitCode, 1);
+    EXPECT_EQ(scarce.error, NO_MEMORY);
+    EXPECT_EQ(scarce.output, whole.output) << "there is no video in either";
+}
+
+// The table fits, and its text doesn't: that is put together in long pieces.
+TEST(ScarceMemory, WithoutItForTheOutputTheToolSaysSo) {
+    const std::vector<TfraEntry> entries(SCARCE / sizeof(RandomAccessEntry) - 10);
+    const TempFile file(fragmentedFile(videoTrak(1, 1000), tfra(1, entries)));
+    {
+        const ScarceMemory scarce(SCARCE);
+        ASSERT_TRUE(LoadVideoTrackIndex(file.path()).valid);
+    }
+    const ToolRun whole = runTool(file, SIZE_MAX), scarce = runTool(file, SCARCE);
+    EXPECT_GT(whole.output.size(), PLENTY);
+    EXPECT_NE(whole.error, NO_MEMORY);
+    EXPECT_EQ(scarce.exitCode, 1);
+    EXPECT_EQ(scarce.error, NO_MEMORY);
+    EXPECT_LT(scarce.output.size(), whole.output.size());
 }
 
 } // namespace

@@ -45,7 +45,7 @@ TEST_F(ReadTrackBoxes, AWholeTrack) {
                    box("mdia", join({mdhd(90000), hdlr("vide"), minf(Bytes{1, 2, 3})}))}));
     EXPECT_EQ(track.trackId, 7u);
     EXPECT_EQ(track.timescale, 90000u);
-    EXPECT_EQ(track.mdhdBytes, 24u);
+    EXPECT_EQ(track.soundTimescale, 90000u);
     EXPECT_TRUE(track.isVideo);
     EXPECT_FALSE(track.isSound);
     EXPECT_EQ(bytesOf(track.stbl), (Bytes{1, 2, 3}));
@@ -57,7 +57,7 @@ TEST_F(ReadTrackBoxes, NothingIsThereOfAnEmptyTrack) {
         const TrackBoxes track = read(content);
         EXPECT_EQ(track.trackId, 0u);
         EXPECT_EQ(track.timescale, 0u);
-        EXPECT_EQ(track.mdhdBytes, 0u);
+        EXPECT_EQ(track.soundTimescale, 0u);
         EXPECT_FALSE(track.isVideo);
         EXPECT_FALSE(track.isSound);
         EXPECT_FALSE(track.stbl);
@@ -69,7 +69,7 @@ TEST_F(ReadTrackBoxes, InVersionOneTheFieldsStandEightBytesOn) {
     const TrackBoxes track = read(join({tkhd(0xA0B0C0D0, 1), box("mdia", mdhd(0x80000001, 1))}));
     EXPECT_EQ(track.trackId, 0xA0B0C0D0);
     EXPECT_EQ(track.timescale, 0x80000001);
-    EXPECT_EQ(track.mdhdBytes, 36u);
+    EXPECT_EQ(track.soundTimescale, 0x80000001);
 }
 
 // Behind each box others follow, whose bytes must not be taken for the missing ones.
@@ -89,8 +89,21 @@ TEST_F(ReadTrackBoxes, AShortBoxReadsAsZero) {
             {box("tkhd", payload), follower, box("mdia", join({box("mdhd", payload), follower}))}));
         EXPECT_EQ(track.trackId, row.whole ? 0x11111111 : 0) << row.version << " " << row.bytes;
         EXPECT_EQ(track.timescale, row.whole ? 0x11111111 : 0) << row.version << " " << row.bytes;
-        EXPECT_EQ(track.mdhdBytes, row.bytes);
     }
+}
+
+TEST_F(ReadTrackBoxes, ATimeScaleBoxBelowTwentyBytesIsNoneOfSound) {
+    Bytes payload = Bytes().fill(12).u32(1000).fill(4);
+    const Bytes whole = box("mdhd", payload);
+    payload.resize(19);
+    const Bytes cut = box("mdhd", payload), empty = box("mdhd");
+    EXPECT_EQ(read(box("mdia", whole)).soundTimescale, 1000u);
+    const TrackBoxes track = read(box("mdia", cut));
+    EXPECT_EQ(track.timescale, 1000u);
+    EXPECT_EQ(track.soundTimescale, 0u);
+    const TrackBoxes both = read(box("mdia", join({whole, mdhd(2000), cut, empty})));
+    EXPECT_EQ(both.timescale, 0u);
+    EXPECT_EQ(both.soundTimescale, 2000u);
 }
 
 TEST_F(ReadTrackBoxes, TheHandlerSaysWhatItIs) {
@@ -147,7 +160,7 @@ TEST_F(ReadTrackBoxes, OfSeveralBoxesTheLastCounts) {
                                      box("minf", box("free"))}))}));
     EXPECT_EQ(track.trackId, 2u);
     EXPECT_EQ(track.timescale, 20u);
-    EXPECT_EQ(track.mdhdBytes, 36u);
+    EXPECT_EQ(track.soundTimescale, 20u);
     EXPECT_EQ(bytesOf(track.stbl), (Bytes{2, 2}));
     EXPECT_EQ(bytesOf(track.elst), Bytes().u32(0).u32(0));
 }
@@ -245,7 +258,14 @@ TEST_F(FindVideoTrack, OneWithoutATimeScaleIsPassedOver) {
     const auto found = find(join({videoTrak(3, 0), videoTrak(4, 2000)}));
     ASSERT_TRUE(found);
     EXPECT_EQ(found->trackId, 4u);
-    EXPECT_FALSE(find(videoTrak(3, 0)));
+    EXPECT_EQ(found->timescale, 2000u);
+}
+
+TEST_F(FindVideoTrack, WhereNoneHasATimeScaleTheLastIsTaken) {
+    const auto found = find(join({videoTrak(3, 0), videoTrak(4, 0), soundTrak(5, 48000)}));
+    ASSERT_TRUE(found);
+    EXPECT_EQ(found->trackId, 4u);
+    EXPECT_EQ(found->timescale, 0u);
 }
 
 TEST_F(FindVideoTrack, NoTrackIsNone) {

@@ -168,11 +168,17 @@ TEST(LoadAudioTrackInfo, ATimeScaleBoxBelowTwentyBytesIsNotRead) {
     expectNothing(loadMoov(sound(join({box("mdhd", mdhdBytes), hdlr("soun")}), GOOD)));
 }
 
-TEST(LoadAudioTrackInfo, OfSeveralTimeScaleBoxesTheLastCounts) {
+TEST(LoadAudioTrackInfo, OfSeveralTimeScaleBoxesTheLastWholeOneCounts) {
     const Bytes whole = box("mdhd", Bytes().fill(12).u32(1000).fill(4));
-    const Bytes cut = box("mdhd", Bytes().fill(12).u32(1000).fill(3));
-    expectNothing(loadMoov(sound(join({whole, cut, hdlr("soun")}), GOOD)));
-    EXPECT_EQ(loadMoov(sound(join({cut, whole, hdlr("soun")}), GOOD)).timescale, 1000u);
+    const Bytes cut = box("mdhd", Bytes().fill(12).u32(3000).fill(3));
+    const Bytes other = mdhd(2000);
+    EXPECT_EQ(loadMoov(sound(join({whole, other, hdlr("soun")}), GOOD)).timescale, 2000u);
+    for (const Bytes& both : {join({whole, cut}), join({cut, whole}), join({whole, box("mdhd")})}) {
+        const AudioTrackInfo info =
+            loadMoov(sound(join({both, hdlr("soun")}), stsd(mp4a(2, 0, esds(CONFIG)))));
+        EXPECT_EQ(info.timescale, 1000u);
+        EXPECT_EQ(info.sampleRate, 1000u) << "the time scale's";
+    }
 }
 
 TEST(LoadAudioTrackInfo, OfSeveralStsdTheLastCounts) {

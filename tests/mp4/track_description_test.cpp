@@ -67,11 +67,21 @@ TEST(ReadVideoTrack, OneWithoutATimeScaleLeavesNothingBehind) {
     EXPECT_EQ(index.randomAccess, plainKeyframes(5000));
 }
 
+TEST(ReadVideoTrack, OneWithoutATimeScaleIsDescribedAllTheSame) {
+    const VideoTrackIndex index =
+        videoOf(join({videoTrak(1, 0, avc1(320, 240, {})), videoTrak(2, 0, avc1(640, 480), 5000)}));
+    EXPECT_EQ(index.trackId, 2u);
+    EXPECT_EQ(index.timescale, 0u);
+    EXPECT_EQ(index.width, 640u);
+    EXPECT_EQ(index.avcConfig, avcRecord().vector());
+    EXPECT_EQ(index.randomAccess, plainKeyframes(5000));
+}
+
 TEST(ReadVideoTrack, WithoutAVideoTrackNothingIsChanged) {
     VideoTrackIndex before;
     before.trackId = 5;
     before.width = 6;
-    for (const Bytes& moov : {Bytes(), soundTrak(1, 48000), videoTrak(1, 0)}) {
+    for (const Bytes& moov : {Bytes(), soundTrak(1, 48000)}) {
         const VideoTrackIndex after = videoOf(moov, before);
         EXPECT_EQ(after.trackId, 5u);
         EXPECT_EQ(after.timescale, 0u);

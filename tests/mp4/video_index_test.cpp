@@ -58,7 +58,19 @@ TEST(LoadVideoTrackIndex, WithoutAVideoTrackItIsNotValid) {
     const VideoTrackIndex index = load(plainFile(soundTrak(1, 48000)));
     EXPECT_FALSE(index.valid);
     EXPECT_EQ(index.timescale, 0u);
-    EXPECT_FALSE(load(plainFile(videoTrak(1, 0))).valid);
+}
+
+TEST(LoadVideoTrackIndex, WithoutATimeScaleItIsDescribedButNotValid) {
+    for (const Bytes& content :
+         {plainFile(videoTrak(7, 0)), fragmentedFile(videoTrak(7, 0), tfra(7, {{}}))}) {
+        const VideoTrackIndex index = load(content);
+        EXPECT_FALSE(index.valid);
+        EXPECT_EQ(index.timescale, 0u);
+        EXPECT_EQ(index.trackId, 7u);
+        EXPECT_EQ(index.width, 1280u);
+        EXPECT_EQ(index.avcConfig, avcRecord().vector());
+        EXPECT_EQ(FindKeyframeAtOrBefore(index, 0), nullptr);
+    }
 }
 
 TEST(LoadVideoTrackIndex, WithoutATableOfKeyframesAPlainFileIsNotValid) {

@@ -79,16 +79,12 @@ def sample_of(file, track, entry):
 
 
 def reading(file, track):
-    """The samples that are read from time 0 to the end, and what is added to their times."""
+    """All samples, whatever a table says of them, and what is added to their times: the first one's is its table's
+    first."""
     if not file.moofs:
         return track.samples, 0
-    entry = entry_for(keyframe_entries(file, track), 0, track.timescale)
-    samples = []
-    for moof in file.moofs:
-        if moof.start >= entry["offset"]:
-            found = file.fragment_samples(moof, track)
-            samples += found[entry["sampleNumber"] - 1:] if moof.start == entry["offset"] else found
-    return samples, entry["time"] - samples[0].pts
+    samples = [s for moof in file.moofs for s in file.fragment_samples(moof, track)]
+    return samples, file.random_access(track)[0].time - samples[0].pts
 
 
 def unit_types(sample):

@@ -4,7 +4,7 @@ import mp4_files
 import pytest
 import reference
 
-NO_VIDEO = {"plain-audio-only", "fragmented-audio-only"}
+NO_VIDEO = {"plain-audio-only", "fragmented-audio-only", "fragmented-audio-every-frame"}
 NO_TABLE = {"fragmented-no-table"}
 # Without decode times or data offsets: boxes.py reads only what can be understood in one way.
 AMBIGUOUS = {"fragmented-without-decode-times", "fragmented-runs-without-offset"}

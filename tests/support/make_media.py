@@ -124,6 +124,8 @@ MP4_RECIPES = {
                             f"{fragments(more='-frag_duration 500000')}",
     "fragmented-every-frame": f"{SHORT_VIDEO} {GROUPS_OF_HALF_A_SECOND} "
                               f"{fragments('default_base_moof', 'frag_every_frame')}",
+    # The first two entries of its table have the same time.
+    "fragmented-audio-every-frame": f"{SHORT_TONE} {STEREO} -movflags +delay_moov+default_base_moof+frag_every_frame",
     "fragmented-no-table": f"{SHORT} {fragments('default_base_moof', 'frag_keyframe', 'skip_trailer')}",
     "fragmented-two-tracks-each": f"{TWO_AND_TWO} {FRAGMENTED}",
     "fragmented-audio-first": f"{SHORT_VIDEO} {SHORT_TONE} -map 1 -map 0 {GROUPS_OF_HALF_A_SECOND} {STEREO} {FRAGMENTED}",

@@ -154,15 +154,28 @@ std::string writeFragmentSamples(JsonWriter& json, FragmentReader& reader,
     return {};
 }
 
+// No fragment that the table knows lies in front of its first entry's: it wouldn't be read.
+bool beginsInFront(const RandomAccessTable& table) {
+    return std::all_of(table.begin(), table.end(), [&](const RandomAccessEntry& entry) {
+        return entry.offset >= table.front().offset;
+    });
+}
+
 std::string writeFragmentedTrack(JsonWriter& json, const FilePath& path, std::uint32_t trackId,
                                  std::uint32_t timescale, RandomAccessTable table,
                                  const std::string& track) {
     if (table.empty()) return "The " + track + " track has no table of its fragments.";
+    const bool isFirst = beginsInFront(table);
     FragmentReader reader;
-    if (!reader.OpenWithTable(path, trackId, timescale, std::move(table)) || !reader.Seek(0)) {
+    if (!reader.OpenWithTable(path, trackId, timescale, std::move(table)) ||
+        !reader.seekToFirstEntry()) {
         return "The " + track + " track's first fragment can't be read.";
     }
-    return writeFragmentSamples(json, reader, track);
+    std::string problem = writeFragmentSamples(json, reader, track);
+    if (problem.empty() && !isFirst) {
+        problem = "The " + track + " track's table doesn't begin with its first fragment.";
+    }
+    return problem;
 }
 
 // In pieces: a sample may be as long as the file. False when not all of it can be read.
