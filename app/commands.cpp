@@ -245,8 +245,11 @@ bool isOrWillBePlaying() {
 }
 
 void pausePlaying() {
+    const bool played = isOrWillBePlaying();
     openState().playAfterReopen = false;
     if (playback()) playback()->pause();
+    // The tick may not have come while it played.
+    if (played && ui().firstFrameShown) setTickPeriod(IDLE_TICK);
 }
 
 void playFromHere() {

@@ -124,6 +124,18 @@ TEST_F(Strip, AFadeIsARampWithItsLength) {
                                                      TextAlign::Right}));
 }
 
+// 100 pixels a second.
+TEST_F(Strip, ARampEndsAtTheLastWholePixel) {
+    clips[0].fadeIn = 1.0033;
+    clips[0].fadeOut = 1.0067;
+    clips[1].fadeIn = 1.0067;
+    clips[1].fadeOut = 1.0033;
+    std::vector<std::int32_t> inner;
+    for (const TriangleItem& ramp : itemsOf<TriangleItem>(draw()))
+        inner.push_back(ramp.corners[1].x);
+    EXPECT_THAT(inner, ElementsAre(28 + 100, 428 - 100, 428 + 100, 1028 - 100));
+}
+
 TEST_F(Strip, ARampIsNoLongerThanItsClip) {
     clips[0].fadeIn = 9;
     EXPECT_EQ(itemsOf<TriangleItem>(draw()).front().corners[1], (PixelPoint{428, 607}));

@@ -1,6 +1,7 @@
 #include "app/timeline_mouse.h"
 
 #include "edit/history.h"
+#include "edit/open_flow.h"
 #include "edit/operations.h"
 #include "edit/roll_cut.h"
 #include "tests/support/edit_fixture.h"
@@ -170,6 +171,20 @@ TEST_F(TimelineMouseTest, WithoutAVideoOrATrackNothingHappens) {
     EXPECT_THAT(recorder.calls, IsEmpty());
 }
 
+TEST_F(TimelineMouseTest, UntilTheEngineHasTheFileAgainAPressIsNothing) {
+    openState().phase = OpenPhase::Reopening;
+    for (const auto& [x, y] : {std::pair{228, 650}, {428, 650}, {40, 615}}) {
+        press(x, y);
+        EXPECT_EQ(timelineMouse(), TimelineMouse{}) << x;
+        EXPECT_FALSE(renameState().open) << x;
+    }
+    EXPECT_THAT(recorder.calls, IsEmpty());
+    EXPECT_EQ(state.rollCutIndex, -1);
+    openState() = {};
+    press(228);
+    EXPECT_TRUE(isScrubbing());
+}
+
 // Renaming
 
 TEST_F(TimelineMouseTest, APressOnTheSelectedClipsLabelOpensItsField) {
@@ -184,6 +199,22 @@ TEST_F(TimelineMouseTest, APressOnAnotherClipsLabelScrubs) {
     EXPECT_FALSE(renameState().open);
     EXPECT_TRUE(isScrubbing());
     EXPECT_EQ(state.selectedClip, 1);
+}
+
+// The middle clip is at 328..448: its label at 334..443 reaches into the handles of both its cuts.
+TEST_F(TimelineMouseTest, WhereALabelAndACutMeetTheLabelIsMeant) {
+    load(20, {clip(0, 3), clip(4, 5.2), clip(6, 11.8)});
+    for (const std::int32_t x : {334, 443}) {
+        state.selectedClip = 1;
+        press(x, 615);
+        EXPECT_TRUE(renameState().open) << x;
+        EXPECT_EQ(renameState().target, 1) << x;
+        EXPECT_FALSE(isDragging()) << x;
+        press(x, 650); // below the label
+        EXPECT_FALSE(renameState().open) << x;
+        EXPECT_TRUE(isDragging()) << x;
+        release(x);
+    }
 }
 
 TEST_F(TimelineMouseTest, APressElsewhereKeepsWhatWasTyped) {

@@ -244,6 +244,11 @@ TEST_F(WindowPicture, AnExportFillsAStripAtTheBottom) {
     EXPECT_EQ(itemsOf<FillItem>(foreground()).size(), 1u);
     state.exportShare = 7;
     EXPECT_EQ(itemsOf<FillItem>(foreground()).back().rect.right, 1320);
+    state.client.width = 1000;
+    for (const double share : {0.6663, 0.6667}) {
+        state.exportShare = share;
+        EXPECT_EQ(itemsOf<FillItem>(foreground()).back().rect.right, 666) << share;
+    }
 }
 
 TEST_F(WindowPicture, WithoutAVideoItSaysWhatToDo) {

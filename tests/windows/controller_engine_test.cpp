@@ -9,76 +9,12 @@
 #include <string>
 #include <vector>
 
-#include "tests/windows/controller_fixture.h"
-#include "tests/windows/scripted_engine.h"
+#include "tests/windows/controller_engine_fixture.h"
 
 namespace velkantrix {
 namespace {
 
-// As the documentation numbers them.
-constexpr DWORD FAILED_EVENT = 5;
-constexpr DWORD METADATA_EVENT = 10;
-constexpr DWORD PLAYING_EVENT = 13;
-constexpr DWORD ENDED_EVENT = 19;
-
 constexpr HRESULT UNUSUAL = static_cast<HRESULT>(0x80041234); // that nothing else returns
-constexpr Ticks SECOND = 10'000'000;
-
-using Calls = std::vector<std::string>;
-
-// No such file exists: all that is known of the video comes from the engine.
-class ControllerEngineTest : public ControllerTest {
-protected:
-    ControllerEngineTest() { EXPECT_EQ(engines.result(), S_OK); }
-    ~ControllerEngineTest() override { controller.close(); }
-
-    ScriptedEngine& engine() { return *engines.making.engine.get(); }
-    void fire(DWORD event) {
-        ASSERT_TRUE(engine().fire(event));
-        pump();
-    }
-
-    void beginOpening() {
-        ASSERT_EQ(open(L"no-such-file"), S_OK);
-        ASSERT_TRUE(engines.making.engine);
-    }
-
-    // Ready, with the first picture on screen; what was asked of the engine up to here is
-    // forgotten.
-    void openScripted() {
-        beginOpening();
-        if (HasFatalFailure()) return;
-        fire(METADATA_EVENT);
-        ASSERT_EQ(notices, Notices{PLAYBACK_READY});
-        ASSERT_TRUE(waitFor([&] { return controller.enginePresentCount() == 1; }));
-        engine().forgetCalls();
-    }
-
-    // All that was offered has been dealt with.
-    void waitForTicks() {
-        ASSERT_TRUE(waitFor([&] { return engine().allOffered(); }));
-        const std::uint32_t before = engine().ticks();
-        ASSERT_TRUE(waitFor([&] { return engine().ticks() > before + 1; }));
-    }
-
-    void expectFailedOnce(HRESULT opened, HRESULT expected) {
-        EXPECT_EQ(opened, expected);
-        EXPECT_EQ(controller.state(), PlaybackState::Closed);
-        EXPECT_TRUE(controller.failurePosted());
-        pump();
-        EXPECT_EQ(notices, Notices{PLAYBACK_FAILED});
-    }
-
-    void expectVideoSize(std::int32_t width, std::int32_t height) {
-        std::int32_t gotWidth = -1;
-        std::int32_t gotHeight = -1;
-        EXPECT_EQ(controller.videoSize(gotWidth, gotHeight), width > 0);
-        EXPECT_EQ(gotWidth, width);
-        EXPECT_EQ(gotHeight, height);
-    }
-
-    ScriptedEngines engines;
-};
 
 TEST_F(ControllerEngineTest, TheEngineIsMadeForFramesOnTheControllersDevice) {
     beginOpening();
@@ -104,6 +40,14 @@ TEST_F(ControllerEngineTest, TheVolumeIsKeptWithinItsRange) {
     for (const double volume : {7.0, -1.0, 0.5, std::numeric_limits<double>::quiet_NaN()})
         controller.setVolume(volume);
     EXPECT_EQ(engine().calls(), (Calls{"SetVolume 1", "SetVolume 0", "SetVolume 0.5"}));
+}
+
+TEST_F(ControllerEngineTest, TheOpenFileIsMutedAtOnce) {
+    beginOpening();
+    engine().forgetCalls();
+    controller.setMuted(true);
+    controller.setMuted(false);
+    EXPECT_EQ(engine().calls(), (Calls{"SetMuted 1", "SetMuted 0"}));
 }
 
 TEST_F(ControllerEngineTest, VolumeAndMutingAreKeptFromFileToFile) {
@@ -303,6 +247,19 @@ TEST_F(ControllerEngineTest, AScrubThatDoesntResumeOnlySeeks) {
     engine().forgetCalls();
     controller.endScrub(8, false);
     EXPECT_EQ(engine().calls(), Calls{"SetCurrentTime 8"});
+}
+
+// Looking for notices of the file before takes it out of the queue, whatever is looked for.
+TEST_F(ControllerEngineTest, AQuitMessageOutlivesTheOpening) {
+    PostMessageW(receiver, WM_PLAYBACK_NOTIFY, PLAYBACK_ENDED, 0);
+    PostQuitMessage(7);
+    beginOpening();
+    MSG message = {};
+    ASSERT_TRUE(PeekMessageW(&message, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE));
+    EXPECT_EQ(message.message, static_cast<UINT>(WM_QUIT));
+    EXPECT_EQ(message.wParam, 7u);
+    pump();
+    EXPECT_EQ(notices, Notices{});
 }
 
 // The stand-in is as the system's engine: reaching the end doesn't pause it.

@@ -7,11 +7,45 @@
 #include <winioctl.h>
 
 #include <array>
+#include <atomic>
+#include <functional>
+#include <memory>
 #include <thread>
+#include <utility>
 
 #include "mp4/probe.h"
 #include "platform/handles.h"
+#include "platform/mf_util.h"
 #include "tests/windows/controller_fixture.h"
+#include "tests/windows/scripted_media.h"
+
+namespace velkantrix {
+namespace {
+
+// What opening a file for reading gives instead of a reader of the system's. Set while no scan
+// runs.
+using ReaderMaker = std::function<ComPtr<IMFSourceReader>()>;
+ReaderMaker& readerMaker() {
+    static ReaderMaker maker;
+    return maker;
+}
+
+} // namespace
+} // namespace velkantrix
+
+// The linker passes the program's calls to the first, and the first's to the system's by the
+// second.
+extern "C" HRESULT WINAPI __real_MFCreateSourceReaderFromURL(const wchar_t* url,
+                                                             IMFAttributes* attributes,
+                                                             IMFSourceReader** reader);
+extern "C" HRESULT WINAPI __wrap_MFCreateSourceReaderFromURL(const wchar_t* url,
+                                                             IMFAttributes* attributes,
+                                                             IMFSourceReader** reader) {
+    const velkantrix::ReaderMaker& maker = velkantrix::readerMaker();
+    if (!maker) return __real_MFCreateSourceReaderFromURL(url, attributes, reader);
+    *reader = maker().detach();
+    return *reader ? S_OK : E_FAIL;
+}
 
 namespace velkantrix {
 namespace {
@@ -136,7 +170,8 @@ private:
 class LargeControllerTest : public LargeFileTest {
 protected:
     double durationOf(const std::wstring& path) {
-        EXPECT_EQ(controller.open(path.c_str(), IsLargeFragmentedFile(path), window, nullptr), S_OK);
+        EXPECT_EQ(controller.open(path.c_str(), IsLargeFragmentedFile(path), window, nullptr),
+                  S_OK);
         const double duration = controller.duration();
         controller.close();
         return duration;
@@ -164,13 +199,90 @@ TEST_F(LargeControllerTest, ALargeFragmentedFileLastsAsLongAsItSays) {
     EXPECT_NEAR(durationOf(path), 7, 0.1);
 }
 
-// The last of this file: behind it no scan of the process comes to a result.
+// Something that a scan asks for and gets only when the test says so.
+class Blockade {
+public:
+    void block() {
+        reached_ = true;
+        while (!lifted_) Sleep(1);
+    }
+    void lift() { lifted_ = true; }
+    [[nodiscard]] bool isReached() const { return reached_; }
+
+private:
+    std::atomic<bool> reached_{false};
+    std::atomic<bool> lifted_{false};
+};
+
+class BlockedScanTest : public ControllerTest {
+protected:
+    BlockedScanTest() {
+        std::vector<ScriptedRead>& reads = reader->stream(FIRST_VIDEO).reads;
+        reads.resize(2);
+        reads[0].hook = [blocks = blockade] {
+            blocks->block();
+        };
+        readerMaker() = [given = reader] {
+            return ComPtr<IMFSourceReader>::share(given.get());
+        };
+    }
+    ~BlockedScanTest() override { blockade->lift(); }
+
+    // The file is open, but its scan still waits for the first sample.
+    void openWhileScanning() {
+        EXPECT_EQ(open(L"closed"), S_OK);
+        const bool isReached = waitFor([&] { return blockade->isReached(); });
+        readerMaker() = nullptr;
+        ASSERT_TRUE(isReached);
+    }
+
+    void expectScanStopped() {
+        blockade->lift();
+        ASSERT_TRUE(waitFor([&] { return reader->AddRef() > 0 && reader->Release() == 1; }));
+        EXPECT_EQ(reader->readsOf(FIRST_VIDEO), 1);
+    }
+
+    // The scan's thread may outlive a test that fails.
+    const std::shared_ptr<Blockade> blockade = std::make_shared<Blockade>();
+    const ComPtr<ScriptedReader> reader = ComPtr<ScriptedReader>::adopt(new ScriptedReader);
+};
+
+TEST_F(BlockedScanTest, ClosingStopsIt) {
+    openWhileScanning();
+    if (HasFatalFailure()) return;
+    controller.close();
+    expectScanStopped();
+}
+
+TEST_F(BlockedScanTest, TheNextOpeningStopsIt) {
+    openWhileScanning();
+    if (HasFatalFailure()) return;
+    ASSERT_EQ(open(L"closed"), S_OK);
+    expectScanStopped();
+}
+
+// The last ones of this file: behind them no scan of the process comes to a result.
 TEST(EndAllScans, StopsWhatRunsAndWaitsForIt) {
     const auto scan = startEndScan(mediaFile(L"large"), SLOW);
     EXPECT_TRUE(endAllScans());
     EXPECT_TRUE(endsSoon(scan));
     EXPECT_LT(scan->result, 0);
     EXPECT_TRUE(endAllScans());
+}
+
+// A file that takes long to open, as on a network. One that is told to stop doesn't hear it there.
+TEST(EndAllScans, GivesUpOnAScanThatDoesntEnd) {
+    const auto blockade = std::make_shared<Blockade>();
+    readerMaker() = [blockade]() -> ComPtr<IMFSourceReader> {
+        blockade->block();
+        return nullptr;
+    };
+    const auto scan = startEndScan(L"far away", SLOW);
+    EXPECT_FALSE(endAllScans());
+    blockade->lift();
+    EXPECT_TRUE(endsSoon(scan));
+    EXPECT_TRUE(endAllScans());
+    readerMaker() = nullptr;
 }
 
 } // namespace

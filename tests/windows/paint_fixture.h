@@ -84,16 +84,6 @@ protected:
                     testing::Contains(testing::Ne(expected.front()))); // it shows something
         EXPECT_EQ(in(rect), expected);
     }
-
-    // What is to be painted, once `ask` has asked for it.
-    template <class Ask>
-    [[nodiscard]] RECT asked(Ask ask) const {
-        ValidateRect(window, nullptr);
-        ask();
-        RECT rect = {};
-        GetUpdateRect(window, &rect, FALSE);
-        return rect;
-    }
 };
 
 } // namespace velkantrix

@@ -2,6 +2,7 @@
 #include <d3d10.h>
 
 #include "tests/windows/presenter_fixture.h"
+#include "tests/windows/scripted_device.h"
 #include "tests/windows/scripted_engine.h"
 
 namespace velkantrix {
@@ -117,6 +118,57 @@ TEST_F(PresenterWindowTest, NothingIsDrawnWithoutAllThatItTakes) {
     presenter.swapChain = chain;
     EXPECT_EQ(draw(), DrawResult::Presented);
     EXPECT_EQ(engine->transfers().size(), 2u);
+}
+
+TEST_F(PresenterWindowTest, APictureIsShownAtTheNextVerticalBlank) {
+    prepareFrame();
+    const ScriptedDevice device;
+    ASSERT_EQ(draw(), DrawResult::Presented);
+    ASSERT_EQ(device.presents().size(), 1u);
+    EXPECT_EQ(device.presents()[0].interval, 1u);
+    EXPECT_EQ(device.presents()[0].flags, 0u);
+}
+
+TEST_F(PresenterWindowTest, AnySuccessIsAPictureOnScreen) {
+    prepareFrame();
+    ScriptedDevice device;
+    device.answerPresents({DXGI_STATUS_OCCLUDED, E_FAIL, DXGI_ERROR_WAS_STILL_DRAWING});
+    EXPECT_EQ(draw(), DrawResult::Presented) << "it is covered";
+    EXPECT_EQ(draw(), DrawResult::Skipped);
+    EXPECT_EQ(draw(), DrawResult::Skipped);
+    EXPECT_EQ(draw(), DrawResult::Presented);
+}
+
+TEST_F(PresenterWindowTest, WhereNothingCanBeDrawnTheDeviceSaysWhetherItIsLost) {
+    prepareFrame();
+    ScriptedDevice device;
+    EXPECT_FALSE(deviceIsLost(presenter));
+    device.lose();
+    EXPECT_TRUE(deviceIsLost(presenter));
+    device.answerPresents({DXGI_ERROR_DEVICE_REMOVED});
+    EXPECT_EQ(draw(), DrawResult::DeviceLost);
+    engine->failTransfers(1);
+    EXPECT_EQ(draw(), DrawResult::DeviceLost);
+    EXPECT_FALSE(deviceIsLost(Presenter{})) << "there is none";
+}
+
+// What is let go is destroyed only when the device gets to it.
+TEST_F(PresenterWindowTest, WhoeverKeepsTheContextKeepsNothingAlive) {
+    prepareFrame();
+    ASSERT_EQ(draw(), DrawResult::Presented);
+    const ComPtr<ID3D11DeviceContext> kept = presenter.context;
+    const ComPtr<IDXGISwapChain1> chain = presenter.swapChain;
+    ComPtr<ID3D11RenderTargetView> target;
+    kept->OMGetRenderTargets(1, target.put(), nullptr);
+    ASSERT_TRUE(target);
+    target.reset();
+
+    const WatchedFlushes flushes(kept.get(), chain.get());
+    releasePresenter(presenter);
+    kept->OMGetRenderTargets(1, target.put(), nullptr);
+    EXPECT_FALSE(target);
+    EXPECT_EQ(flushes.count(), 1);
+    EXPECT_EQ(flushes.referencesAtLast(), 1u) << "the chain wasn't let go before";
 }
 
 TEST(PresenterSetUp, FailsWithoutAWindow) {

@@ -13,12 +13,29 @@ namespace {
 
 constexpr std::chrono::seconds FOR_EVER{20};
 
-D3D11_TEXTURE2D_DESC describe(IUnknown* surface) {
-    D3D11_TEXTURE2D_DESC description = {};
+ComPtr<ID3D11Texture2D> textureOf(IUnknown* surface) {
     ComPtr<ID3D11Texture2D> texture;
-    if (surface && SUCCEEDED(surface->QueryInterface(__uuidof(ID3D11Texture2D), texture.putVoid())))
-        texture->GetDesc(&description);
+    if (surface)
+        ignoreResult(surface->QueryInterface(__uuidof(ID3D11Texture2D), texture.putVoid()),
+                     "a test will miss it");
+    return texture;
+}
+
+D3D11_TEXTURE2D_DESC describe(ID3D11Texture2D* texture) {
+    D3D11_TEXTURE2D_DESC description = {};
+    if (texture) texture->GetDesc(&description);
     return description;
+}
+
+void paint(ID3D11Texture2D* texture, std::uint8_t grey) {
+    if (!texture) return;
+    const D3D11_TEXTURE2D_DESC size = describe(texture);
+    const std::vector<std::uint8_t> pixels(std::size_t{size.Width} * size.Height * 4, grey);
+    ComPtr<ID3D11Device> device;
+    texture->GetDevice(device.put());
+    ComPtr<ID3D11DeviceContext> context;
+    device->GetImmediateContext(context.put());
+    context->UpdateSubresource(texture, 0, nullptr, pixels.data(), size.Width * 4, 0);
 }
 
 } // namespace
@@ -76,6 +93,31 @@ bool ScriptedEngine::allOffered() const {
     return offered_.empty();
 }
 
+bool ScriptedEngine::presenterThreadEnds() const {
+    constexpr auto LONGEST =
+        static_cast<DWORD>(std::chrono::duration_cast<std::chrono::milliseconds>(FOR_EVER).count());
+    HANDLE thread = nullptr;
+    {
+        const Lock held(lock_);
+        thread = presenterThread_.get();
+    }
+    return WaitForSingleObject(thread, LONGEST) == WAIT_OBJECT_0;
+}
+
+ThreadApartment ScriptedEngine::presenterApartment() const {
+    const Lock held(lock_);
+    return apartment_.value_or(ThreadApartment{});
+}
+
+// There is one for each engine.
+void ScriptedEngine::meetPresenterThread() {
+    if (apartment_) return;
+    ThreadApartment apartment;
+    apartment.result = CoGetApartmentType(&apartment.type, &apartment.qualifier);
+    apartment_ = apartment;
+    presenterThread_.reset(OpenThread(SYNCHRONIZE, FALSE, GetCurrentThreadId()));
+}
+
 HRESULT ScriptedEngine::note(const std::string& call) {
     const Lock held(lock_);
     calls_.push_back(call);
@@ -113,6 +155,7 @@ STDMETHODIMP ScriptedEngine::GetNativeVideoSize(DWORD* width, DWORD* height) {
 STDMETHODIMP ScriptedEngine::OnVideoStreamTick(LONGLONG* time) {
     ++ticks_;
     const Lock held(lock_);
+    meetPresenterThread();
     if (offered_.empty()) return S_FALSE;
     const auto [result, offered] = offered_.front();
     offered_.pop_front();
@@ -123,7 +166,10 @@ STDMETHODIMP ScriptedEngine::OnVideoStreamTick(LONGLONG* time) {
 STDMETHODIMP ScriptedEngine::TransferVideoFrame(IUnknown* surface,
                                                 const MFVideoNormalizedRect* source,
                                                 const RECT* destination, const MFARGB* border) {
-    EngineTransfer transfer{.surface = describe(surface),
+    const ComPtr<ID3D11Texture2D> texture = textureOf(surface);
+    paint(texture.get(), script.grey);
+    if (script.whileTransfer) script.whileTransfer();
+    EngineTransfer transfer{.surface = describe(texture.get()),
                             .hasSource = source != nullptr,
                             .hasDestination = destination != nullptr,
                             .hasBorder = border != nullptr};

@@ -10,6 +10,8 @@
 #include <atomic>
 #include <cstdint>
 #include <deque>
+#include <functional>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -17,6 +19,7 @@
 #include "base/com_ptr.h"
 #include "base/mutex.h"
 #include "base/ticks.h"
+#include "base/unique_handle.h"
 #include "platform/com.h"
 
 namespace velkantrix {
@@ -29,6 +32,9 @@ struct EngineScript {
     DWORD width = 320;
     DWORD height = 180;
     double duration = 0;                 // seconds
+    double time = 0;                     // likewise; what GetCurrentTime says
+    std::uint8_t grey = 0;               // of all frames
+    std::function<void()> whileTransfer; // runs on the presenter thread while it takes a frame over
     std::vector<DWORD> eventsOfShutdown; // come from another thread while Shutdown waits for them
 };
 
@@ -40,6 +46,19 @@ struct EngineTransfer {
     RECT destination = {};
     bool hasBorder = false;
     MFARGB border = {};
+};
+
+struct ThreadTraits {
+    using Value = HANDLE;
+    static Value none() { return nullptr; }
+    static void close(Value thread) { CloseHandle(thread); }
+};
+
+// The apartment of COM that a thread is in.
+struct ThreadApartment {
+    HRESULT result = E_FAIL; // of asking for it
+    APTTYPE type = APTTYPE_CURRENT;
+    APTTYPEQUALIFIER qualifier = APTTYPEQUALIFIER_NONE;
 };
 
 // The interface's calls come from the UI thread and the presenter thread, the others from the test.
@@ -65,6 +84,10 @@ public:
     [[nodiscard]] std::uint32_t ticks() const { return ticks_; }
     [[nodiscard]] bool allOffered() const EXCLUDES(lock_); // nothing is left to be offered
 
+    // Of the thread that asks for frames, which is the presenter's.
+    [[nodiscard]] bool presenterThreadEnds() const EXCLUDES(lock_); // false: it goes on for ever
+    [[nodiscard]] ThreadApartment presenterApartment() const EXCLUDES(lock_);
+
     EngineScript script;
     bool shutdownWaitedForEver = false;
 
@@ -82,7 +105,7 @@ public:
     STDMETHODIMP TransferVideoFrame(IUnknown* surface, const MFVideoNormalizedRect* source,
                                     const RECT* destination, const MFARGB* border) override
         EXCLUDES(lock_);
-    STDMETHODIMP_(double) GetCurrentTime() override { return 0; }
+    STDMETHODIMP_(double) GetCurrentTime() override { return script.time; }
 
     // What no controller needs.
     STDMETHODIMP GetError(IMFMediaError**) override { return E_NOTIMPL; }
@@ -121,6 +144,7 @@ private:
     ~ScriptedEngine() override = default;
     HRESULT note(const std::string& call) EXCLUDES(lock_);
     HRESULT note(const std::string& call, double value) EXCLUDES(lock_);
+    void meetPresenterThread() REQUIRES(lock_);
 
     ComPtr<IMFMediaEngineNotify> notify_; // until it is shut down
     std::atomic<std::uint32_t> ticks_{0};
@@ -130,6 +154,8 @@ private:
     std::vector<std::string> calls_ GUARDED_BY(lock_);
     std::wstring source_ GUARDED_BY(lock_);
     std::vector<EngineTransfer> transfers_ GUARDED_BY(lock_);
+    std::optional<ThreadApartment> apartment_ GUARDED_BY(lock_);
+    UniqueHandle<ThreadTraits> presenterThread_ GUARDED_BY(lock_);
 };
 
 // What CreateInstance of the class factory does, and what it was given.

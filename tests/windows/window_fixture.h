@@ -73,6 +73,16 @@ protected:
             << rect.left << ' ' << rect.top << ' ' << rect.right << ' ' << rect.bottom;
     }
 
+    // What of the shown window is to be painted, once `ask` has asked for it.
+    template <class Ask>
+    [[nodiscard]] RECT asked(Ask ask) const {
+        ValidateRect(window, nullptr);
+        ask();
+        RECT rect = {};
+        GetUpdateRect(window, &rect, FALSE);
+        return rect;
+    }
+
     static void makeUnsavedEdit() {
         startEdit(10);
         splitClip(0, 5);
@@ -90,6 +100,22 @@ private:
         timelineMouse() = {};
         resetExportJob();
     }
+};
+
+// The cursor in a corner of the screen: a menu that opens under it selects the item there. Put back
+// in the end.
+class ParkedCursor {
+public:
+    ParkedCursor() {
+        GetCursorPos(&before_);
+        SetCursorPos(GetSystemMetrics(SM_CXSCREEN) - 1, GetSystemMetrics(SM_CYSCREEN) - 1);
+    }
+    ~ParkedCursor() { SetCursorPos(before_.x, before_.y); }
+    ParkedCursor(const ParkedCursor&) = delete;
+    ParkedCursor& operator=(const ParkedCursor&) = delete;
+
+private:
+    POINT before_ = {};
 };
 
 // Answers this thread's message boxes out of the loops that they run themselves: each new one is

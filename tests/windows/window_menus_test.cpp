@@ -156,6 +156,7 @@ protected:
         send(WM_CONTEXTMENU, reinterpret_cast<WPARAM>(window), MAKELPARAM(-1, -1));
     }
 
+    const ParkedCursor cursor;
     std::vector<WPARAM> keys;
 };
 
@@ -164,6 +165,22 @@ TEST_F(WindowClipMenuTest, AFadeIsTheClickedClips) {
     EXPECT_EQ(editState().clips[0].fadeIn, 0);
     EXPECT_EQ(editState().clips[1].fadeIn, 1);
     EXPECT_EQ(editState().selectedClip, 1);
+}
+
+TEST_F(WindowClipMenuTest, AFadeOutIsTheClickedClips) {
+    chooseItem(5);
+    EXPECT_EQ(editState().clips[0].fadeOut, 0);
+    EXPECT_EQ(editState().clips[1].fadeOut, 1);
+}
+
+TEST_F(WindowClipMenuTest, TheLastStepIsUndoneAndDoneAgain) {
+    chooseItem(5);
+    const ClipList faded = editState().clips;
+    chooseItem(8);
+    EXPECT_EQ(editState().clips[1].fadeOut, 0);
+    editState().selectedClip = 1;
+    chooseItem(9);
+    EXPECT_EQ(editState().clips, faded);
 }
 
 TEST_F(WindowClipMenuTest, TheRemovedClipIsTheClickedOne) {

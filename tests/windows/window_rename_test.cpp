@@ -166,6 +166,17 @@ TEST_F(WindowRenameTest, TheNameIsKeptBeforeAClipsMenuOpens) {
     expectNamed(L"Outro");
 }
 
+// There no menu opens.
+TEST_F(WindowRenameTest, ARightClickBesideTheTimelineKeepsTheName) {
+    type(L"Outro");
+    POINT beside = {300, 100};
+    ClientToScreen(window, &beside);
+    watch(WM_INITMENUPOPUP);
+    send(WM_CONTEXTMENU, reinterpret_cast<WPARAM>(window), MAKELPARAM(beside.x, beside.y));
+    EXPECT_FALSE(seen);
+    expectNamed(L"Outro");
+}
+
 TEST_F(WindowRenameTest, TheNameIsKeptBeforeTheWindowGoesFullscreen) {
     type(L"Outro");
     watch(WM_SIZE);

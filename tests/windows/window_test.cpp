@@ -91,6 +91,18 @@ protected:
         expectWindowAt({x, y, x + width, y + height});
     }
 
+    void expectSizedAroundMiddle(VideoSize video, int width, int height) const {
+        moveTo(100, 100, 1000, 800);
+        openState().videoSize = video;
+        sizeWindowToVideo();
+        const RECT around = {600 - width / 2, 500 - height / 2, 600 - width / 2 + width,
+                             500 - height / 2 + height};
+        const RECT work = monitor().rcWork;
+        ASSERT_TRUE(around.left >= work.left && around.top >= work.top &&
+                    around.right <= work.right && around.bottom <= work.bottom);
+        expectWindowAt(around);
+    }
+
     // A window may be larger than the screen.
     static LRESULT CALLBACK anySize(HWND target, UINT message, WPARAM wide, LPARAM lng, UINT_PTR,
                                     DWORD_PTR) {
@@ -143,20 +155,16 @@ TEST_F(WindowPlacingTest, InFullscreenTheTransportBarWaitsForTheMouseFromTheStar
 }
 
 TEST_F(WindowPlacingTest, TheWindowIsSizedToTheVideoAroundItsMiddle) {
-    moveTo(100, 100, 1000, 800);
-    openState().videoSize = {800, 450};
-    sizeWindowToVideo();
-    RECT expected = {0, 0, 800 + 2 * 24, 450 + 246};
-    ASSERT_TRUE(AdjustWindowRectExForDpi(&expected, WS_OVERLAPPEDWINDOW, TRUE, WS_EX_ACCEPTFILES,
+    RECT frame = {};
+    ASSERT_TRUE(AdjustWindowRectExForDpi(&frame, WS_OVERLAPPEDWINDOW, TRUE, WS_EX_ACCEPTFILES,
                                          static_cast<UINT>(ui().dpi)));
-    const int width = expected.right - expected.left;
-    const int height = expected.bottom - expected.top;
-    const RECT work = monitor().rcWork;
-    const RECT around = {600 - width / 2, 500 - height / 2, 600 - width / 2 + width,
-                         500 - height / 2 + height};
-    ASSERT_TRUE(around.left >= work.left && around.top >= work.top && around.right <= work.right &&
-                around.bottom <= work.bottom);
-    expectWindowAt(around);
+    const int width = 2 * 24 + frame.right - frame.left;
+    const int height = 246 + frame.bottom - frame.top;
+    expectSizedAroundMiddle({800, 450}, 800 + width, 450 + height);
+    // No smaller than it may be.
+    expectSizedAroundMiddle({320, 180}, 820, 640);
+    expectSizedAroundMiddle({900, 100}, 900 + width, 640);
+    expectSizedAroundMiddle({100, 450}, 820, 450 + height);
 }
 
 class WindowClosingTest : public WindowTest {
