@@ -92,8 +92,8 @@ int run(const wchar_t* path, std::uint64_t seed, int count) {
     int code = 3;
     {
         PlaybackController controller;
-        if (SUCCEEDED(controller.open(path, false, window, window)) && waitFor([] { return ready; }) &&
-            waitFor([&] { return controller.enginePresented(); }))
+        if (SUCCEEDED(controller.open(path, false, window, window)) &&
+            waitFor([] { return ready; }) && waitFor([&] { return controller.enginePresented(); }))
             code = seekAround(controller, seed, count);
     }
     DestroyWindow(window);

@@ -234,8 +234,8 @@ TEST_F(FilesTest, GivesUpOnAFileThatStaysOpen) {
 TEST_F(FilesTest, WaitsForAFileToReplaceThatIsOpenForAMoment) {
     for (const DWORD share : {DWORD{0}, DWORD{FILE_SHARE_READ}}) {
         writeBytes(inFolder(L"new.mp4"), {'n'});
-        UniqueFile held(CreateFileW(other.c_str(), GENERIC_READ, share, nullptr, OPEN_EXISTING, 0,
-                                    nullptr));
+        UniqueFile held(
+            CreateFileW(other.c_str(), GENERIC_READ, share, nullptr, OPEN_EXISTING, 0, nullptr));
         ASSERT_TRUE(held);
         std::thread holder([&] {
             Sleep(120);
