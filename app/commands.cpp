@@ -245,11 +245,8 @@ bool isOrWillBePlaying() {
 }
 
 void pausePlaying() {
-    const bool played = isOrWillBePlaying();
     openState().playAfterReopen = false;
     if (playback()) playback()->pause();
-    // The tick may not have come while it played.
-    if (played && ui().firstFrameShown) setTickPeriod(IDLE_TICK);
 }
 
 void playFromHere() {
@@ -263,7 +260,7 @@ void playFromHere() {
     if (step.step == PlayOn::Step::Jump) jumpTo(step);
     playback()->play();
     // What was removed is to be jumped over in time.
-    setTickPeriod(PLAYING_TICK);
+    hurryTick();
 }
 
 void jumpTo(const PlayOn& step) {

@@ -67,14 +67,12 @@ void onCreate(HWND window) {
     DragAcceptFiles(window, TRUE);
     SetMenu(window, buildMenuBar());
     bindExportJob(window);
-    jobHost().setTimer = [window](std::uint32_t milliseconds) {
-        SetTimer(window, TICK_TIMER, milliseconds, nullptr);
-    };
+    jobHost().setTimer = setTickPeriod;
     state.video =
         createChild(window, L"STATIC", L"Video preview", SS_NOTIFY | SS_BLACKRECT, COMMAND_VIDEO);
     SetWindowSubclass(state.video, videoProcedure, 0, 0);
     state.transport = createChild(window, TRANSPORT_CLASS, L"", 0, 0);
-    SetTimer(window, TICK_TIMER, IDLE_TICK, nullptr);
+    setTickPeriod(IDLE_TICK);
     sampleResourceStats(state.stats);
     SetTimer(window, DIAGNOSTICS_TIMER, DIAGNOSTICS_TICK, nullptr);
     updateControls();
@@ -247,7 +245,6 @@ LRESULT CALLBACK mainWindowProcedure(HWND window, UINT message, WPARAM wide, LPA
         onDpiChanged(HIWORD(wide), reinterpret_cast<const RECT*>(lng));
         return 0;
     case WM_EXPORT_FINISHED:
-        ui().tickMemory.wasPlaying = false; // what plays gets its quick tick back
         finishExport(wide != 0);
         return 0;
     case WM_PLAYBACK_NOTIFY:

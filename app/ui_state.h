@@ -37,6 +37,7 @@ struct UiState {
     std::uint64_t lastSeekTick = 0;
     TransportHiding transportHiding;
     TickMemory tickMemory;
+    std::uint32_t tickPeriod = 0; // milliseconds
     ResourceStats stats;
 
     std::unique_ptr<PlaybackController> playback; // none before the first file

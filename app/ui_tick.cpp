@@ -60,15 +60,20 @@ std::int32_t followedSelection(std::int32_t selected, std::int32_t playedBefore,
     return changed && selected == playedBefore ? played : selected;
 }
 
-TickChange noteTime(TickMemory& memory, double time, bool playing, bool jobRuns) {
+TickChange noteTime(TickMemory& memory, double time, bool playing) {
     TickChange change;
     change.playingChanged = playing != memory.wasPlaying;
     change.anything = change.playingChanged || std::abs(time - memory.paintedTime) > WORTH_PAINTING;
     if (!change.anything) return change;
-    if (change.playingChanged && !jobRuns) change.period = playing ? PLAYING_TICK : IDLE_TICK;
     memory.paintedTime = time;
     memory.wasPlaying = playing;
     return change;
+}
+
+std::optional<std::uint32_t> newTickPeriod(const TickNeeds& needs, std::uint32_t period) {
+    const std::uint32_t wanted = needs.awaitsPicture || needs.playing ? PLAYING_TICK : IDLE_TICK;
+    if (needs.jobRuns || wanted == period) return std::nullopt;
+    return wanted;
 }
 
 } // namespace velkantrix

@@ -69,10 +69,17 @@ struct TickMemory {
     double jumpedTo = -1;         // where playing went on last, until it is there
 };
 struct TickChange {
-    bool anything = false;               // the strip is drawn again, the fade applied
-    bool playingChanged = false;         // the transport bar is drawn again
-    std::optional<std::uint32_t> period; // a new one for the tick
+    bool anything = false;       // the strip is drawn again, the fade applied
+    bool playingChanged = false; // the transport bar is drawn again
 };
-TickChange noteTime(TickMemory& memory, double time, bool playing, bool jobRuns);
+TickChange noteTime(TickMemory& memory, double time, bool playing);
+
+// The period that the tick is to have, when it isn't the one that it has. A job's isn't touched.
+struct TickNeeds {
+    bool jobRuns = false;
+    bool awaitsPicture = false; // of a video that is loaded
+    bool playing = false;       // or about to
+};
+std::optional<std::uint32_t> newTickPeriod(const TickNeeds& needs, std::uint32_t period);
 
 } // namespace velkantrix

@@ -1,5 +1,6 @@
 #include "app/window_tick.h"
 
+#include <optional>
 #include <utility>
 
 #include "app/commands.h"
@@ -45,7 +46,6 @@ void tickReveal(bool playing) {
     state.firstFrameShown = true;
     ShowWindow(state.video, SW_SHOWNA);
     playback()->requestRedraw();
-    if (!playing) setTickPeriod(IDLE_TICK);
     repaint();
 }
 
@@ -74,11 +74,16 @@ void tickTime() {
         tickPlayOn(playing);
     }
     // One that only waits for its seek counts as well: it may be paused before it has begun.
-    const TickChange change =
-        noteTime(ui().tickMemory, edit.playhead, loaded && isOrWillBePlaying(), edit.exportBusy);
+    const bool plays = loaded && isOrWillBePlaying();
+    const std::optional<UINT> period =
+        newTickPeriod({.jobRuns = edit.exportBusy,
+                       .awaitsPicture = loaded && !ui().firstFrameShown,
+                       .playing = plays},
+                      ui().tickPeriod);
+    if (period) setTickPeriod(*period);
+    const TickChange change = noteTime(ui().tickMemory, edit.playhead, plays);
     if (!change.anything) return;
     if (change.playingChanged) InvalidateRect(ui().transport, nullptr, FALSE);
-    if (change.period) setTickPeriod(*change.period);
     applyFadePreview();
     repaintTimeline();
 }
@@ -86,7 +91,12 @@ void tickTime() {
 } // namespace
 
 void setTickPeriod(UINT milliseconds) {
-    if (!editState().exportBusy) SetTimer(ui().window, TICK_TIMER, milliseconds, nullptr);
+    ui().tickPeriod = milliseconds;
+    SetTimer(ui().window, TICK_TIMER, milliseconds, nullptr);
+}
+
+void hurryTick() {
+    if (!editState().exportBusy) setTickPeriod(PLAYING_TICK);
 }
 
 void onTimer(UINT_PTR timer) {
@@ -103,7 +113,7 @@ void onTimer(UINT_PTR timer) {
 void beginReveal() {
     ui().openTick = GetTickCount64();
     ui().tickMemory = {};
-    setTickPeriod(PLAYING_TICK);
+    hurryTick();
 }
 
 } // namespace velkantrix

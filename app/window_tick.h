@@ -10,8 +10,10 @@ inline constexpr UINT_PTR DIAGNOSTICS_TIMER = 201;
 
 void onTimer(UINT_PTR timer);
 
-// Of the tick. While a job runs it keeps the job's.
 void setTickPeriod(UINT milliseconds);
+
+// For what is about to play or to show its picture. While a job runs the tick keeps the job's.
+void hurryTick();
 
 // The video is ready: its first picture is awaited.
 void beginReveal();

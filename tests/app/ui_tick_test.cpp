@@ -111,36 +111,45 @@ TEST(FollowedSelection, StaysWhenNothingWasOrIsPlayed) {
 
 TEST(NoteTime, AMoveOfMoreThanFiveMillisecondsIsPainted) {
     TickMemory memory{.paintedTime = 2};
-    EXPECT_FALSE(noteTime(memory, 2.005, false, false).anything);
-    EXPECT_FALSE(noteTime(memory, 1.995, false, false).anything);
-    const TickChange change = noteTime(memory, 2.006, false, false);
+    EXPECT_FALSE(noteTime(memory, 2.005, false).anything);
+    EXPECT_FALSE(noteTime(memory, 1.995, false).anything);
+    const TickChange change = noteTime(memory, 2.006, false);
     EXPECT_TRUE(change.anything);
     EXPECT_FALSE(change.playingChanged);
-    EXPECT_FALSE(change.period);
     EXPECT_EQ(memory.paintedTime, 2.006);
 }
 
 TEST(NoteTime, SmallMovesAddUp) {
     TickMemory memory{.paintedTime = 2};
-    EXPECT_FALSE(noteTime(memory, 2.004, false, false).anything);
-    EXPECT_TRUE(noteTime(memory, 2.008, false, false).anything);
+    EXPECT_FALSE(noteTime(memory, 2.004, false).anything);
+    EXPECT_TRUE(noteTime(memory, 2.008, false).anything);
 }
 
-TEST(NoteTime, ThePaceFollowsPlaying) {
+TEST(NoteTime, TheBarFollowsPlaying) {
     TickMemory memory{.paintedTime = 2};
-    TickChange change = noteTime(memory, 2, true, false);
+    TickChange change = noteTime(memory, 2, true);
     EXPECT_TRUE(change.anything);
     EXPECT_TRUE(change.playingChanged);
-    EXPECT_EQ(change.period, 33u);
-    change = noteTime(memory, 2, false, false);
-    EXPECT_EQ(change.period, 250u);
+    EXPECT_FALSE(noteTime(memory, 2, true).anything);
+    change = noteTime(memory, 2, false);
+    EXPECT_TRUE(change.playingChanged);
 }
 
-TEST(NoteTime, AJobKeepsItsPace) {
-    TickMemory memory{.paintedTime = 2};
-    const TickChange change = noteTime(memory, 2, true, true);
-    EXPECT_TRUE(change.playingChanged);
-    EXPECT_FALSE(change.period);
+TEST(NewTickPeriod, IsQuickForWhatPlaysOrAwaitsItsPicture) {
+    EXPECT_EQ(newTickPeriod({.playing = true}, 250), 33u);
+    EXPECT_EQ(newTickPeriod({.awaitsPicture = true}, 250), 33u);
+    EXPECT_EQ(newTickPeriod({}, 33), 250u);
+}
+
+TEST(NewTickPeriod, IsntSetWhenTheTickHasIt) {
+    EXPECT_EQ(newTickPeriod({.playing = true}, 33), std::nullopt);
+    EXPECT_EQ(newTickPeriod({}, 250), std::nullopt);
+}
+
+TEST(NewTickPeriod, LeavesAJobsAlone) {
+    EXPECT_EQ(newTickPeriod({.jobRuns = true}, 100), std::nullopt);
+    EXPECT_EQ(newTickPeriod({.jobRuns = true, .playing = true}, 100), std::nullopt);
+    EXPECT_EQ(newTickPeriod({.playing = true}, 100), 33u);
 }
 
 } // namespace

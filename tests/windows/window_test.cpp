@@ -303,24 +303,6 @@ TEST_F(WindowTimerTest, AVideoThatIsOpenAgainTicksQuicklyButNotDuringAJob) {
     EXPECT_TRUE(stopTick());
 }
 
-// The tick takes a playing video for one that has just begun to play, and becomes quick.
-TEST_F(WindowTimerTest, AFailedJobsBoxDoesntSlowWhatPlays) {
-    startEdit(10);
-    editState().exportBusy = true;
-    ui().tickMemory.wasPlaying = true;
-    std::vector<std::uint32_t> periods;
-    jobHost().setTimer = [&](std::uint32_t milliseconds) {
-        periods.push_back(milliseconds);
-    };
-    bool remembered = true;
-    jobHost().showError = [&](const std::wstring&) {
-        EXPECT_THAT(periods, ElementsAre(250u));
-        remembered = ui().tickMemory.wasPlaying;
-    };
-    send(WM_EXPORT_FINISHED, 0);
-    EXPECT_FALSE(remembered);
-}
-
 // The window with a field for names, and notes instead of commands.
 class KeyTest : public WindowTest {
 protected:
