@@ -41,6 +41,7 @@ void resetShared(SharedJobState& shared) {
     shared.exportCancel = false;
     shared.exportProgress = 0;
     shared.outputCreated = false;
+    shared.fileKept = false;
     const Lock held(shared.exportErrorLock);
     shared.exportError.clear();
 }
@@ -85,6 +86,13 @@ JobOutcome endSaveInPlace(JobOutcome outcome) {
     if (!swapped) editState().edited = wasEdited;
     job.lastExportPath = swapped ? job.originalPath : std::wstring();
     return swapped ? JobOutcome::Success : JobOutcome::Failure;
+}
+
+// The new file stands in an old one's place, or beside it: to call that cancelled would be untrue.
+bool cancelCameTooLate(bool success, bool saveInPlace) {
+    const ExportJobState& job = exportJob();
+    if (job.fileKept) return true;
+    return success && !job.outputCreated && !job.separateJob && !saveInPlace;
 }
 
 std::wstring firstError() {
@@ -199,7 +207,7 @@ void finishExport(bool success) {
     const bool closes = std::exchange(job.closeAsked, false);
     edit.exportBusy = false;
     JobOutcome outcome = success ? JobOutcome::Success : JobOutcome::Failure;
-    if (cancelled) outcome = JobOutcome::Cancelled;
+    if (cancelled && !cancelCameTooLate(success, saveInPlace)) outcome = JobOutcome::Cancelled;
     outcome = saveInPlace ? endSaveInPlace(outcome) : endExport(outcome);
     edit.statusText = outcomeText(outcome, saveInPlace);
     jobHost().setTaskbarState(false);

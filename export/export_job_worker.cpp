@@ -21,11 +21,17 @@ void recordError(SharedJobState& shared, const std::wstring& text) {
     if (shared.exportError.empty()) shared.exportError = text;
 }
 
+// Of a file that wasn't written. A cancel is no error.
+void recordFailure(SharedJobState& shared, const Written& written) {
+    if (written.kept) shared.fileKept = true;
+    if (written.kept || !shared.exportCancel) recordError(shared, written.errorText);
+}
+
 // What a joined job says when it is done. Only a file that it has added may be deleted by a cancel
 // that comes too late.
 bool noteJoined(SharedJobState& shared, const Written& written) {
     if (written.done && !written.replacesFile) shared.outputCreated = true;
-    if (!written.done && !shared.exportCancel) recordError(shared, written.errorText);
+    if (!written.done) recordFailure(shared, written);
     return written.done;
 }
 
@@ -122,7 +128,7 @@ void exportClips(ClipWork& work, std::size_t worker) {
         const Written written = exportClip(work, worker, i);
         if (!written.done) {
             work.allOk = false;
-            return recordError(work.shared, written.errorText);
+            return recordFailure(work.shared, written);
         }
         work.slots[worker] = 0;
         work.doneSeconds.fetch_add(clipLength(work.job.clips[i]));

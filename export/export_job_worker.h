@@ -22,12 +22,15 @@ struct SharedJobState {
     // Of a joined job: its output is complete, and nothing stood there before. Written by its
     // thread, at its end.
     std::atomic<bool> outputCreated{false};
+    // A complete file couldn't take its place and stands beside it: `exportError` says where, and
+    // the user is to know, though he may have cancelled since.
+    std::atomic<bool> fileKept{false};
 
     Mutex exportErrorLock;
     std::wstring exportError GUARDED_BY(exportErrorLock); // the first one that was told; or empty
 };
 
-// When not done, nothing is left of the target, unless it was another's.
+// When not done, nothing is left of the target, unless a file stood there before.
 struct CopyResult {
     bool done = false;
     std::wstring errorText; // the system's, when not done; it may have none

@@ -25,6 +25,7 @@ Written writeSafely(const SafeWriteCalls& calls, const std::wstring& source,
         written.errorText = EXPORT_CANCELLED;
     } else { // an hour's work isn't lost for somebody who has the old one open
         written.errorText = reason + L"\n\n" + calls.keepBeside(path, target);
+        written.kept = true;
     }
     return written;
 }

@@ -33,12 +33,13 @@ struct Written {
     bool done = false;
     std::wstring errorText;    // of one that isn't done; may be empty
     bool replacesFile = false; // another one stood there
+    bool kept = false;         // not done, but complete, and beside the target: the text says where
 };
 
 // Writes `target` by `write`, which gets the name that it is to write and leaves nothing there when
-// it fails. The source is refused as a target. Where a file stands already, the new one is written
-// beside it and takes its place when it is complete: one that fails or is cancelled costs nobody
-// the file that he has.
+// it fails, as far as others let it. The source is refused as a target. Where a file stands
+// already, the new one is written beside it and takes its place when it is complete: one that fails
+// or is cancelled costs nobody the file that he has.
 [[nodiscard]] Written writeSafely(const SafeWriteCalls& calls, const std::wstring& source,
                                   const std::wstring& target, const std::atomic<bool>& cancel,
                                   const std::function<Written(const std::wstring& path)>& write);

@@ -21,11 +21,9 @@ std::wstring keepBeside(const std::wstring& path, const std::wstring& target) {
     std::wstring name = path;
     for (int version = 2; version <= LAST_VERSION; version++) {
         const std::wstring wanted = nameOfVersion(target, version);
-        if (MoveFileExW(nameForSystem(path).c_str(), nameForSystem(wanted).c_str(), 0)) {
-            name = wanted;
-            break;
-        }
-        if (GetLastError() != ERROR_ALREADY_EXISTS && GetLastError() != ERROR_FILE_EXISTS) break;
+        const HRESULT hr = moveToFreeName(path, wanted);
+        if (SUCCEEDED(hr)) name = wanted;
+        if (hr != HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS)) break;
     }
     return L"The export is complete, but could not take the place of " + target +
            L". It was kept as " + name + L".";

@@ -229,6 +229,16 @@ HRESULT replaceFileUnlessSame(const std::wstring& from, const std::wstring& to,
         });
 }
 
+HRESULT moveToFreeName(const std::wstring& from, const std::wstring& to) {
+    return patiently(
+        [&] {
+            if (MoveFileExW(nameForSystem(from).c_str(), nameForSystem(to).c_str(), 0)) return S_OK;
+            const DWORD error = GetLastError();
+            return HRESULT_FROM_WIN32(error == ERROR_FILE_EXISTS ? ERROR_ALREADY_EXISTS : error);
+        },
+        mayPass);
+}
+
 std::wstring unusedNameBeside(const std::wstring& path) {
     static std::atomic<std::uint32_t> last{0};
     // Also of "D:name.mp4" the folder; what can't be made absolute stays as it is.

@@ -49,4 +49,7 @@ namespace velkantrix {
 [[nodiscard]] HRESULT replaceFileUnlessSame(const std::wstring& from, const std::wstring& to,
                                             const std::wstring& kept);
 
+// Likewise, where nothing may stand: ERROR_ALREADY_EXISTS when something does.
+[[nodiscard]] HRESULT moveToFreeName(const std::wstring& from, const std::wstring& to);
+
 } // namespace velkantrix

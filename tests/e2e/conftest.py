@@ -126,8 +126,8 @@ def hour(play):
 
 @pytest.fixture
 def five_minutes(play):
-    """One that takes three seconds."""
-    return with_cut(play("five-minutes", environment={**LOGGED, "RIG_WRITER_PACE": "100"}))
+    """One that takes six seconds."""
+    return with_cut(play("five-minutes", environment={**LOGGED, "RIG_WRITER_PACE": "50"}))
 
 
 @pytest.fixture

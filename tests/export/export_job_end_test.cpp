@@ -113,13 +113,39 @@ TEST_F(FinishExport, CancelDeletesTheOutputAndSaysNoMore) {
                 ElementsAre(L"export E:\\out.mp4", L"delete E:\\out.mp4 unless D:\\v\\source.mkv"));
 }
 
-// The old one is gone by then: better the new one than none.
+// The old one is gone by then: better the new one than none, and it is the export.
 TEST_F(FinishExport, ACancelThatComesTooLateKeepsAFileThatReplacedAnother) {
     world.disk.put(OUT, L"old");
     exportTo(OUT);
     cancelLate();
     EXPECT_EQ(world.disk.content(OUT), L"complete");
-    EXPECT_EQ(state.statusText, L"Export cancelled");
+    EXPECT_EQ(state.statusText, L"Export complete — File ▸ Show last export in Explorer");
+    EXPECT_EQ(job.lastExportPath, OUT);
+    EXPECT_FALSE(state.edited);
+}
+
+// A save that the user has cancelled isn't swapped in, whatever stood at its temporary name.
+TEST_F(FinishExport, ASaveThatIsCancelledLateIsCancelled) {
+    world.disk.put(TEMP, L"old");
+    saveTo(TEMP);
+    cancelLate();
+    EXPECT_EQ(state.statusText, L"Save cancelled — your original is untouched");
+    EXPECT_TRUE(state.edited);
+}
+
+TEST_F(FinishExport, AFileThatStandsBesideItsPlaceIsToldThoughTheUserHasCancelledSince) {
+    world.replaceError = L"Somebody has it open (0x80070020)";
+    world.onKeep = [&] {
+        job.exportCancel = true;
+    };
+    for (const bool separate : {false, true}) {
+        world.disk.put(separate ? L"E:\\clips\\clip-02.mp4" : OUT, L"old");
+        exportTo(separate ? L"E:\\clips" : OUT, separate);
+        endJob();
+        EXPECT_EQ(state.statusText, L"Export failed");
+        EXPECT_EQ(world.calls.back(),
+                  L"error: Export failed.\n\nSomebody has it open (0x80070020)\n\nIt was kept.");
+    }
 }
 
 TEST_F(FinishExport, CancelDeletesTheCopyToo) {

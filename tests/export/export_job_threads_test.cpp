@@ -81,12 +81,7 @@ protected:
             ASSERT_EQ(written, copied ? L"source" : L"complete");
             return;
         }
-        if (!round.oldFiles) {
-            ASSERT_EQ(written, std::nullopt);
-        } else if (written != L"old") { // the cancel came when it had been replaced
-            ASSERT_TRUE(round.cancels);
-            ASSERT_TRUE(written == L"complete" || written == L"source");
-        }
+        ASSERT_EQ(written, round.oldFiles ? std::optional<std::wstring>(L"old") : std::nullopt);
         ASSERT_EQ(world.disk.content(OUT + std::wstring(L".tmp")), std::nullopt);
         ASSERT_EQ(job.lastExportPath, L"");
     }
@@ -118,7 +113,11 @@ TEST_F(ExportJobThreads, LeaveOnlyWhatIsCompleteWheneverTheyAreCancelled) {
         ASSERT_FALSE(HasFatalFailure());
         ASSERT_FALSE(state.exportBusy);
         ASSERT_EQ(world.disk.content(SOURCE), L"source");
-        ASSERT_EQ(state.statusText == L"Export cancelled", round.cancels);
+        // A cancel that comes when an old file has been replaced is none.
+        const bool mayComeTooLate = round.oldFiles && !round.separate;
+        if (!round.cancels || !mayComeTooLate) {
+            ASSERT_EQ(state.statusText == L"Export cancelled", round.cancels);
+        }
         if (round.separate)
             checkSeparate();
         else

@@ -118,7 +118,7 @@ struct JobWorld {
     std::function<bool(const std::wstring&, const std::wstring&)> onSameFile;
     std::function<void()> onStep; // between two steps of an export or a copy
     std::wstring heldOpen;        // likewise, and that can be told before
-    std::function<void()> onReplace;
+    std::function<void()> onReplace, onKeep;
     std::wstring replaceError; // not empty: no file can be replaced, for that reason
 
     // Answers of the UI thread's side.
@@ -232,6 +232,7 @@ struct JobWorld {
         };
         jobs.keepBeside = [this](const std::wstring& path, const std::wstring& target) {
             note(L"keep " + path + L" beside " + target);
+            if (onKeep) onKeep();
             return L"It was kept.";
         };
         jobs.postCompletion = [this](bool success) {

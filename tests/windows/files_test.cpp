@@ -161,6 +161,23 @@ TEST_F(FilesTest, NeverReplacesTheKeptFile) {
     EXPECT_TRUE(exists(inFolder(L"new.mp4")));
 }
 
+TEST_F(FilesTest, MovesToAFreeNameOnly) {
+    writeBytes(inFolder(L"new.mp4"), {'n'});
+    EXPECT_EQ(moveToFreeName(inFolder(L"new.mp4"), other),
+              HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS));
+    EXPECT_NE(bytesOf(other), std::vector<char>{'n'});
+    UniqueFile held(CreateFileW(inFolder(L"new.mp4").c_str(), GENERIC_READ, FILE_SHARE_READ,
+                                nullptr, OPEN_EXISTING, 0, nullptr));
+    ASSERT_TRUE(held);
+    std::thread holder([&] {
+        Sleep(120);
+        held.reset();
+    });
+    EXPECT_EQ(moveToFreeName(inFolder(L"new.mp4"), inFolder(L"free.mp4")), S_OK);
+    holder.join();
+    EXPECT_EQ(bytesOf(inFolder(L"free.mp4")), std::vector<char>{'n'});
+}
+
 TEST_F(FilesTest, WhetherAFileCanBeReplacedIsToldBefore) {
     EXPECT_EQ(askReplaceable(other), S_OK);
     EXPECT_EQ(askReplaceable(inFolder(L"none.mp4")), S_OK);

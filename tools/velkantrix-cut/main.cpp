@@ -13,7 +13,6 @@
 #include "export/safe_write_files.h"
 #include "platform/com.h"
 #include "platform/files.h"
-#include "platform/hresult.h"
 #include "platform/media_startup.h"
 #include "platform/mf_util.h"
 #include "tools/velkantrix-cut/console.h"
