@@ -160,9 +160,8 @@ TEST_F(WindowTickTest, TheTickIsSlowWhenItHasEndedThePlaying) {
 
 TEST_F(WindowTickTest, TheTickStaysQuickWhenThePictureComesBeforeAPendingPlay) {
     open();
+    command(102);
     command(126); // the end, from where playing begins anew
-    command(102);
-    command(102);
     command(102);
     ASSERT_EQ(ui().playback->state(), PlaybackState::Paused);
     ASSERT_TRUE(ui().playback->isOrWillBePlaying());
