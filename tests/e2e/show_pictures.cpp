@@ -67,7 +67,8 @@ int seekAround(PlaybackController& controller, std::uint64_t seed, int count) {
         else
             controller.pause();
         wait(choices.below(playing ? 80 : 1));
-        const double target = choices.below(last) / 1000.0 + 0.0005; // never on a frame's edge
+        const double target =
+            choices.below(last) / 1000.0 + 0.0005; // hardly ever on a frame's edge
         controller.seek(target);
         if (!waitFor([&] { return !controller.isSeeking(); })) return 4;
         const Ticks settled = controller.settledPts();
