@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "app/palette.h"
+#include "base/hash64.h"
 #include "base/time_text.h"
 #include "edit/clip_name.h"
 #include "edit/fades.h"
@@ -14,20 +15,19 @@ namespace {
 
 constexpr double MOST_MILLISECONDS = 9e18; // that a key can hold
 
-// FNV-1a over whole numbers instead of bytes.
 class Key {
 public:
-    void add(std::uint64_t value) { hash_ = (hash_ ^ value) * 0x100000001b3ULL; }
+    void add(std::uint64_t value) { hash_.add(value); }
     void add(std::int32_t value) { add(static_cast<std::uint64_t>(std::int64_t{value})); }
     // In milliseconds, rounded to nearest; none is below 0.
     void addTime(double seconds) {
         const double rounded = seconds * 1000 + 0.5;
         add(static_cast<std::uint64_t>(std::min(rounded, MOST_MILLISECONDS)));
     }
-    [[nodiscard]] std::uint64_t value() const { return hash_; }
+    [[nodiscard]] std::uint64_t value() const { return hash_.value(); }
 
 private:
-    std::uint64_t hash_ = 0xcbf29ce484222325ULL;
+    Hash64 hash_{0xcbf29ce484222325ULL};
 };
 
 std::uint64_t hashOf(const std::wstring& text) {
