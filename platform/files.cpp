@@ -1,5 +1,6 @@
 #include "platform/files.h"
 
+#include <array>
 #include <atomic>
 #include <cstdint>
 #include <cstring>
@@ -162,6 +163,12 @@ std::wstring absolutePath(const std::wstring& path) {
         full.resize(length);
         if (fits) return full;
     }
+}
+
+std::wstring programPath() {
+    std::array<wchar_t, MAX_PATH> path{};
+    const DWORD length = GetModuleFileNameW(nullptr, path.data(), MAX_PATH);
+    return length < MAX_PATH ? std::wstring(path.data(), length) : std::wstring();
 }
 
 std::wstring nameForSystem(const std::wstring& path) {

@@ -13,6 +13,10 @@ namespace velkantrix {
 // and so can't lead anywhere but to files.
 [[nodiscard]] std::wstring absolutePath(const std::wstring& path);
 
+// The running program's own file; empty when its name has 260 characters or more, which other
+// programs couldn't start it by.
+[[nodiscard]] std::wstring programPath();
+
 // What the system is to be given for the path, however long it is and whatever its own setting.
 [[nodiscard]] std::wstring nameForSystem(const std::wstring& path);
 

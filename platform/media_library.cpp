@@ -49,6 +49,11 @@ HRESULT WINAPI MFCreateAttributes(IMFAttributes** attributes, UINT32 size) {
     return function ? function(attributes, size) : MISSING;
 }
 
+HRESULT WINAPI MFCreateMediaType(IMFMediaType** type) {
+    const auto function = platformFunction<decltype(MFCreateMediaType)>("MFCreateMediaType");
+    return function ? function(type) : MISSING;
+}
+
 HRESULT WINAPI MFCreateDXGIDeviceManager(UINT* token, IMFDXGIDeviceManager** manager) {
     const auto function =
         platformFunction<decltype(MFCreateDXGIDeviceManager)>("MFCreateDXGIDeviceManager");
