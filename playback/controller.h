@@ -69,7 +69,8 @@ public:
     void setVolume(double volume); // kept within 0 to 1
     void setMuted(bool muted);
 
-    void setExposure(double stops);
+    void setExposure(double stops); // of the file that is open: another one has none
+    [[nodiscard]] double exposure() const { return picture_.exposure; }
     void setDim(double dim);
 
     [[nodiscard]] bool hasEngine() const { return static_cast<bool>(engine_); }

@@ -6,18 +6,17 @@
 
 #include <algorithm>
 #include <cfloat>
-#include <cmath>
 #include <cstring>
 
 #include "platform/hresult.h"
 #include "platform/library.h"
+#include "playback/exposure_rules.h"
 #include "playback/open_rules.h"
 #include "playback/shader_source.h"
 
 namespace velkantrix {
 namespace {
 
-constexpr double SMALLEST_EXPOSURE = 0.001; // stops; less is none
 constexpr UINT BYTES_PER_PIXEL = 4;
 
 // Loaded at first use and kept: only programs that play something need it.
@@ -135,8 +134,7 @@ bool fetchPicture(Presenter& p, IMFMediaEngine* engine, const PictureLook& look)
 
 void setConstants(Presenter& p, const PictureLook& look, bool fromPlanes) {
     const ShaderConstants values{.exposure = static_cast<float>(look.exposure),
-                                 .enabled =
-                                     std::abs(look.exposure) > SMALLEST_EXPOSURE ? 1.0F : 0.0F,
+                                 .enabled = isExposed(look.exposure) ? 1.0F : 0.0F,
                                  .dim = static_cast<float>(look.dim),
                                  .nv12 = fromPlanes ? 1.0F : 0.0F};
     p.context->UpdateSubresource(p.constants.get(), 0, nullptr, &values, 0, 0);
