@@ -10,6 +10,7 @@
 #include "app/menus.h"
 #include "app/placing.h"
 #include "app/rename_field.h"
+#include "app/settings.h"
 #include "app/timeline_mouse.h"
 #include "app/timeline_paint.h"
 #include "app/ui_state.h"
@@ -45,6 +46,7 @@ EngineOpening openEngine(const std::wstring& path) {
     if (!state.playback) state.playback = std::make_unique<PlaybackController>();
     const HRESULT opened =
         state.playback->open(path.c_str(), openState().slowToSeek, state.video, state.window);
+    state.playback->setExposure(state.exposure); // one that is opened anew has none
     return {.begun = SUCCEEDED(opened), .failurePosted = state.playback->failurePosted()};
 }
 
@@ -135,25 +137,27 @@ void bindFiles(OpenHost& host) {
     host.isFile = isFile;
     host.examineFile = examineFile;
 
-    // Nothing is remembered from run to run yet.
     host.storeFileState = [] {
+        takeEngineTime();
+        storeFilePlayhead();
+        storeFileGeometry();
+        storeFileZoom();
     };
     host.storedPlayhead = []() -> std::optional<double> {
-        return std::nullopt;
+        double seconds = 0;
+        return loadFilePlayhead(seconds) ? std::optional(seconds) : std::nullopt;
     };
     host.restoreZoom = [] {
-        ui().doubled = false;
+        ui().doubled = loadFileZoom();
     };
-    host.restoreGeometry = [] {
-        return false;
-    };
+    host.restoreGeometry = loadFileGeometry;
     host.addRecent = [] {
         SHAddToRecentDocs(SHARD_PATHW, openState().path.c_str());
-        addRecent(ui().recentFiles, openState().path, equalNames);
+        addRecent(openState().path);
     };
     host.recentFile = recentPathOfMenu; // what the user has read, not what the list is now
     host.removeRecent = [](const std::wstring& path) {
-        removeRecent(ui().recentFiles, path, equalNames);
+        removeRecent(path);
     };
 }
 
@@ -178,6 +182,7 @@ void bindWindow(OpenHost& host) {
     host.stopPeaks = [] {
     };
     host.resetExposure = [] {
+        ui().exposure = 0;
     };
     host.hideVideo = [] {
         ui().firstFrameShown = false;

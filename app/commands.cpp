@@ -4,9 +4,13 @@
 
 #include <algorithm>
 
+#include "app/about.h"
 #include "app/command_table.h"
+#include "app/exposure_commands.h"
 #include "app/placing.h"
+#include "app/settings.h"
 #include "app/timeline_mouse.h"
+#include "app/transport_bar.h"
 #include "app/ui_state.h"
 #include "app/window_tick.h"
 #include "edit/edit_state.h"
@@ -94,7 +98,7 @@ void edit(void (*operation)()) {
 void toggleZoom() {
     ui().doubled = !ui().doubled;
     sizeWindowToVideo();
-    InvalidateRect(ui().transport, nullptr, FALSE);
+    repaintTransport();
 }
 
 void renameFieldSays(std::uint16_t notification) {
@@ -187,11 +191,17 @@ constexpr CommandHandler HANDLERS[] = {
      [] {
          toggleFadeOfSelectedClip(true);
      }},
+    {COMMAND_AUTO_EXPOSURE, exposureAuto},
+    {COMMAND_BRIGHTER, exposureBrighter},
+    {COMMAND_DARKER, exposureDarker},
+    {COMMAND_RESET_EXPOSURE, exposureReset},
+    {COMMAND_TOGGLE_EXPOSURE, exposureResetOrAuto},
     {COMMAND_ZOOM, toggleZoom},
-    {COMMAND_CLEAR_RECENT,
+    {COMMAND_ABOUT,
      [] {
-         ui().recentFiles.clear();
+         showAbout(ui().window);
      }},
+    {COMMAND_CLEAR_RECENT, clearRecent},
 };
 
 // Menus of several commands with one meaning each.
@@ -216,12 +226,14 @@ bool runOneOfMany(std::uint16_t command) {
 MenuExtras menuExtras() {
     const ExportJobState& job = exportJob();
     return {.lastExportPath = job.lastExportPath,
+            .exposure = ui().exposure,
             .exportLayout = job.exportLayout,
             .exportQuality = job.exportQuality,
             .recents = ui().recentFiles};
 }
 
 void applyVolume() {
+    repaintTransport();
     if (!playback()) return;
     playback()->setVolume(ui().volume.level);
     playback()->setMuted(ui().volume.muted);

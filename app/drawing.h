@@ -52,6 +52,21 @@ struct TriangleItem {
     bool operator==(const TriangleItem&) const = default;
 };
 
+// Filled, without an outline, each corner a quarter of a circle of this diameter.
+struct RoundedItem {
+    PixelRect rect;
+    std::uint32_t colour = 0;
+    std::int32_t corner = 0;
+    bool operator==(const RoundedItem&) const = default;
+};
+
+// Filled, without an outline.
+struct EllipseItem {
+    PixelRect rect;
+    std::uint32_t colour = 0;
+    bool operator==(const EllipseItem&) const = default;
+};
+
 // On one line, in the middle of the rectangle's height, nothing in it underlined.
 struct TextItem {
     std::wstring text;
@@ -72,7 +87,8 @@ struct IconItem {
     bool operator==(const IconItem&) const = default;
 };
 
-using DrawItem = std::variant<FillItem, OutlineItem, LineItem, TriangleItem, TextItem, IconItem>;
+using DrawItem = std::variant<FillItem, OutlineItem, LineItem, TriangleItem, RoundedItem,
+                              EllipseItem, TextItem, IconItem>;
 using Drawing = std::vector<DrawItem>;
 
 } // namespace velkantrix

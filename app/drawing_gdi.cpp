@@ -64,6 +64,17 @@ public:
         Polygon(dc_, corners, 3);
     }
 
+    void operator()(const RoundedItem& item) const {
+        const PenLikeBrush ink(dc_, item.colour);
+        RoundRect(dc_, item.rect.left, item.rect.top, item.rect.right, item.rect.bottom,
+                  item.corner, item.corner);
+    }
+
+    void operator()(const EllipseItem& item) const {
+        const PenLikeBrush ink(dc_, item.colour);
+        Ellipse(dc_, item.rect.left, item.rect.top, item.rect.right, item.rect.bottom);
+    }
+
     void operator()(const TextItem& item) const {
         RECT rect = rectOf(item.rect);
         if (!RectVisible(dc_, &rect)) return; // not what is repainted
@@ -92,6 +103,20 @@ public:
     }
 
 private:
+    // An outline of the filling's colour: without a pen GDI leaves out the last column and row.
+    class PenLikeBrush {
+    public:
+        PenLikeBrush(HDC dc, COLORREF colour)
+            : pen_(dc, GetStockObject(DC_PEN)), brush_(dc, stockBrush()) {
+            SetDCPenColor(dc, colour);
+            SetDCBrushColor(dc, colour);
+        }
+
+    private:
+        Selected pen_;
+        Selected brush_;
+    };
+
     static HBRUSH stockBrush() { return static_cast<HBRUSH>(GetStockObject(DC_BRUSH)); }
 
     HDC dc_;

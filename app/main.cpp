@@ -7,11 +7,13 @@
 
 #include <string>
 
+#include "app/associations.h"
 #include "app/bindings.h"
 #include "app/dark_mode.h"
 #include "app/main_window.h"
 #include "app/message_loop.h"
 #include "app/placing.h"
+#include "app/settings.h"
 #include "edit/open_flow.h"
 #include "platform/files.h"
 #include "platform/handles.h"
@@ -71,8 +73,10 @@ void runMessageLoop(HWND window, HACCEL accelerators) {
 void showAndServe(HWND window, int show, const std::wstring& path) {
     const HACCEL accelerators = createAccelerators();
     darkenTitleBar(window);
-    placeWindowFirst();
-    ShowWindow(window, show);
+    if (!loadWindowPlacement(window)) {
+        placeWindowFirst();
+        ShowWindow(window, show);
+    }
     UpdateWindow(window);
     if (path.empty())
         warmUp();
@@ -90,6 +94,9 @@ void run(HINSTANCE instance, int show) {
     const HRESULT apartment = CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     const INITCOMMONCONTROLSEX controls = {sizeof controls, ICC_BAR_CLASSES};
     InitCommonControlsEx(&controls);
+    registerAssociations();
+    loadVolume();
+    loadRecent();
     const std::wstring path = fileToOpen();
     darkenMenus();
     bindHosts();

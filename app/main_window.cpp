@@ -13,8 +13,10 @@
 #include "app/menus.h"
 #include "app/placing.h"
 #include "app/resource_ids.h"
+#include "app/settings.h"
 #include "app/timeline_messages.h"
 #include "app/timeline_paint.h"
+#include "app/transport_bar.h"
 #include "app/ui_state.h"
 #include "app/window_tick.h"
 #include "edit/edit_state.h"
@@ -68,6 +70,9 @@ void onCreate(HWND window) {
     SetMenu(window, buildMenuBar());
     bindExportJob(window);
     jobHost().setTimer = setTickPeriod;
+    jobHost().exposure = [] {
+        return ui().exposure;
+    };
     state.video =
         createChild(window, L"STATIC", L"Video preview", SS_NOTIFY | SS_BLACKRECT, COMMAND_VIDEO);
     SetWindowSubclass(state.video, videoProcedure, 0, 0);
@@ -79,8 +84,15 @@ void onCreate(HWND window) {
     layOut();
 }
 
-void onDestroy(HWND window) {
+// What is remembered until the next start.
+void storeAll() {
     openHost().storeFileState();
+    storeWindowPlacement();
+    storeVolume();
+}
+
+void onDestroy(HWND window) {
+    storeAll();
     if (ui().fullscreen) DestroyMenu(ui().menuBefore); // the window hasn't got it
     KillTimer(window, TICK_TIMER);
     KillTimer(window, DIAGNOSTICS_TIMER);
@@ -165,7 +177,7 @@ BOOL mayEndSession(HWND window) {
 // The process is ended as soon as this returns, without any other message.
 void onEndSession(HWND window, bool ends) {
     ShutdownBlockReasonDestroy(window);
-    if (ends) openHost().storeFileState();
+    if (ends) storeAll();
 }
 
 void onDrop(HDROP drop) {
@@ -255,11 +267,6 @@ LRESULT CALLBACK mainWindowProcedure(HWND window, UINT message, WPARAM wide, LPA
     }
 }
 
-// Its controls are to come.
-LRESULT CALLBACK transportProcedure(HWND window, UINT message, WPARAM wide, LPARAM lng) {
-    return DefWindowProcW(window, message, wide, lng);
-}
-
 } // namespace
 
 void registerWindowClasses(HINSTANCE instance) {
@@ -295,7 +302,7 @@ void updateControls() {
         ShowWindow(state.transport, SW_HIDE);
     else if (!state.fullscreen) // there it comes and goes with the mouse
         ShowWindow(state.transport, SW_SHOWNA);
-    InvalidateRect(state.transport, nullptr, FALSE);
+    repaintTransport();
     repaint();
 }
 

@@ -1,20 +1,18 @@
 #include "app/menu_rules.h"
 
 #include <algorithm>
-#include <cmath>
 #include <utility>
 
 #include "app/command_table.h"
 #include "app/recent_files.h"
 #include "edit/fades.h"
 #include "edit/operations.h"
+#include "playback/exposure_rules.h"
 
 namespace velkantrix {
 namespace {
 
 using Items = std::vector<MenuItem>;
-
-constexpr double SMALLEST_EXPOSURE = 0.001; // less is none
 
 const MenuItem SEPARATOR{.separator = true};
 
@@ -80,7 +78,7 @@ Items viewMenu(const MenuState& state) {
         item(L"Exposure &brighter\t]", COMMAND_BRIGHTER, state.videoLoaded),
         item(L"Exposure &darker\t[", COMMAND_DARKER, state.videoLoaded),
         item(L"&Reset exposure", COMMAND_RESET_EXPOSURE,
-             state.videoLoaded && std::abs(state.exposure) > SMALLEST_EXPOSURE),
+             state.videoLoaded && isExposed(state.exposure)),
         SEPARATOR,
         item(L"&Mute\tM", COMMAND_MUTE, true, state.muted)};
 }

@@ -43,4 +43,16 @@ inline constexpr std::uint32_t TIP = rgb(40, 38, 30); // and what an export hasn
 inline constexpr std::uint32_t FIELD = rgb(46, 34, 30);
 inline constexpr std::uint32_t TIP_TEXT = rgb(232, 228, 218);
 
+// The transport bar.
+inline constexpr std::uint32_t TRANSPORT = rgb(22, 21, 16);
+inline constexpr std::uint32_t HOVERED_CONTROL = rgb(44, 41, 33);
+inline constexpr std::uint32_t PRESSED_CONTROL = rgb(60, 55, 45);
+inline constexpr std::uint32_t CONTROL_FACE = rgb(237, 235, 226);
+inline constexpr std::uint32_t DISABLED_FACE = rgb(110, 105, 96);
+inline constexpr std::uint32_t SEPARATOR_LINE = rgb(60, 57, 49);
+inline constexpr std::uint32_t SLIDER_TRACK = rgb(60, 57, 49);
+inline constexpr std::uint32_t MUTED_KNOB = rgb(120, 114, 104);
+inline constexpr std::uint32_t TOOLTIP = rgb(28, 25, 20);
+inline constexpr std::uint32_t TOOLTIP_TEXT = rgb(237, 235, 226);
+
 } // namespace velkantrix

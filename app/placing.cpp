@@ -139,6 +139,20 @@ void placeWindowFirst() {
     }
 }
 
+bool applyPlacement(HWND window, WINDOWPLACEMENT placement) {
+    if (IsIconic(window)) {
+        if (placement.showCmd == SW_SHOWMAXIMIZED) placement.flags |= WPF_RESTORETOMAXIMIZED;
+        placement.showCmd = SW_SHOWMINNOACTIVE;
+    }
+    // A second time where the first brings it to a monitor of another scale, which sizes it anew.
+    int dpi = 0;
+    for (int tries = 0; tries < 2 && dpi != ui().dpi; tries++) {
+        dpi = ui().dpi;
+        if (!SetWindowPlacement(window, &placement)) return false;
+    }
+    return true;
+}
+
 void toggleFullscreen() {
     if (!ui().fullscreen && !editState().videoLoaded) return;
     commitRename(true);

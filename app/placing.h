@@ -19,6 +19,10 @@ void followDpi(int dpi, const RECT* suggested);
 // The very first start: in the middle of the primary monitor.
 void placeWindowFirst();
 
+// Puts the window where it stood before, and shows it; one that is minimised stays so until it is
+// restored. False: the system wouldn't.
+[[nodiscard]] bool applyPlacement(HWND window, WINDOWPLACEMENT placement);
+
 // Only with a video, or to leave it.
 void toggleFullscreen();
 

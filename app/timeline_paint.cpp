@@ -5,6 +5,7 @@
 
 #include "app/drawing_gdi.h"
 #include "app/layout.h"
+#include "app/paint_layer.h"
 #include "app/timeline_layout.h"
 #include "app/timeline_mouse.h"
 #include "app/ui_state.h"
@@ -14,26 +15,16 @@
 #include "edit/rename.h"
 #include "edit/timeline_map.h"
 #include "export/export_job_core.h"
-#include "platform/gdi.h"
 
 namespace velkantrix {
 namespace {
 
 constexpr int TIMELINE_STRIP = 240; // 96-dpi units from the bottom: with the playhead's line
 
-// A picture of the window's size in memory. Assigning another one lets the dc go before the bitmap,
-// which can't be deleted while a dc has it.
-struct Layer {
-    UniqueMemoryDc dc;
-    UniqueBitmap bitmap;
-    int width = 0;
-    int height = 0;
-};
-
 // The window is drawn here first, and then copied: it never flickers.
 struct BackBuffer {
-    Layer window;
-    Layer strip;                           // the clips, as they were drawn last
+    PaintLayer window;
+    PaintLayer strip;                      // the clips, as they were drawn last
     std::optional<std::uint64_t> stripKey; // none: they aren't
     bool paintAll = true;
 };
@@ -41,23 +32,6 @@ struct BackBuffer {
 BackBuffer& backBuffer() {
     static BackBuffer buffer;
     return buffer;
-}
-
-// Made anew, and black, when the size has changed.
-bool fitLayer(HDC screen, Layer& layer, int width, int height) {
-    if (layer.dc && width == layer.width && height == layer.height) return true;
-    layer = {};
-    layer.dc.reset(CreateCompatibleDC(screen));
-    layer.bitmap.reset(CreateCompatibleBitmap(screen, width, height));
-    if (!layer.dc || !layer.bitmap) {
-        layer = {};
-        return false;
-    }
-    SelectObject(layer.dc.get(), layer.bitmap.get());
-    PatBlt(layer.dc.get(), 0, 0, width, height, BLACKNESS);
-    layer.width = width;
-    layer.height = height;
-    return true;
 }
 
 std::optional<PixelRect> videoOnScreen() {
@@ -120,7 +94,8 @@ void paintStrip(HDC dc, const WindowState& window) {
     const StripState& strip = window.strip;
     if (!window.videoLoaded || strip.track.empty()) return;
     BackBuffer& buffer = backBuffer();
-    if (window.cutDrag || !fitLayer(dc, buffer.strip, window.client.width, window.client.height))
+    if (window.cutDrag ||
+        !fitPaintLayer(dc, buffer.strip, window.client.width, window.client.height))
         return draw(dc, strip);
     const std::uint64_t key = stripKey(strip);
     if (buffer.stripKey != key) {
@@ -155,7 +130,7 @@ void paintWindow(HWND window) {
     BackBuffer& buffer = backBuffer();
     const bool fresh = buffer.window.width != width || buffer.window.height != height;
     if (fresh) buffer.stripKey.reset();
-    if (screen && fitLayer(screen, buffer.window, width, height)) {
+    if (screen && fitPaintLayer(screen, buffer.window, width, height)) {
         RECT dirty = paint.rcPaint;
         if (fresh || buffer.paintAll || IsRectEmpty(&dirty)) dirty = {0, 0, width, height};
         buffer.paintAll = false;

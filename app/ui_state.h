@@ -26,6 +26,7 @@ struct UiState {
     bool volumeDragged = false;
     bool doubled = false; // the video is shown with two pixels for each of its own
     Volume volume;
+    double exposure = 0; // in stops; of the open video
 
     RecentFiles recentFiles;
     bool sizeWhenRestored = false; // to the video that was opened while the window was minimised

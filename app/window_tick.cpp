@@ -5,6 +5,7 @@
 
 #include "app/commands.h"
 #include "app/timeline_paint.h"
+#include "app/transport_bar.h"
 #include "app/ui_state.h"
 #include "edit/edit_state.h"
 #include "edit/fades.h"
@@ -35,7 +36,9 @@ void tickTransport() {
 void tickReveal(bool playing) {
     UiState& state = ui();
     if (state.firstFrameShown) return;
-    if (!isTimeToReveal({.presented = playback()->enginePresented(),
+    // Where it goes on at a stored place, the video's first picture isn't the one to be shown.
+    const bool presented = playback()->enginePresented() && !playback()->isSeeking();
+    if (!isTimeToReveal({.presented = presented,
                          .playing = playing,
                          .sinceOpen = GetTickCount64() - state.openTick,
                          .time = editState().playhead,
@@ -83,7 +86,7 @@ void tickTime() {
     if (period) setTickPeriod(*period);
     const TickChange change = noteTime(ui().tickMemory, edit.playhead, plays);
     if (!change.anything) return;
-    if (change.playingChanged) InvalidateRect(ui().transport, nullptr, FALSE);
+    if (change.playingChanged) repaintTransport();
     applyFadePreview();
     repaintTimeline();
 }

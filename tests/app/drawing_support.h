@@ -49,7 +49,8 @@ bool holds(const Drawing& drawing, const Item& wanted) {
 
 // The kind and the colour of each item, in the order of drawing; an icon has none.
 inline std::vector<std::pair<std::string, std::uint32_t>> sequenceOf(const Drawing& drawing) {
-    constexpr const char* KINDS[] = {"fill", "outline", "line", "triangle", "text", "icon"};
+    constexpr const char* KINDS[] = {"fill",    "outline", "line", "triangle",
+                                     "rounded", "ellipse", "text", "icon"};
     static_assert(std::variant_size_v<DrawItem> == std::size(KINDS));
     std::vector<std::pair<std::string, std::uint32_t>> sequence;
     for (const DrawItem& item : drawing) {
@@ -99,6 +100,15 @@ struct Doubling {
     }
     DrawItem operator()(TriangleItem item) const {
         for (PixelPoint& corner : item.corners) corner = of(corner);
+        return item;
+    }
+    DrawItem operator()(RoundedItem item) const {
+        item.rect = of(item.rect);
+        item.corner *= 2;
+        return item;
+    }
+    DrawItem operator()(EllipseItem item) const {
+        item.rect = of(item.rect);
         return item;
     }
     DrawItem operator()(TextItem item) const {

@@ -13,6 +13,8 @@
 //     menu                 whether a popup menu is open
 //     cursor               the number of the cursor that is shown; another one has another number
 //     modules              the libraries that the program has loaded, in lower case
+//     access               what a screen reader is told of the transport bar
+//     access-press CHILD   does the default action of one of its children; the result
 //     answer ID            presses the button of that box
 //     post MESSAGE W L     posts a message to the window, numbers in decimal
 //     size W H [COUNT]     gives the window a size; COUNT sizes in a row, each a pixel wider
@@ -21,8 +23,9 @@
 //     quit                 ends the program, if it still runs, and this one
 //
 // No command waits for the program, but `exit-code`, for ten seconds, and what types, for five,
-// until it is in front. DRIVE_WINDOW_SHOW in the environment is how the program is asked to show
-// its window, in decimal.
+// until it is in front. In the environment, DRIVE_WINDOW_SHOW is how the program is asked to show
+// its window, in decimal, and DRIVE_WINDOW_KEEP lets it remember what it did before: otherwise its
+// settings are deleted first.
 #include <windows.h>
 
 #include <tlhelp32.h>
@@ -34,6 +37,9 @@
 #include <string>
 #include <vector>
 
+#include "platform/com.h"
+#include "tests/e2e/json_text.h"
+#include "tests/e2e/read_access.h"
 #include "tests/e2e/user_input.h"
 
 namespace {
@@ -41,38 +47,6 @@ namespace {
 constexpr const wchar_t* MAIN_CLASS = L"VelkantrixNative";
 
 DWORD processId = 0;
-
-std::string utf8(const std::wstring& text) {
-    const int size = WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()),
-                                         nullptr, 0, nullptr, nullptr);
-    std::string bytes(static_cast<std::size_t>(size), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), bytes.data(), size,
-                        nullptr, nullptr);
-    return bytes;
-}
-
-std::wstring wide(const std::string& text) {
-    const int size =
-        MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0);
-    std::wstring result(static_cast<std::size_t>(size), L'\0');
-    MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), result.data(),
-                        size);
-    return result;
-}
-
-std::string quoted(const std::wstring& text) {
-    std::string out = "\"";
-    for (const char byte : utf8(text)) {
-        if (byte == '"' || byte == '\\') out += '\\';
-        if (byte == '\n')
-            out += "\\n";
-        else if (static_cast<unsigned char>(byte) < 0x20)
-            out += ' ';
-        else
-            out += byte;
-    }
-    return out + '"';
-}
 
 std::wstring textOf(HWND window) {
     std::wstring text(4096, L'\0');
@@ -295,6 +269,10 @@ std::string perform(const std::string& line) {
     const int y = static_cast<int>(b);
     const HWND window = findWindow(MAIN_CLASS);
     if (verb == "answer") return answer(x);
+    const HWND transport = FindWindowExW(window, nullptr, L"VelkantrixTransport", nullptr);
+    if (verb == "access") return accessJson(transport);
+    if (verb == "access-press")
+        return "{\"result\":" + std::to_string(pressAccess(transport, x)) + "}";
     if (verb == "move")
         mouse(0, x, y);
     else if (verb == "press")
@@ -339,6 +317,8 @@ bool endTogether(HANDLE process) {
 int wmain(int count, wchar_t** words) {
     if (count < 2) return 2;
     SetProcessDpiAwarenessContext(DPI_AWARENESS_CONTEXT_PER_MONITOR_AWARE_V2);
+    const velkantrix::ComApartment apartment(COINIT_MULTITHREADED);
+    if (!_wgetenv(L"DRIVE_WINDOW_KEEP")) RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\Velkantrix");
     std::wstring commandLine;
     for (int i = 1; i < count; ++i)
         commandLine += (i > 1 ? L" " : L"") + (L"\"" + std::wstring(words[i]) + L"\"");

@@ -38,6 +38,11 @@ NUMBERED = {f"numbered-{name}-{keyint}-{bframes}": numbered(rate, keyint, bframe
             for name, rate in (("25", "25"), ("2997", "30000/1001"), ("60", "60"))
             for keyint in (30, 250) for bframes in (0, 3)}
 
+def plain_luma(luma, seconds=4):
+    return f"-f lavfi -i color=gray:size=320x192:rate=30:duration={seconds},format=yuv420p," \
+           f"geq=lum='{luma}':cb=128:cr=128 {h264()} -crf 8"
+
+
 # What ffmpeg is told, but for the output's name. FOLDER is where the ones before lie.
 RECIPES = {
     **NUMBERED,
@@ -62,6 +67,12 @@ RECIPES = {
                               "-movflags +empty_moov+default_base_moof",
     "tables-first": f"{picture()} {tone()} {h264()} {STEREO} -movflags +faststart",
     "audio-only": f"{tone()} {STEREO}",
+    # Of one luma each; the last with highlights over a tenth of its picture.
+    "dark": plain_luma(60),
+    "dark-second": plain_luma(60, seconds=1),
+    "grey": plain_luma(105),
+    "bright": plain_luma(230),
+    "dark-with-lights": plain_luma("if(lt(X\\,W/8)\\,180\\,60)"),
     "one-keyframe": f"{picture()} {tone()} {h264(keyint=1000)} {STEREO}",
     # Large enough to fill the small disk and to be cancelled half-way.
     "large": f"{picture(rate=60, size='1280x720', seconds=40)} {tone(seconds=40)} "

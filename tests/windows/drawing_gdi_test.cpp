@@ -109,6 +109,28 @@ TEST_F(GdiDrawing, ATriangleMayTurnTheOtherWay) {
     EXPECT_EQ(at(150, 70), UNTOUCHED);
 }
 
+TEST_F(GdiDrawing, ARoundedRectangleIsFilledButForItsCorners) {
+    draw(RoundedItem{{20, 10, 80, 50}, INK, 14});
+    expectTouched({20, 10, 80, 50});
+    for (const POINT corner : {POINT{20, 10}, {79, 10}, {20, 49}, {79, 49}})
+        EXPECT_EQ(at(corner.x, corner.y), UNTOUCHED);
+    for (const POINT inside : {POINT{27, 10}, {20, 17}, {79, 42}, {72, 49}, {50, 30}})
+        EXPECT_EQ(at(inside.x, inside.y), INK) << inside.x << ' ' << inside.y;
+    for (const COLORREF colour : canvas.all()) EXPECT_TRUE(colour == INK || colour == UNTOUCHED);
+}
+
+TEST_F(GdiDrawing, AnEllipseIsFilledWithoutAnOutline) {
+    draw(EllipseItem{{20, 10, 33, 23}, INK});
+    expectTouched({20, 10, 33, 23});
+    EXPECT_EQ(at(26, 16), INK);
+    EXPECT_EQ(at(20, 16), INK);
+    EXPECT_EQ(at(26, 22), INK);
+    EXPECT_EQ(at(20, 10), UNTOUCHED);
+    EXPECT_EQ(at(32, 22), UNTOUCHED);
+    EXPECT_NEAR(static_cast<double>(inked(ALL)), 3.1416 * 6.5 * 6.5, 12);
+    for (const COLORREF colour : canvas.all()) EXPECT_TRUE(colour == INK || colour == UNTOUCHED);
+}
+
 TEST_F(GdiDrawing, ALineEndsBeforeItsLastPoint) {
     draw(LineItem{{30, 20}, {30, 50}, INK, 1});
     expectTouched({30, 20, 31, 50});

@@ -17,35 +17,8 @@
 #include "platform/handles.h"
 #include "platform/mf_util.h"
 #include "tests/windows/controller_fixture.h"
+#include "tests/windows/reader_maker.h"
 #include "tests/windows/scripted_media.h"
-
-namespace velkantrix {
-namespace {
-
-// What opening a file for reading gives instead of a reader of the system's. Set while no scan
-// runs.
-using ReaderMaker = std::function<ComPtr<IMFSourceReader>()>;
-ReaderMaker& readerMaker() {
-    static ReaderMaker maker;
-    return maker;
-}
-
-} // namespace
-} // namespace velkantrix
-
-// The linker passes the program's calls to the first, and the first's to the system's by the
-// second.
-extern "C" HRESULT WINAPI __real_MFCreateSourceReaderFromURL(const wchar_t* url,
-                                                             IMFAttributes* attributes,
-                                                             IMFSourceReader** reader);
-extern "C" HRESULT WINAPI __wrap_MFCreateSourceReaderFromURL(const wchar_t* url,
-                                                             IMFAttributes* attributes,
-                                                             IMFSourceReader** reader) {
-    const velkantrix::ReaderMaker& maker = velkantrix::readerMaker();
-    if (!maker) return __real_MFCreateSourceReaderFromURL(url, attributes, reader);
-    *reader = maker().detach();
-    return *reader ? S_OK : E_FAIL;
-}
 
 namespace velkantrix {
 namespace {

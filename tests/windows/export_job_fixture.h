@@ -30,7 +30,6 @@ protected:
     static constexpr ULONGLONG TIME_LIMIT_MS = 60'000;
 
     void SetUp() override {
-        FolderTest::SetUp();
         CreateDirectoryW(clipFolder().c_str(), nullptr);
         window_ = UniqueWindow(CreateWindowExW(0, L"STATIC", L"", 0, 0, 0, 0, 0, HWND_MESSAGE,
                                                nullptr, nullptr, nullptr));
@@ -66,7 +65,6 @@ protected:
         for (const std::wstring& name : clipFiles())
             DeleteFileW((clipFolder() + L"\\" + name).c_str());
         RemoveDirectoryW(clipFolder().c_str());
-        FolderTest::TearDown();
     }
 
     // Opens a copy of a sample recording, which the test may put at risk.

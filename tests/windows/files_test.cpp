@@ -12,7 +12,6 @@ namespace {
 class FilesTest : public FolderTest {
 protected:
     void SetUp() override {
-        FolderTest::SetUp();
         source = inFolder(L"Holiday.mp4");
         other = inFolder(L"other.mp4");
         writeBytes(source, {'a', 'b', 'c'});

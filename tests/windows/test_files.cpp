@@ -67,30 +67,26 @@ std::vector<std::wstring> filesIn(const std::wstring& folder) {
     return names;
 }
 
-void FolderTest::SetUp() {
+TestFolder::TestFolder() {
     const testing::TestInfo* test = testing::UnitTest::GetInstance()->current_test_info();
     folder_ = folderOf(L"VELKANTRIX_SCRATCH");
-    ASSERT_FALSE(folder_.empty()) << "VELKANTRIX_SCRATCH names no folder";
+    EXPECT_FALSE(folder_.empty()) << "VELKANTRIX_SCRATCH names no folder";
     folder_ += L"\\" + wide(test->test_suite_name()) + L"." + wide(test->name());
     makeFolders(folder_);
     clear();
 }
 
-void FolderTest::TearDown() {
+TestFolder::~TestFolder() {
     clear();
     RemoveDirectoryW(folder_.c_str());
 }
 
-std::wstring FolderTest::inFolder(const std::wstring& name) const {
+std::wstring TestFolder::path(const std::wstring& name) const {
     return folder_ + L"\\" + name;
 }
 
-std::vector<std::wstring> FolderTest::filesInFolder() const {
-    return filesIn(folder_);
-}
-
-void FolderTest::clear() const {
-    for (const std::wstring& name : filesInFolder()) DeleteFileW(inFolder(name).c_str());
+void TestFolder::clear() const {
+    for (const std::wstring& name : files()) DeleteFileW(path(name).c_str());
 }
 
 } // namespace velkantrix

@@ -23,19 +23,32 @@ std::vector<char> bytesOf(const std::wstring& path);
 std::vector<std::wstring> filesIn(const std::wstring& folder);
 void writeBytes(const std::wstring& path, const std::vector<char>& bytes);
 
-// Gives each test an empty folder of its own.
-class FolderTest : public testing::Test {
-protected:
-    void SetUp() override;
-    void TearDown() override;
+// An empty folder for the test that runs, taken away with what is in it.
+class TestFolder {
+public:
+    TestFolder();
+    ~TestFolder();
+    TestFolder(const TestFolder&) = delete;
+    TestFolder& operator=(const TestFolder&) = delete;
 
-    // A path in the test's folder.
-    [[nodiscard]] std::wstring inFolder(const std::wstring& name) const;
-    [[nodiscard]] std::vector<std::wstring> filesInFolder() const;
+    [[nodiscard]] std::wstring path(const std::wstring& name) const;
+    [[nodiscard]] std::vector<std::wstring> files() const { return filesIn(folder_); }
 
 private:
     void clear() const;
     std::wstring folder_;
+};
+
+// Gives each test such a folder.
+class FolderTest : public testing::Test {
+protected:
+    [[nodiscard]] std::wstring inFolder(const std::wstring& name) const {
+        return folder_.path(name);
+    }
+    [[nodiscard]] std::vector<std::wstring> filesInFolder() const { return folder_.files(); }
+
+private:
+    TestFolder folder_;
 };
 
 } // namespace velkantrix

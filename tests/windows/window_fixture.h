@@ -26,6 +26,7 @@
 #include "edit/operations.h"
 #include "edit/rename.h"
 #include "export/export_job_core.h"
+#include "tests/windows/scratch_registry.h"
 
 namespace velkantrix {
 
@@ -89,6 +90,7 @@ protected:
         EXPECT_TRUE(editState().edited);
     }
 
+    ScratchRegistry registry; // the window stores there what it remembers
     HWND window = nullptr;
 
 private:

@@ -311,5 +311,24 @@ TEST_F(WindowAtAnotherScale, HasItFromTheStart) {
     EXPECT_EQ(transport.bottom - transport.top, 93);
 }
 
+// The video's first picture is there before the place is known.
+TEST_F(WindowTickTest, AVideoThatGoesOnSomewhereIsFirstSeenThere) {
+    openHost().storedPlayhead = [] {
+        return std::optional(4.0);
+    };
+    beginOpening();
+    ASSERT_TRUE(engine().fire(METADATA_EVENT));
+    engine().offer(S_OK, 0);
+    ASSERT_TRUE(waitFor([] { return playback()->enginePresented(); }));
+    takeNotices();
+    ASSERT_TRUE(playback()->isSeeking());
+    tick();
+    EXPECT_FALSE(IsWindowVisible(ui().video));
+    engine().offer(S_OK, 40'000'000);
+    ASSERT_TRUE(waitFor([] { return !playback()->isSeeking(); }));
+    tick();
+    EXPECT_TRUE(IsWindowVisible(ui().video));
+}
+
 } // namespace
 } // namespace velkantrix
