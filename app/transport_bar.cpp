@@ -144,13 +144,12 @@ void onPress(HWND bar, int x, int y) {
 }
 
 void onRelease(HWND bar, int x, int y) {
-    if (std::exchange(ui().volumeDragged, false)) {
-        ReleaseCapture();
-        return;
-    }
+    const bool dragged = std::exchange(ui().volumeDragged, false);
     const TransportControl pressed = std::exchange(barState().pressed, TRANSPORT_NONE);
-    if (pressed == TRANSPORT_NONE) return;
-    ReleaseCapture();
+    // Also when the mouse has left the bar, after which nothing counts as pressed: while the mouse is
+    // captured no key gets to the window.
+    if (GetCapture() == bar) ReleaseCapture();
+    if (dragged || pressed == TRANSPORT_NONE) return;
     repaint(bar);
     if (transportControlAt(transportLayout(bar), x, y) == pressed) pressTransport(bar, pressed);
 }

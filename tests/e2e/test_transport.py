@@ -152,6 +152,14 @@ def test_pressed_here_and_released_there_is_nothing(wide):
     assert not [text for text in wide.drawn() if text.startswith("Exposure")]
     assert controls(wide)[MUTE]["name"] == "Mute"
     assert wide.time_on_screen() == 0
+    for x, y in ((left + 5, top + 5), (5, 5)):  # over the window, and beside it
+        mouse(wide, "press", SPLIT)
+        wide.ask(f"move {x} {y}")
+        wide.settle()
+        wide.ask(f"release {x} {y}")
+        wide.forget()
+        wide.keys("BRACKET6")  # the keyboard is the window's again
+        wide.wait_for_text("Exposure +")
 
 
 def test_each_control_says_what_it_is_and_its_key(wide):

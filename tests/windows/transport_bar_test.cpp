@@ -121,6 +121,7 @@ TEST_F(TransportBarTest, WhatIsTakenAwayIsNoPress) {
     mouse(WM_LBUTTONDOWN, TRANSPORT_PLAY);
     SendMessageW(bar, WM_MOUSELEAVE, 0, 0);
     mouse(WM_LBUTTONUP, TRANSPORT_PLAY);
+    EXPECT_NE(GetCapture(), bar);
     EXPECT_THAT(posted(), IsEmpty());
 }
 
