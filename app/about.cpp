@@ -4,19 +4,27 @@
 #include <vector>
 
 #include "platform/files.h"
+#include "platform/library.h"
 
 namespace velkantrix {
 
+// Loaded from the system's folder: an import would be looked for beside the program first.
 std::wstring programVersion() {
+    const HMODULE library = loadSystemLibrary(L"version.dll");
+    const auto getSize =
+        findFunction<decltype(GetFileVersionInfoSizeW)>(library, "GetFileVersionInfoSizeW");
+    const auto getInfo =
+        findFunction<decltype(GetFileVersionInfoW)>(library, "GetFileVersionInfoW");
+    const auto query = findFunction<decltype(VerQueryValueW)>(library, "VerQueryValueW");
+    if (!getSize || !getInfo || !query) return {};
     const std::wstring path = programPath();
     DWORD unused = 0;
-    const DWORD size = GetFileVersionInfoSizeW(path.c_str(), &unused);
+    const DWORD size = getSize(path.c_str(), &unused);
     std::vector<std::byte> data(size);
-    if (size == 0 || !GetFileVersionInfoW(path.c_str(), 0, size, data.data())) return {};
+    if (size == 0 || !getInfo(path.c_str(), 0, size, data.data())) return {};
     void* found = nullptr;
     UINT length = 0;
-    if (!VerQueryValueW(data.data(), L"\\", &found, &length) || length < sizeof(VS_FIXEDFILEINFO))
-        return {};
+    if (!query(data.data(), L"\\", &found, &length) || length < sizeof(VS_FIXEDFILEINFO)) return {};
     const auto& version = *static_cast<const VS_FIXEDFILEINFO*>(found);
     return std::to_wstring(HIWORD(version.dwFileVersionMS)) + L"." +
            std::to_wstring(LOWORD(version.dwFileVersionMS)) + L"." +

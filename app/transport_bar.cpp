@@ -19,6 +19,7 @@
 #include "app/ui_state.h"
 #include "edit/edit_state.h"
 #include "platform/hresult.h"
+#include "platform/library.h"
 
 namespace velkantrix {
 namespace {
@@ -76,7 +77,9 @@ void onCreate(HWND bar) {
                         GetModuleHandleW(nullptr), nullptr);
     barState().tips = tips;
     if (!tips) return;
-    ignoreResult(SetWindowTheme(tips, L"", L""), "a themed tip has the system's colours");
+    static const auto setTheme =
+        findFunction<decltype(SetWindowTheme)>(loadSystemLibrary(L"uxtheme.dll"), "SetWindowTheme");
+    if (setTheme) ignoreResult(setTheme(tips, L"", L""), "it then has the system's colours");
     SendMessageW(tips, TTM_SETTIPBKCOLOR, TOOLTIP, 0);
     SendMessageW(tips, TTM_SETTIPTEXTCOLOR, TOOLTIP_TEXT, 0);
     sendTools(bar, TTM_ADDTOOLW);
@@ -146,8 +149,8 @@ void onPress(HWND bar, int x, int y) {
 void onRelease(HWND bar, int x, int y) {
     const bool dragged = std::exchange(ui().volumeDragged, false);
     const TransportControl pressed = std::exchange(barState().pressed, TRANSPORT_NONE);
-    // Also when the mouse has left the bar, after which nothing counts as pressed: while the mouse is
-    // captured no key gets to the window.
+    // Also when the mouse has left the bar, after which nothing counts as pressed: while the mouse
+    // is captured no key gets to the window.
     if (GetCapture() == bar) ReleaseCapture();
     if (dragged || pressed == TRANSPORT_NONE) return;
     repaint(bar);

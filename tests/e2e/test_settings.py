@@ -57,7 +57,8 @@ def test_a_recording_goes_on_where_it_was_left(watch, video):
     window.wait_until_playing()
     seen = window.presents()
     landed = next(i for i, line in enumerate(seen) if line["owner"] == "frozen")
-    assert min(float(line["tick"]) for line in seen[landed:]) >= 5
+    ticks = [float(line["tick"]) for line in seen[landed:]]
+    assert min(tick for tick in ticks if tick >= 0) >= 5  # one that is only drawn again has none
 
 
 def test_it_goes_on_where_it_was_left_for_another_recording(watch, video, media):
