@@ -8,6 +8,12 @@
 
 namespace velkantrix {
 
+std::wstring versionText(const VS_FIXEDFILEINFO& version) {
+    return std::to_wstring(HIWORD(version.dwFileVersionMS)) + L"." +
+           std::to_wstring(LOWORD(version.dwFileVersionMS)) + L"." +
+           std::to_wstring(HIWORD(version.dwFileVersionLS));
+}
+
 // Loaded from the system's folder: an import would be looked for beside the program first.
 std::wstring programVersion() {
     const HMODULE library = loadSystemLibrary(L"version.dll");
@@ -25,10 +31,7 @@ std::wstring programVersion() {
     void* found = nullptr;
     UINT length = 0;
     if (!query(data.data(), L"\\", &found, &length) || length < sizeof(VS_FIXEDFILEINFO)) return {};
-    const auto& version = *static_cast<const VS_FIXEDFILEINFO*>(found);
-    return std::to_wstring(HIWORD(version.dwFileVersionMS)) + L"." +
-           std::to_wstring(LOWORD(version.dwFileVersionMS)) + L"." +
-           std::to_wstring(HIWORD(version.dwFileVersionLS));
+    return versionText(*static_cast<const VS_FIXEDFILEINFO*>(found));
 }
 
 std::wstring aboutText(const std::wstring& version) {

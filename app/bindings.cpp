@@ -139,9 +139,7 @@ void bindFiles(OpenHost& host) {
 
     host.storeFileState = [] {
         takeEngineTime();
-        storeFilePlayhead();
-        storeFileGeometry();
-        storeFileZoom();
+        storeFileState();
     };
     host.storedPlayhead = []() -> std::optional<double> {
         double seconds = 0;

@@ -6,9 +6,9 @@
 
 #include "app/transport_bar.h"
 #include "app/ui_state.h"
+#include "base/exposure.h"
 #include "edit/edit_state.h"
 #include "edit/open_flow.h"
-#include "edit/operations.h"
 #include "playback/exposure_rules.h"
 #include "playback/exposure_sampler.h"
 
@@ -19,32 +19,29 @@ namespace {
 void applyExposure() {
     if (PlaybackController* const controller = playback()) {
         controller->setExposure(ui().exposure);
-        if (controller->state() != PlaybackState::Playing) controller->seek(editState().playhead);
+        if (controller->state() != PlaybackState::Playing) seekTo(editState().playhead);
     }
     editState().statusText = exposureText(ui().exposure);
     repaintTransport();
-    InvalidateRect(ui().window, nullptr, FALSE);
+    repaint();
 }
 
-bool mayLookAtVideo() {
-    return editState().videoLoaded && !editState().exportBusy;
-}
-
-// Leaves the exposure as it is where the video can't be looked at.
+// Leaves the exposure as it is where the video can't be looked at. Of one that is slow to seek the
+// first pictures have to do: the window waits for this.
 void autoExposure() {
+    const OpenState& open = openState();
     const HCURSOR before = SetCursor(LoadCursorW(nullptr, IDC_WAIT));
     const std::optional<LumaHistogram> luma =
-        sampleLuma(openState().path.c_str(), editState().duration);
+        sampleLuma(open.path.c_str(), open.slowToSeek ? 0 : editState().duration);
     SetCursor(before);
     if (!luma) return;
-    if (const std::optional<double> fixed = fixedExposure(*luma))
-        ui().exposure = *fixed;
+    if (const std::optional<double> found = exposureFor(*luma))
+        ui().exposure = *found;
     else
         editState().statusText = L"Couldn't analyze exposure";
 }
 
 void setExposure(double exposure) {
-    if (!editState().videoLoaded) return;
     ui().exposure = exposure;
     applyExposure();
 }
@@ -64,13 +61,11 @@ void exposureReset() {
 }
 
 void exposureAuto() {
-    if (!mayLookAtVideo()) return;
     autoExposure();
     applyExposure();
 }
 
 void exposureResetOrAuto() {
-    if (!mayLookAtVideo()) return;
     if (isExposed(ui().exposure)) return exposureReset();
     exposureAuto();
 }

@@ -1,6 +1,6 @@
 // exposure_commands.h: the commands that make the picture brighter or darker. UI thread.
 //
-// All do nothing without a video, the automatic ones also while a job runs.
+// They run when the command table lets them: with a video, the automatic ones not while a job runs.
 #pragma once
 
 namespace velkantrix {

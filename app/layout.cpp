@@ -17,6 +17,11 @@ constexpr std::int32_t FULLSCREEN_TRANSPORT_WIDTH = 900;
 constexpr std::int32_t FULLSCREEN_TRANSPORT_MARGINS = 48;
 constexpr std::int32_t FULLSCREEN_TRANSPORT_FROM_BOTTOM = 86;
 
+// Of a title bar, whatever the scale, in pixels.
+constexpr std::int64_t TITLE_HEIGHT = 32;
+constexpr std::int64_t LEAST_GRIP_HEIGHT = 16;
+constexpr std::int64_t LEAST_GRIP_WIDTH = 64;
+
 PixelRect rectAt(std::int32_t left, std::int32_t top, std::int32_t width, std::int32_t height) {
     return {left, top, left + std::max(width, 1), top + std::max(height, 1)};
 }
@@ -104,6 +109,18 @@ PixelRect placeInWorkArea(PixelSize window, const PixelRect& current, const Pixe
     placeAxis(std::min(window.height, heightOf(work)), place.top, place.bottom, work.top,
               work.bottom);
     return place;
+}
+
+PixelRect withinReach(const PixelRect& window, const PixelRect& work) {
+    const auto shared = [](std::int64_t from, std::int64_t to, std::int64_t workFrom,
+                           std::int64_t workTo) {
+        return std::min(to, workTo) - std::max(from, workFrom);
+    };
+    const std::int64_t top = window.top;
+    if (shared(window.left, window.right, work.left, work.right) >= LEAST_GRIP_WIDTH &&
+        shared(top, top + TITLE_HEIGHT, work.top, work.bottom) >= LEAST_GRIP_HEIGHT)
+        return window;
+    return placeInWorkArea({widthOf(window), heightOf(window)}, window, work);
 }
 
 PixelRect firstPlacement(const PixelRect& work, std::int32_t dpi) {

@@ -37,6 +37,10 @@ PixelSize clientSizeForVideo(VideoSize video, bool doubled, std::int32_t dpi);
 // the place moved until all of it is inside.
 PixelRect placeInWorkArea(PixelSize window, const PixelRect& current, const PixelRect& work);
 
+// A window that is remembered, on a monitor with this work area: as it was, where its title can be
+// seen and grabbed, else moved into it.
+PixelRect withinReach(const PixelRect& window, const PixelRect& work);
+
 // The window of the very first start, in the middle of the work area.
 PixelRect firstPlacement(const PixelRect& work, std::int32_t dpi);
 

@@ -84,11 +84,12 @@ void onCreate(HWND window) {
     layOut();
 }
 
-// What is remembered until the next start.
+// What is remembered until the next start. The file's state last: its server may not answer, and
+// the system ends a process that takes too long.
 void storeAll() {
-    openHost().storeFileState();
     storeWindowPlacement();
     storeVolume();
+    openHost().storeFileState();
 }
 
 void onDestroy(HWND window) {

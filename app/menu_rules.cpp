@@ -5,9 +5,9 @@
 
 #include "app/command_table.h"
 #include "app/recent_files.h"
+#include "base/exposure.h"
 #include "edit/fades.h"
 #include "edit/operations.h"
-#include "playback/exposure_rules.h"
 
 namespace velkantrix {
 namespace {

@@ -8,8 +8,13 @@
 
 namespace velkantrix {
 
-// Assigning another one lets the dc go before the bitmap, which can't be deleted while a dc has it.
+// The dc goes before the bitmap, which can't be deleted while a dc has it.
 struct PaintLayer {
+    PaintLayer() = default;
+    PaintLayer(PaintLayer&&) = default;
+    PaintLayer& operator=(PaintLayer&&) = default; // in this order
+    ~PaintLayer() { dc.reset(); }
+
     UniqueMemoryDc dc;
     UniqueBitmap bitmap;
     int width = 0;

@@ -46,6 +46,30 @@ void coverMonitor() {
          SWP_NOOWNERZORDER | SWP_FRAMECHANGED);
 }
 
+// Places the window, and once more where that has brought it to a monitor of another scale, which
+// sizes it anew.
+template <class Place>
+void atItsScale(Place place) {
+    const int dpi = ui().dpi;
+    place();
+    if (ui().dpi != dpi) place();
+}
+
+// A stored place may be of a monitor that is gone, or be anything. Such places begin at the
+// monitor's work area, though they are counted from the monitor itself.
+void bringWithinReach(RECT& place) {
+    MONITORINFO monitor = {};
+    monitor.cbSize = sizeof monitor;
+    if (!GetMonitorInfoW(MonitorFromRect(&place, MONITOR_DEFAULTTONEAREST), &monitor)) return;
+    PixelRect work = rectOf(monitor.rcWork);
+    work.right -= work.left - monitor.rcMonitor.left;
+    work.bottom -= work.top - monitor.rcMonitor.top;
+    work.left = monitor.rcMonitor.left;
+    work.top = monitor.rcMonitor.top;
+    const PixelRect reached = withinReach(rectOf(place), work);
+    place = {reached.left, reached.top, reached.right, reached.bottom};
+}
+
 // The window that fullscreen has put away looks as large as before at another scale.
 void scalePlacementBefore(int dpiBefore) {
     RECT& place = ui().placementBefore.rcNormalPosition;
@@ -131,26 +155,20 @@ void followDpi(int dpi, const RECT* suggested) {
 
 void placeWindowFirst() {
     const PixelRect work = rectOf(monitorOf(nullptr).rcWork);
-    int dpi = 0;
-    // A second time where the first brings it to a monitor of another scale.
-    for (int tries = 0; tries < 2 && dpi != ui().dpi; tries++) {
-        dpi = ui().dpi;
-        move(ui().window, nullptr, firstPlacement(work, dpi), SWP_NOZORDER | SWP_NOACTIVATE);
-    }
+    atItsScale([&] {
+        move(ui().window, nullptr, firstPlacement(work, ui().dpi), SWP_NOZORDER | SWP_NOACTIVATE);
+    });
 }
 
 bool applyPlacement(HWND window, WINDOWPLACEMENT placement) {
+    bringWithinReach(placement.rcNormalPosition);
     if (IsIconic(window)) {
         if (placement.showCmd == SW_SHOWMAXIMIZED) placement.flags |= WPF_RESTORETOMAXIMIZED;
         placement.showCmd = SW_SHOWMINNOACTIVE;
     }
-    // A second time where the first brings it to a monitor of another scale, which sizes it anew.
-    int dpi = 0;
-    for (int tries = 0; tries < 2 && dpi != ui().dpi; tries++) {
-        dpi = ui().dpi;
-        if (!SetWindowPlacement(window, &placement)) return false;
-    }
-    return true;
+    bool applied = false;
+    atItsScale([&] { applied = SetWindowPlacement(window, &placement) != FALSE; });
+    return applied;
 }
 
 void toggleFullscreen() {

@@ -71,11 +71,11 @@ std::optional<std::wstring> openFileKey() {
     return keyOf(path, *stamp);
 }
 
-// The window's own; in fullscreen that of before.
 Bytes placementBytes(const WINDOWPLACEMENT& placement) {
     return {reinterpret_cast<const std::uint8_t*>(&placement), sizeof placement};
 }
 
+// The window's own; in fullscreen that of before.
 WINDOWPLACEMENT placementNow() {
     if (ui().fullscreen) return ui().placementBefore;
     WINDOWPLACEMENT placement = {};
@@ -102,26 +102,29 @@ std::wstring fileStateKey(const std::wstring& path) {
     return keyOf(path, stampOf(path).value_or(FileStamp{}));
 }
 
-void storeFilePlayhead() {
-    const std::optional<std::wstring> key = openFileKey();
-    const EditState& edit = editState();
-    if (!key || edit.duration <= 0) return;
-    const double playhead = std::clamp(edit.playhead, 0.0, edit.duration);
-    const auto bytes = std::bit_cast<std::array<std::uint8_t, sizeof playhead>>(playhead);
-    ignoreResult(writeRegistry(PLAYHEADS, *key, REG_BINARY, bytes), NOT_STORED);
-}
-
-void storeFileGeometry() {
+void storeFileState() {
     const std::optional<std::wstring> key = openFileKey();
     if (!key) return;
-    ignoreResult(writeRegistry(GEOMETRY, *key, REG_BINARY, placementBytes(placementNow())),
+    storeFilePlayhead(*key);
+    storeFileGeometry(*key);
+    storeFileZoom(*key);
+}
+
+void storeFilePlayhead(const std::wstring& key) {
+    const EditState& edit = editState();
+    if (edit.duration <= 0) return;
+    const double playhead = std::clamp(edit.playhead, 0.0, edit.duration);
+    const auto bytes = std::bit_cast<std::array<std::uint8_t, sizeof playhead>>(playhead);
+    ignoreResult(writeRegistry(PLAYHEADS, key, REG_BINARY, bytes), NOT_STORED);
+}
+
+void storeFileGeometry(const std::wstring& key) {
+    ignoreResult(writeRegistry(GEOMETRY, key, REG_BINARY, placementBytes(placementNow())),
                  NOT_STORED);
 }
 
-void storeFileZoom() {
-    const std::optional<std::wstring> key = openFileKey();
-    if (!key) return;
-    ignoreResult(writeRegistryNumber(ZOOM, *key, ui().doubled ? 1 : 0), NOT_STORED);
+void storeFileZoom(const std::wstring& key) {
+    ignoreResult(writeRegistryNumber(ZOOM, key, ui().doubled ? 1 : 0), NOT_STORED);
 }
 
 bool loadFilePlayhead(double& seconds) {

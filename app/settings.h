@@ -14,10 +14,14 @@ namespace velkantrix {
 // The name of a file's values: it is another one once the file has been changed.
 [[nodiscard]] std::wstring fileStateKey(const std::wstring& path);
 
-// Of the open video. Nothing without one, nor for a file that can't be examined any more.
-void storeFilePlayhead();
-void storeFileGeometry();
-void storeFileZoom();
+// All of the open video's state, under its file's key. Nothing without a video, nor for a file that
+// can't be examined any more: under the key of such a file it would never be found again.
+void storeFileState();
+
+// Each of it, under that key.
+void storeFilePlayhead(const std::wstring& key);
+void storeFileGeometry(const std::wstring& key);
+void storeFileZoom(const std::wstring& key);
 
 // False: nothing is stored, and nothing has been changed.
 [[nodiscard]] bool loadFilePlayhead(double& seconds);

@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <utility>
 
-#include "app/transport_rules.h"
 #include "base/hash64.h"
 
 namespace velkantrix {
@@ -26,8 +25,9 @@ std::uint64_t get(std::span<const std::uint8_t> bytes) {
 }
 
 // The fields of a placement, 32 bits each, in their order.
-enum PlacementField : std::size_t { LENGTH, FLAGS, SHOW, LEFT = 7, TOP, RIGHT, BOTTOM };
+enum PlacementField : std::size_t { LENGTH, FLAGS, SHOW, POINTS, LEFT = 7, TOP, RIGHT, BOTTOM };
 constexpr std::size_t FIELD_BYTES = 4;
+constexpr std::size_t LONGEST_PATH = 32'767;  // units of UTF-16
 constexpr std::int64_t LONGEST_SIDE = 32'767; // of a window, in pixels
 constexpr std::uint8_t SHOW_NORMAL = 1;
 constexpr std::uint8_t SHOW_MAXIMISED = 3;
@@ -65,16 +65,19 @@ std::optional<PlacementBytes> decodePlacement(std::span<const std::uint8_t> byte
     if (field(LENGTH) != static_cast<std::int32_t>(placement.size())) return std::nullopt;
     if (!isLength(field(LEFT), field(RIGHT)) || !isLength(field(TOP), field(BOTTOM)))
         return std::nullopt;
-    if (field(SHOW) != SHOW_MAXIMISED) {
-        const auto show = placement.begin() + SHOW * FIELD_BYTES;
-        std::fill_n(show, FIELD_BYTES, std::uint8_t{0});
-        *show = SHOW_NORMAL;
-    }
+    const bool maximised = field(SHOW) == SHOW_MAXIMISED;
+    const auto fill = [&](PlacementField first, PlacementField behind, std::uint8_t byte) {
+        std::fill(placement.begin() + first * FIELD_BYTES, placement.begin() + behind * FIELD_BYTES,
+                  byte);
+    };
+    fill(FLAGS, POINTS, 0);
+    placement[SHOW * FIELD_BYTES] = maximised ? SHOW_MAXIMISED : SHOW_NORMAL;
+    fill(POINTS, LEFT, 0xFF); // -1: the system's own
     return placement;
 }
 
 std::uint32_t encodeVolume(double level) {
-    return static_cast<std::uint32_t>(volumePercent({.level = level}));
+    return static_cast<std::uint32_t>(volumePercent(level));
 }
 
 double decodeVolume(std::uint32_t stored) {
@@ -101,6 +104,10 @@ std::vector<std::u16string> decodeTexts(std::span<const std::uint8_t> bytes) {
     constexpr std::size_t UNIT = 2;
     std::vector<std::u16string> texts;
     std::u16string text;
+    const auto take = [&] {
+        if (text.size() <= LONGEST_PATH) texts.push_back(std::move(text));
+        text.clear();
+    };
     for (std::size_t at = 0; bytes.size() - at >= UNIT && texts.size() < MAX_RECENT_FILES;
          at += UNIT) {
         const auto unit = static_cast<char16_t>(get(bytes.subspan(at, UNIT)));
@@ -109,11 +116,10 @@ std::vector<std::u16string> decodeTexts(std::span<const std::uint8_t> bytes) {
             continue;
         }
         if (text.empty()) return texts;
-        texts.push_back(std::move(text));
-        text.clear();
+        take();
     }
     // Without a NUL at the end: the text is there all the same.
-    if (!text.empty() && texts.size() < MAX_RECENT_FILES) texts.push_back(std::move(text));
+    if (!text.empty() && texts.size() < MAX_RECENT_FILES) take();
     return texts;
 }
 

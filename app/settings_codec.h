@@ -32,8 +32,9 @@ std::wstring fileStateKeyOf(std::u16string_view lowerPath, const FileStamp& file
 // Seconds, as an IEEE 754 double of 8 bytes. Not-a-number and infinities are none.
 std::optional<double> decodePlayhead(std::span<const std::uint8_t> bytes);
 
-// Where a window stands, as the system's WINDOWPLACEMENT. One that was minimised, or hidden in any
-// other way, comes back as a normal one. None where the length isn't 44, and for a rectangle
+// Where a window stands, as the system's WINDOWPLACEMENT: its rectangle, and whether it was
+// maximised; all else is as usual. One that was minimised, or hidden in any other way, comes back
+// as a normal one. None where the length isn't 44, and for a rectangle
 // without a pixel or larger than any window.
 using PlacementBytes = std::array<std::uint8_t, 44>;
 std::optional<PlacementBytes> decodePlacement(std::span<const std::uint8_t> bytes);
@@ -43,7 +44,8 @@ std::uint32_t encodeVolume(double level);
 double decodeVolume(std::uint32_t stored);
 
 // Texts one after the other, each with a NUL behind it, and one more at the end. Reading stops at
-// the first empty text, at the tenth, and at the end of the bytes.
+// the first empty text, behind the tenth, and at the end of the bytes; what is longer than any path
+// is passed over.
 std::vector<std::uint8_t> encodeTexts(const std::vector<std::u16string>& texts);
 std::vector<std::u16string> decodeTexts(std::span<const std::uint8_t> bytes);
 

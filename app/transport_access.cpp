@@ -104,7 +104,7 @@ public:
     STDMETHODIMP get_accValue(VARIANT child, BSTR* value) override {
         return withChild(child, [&](TransportControl control) {
             if (control != TRANSPORT_VOLUME) return giveText({}, value);
-            return giveText(std::to_wstring(volumePercent(ui().volume)), value);
+            return giveText(std::to_wstring(volumePercent(ui().volume.level)), value);
         });
     }
 

@@ -31,7 +31,7 @@ constexpr std::size_t TIP_ROOM = 96;
 struct BarState {
     TransportControl hovered = TRANSPORT_NONE;
     TransportControl pressed = TRANSPORT_NONE;
-    HWND tips = nullptr; // owned by the bar: the system destroys it with it
+    HWND tips = nullptr; // owned by the main window: the system destroys it with that
     std::array<wchar_t, TIP_ROOM> tip{};
     PaintLayer layer;
 };
@@ -237,7 +237,12 @@ TransportLayout transportLayout(HWND bar) {
 }
 
 bool isTransportEnabled(HWND bar) {
-    return IsWindowEnabled(bar) && IsWindowEnabled(GetParent(bar));
+    if (!IsWindowEnabled(bar) || !IsWindowEnabled(GetParent(bar))) return false;
+    GUITHREADINFO thread = {};
+    thread.cbSize = sizeof thread;
+    if (!GetGUIThreadInfo(GetCurrentThreadId(), &thread)) return true;
+    constexpr DWORD BUSY = GUI_INMENUMODE | GUI_POPUPMENUMODE | GUI_SYSTEMMENUMODE | GUI_INMOVESIZE;
+    return (thread.flags & BUSY) == 0 && (!thread.hwndCapture || thread.hwndCapture == bar);
 }
 
 bool pressTransport(HWND bar, TransportControl control) {

@@ -15,7 +15,8 @@ LRESULT CALLBACK transportProcedure(HWND bar, UINT message, WPARAM wide, LPARAM 
 [[nodiscard]] TransportState transportState();
 [[nodiscard]] TransportLayout transportLayout(HWND bar);
 
-// Not behind a box that waits for its answer.
+// Not behind a box that waits for its answer, nor while a menu is open or something else is
+// dragged: no click could get to the bar then.
 [[nodiscard]] bool isTransportEnabled(HWND bar);
 
 // Posts the control's command, if it has one and neither it nor the bar is inert: whether it did.

@@ -3,7 +3,7 @@
 #include <string>
 
 #include "app/palette.h"
-#include "playback/exposure_rules.h"
+#include "base/exposure.h"
 
 namespace velkantrix {
 namespace {
@@ -105,6 +105,7 @@ private:
     void drawExposure() const {
         separatorBefore(TRANSPORT_DARKER);
         text(TRANSPORT_DARKER, L"\u2212");
+        // What is too little to be seen isn't called an exposure anywhere.
         face(L"\uE706", ground(TRANSPORT_EXPOSURE),
              isExposed(view_.state.exposure) ? ACCENT : CONTROL_FACE, Font::Icons);
         text(TRANSPORT_BRIGHTER, L"+");

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "app/timeline_layout.h"
+#include "app/volume.h"
 
 namespace velkantrix {
 namespace {
@@ -20,6 +21,10 @@ constexpr std::int32_t SLIDER_TOP = 15;
 constexpr std::int32_t SLIDER_BOTTOM = 47;
 constexpr std::int32_t SLIDER_WIDTH = 110;
 constexpr std::int32_t RIGHT_MARGIN = 18;
+constexpr std::int32_t MUTE_FROM_SLIDER = 44;
+constexpr std::int32_t GAP_AFTER_MUTE = 4;
+constexpr std::int32_t ZOOM_FROM_MUTE = 48;
+constexpr std::int32_t GAP_AFTER_ZOOM = 8;
 constexpr std::int32_t TRACK_MARGIN = 8;
 
 struct Range {
@@ -80,19 +85,16 @@ private:
         const std::int32_t right = width_ - S(RIGHT_MARGIN);
         const std::int32_t slider = right - S(SLIDER_WIDTH);
         placeFree(TRANSPORT_VOLUME, {slider, S(SLIDER_TOP), right, S(SLIDER_BOTTOM)});
-        placeFree(TRANSPORT_MUTE, {slider - S(44), S(TOP), slider - S(4), S(BOTTOM)});
-        const std::int32_t zoom = slider - S(44);
-        placeFree(TRANSPORT_ZOOM, {zoom - S(48), S(TOP), zoom - S(8), S(BOTTOM)});
+        const std::int32_t mute = slider - S(MUTE_FROM_SLIDER);
+        placeFree(TRANSPORT_MUTE, {mute, S(TOP), slider - S(GAP_AFTER_MUTE), S(BOTTOM)});
+        placeFree(TRANSPORT_ZOOM,
+                  {mute - S(ZOOM_FROM_MUTE), S(TOP), mute - S(GAP_AFTER_ZOOM), S(BOTTOM)});
     }
 
     std::int32_t width_;
     std::int32_t dpi_;
     TransportLayout layout_;
 };
-
-double shareOf(double volume) {
-    return volume > 0 ? std::min(volume, 1.0) : 0.0; // not-a-number is silent, too
-}
 
 } // namespace
 
@@ -114,12 +116,12 @@ SliderTrack sliderTrack(const PixelRect& slider, std::int32_t dpi) {
 
 std::int32_t sliderKnob(const SliderTrack& track, double volume) {
     const std::int32_t length = std::max(0, track.right - track.left);
-    return track.left + static_cast<std::int32_t>(std::lround(shareOf(volume) * length));
+    return track.left + static_cast<std::int32_t>(std::lround(levelWithin(volume) * length));
 }
 
 double volumeAtX(const SliderTrack& track, std::int32_t x) {
     const double length = std::max(1, track.right - track.left);
-    return shareOf((static_cast<double>(x) - track.left) / length);
+    return levelWithin((static_cast<double>(x) - track.left) / length);
 }
 
 } // namespace velkantrix

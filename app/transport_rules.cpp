@@ -1,11 +1,9 @@
 #include "app/transport_rules.h"
 
-#include <algorithm>
 #include <array>
-#include <cmath>
 
 #include "app/command_table.h"
-#include "playback/exposure_rules.h"
+#include "base/exposure.h"
 
 namespace velkantrix {
 namespace {
@@ -73,11 +71,6 @@ std::optional<std::uint16_t> transportCommand(TransportControl control,
 
 bool isTransportInert(TransportControl control, const TransportState& state) {
     return control == TRANSPORT_REMOVE && state.clipCount < 2;
-}
-
-int volumePercent(const Volume& volume) {
-    const double level = volume.level > 0 ? std::min(volume.level, 1.0) : 0.0;
-    return static_cast<int>(std::lround(level * 100));
 }
 
 } // namespace velkantrix

@@ -38,7 +38,4 @@ std::optional<std::uint16_t> transportCommand(TransportControl control,
 // The last clip can't be removed.
 bool isTransportInert(TransportControl control, const TransportState& state);
 
-// In whole percent, as it is stored and read aloud.
-int volumePercent(const Volume& volume);
-
 } // namespace velkantrix

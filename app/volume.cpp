@@ -1,6 +1,7 @@
 #include "app/volume.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace velkantrix {
 namespace {
@@ -12,6 +13,14 @@ double moved(double level, double by) {
 }
 
 } // namespace
+
+double levelWithin(double level) {
+    return level > 0 ? std::min(level, 1.0) : 0.0;
+}
+
+int volumePercent(double level) {
+    return static_cast<int>(std::lround(levelWithin(level) * 100));
+}
 
 Volume louder(Volume volume) {
     return {.level = moved(volume.level, STEP), .muted = false};

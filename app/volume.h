@@ -9,6 +9,12 @@ struct Volume {
     bool operator==(const Volume&) const = default;
 };
 
+// The level kept within 0 and 1; what is no number is silent.
+[[nodiscard]] double levelWithin(double level);
+
+// In whole percent, as it is stored and read aloud.
+[[nodiscard]] int volumePercent(double level);
+
 // One step louder, and heard again.
 Volume louder(Volume volume);
 

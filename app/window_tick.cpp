@@ -68,7 +68,10 @@ void tickPlayOn(bool playing) {
 void tickTime() {
     const EditState& edit = editState();
     // The old time stays until the engine has the file again.
-    if (openState().phase == OpenPhase::Reopening) return repaint();
+    if (openState().phase == OpenPhase::Reopening) {
+        repaintTransport(); // whether it will play can change at any time
+        return repaint();
+    }
     takeEngineTime();
     const bool loaded = edit.videoLoaded && playback();
     const bool playing = loaded && playback()->state() == PlaybackState::Playing;

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "base/exposure.h"
 #include "edit/clip_name.h"
 #include "edit/edit_state.h"
 
@@ -13,11 +14,6 @@ namespace velkantrix {
 namespace {
 
 constexpr wchar_t DEFAULT_EXTENSION[] = L".mp4";
-constexpr double LEAST_EXPOSURE = 0.001; // less makes no picture brighter
-
-bool hasExposure(double exposure) {
-    return std::abs(exposure) > LEAST_EXPOSURE;
-}
 
 bool isSeparator(wchar_t character) {
     return character == L'\\' || character == L'/';
@@ -48,11 +44,11 @@ bool hasFades(const ClipList& clips) {
 
 bool isCopyOnly(const ClipList& clips, double duration, const JobKind& kind) {
     if (kind.optimise || kind.separate || kind.quality > QUALITY_SOURCE_SIZE) return false;
-    return !hasEdits(clips, duration) && !hasExposure(kind.exposure) && !hasFades(clips);
+    return !hasEdits(clips, duration) && !isExposed(kind.exposure) && !hasFades(clips);
 }
 
 bool isLosslessAllowed(const ClipList& clips, const JobKind& kind) {
-    const bool needsReencode = hasExposure(kind.exposure) || (!kind.separate && hasFades(clips));
+    const bool needsReencode = isExposed(kind.exposure) || (!kind.separate && hasFades(clips));
     return kind.quality == QUALITY_LOSSLESS && !needsReencode;
 }
 

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <cwchar>
 
+#include "base/exposure.h"
+
 namespace velkantrix {
 namespace {
 
@@ -26,6 +28,7 @@ constexpr double MOST_FIXED = 0.8;
 constexpr double LEAST_LUMA = 0.02; // of 1; so that the logarithm is of something
 constexpr double MOST_LUMA = 0.98;
 
+constexpr int PICTURES = 8;
 constexpr double LONG_ENOUGH_TO_SEEK = 1.0; // seconds
 constexpr double SHARE_OF_DURATION = 0.125;
 
@@ -45,10 +48,6 @@ int valueReaching(const LumaHistogram& histogram, std::uint64_t count, int other
 }
 
 } // namespace
-
-bool isExposed(double exposure) {
-    return std::abs(exposure) > LEAST_EXPOSURE;
-}
 
 double brighterExposure(double exposure) {
     return stepped(exposure, STEP);
@@ -72,7 +71,7 @@ void countLuma(LumaHistogram& histogram, std::span<const std::uint8_t> luma) {
     }
 }
 
-std::optional<double> fixedExposure(const LumaHistogram& histogram) {
+std::optional<double> exposureFor(const LumaHistogram& histogram) {
     if (histogram.total == 0) return std::nullopt;
     const int median = valueReaching(histogram, histogram.total / 2, DEFAULT_MEDIAN);
     const auto most = static_cast<std::uint64_t>(static_cast<double>(histogram.total) * HIGH_SHARE);
@@ -85,7 +84,7 @@ std::optional<double> fixedExposure(const LumaHistogram& histogram) {
 }
 
 void samplePictures(double duration, const ExposureCalls& calls) {
-    for (int i = 0; i < EXPOSURE_PICTURES; ++i) {
+    for (int i = 0; i < PICTURES; ++i) {
         if (duration > LONG_ENOUGH_TO_SEEK)
             calls.seek(nearestTicks(i * duration * SHARE_OF_DURATION));
         if (!calls.countNext()) return;

@@ -17,10 +17,6 @@
 
 namespace velkantrix {
 
-// Less than this is none.
-inline constexpr double LEAST_EXPOSURE = 0.001;
-[[nodiscard]] bool isExposed(double exposure);
-
 // One step of 0.1, between -1 and 1. What is left of 0 by rounding is 0.
 [[nodiscard]] double brighterExposure(double exposure);
 [[nodiscard]] double darkerExposure(double exposure);
@@ -38,12 +34,9 @@ struct LumaHistogram {
 void countLuma(LumaHistogram& histogram, std::span<const std::uint8_t> luma);
 
 // What the video asks for; none when nothing was counted. The middle value is brought to code value
-// 105 of ITU-R BT.601's range from 16 to 235, by 60 % of what that takes, and the less of it the
-// closer the brightest twentieth already comes to 215.
-[[nodiscard]] std::optional<double> fixedExposure(const LumaHistogram& histogram);
-
-// The pictures that are looked at, of a video of `duration` seconds.
-inline constexpr int EXPOSURE_PICTURES = 8;
+// 105 of ITU-R BT.601's range from 16 to 235, by 60 % of what that takes. It is brightened by less,
+// the closer the brightest twentieth already comes to 215.
+[[nodiscard]] std::optional<double> exposureFor(const LumaHistogram& histogram);
 
 struct ExposureCalls {
     std::function<void(Ticks time)> seek; // where it can't, the next pictures do as well
@@ -51,8 +44,8 @@ struct ExposureCalls {
     std::function<bool()> countNext;
 };
 
-// Looks at pictures in eighths of the video, or at its first ones when it is no longer than a
-// second. Ends early where there is no picture.
+// Looks at eight pictures of a video of `duration` seconds, one for each eighth of it, or at its
+// first ones when it is no longer than a second. Ends early where there is no picture.
 void samplePictures(double duration, const ExposureCalls& calls);
 
 } // namespace velkantrix

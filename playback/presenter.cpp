@@ -8,9 +8,9 @@
 #include <cfloat>
 #include <cstring>
 
+#include "base/exposure.h"
 #include "platform/hresult.h"
 #include "platform/library.h"
-#include "playback/exposure_rules.h"
 #include "playback/open_rules.h"
 #include "playback/shader_source.h"
 

@@ -126,5 +126,24 @@ TEST(FirstPlacement, IsNoLargerThanTheWorkArea) {
     EXPECT_EQ(firstPlacement({0, 0, 1920, 728}, 96), (PixelRect{300, 0, 1620, 728}));
 }
 
+TEST(WithinReach, AWindowWhoseTitleCanBeGrabbedStaysWhereItWas) {
+    for (const PixelRect& window :
+         {PixelRect{100, 100, 900, 700}, PixelRect{-736, 0, 64, 600}, PixelRect{1856, 0, 2656, 600},
+          PixelRect{100, -16, 900, 584}, PixelRect{100, 1024, 900, 1624},
+          PixelRect{-100, 0, 4000, 3000}})
+        EXPECT_EQ(withinReach(window, WORK), window);
+}
+
+TEST(WithinReach, AnyOtherIsMovedIntoTheWorkArea) {
+    EXPECT_EQ(withinReach({-737, 0, 63, 600}, WORK), (PixelRect{0, 0, 800, 600}));
+    EXPECT_EQ(withinReach({1857, 0, 2657, 600}, WORK), (PixelRect{1120, 0, 1920, 600}));
+    EXPECT_EQ(withinReach({100, -17, 900, 583}, WORK), (PixelRect{100, 0, 900, 600}));
+    EXPECT_EQ(withinReach({100, 1025, 900, 1625}, WORK), (PixelRect{100, 440, 900, 1040}));
+    EXPECT_EQ(withinReach({-20000, -20000, 1, 1}, WORK), WORK);
+    EXPECT_EQ(withinReach({2147480000, 0, 2147481000, 700}, WORK), (PixelRect{920, 0, 1920, 700}));
+    EXPECT_EQ(withinReach({2147483000, 2147483000, 2147483647, 2147483647}, WORK),
+              (PixelRect{1273, 393, 1920, 1040}));
+}
+
 } // namespace
 } // namespace velkantrix

@@ -1,5 +1,6 @@
 #include "app/settings_codec.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <limits>
@@ -79,9 +80,9 @@ Bytes placementBytes(std::uint32_t length, std::uint32_t show,
         for (const std::uint8_t byte : littleEndian(field, 4)) bytes.push_back(byte);
     };
     add(length);
-    add(2);
+    add(0);
     add(show);
-    for (const std::uint32_t point : {1u, 2u, 3u, 4u}) add(point);
+    for (int i = 0; i < 4; ++i) add(0xFFFFFFFF); // points: the system's own
     for (const std::int32_t value : rect) add(static_cast<std::uint32_t>(value));
     return bytes;
 }
@@ -89,6 +90,14 @@ Bytes placementBytes(std::uint32_t length, std::uint32_t show,
 Bytes decoded(const Bytes& bytes) {
     const auto placement = decodePlacement(bytes);
     return placement ? Bytes(placement->begin(), placement->end()) : Bytes{};
+}
+
+// Where a minimised and a maximised window would be is the system's to say.
+TEST(Placement, OnlyTheRectangleAndWhetherItWasMaximisedCount) {
+    Bytes other = placementBytes(44, 3);
+    std::fill(other.begin() + 4, other.begin() + 8, std::uint8_t{0xFF});   // flags
+    std::fill(other.begin() + 12, other.begin() + 28, std::uint8_t{0x11}); // points
+    EXPECT_EQ(decoded(other), placementBytes(44, 3));
 }
 
 TEST(Placement, ComesBackAsItWas) {
@@ -181,6 +190,14 @@ TEST(StoredTexts, ReadingStopsAtTheTenth) {
     const std::vector<std::u16string> ten(texts.begin(), texts.begin() + 10);
     EXPECT_EQ(decodeTexts(encodeTexts(texts)), ten);
     EXPECT_EQ(decodeTexts(encodeTexts(ten)), ten);
+}
+
+TEST(StoredTexts, WhatIsLongerThanAnyPathIsPassedOver) {
+    const std::u16string longest(32767, u'x');
+    const std::u16string longer(32768, u'x');
+    EXPECT_THAT(decodeTexts(encodeTexts({u"a", longer, longest, u"b"})),
+                ElementsAre(u"a", longest, u"b"));
+    EXPECT_THAT(decodeTexts(utf16(longer)), IsEmpty());
 }
 
 TEST(StoredTexts, WhatIsBrokenOffIsReadAsFarAsItGoes) {

@@ -1,5 +1,6 @@
 #include "app/transport_drawing.h"
 
+#include <algorithm>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -99,6 +100,8 @@ TEST_F(TransportPicture, ALabelStandsBehindItsIconWithinTheControl) {
         EXPECT_GE(iconItem.rect.left, rect.left);
         EXPECT_LE(iconItem.rect.right, labelItem.rect.left);
         EXPECT_LE(labelItem.rect.right, rect.right);
+        EXPECT_EQ(iconItem.font, Font::Icons);
+        EXPECT_EQ(iconItem.colour, FACE);
         EXPECT_EQ(labelItem.align, TextAlign::Left);
         EXPECT_EQ(labelItem.font, Font::Text);
         EXPECT_EQ(labelItem.colour, FACE);
@@ -124,6 +127,13 @@ TEST_F(TransportPicture, TheExposuresIconGlowsWhileItIsSet) {
         EXPECT_EQ(face(TRANSPORT_EXPOSURE).colour, HOT);
         EXPECT_EQ(face(TRANSPORT_DARKER).colour, FACE);
     }
+}
+
+TEST_F(TransportPicture, AnExposureThatCantBeSeenDoesntGlow) {
+    view.state.exposure = 0.0005;
+    EXPECT_EQ(face(TRANSPORT_EXPOSURE).colour, FACE);
+    view.state.exposure = -0.0011;
+    EXPECT_EQ(face(TRANSPORT_EXPOSURE).colour, HOT);
 }
 
 TEST_F(TransportPicture, TheZoomShowsWhatItIs) {
@@ -178,8 +188,18 @@ TEST_F(TransportPicture, EveryControlCanBeHovered) {
         const auto grounds = itemsOf<RoundedItem>(drawing);
         ASSERT_EQ(grounds.size(), 1u) << i;
         EXPECT_EQ(grounds[0].rect, layout.controls[i]);
-        // Its face is drawn over it.
-        EXPECT_NE(drawing.back(), DrawItem{grounds[0]});
+        // Right behind it its face is drawn, or the slider's track.
+        const auto behind = std::ranges::find(drawing, DrawItem{grounds[0]}) + 1;
+        ASSERT_NE(behind, drawing.end());
+        const PixelRect over = std::visit(
+            [](const auto& item) {
+                if constexpr (requires { item.rect; }) return item.rect;
+                return PixelRect{};
+            },
+            *behind);
+        EXPECT_GE(over.left, grounds[0].rect.left);
+        EXPECT_LE(over.right, grounds[0].rect.right);
+        EXPECT_FALSE(over.empty());
     }
 }
 
@@ -188,6 +208,8 @@ TEST_F(TransportPicture, TheSliderShowsTheVolume) {
     const Drawing drawing = drawn();
     EXPECT_TRUE(holds(drawing, FillItem{{1152, 29, 1246, 32}, LINE}));
     EXPECT_TRUE(holds(drawing, FillItem{{1152, 29, 1199, 32}, HOT}));
+    EXPECT_EQ(filledColour(drawing, 1160, 30), HOT); // over the track
+    EXPECT_TRUE(std::holds_alternative<EllipseItem>(drawing.back()));
     EXPECT_THAT(itemsOf<EllipseItem>(drawing),
                 ElementsAre(EllipseItem{{1193, 25, 1206, 38}, FACE}));
 }

@@ -1,6 +1,5 @@
 #include "app/transport_rules.h"
 
-#include <limits>
 #include <string>
 #include <vector>
 
@@ -85,18 +84,6 @@ TEST(TransportCommand, TheLastClipCantBeRemoved) {
         EXPECT_FALSE(isTransportInert(TRANSPORT_SPLIT, state));
     }
     EXPECT_FALSE(isTransportInert(TRANSPORT_REMOVE, QUIET));
-}
-
-TEST(VolumePercent, IsRoundedAndWithinAHundred) {
-    EXPECT_EQ(volumePercent({.level = 0}), 0);
-    EXPECT_EQ(volumePercent({.level = 0.004}), 0);
-    EXPECT_EQ(volumePercent({.level = 0.005}), 1);
-    EXPECT_EQ(volumePercent({.level = 0.35}), 35);
-    EXPECT_EQ(volumePercent({.level = 1}), 100);
-    EXPECT_EQ(volumePercent({.level = 0.35, .muted = true}), 35);
-    EXPECT_EQ(volumePercent({.level = -1}), 0);
-    EXPECT_EQ(volumePercent({.level = 2}), 100);
-    EXPECT_EQ(volumePercent({.level = std::numeric_limits<double>::quiet_NaN()}), 0);
 }
 
 } // namespace

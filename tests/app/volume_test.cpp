@@ -1,5 +1,7 @@
 #include "app/volume.h"
 
+#include <limits>
+
 #include <gtest/gtest.h>
 
 namespace velkantrix {
@@ -31,6 +33,17 @@ TEST(VolumeSteps, MuteIsThereAndBackAtTheSameLevel) {
     const Volume volume{.level = 0.35, .muted = false};
     EXPECT_EQ(toggledMute(volume), (Volume{.level = 0.35, .muted = true}));
     EXPECT_EQ(toggledMute(toggledMute(volume)), volume);
+}
+
+TEST(VolumePercent, IsRoundedAndWithinAHundred) {
+    EXPECT_EQ(volumePercent(0), 0);
+    EXPECT_EQ(volumePercent(0.004), 0);
+    EXPECT_EQ(volumePercent(0.005), 1);
+    EXPECT_EQ(volumePercent(0.35), 35);
+    EXPECT_EQ(volumePercent(1), 100);
+    EXPECT_EQ(volumePercent(-1), 0);
+    EXPECT_EQ(volumePercent(2), 100);
+    EXPECT_EQ(volumePercent(std::numeric_limits<double>::quiet_NaN()), 0);
 }
 
 } // namespace

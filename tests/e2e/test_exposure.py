@@ -48,10 +48,8 @@ def still(play):
 def test_each_step_is_drawn_as_it_is_said(still, name, luma):
     window = still(name)
     wait_for_grey(window, luma, 0)
-    for key, step, count in (("]", 0.1, 3), ("[", -0.1, 6)):
-        for _ in range(count):
-            window.keys("BRACKET6" if key == "]" else "BRACKET4")
-        exposure = 0.3 if key == "]" else -0.3
+    for key, count, exposure in (("BRACKET6", 3, 0.3), ("BRACKET4", 6, -0.3)):
+        window.keys(*[key] * count)
         window.wait_for_text(f"Exposure {exposure * 100:+.0f}%")
         wait_for_grey(window, luma, exposure)
 
@@ -100,7 +98,9 @@ def test_while_playing_it_is_drawn_too(play):
     window = play("grey", environment=LOGGED)
     window.keys("BRACKET6", "BRACKET6")
     window.wait_for_text("Exposure +20%")
-    wait_for_grey(window, 105, 0.2)
+    wanted = shown(105, 0.2)
+    window.wait_for(lambda: abs(grey_on_screen(window) - wanted) <= LIMIT, f"{wanted} on the screen")
+    assert window.ask("access")["children"][2]["name"] == "Pause"
 
 
 def test_another_video_begins_without_one(still, media):

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <vector>
 
+#include "base/exposure.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -23,8 +25,8 @@ LumaHistogram histogramOf(std::initializer_list<std::pair<int, std::uint64_t>> c
     return histogram;
 }
 
-double fixedOf(std::initializer_list<std::pair<int, std::uint64_t>> counts) {
-    return fixedExposure(histogramOf(counts)).value_or(std::nan(""));
+double askedBy(std::initializer_list<std::pair<int, std::uint64_t>> counts) {
+    return exposureFor(histogramOf(counts)).value_or(std::nan(""));
 }
 
 // The shader's way of showing a luma of 0 to 1.
@@ -125,59 +127,69 @@ TEST(CountLuma, CountsWhatIsThere) {
     }
 }
 
-TEST(FixedExposure, WithoutAnythingCountedThereIsNone) {
-    EXPECT_EQ(fixedExposure({}), std::nullopt);
+TEST(ExposureFor, WithoutAnythingCountedThereIsNone) {
+    EXPECT_EQ(exposureFor({}), std::nullopt);
 }
 
-TEST(FixedExposure, AMedianOf105IsAsItShouldBe) {
-    EXPECT_EQ(fixedOf({{105, 100}}), 0);
-    EXPECT_EQ(exposureText(fixedOf({{105, 100}})), L"Exposure reset");
+TEST(ExposureFor, AMedianOf105IsAsItShouldBe) {
+    EXPECT_EQ(askedBy({{105, 100}}), 0);
+    EXPECT_EQ(exposureText(askedBy({{105, 100}})), L"Exposure reset");
 }
 
-TEST(FixedExposure, ADarkVideoIsMadeBrighter) {
-    EXPECT_NEAR(fixedOf({{60, 96}, {144, 4}}), 0.3156, 0.0001);
-    EXPECT_EQ(exposureText(fixedOf({{60, 100}})), L"Exposure +32%");
+TEST(ExposureFor, ADarkVideoIsMadeBrighter) {
+    EXPECT_NEAR(askedBy({{60, 96}, {144, 4}}), 0.3156, 0.0001);
+    EXPECT_EQ(exposureText(askedBy({{60, 100}})), L"Exposure +32%");
 }
 
-TEST(FixedExposure, ABrightVideoIsMadeDarkerByNoMoreThanSixTenths) {
-    EXPECT_DOUBLE_EQ(fixedOf({{230, 100}}), -0.6);
-    EXPECT_EQ(exposureText(fixedOf({{230, 100}})), L"Exposure -60%");
-    EXPECT_DOUBLE_EQ(fixedOf({{255, 100}}), -0.6);
+TEST(ExposureFor, ABrightVideoIsMadeDarkerByNoMoreThanSixTenths) {
+    EXPECT_DOUBLE_EQ(askedBy({{230, 100}}), -0.6);
+    EXPECT_EQ(exposureText(askedBy({{230, 100}})), L"Exposure -60%");
+    EXPECT_DOUBLE_EQ(askedBy({{255, 100}}), -0.6);
 }
 
-TEST(FixedExposure, BlackCountsAsTheDarkestLumaThereIs) {
-    EXPECT_EQ(fixedOf({{0, 100}}), fixedOf({{16, 100}}));
-    EXPECT_EQ(fixedOf({{0, 100}}), fixedOf({{20, 100}}));
-    EXPECT_DOUBLE_EQ(fixedOf({{0, 100}}), 0.6);
+TEST(ExposureFor, BlackCountsAsTheDarkestLumaThereIs) {
+    EXPECT_EQ(askedBy({{0, 100}}), askedBy({{16, 100}}));
+    EXPECT_EQ(askedBy({{0, 100}}), askedBy({{20, 100}}));
+    EXPECT_DOUBLE_EQ(askedBy({{0, 100}}), 0.6);
 }
 
 // The whole correction, of which 0.6 is taken, is what brings the middle value to code value 105.
-TEST(FixedExposure, TheWholeCorrectionWouldShowTheMedianAsTheTarget) {
+TEST(ExposureFor, TheWholeCorrectionWouldShowTheMedianAsTheTarget) {
     for (const int median : {50, 60, 80, 105, 120, 150}) {
         const double luma = (median - 16) / 219.0;
-        EXPECT_NEAR(shown(luma, fixedOf({{median, 100}}) / 0.6), 89 / 219.0, 1e-9) << median;
+        EXPECT_NEAR(shown(luma, askedBy({{median, 100}}) / 0.6), 89 / 219.0, 1e-9) << median;
     }
 }
 
-TEST(FixedExposure, HighlightsHoldBackTheBrightening) {
-    const double whole = fixedOf({{60, 100}});
-    EXPECT_DOUBLE_EQ(fixedOf({{60, 90}, {145, 10}}), whole);
-    EXPECT_DOUBLE_EQ(fixedOf({{60, 90}, {180, 10}}), whole / 2);
-    EXPECT_EQ(fixedOf({{60, 90}, {215, 10}}), 0);
-    EXPECT_EQ(fixedOf({{60, 90}, {255, 10}}), 0);
+TEST(ExposureFor, HighlightsHoldBackTheBrightening) {
+    const double whole = askedBy({{60, 100}});
+    EXPECT_DOUBLE_EQ(askedBy({{60, 90}, {145, 10}}), whole);
+    EXPECT_DOUBLE_EQ(askedBy({{60, 90}, {180, 10}}), whole / 2);
+    EXPECT_EQ(askedBy({{60, 90}, {215, 10}}), 0);
+    EXPECT_EQ(askedBy({{60, 90}, {255, 10}}), 0);
     // A twentieth is no highlight.
-    EXPECT_DOUBLE_EQ(fixedOf({{60, 95}, {255, 5}}), whole);
+    EXPECT_DOUBLE_EQ(askedBy({{60, 95}, {255, 5}}), whole);
 }
 
-TEST(FixedExposure, HighlightsDontHoldBackTheDarkening) {
-    EXPECT_DOUBLE_EQ(fixedOf({{150, 60}, {255, 40}}), fixedOf({{150, 100}}));
+TEST(ExposureFor, HighlightsDontHoldBackTheDarkening) {
+    EXPECT_DOUBLE_EQ(askedBy({{150, 60}, {255, 40}}), askedBy({{150, 100}}));
 }
 
-TEST(FixedExposure, OneValueAloneIsNoMedian) {
-    EXPECT_EQ(fixedOf({{200, 1}}), fixedOf({{0, 1}}));
+// They can't be reached by what was counted: a total that is more.
+TEST(ExposureFor, WithoutAMiddleOrAHighlightThereAreUsualOnes) {
+    LumaHistogram nothing;
+    nothing.total = 10;
+    EXPECT_DOUBLE_EQ(exposureFor(nothing).value_or(9), askedBy({{118, 10}}));
+    LumaHistogram half = histogramOf({{60, 60}});
+    half.total = 100;
+    EXPECT_DOUBLE_EQ(exposureFor(half).value_or(9), askedBy({{60, 100}}) * 5 / 70);
 }
 
-TEST(FixedExposure, IsWhatAListOfAllValuesGives) {
+TEST(ExposureFor, OneValueAloneIsNoMedian) {
+    EXPECT_EQ(askedBy({{200, 1}}), askedBy({{0, 1}}));
+}
+
+TEST(ExposureFor, IsWhatAListOfAllValuesGives) {
     std::uint32_t random = 12345;
     const auto next = [&](std::uint32_t below) {
         random = random * 1664525 + 1013904223;
@@ -192,7 +204,7 @@ TEST(FixedExposure, IsWhatAListOfAllValuesGives) {
             ++histogram.counts[static_cast<std::size_t>(value)];
             ++histogram.total;
         }
-        ASSERT_DOUBLE_EQ(fixedExposure(histogram).value_or(9), plainlyFixed(values)) << round;
+        ASSERT_DOUBLE_EQ(exposureFor(histogram).value_or(9), plainlyFixed(values)) << round;
     }
 }
 

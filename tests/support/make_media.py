@@ -70,7 +70,7 @@ RECIPES = {
     # Of one luma each; the last with highlights over a tenth of its picture.
     "dark": plain_luma(60),
     "dark-second": plain_luma(60, seconds=1),
-    "grey": plain_luma(105),
+    "grey": plain_luma(105, seconds=30),
     "bright": plain_luma(230),
     "dark-with-lights": plain_luma("if(lt(X\\,W/8)\\,180\\,60)"),
     "one-keyframe": f"{picture()} {tone()} {h264(keyint=1000)} {STEREO}",

@@ -2,9 +2,22 @@
 
 #include <windows.h>
 
+#include <shlobj.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "app/about.h"
+#include "tests/windows/replaced_import.h"
 #include "tests/windows/scratch_registry.h"
+
+extern "C" decltype(&SHChangeNotify) __imp_SHChangeNotify;
+extern "C" decltype(&RegSetValueExW) __imp_RegSetValueExW;
+extern "C" decltype(&GetModuleFileNameW) __imp_GetModuleFileNameW;
 
 namespace velkantrix {
 namespace {
@@ -80,6 +93,84 @@ TEST_F(Associations, AnotherProgramsVideosStayItsOwn) {
     entries[{L"Software\\Classes\\.mp4", L""}] = other;
     entries[{L"Software\\Classes\\.mp4\\OpenWithProgids", L"Other.Video"}] = {REG_NONE, {}};
     EXPECT_EQ(ScratchRegistry::entries(L"Software"), entries);
+}
+
+// What the system is asked, in this order: the names that are written, and then the shell is told.
+std::vector<std::wstring>& asked() {
+    static std::vector<std::wstring> names;
+    return names;
+}
+
+LSTATUS WINAPI noteValue(HKEY, const wchar_t* name, DWORD, DWORD, const BYTE*, DWORD) {
+    asked().emplace_back(name);
+    return ERROR_SUCCESS;
+}
+
+void WINAPI noteChange(LONG event, UINT flags, const void* first, const void* second) {
+    EXPECT_EQ(event, SHCNE_ASSOCCHANGED);
+    EXPECT_EQ(flags, static_cast<UINT>(SHCNF_IDLIST));
+    EXPECT_FALSE(first);
+    EXPECT_FALSE(second);
+    asked().emplace_back(L"the shell is told");
+}
+
+TEST_F(Associations, TheShellIsToldOnceWhenAllIsWritten) {
+    asked().clear();
+    {
+        const ReplacedImport<decltype(&RegSetValueExW)> value(__imp_RegSetValueExW, noteValue);
+        const ReplacedImport<decltype(&SHChangeNotify)> change(__imp_SHChangeNotify, noteChange);
+        registerAssociations();
+    }
+    std::vector<std::wstring> expected = {
+        L"", L"", L"", L"FriendlyAppName", L"", L"ApplicationName", L"ApplicationDescription"};
+    for (int i = 0; i < 8; ++i) expected.emplace_back(L"Velkantrix.Video");
+    for (const wchar_t* extension :
+         {L".mp4", L".mkv", L".mov", L".avi", L".webm", L".m4v", L".ts", L".mts"})
+        expected.emplace_back(extension);
+    expected.emplace_back(L"Velkantrix");
+    expected.emplace_back(L"the shell is told");
+    EXPECT_EQ(asked(), expected);
+}
+
+// A volatile key can't have others in it that stay.
+TEST_F(Associations, AKeyThatCantBeMadeIsPassedOver) {
+    HKEY key = nullptr;
+    ASSERT_EQ(RegCreateKeyW(HKEY_CURRENT_USER, L"Software\\Classes", &key), ERROR_SUCCESS);
+    RegCloseKey(key);
+    ASSERT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER, L"Software\\Classes\\.mp4", 0, nullptr,
+                              REG_OPTION_VOLATILE, KEY_ALL_ACCESS, nullptr, &key, nullptr),
+              ERROR_SUCCESS);
+    registerAssociations();
+    RegCloseKey(key);
+    RegistryEntries entries = expected();
+    entries.erase({L"Software\\Classes\\.mp4\\OpenWithProgids", L"Velkantrix.Video"});
+    EXPECT_EQ(ScratchRegistry::entries(L"Software"), entries);
+}
+
+DWORD& pathLength() {
+    static DWORD length = 0;
+    return length;
+}
+
+// As the system does where there isn't room for all of it.
+DWORD WINAPI nameOfThatLength(HMODULE, wchar_t* path, DWORD room) {
+    const std::wstring whole = L"C:\\" + std::wstring(pathLength() - 3, L'x');
+    const std::size_t given = std::min<std::size_t>(whole.size(), room - 1);
+    whole.copy(path, given);
+    path[given] = L'\0';
+    return whole.size() < room ? static_cast<DWORD>(whole.size()) : room;
+}
+
+TEST_F(Associations, AProgramWhoseNameIsTooLongIsNotOfferedByHalfOfIt) {
+    const ReplacedImport<decltype(&GetModuleFileNameW)> replaced(__imp_GetModuleFileNameW,
+                                                                 nameOfThatLength);
+    pathLength() = 260;
+    registerAssociations();
+    EXPECT_TRUE(ScratchRegistry::entries(L"Software").empty());
+    EXPECT_EQ(programVersion(), L"");
+    pathLength() = 259;
+    registerAssociations();
+    EXPECT_EQ(ScratchRegistry::entries(L"Software"), expected());
 }
 
 } // namespace

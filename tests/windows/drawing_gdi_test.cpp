@@ -114,6 +114,8 @@ TEST_F(GdiDrawing, ARoundedRectangleIsFilledButForItsCorners) {
     expectTouched({20, 10, 80, 50});
     for (const POINT corner : {POINT{20, 10}, {79, 10}, {20, 49}, {79, 49}})
         EXPECT_EQ(at(corner.x, corner.y), UNTOUCHED);
+    EXPECT_EQ(at(21, 11), UNTOUCHED); // the corner's circle has a radius of 7
+    EXPECT_EQ(at(23, 13), INK);
     for (const POINT inside : {POINT{27, 10}, {20, 17}, {79, 42}, {72, 49}, {50, 30}})
         EXPECT_EQ(at(inside.x, inside.y), INK) << inside.x << ' ' << inside.y;
     for (const COLORREF colour : canvas.all()) EXPECT_TRUE(colour == INK || colour == UNTOUCHED);

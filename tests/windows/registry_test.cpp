@@ -77,5 +77,23 @@ TEST_F(RegistryTest, AKeyThatCantBeMadeIsAnError) {
     EXPECT_EQ(readRegistryNumber(std::wstring(300, L'k'), L"A"), std::nullopt);
 }
 
+TEST_F(RegistryTest, NoKeyStaysOpen) {
+    const auto useAll = [] {
+        ASSERT_EQ(writeRegistryNumber(KEY, L"A", 1), S_OK);
+        EXPECT_EQ(readRegistryNumber(KEY, L"A"), 1u);
+        EXPECT_EQ(deleteRegistryValue(KEY, L"A"), S_OK);
+        EXPECT_EQ(readRegistryNumber(KEY, L"A"), std::nullopt);
+    };
+    const auto handles = [] {
+        DWORD count = 0;
+        GetProcessHandleCount(GetCurrentProcess(), &count);
+        return count;
+    };
+    useAll();
+    const DWORD before = handles();
+    for (int i = 0; i < 100; ++i) useAll();
+    EXPECT_LT(handles(), before + 50);
+}
+
 } // namespace
 } // namespace velkantrix

@@ -26,16 +26,17 @@ using RegistryEntries = std::map<std::pair<std::wstring, std::wstring>, Registry
 class ScratchRegistry {
 public:
     ScratchRegistry() {
-        RegDeleteTreeW(HKEY_CURRENT_USER, PLACE);
-        EXPECT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER, PLACE, 0, nullptr, REG_OPTION_NON_VOLATILE,
-                                  KEY_ALL_ACCESS, nullptr, &root_, nullptr),
+        RegDeleteTreeW(HKEY_CURRENT_USER, place_.c_str());
+        EXPECT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER, place_.c_str(), 0, nullptr,
+                                  REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, &root_,
+                                  nullptr),
                   ERROR_SUCCESS);
         EXPECT_EQ(RegOverridePredefKey(HKEY_CURRENT_USER, root_), ERROR_SUCCESS);
     }
     ~ScratchRegistry() {
         RegOverridePredefKey(HKEY_CURRENT_USER, nullptr);
         RegCloseKey(root_);
-        RegDeleteTreeW(HKEY_CURRENT_USER, PLACE);
+        RegDeleteTreeW(HKEY_CURRENT_USER, place_.c_str());
     }
     ScratchRegistry(const ScratchRegistry&) = delete;
     ScratchRegistry& operator=(const ScratchRegistry&) = delete;
@@ -74,8 +75,9 @@ public:
     }
 
 private:
-    static constexpr const wchar_t* PLACE = L"Software\\VelkantrixTests";
-
+    // Another program's tests may run at the same time.
+    const std::wstring place_ =
+        L"Software\\VelkantrixTests" + std::to_wstring(GetCurrentProcessId());
     static void addValues(const std::wstring& key, HKEY opened, RegistryEntries& found) {
         for (DWORD i = 0;; ++i) {
             wchar_t name[256] = L"";

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "app/placing.h"
+#include "app/settings_codec.h"
 #include "platform/handles.h"
 #include "tests/windows/test_files.h"
 #include "tests/windows/window_fixture.h"
@@ -105,6 +106,24 @@ TEST_F(SettingsTest, AChangedFileHasAnotherKey) {
     EXPECT_NE(key(), touched);
 }
 
+// With the same end of its size in 32 bits.
+TEST_F(SettingsTest, AFileThatGrewByFourGigabytesHasAnotherKey) {
+    touch(path);
+    const std::wstring before = key();
+    const UniqueFile file(
+        CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+    const LARGE_INTEGER size = {.QuadPart = 5 + (1LL << 32)};
+    ASSERT_TRUE(SetFilePointerEx(file.get(), size, nullptr, FILE_BEGIN));
+    ASSERT_TRUE(SetEndOfFile(file.get()));
+    touch(path);
+    EXPECT_NE(key(), before);
+}
+
+TEST_F(SettingsTest, AFileThatIsGoneHasAKeyAllTheSame) {
+    EXPECT_EQ(fileStateKey(L"C:\\No such\\File.mp4"),
+              fileStateKeyOf(u"c:\\no such\\file.mp4", {.size = ~0ULL, .time = 0}));
+}
+
 TEST_F(SettingsTest, TheFilesStateIsStoredUnderItsKey) {
     ui().doubled = true;
     openHost().storeFileState();
@@ -115,16 +134,16 @@ TEST_F(SettingsTest, TheFilesStateIsStoredUnderItsKey) {
     const RECT normal = placementIn(entries.at({GEOMETRY, key()})).rcNormalPosition;
     expectWindowAt(normal);
     ui().doubled = false;
-    storeFileZoom();
+    storeFileZoom(key());
     EXPECT_EQ(stored().at({ZOOM, key()}), ScratchRegistry::number(0));
 }
 
 TEST_F(SettingsTest, ThePlayheadIsStoredWithinTheVideo) {
     editState().playhead = 11;
-    storeFilePlayhead();
+    storeFilePlayhead(key());
     EXPECT_EQ(storedPlayhead(), 10);
     editState().playhead = -1;
-    storeFilePlayhead();
+    storeFilePlayhead(key());
     EXPECT_EQ(storedPlayhead(), 0);
 }
 
@@ -153,7 +172,7 @@ TEST_F(SettingsTest, OfAFileThatIsGoneNothingIsStored) {
 
 TEST_F(SettingsTest, ThePlayheadComesBack) {
     EXPECT_EQ(storedPlayhead(), std::nullopt);
-    storeFilePlayhead();
+    storeFilePlayhead(key());
     EXPECT_EQ(storedPlayhead(), 4.5);
     EXPECT_EQ(openHost().storedPlayhead(), 4.5);
     touch(path);
@@ -195,7 +214,7 @@ TEST_F(SettingsTest, TheGeometryComesBack) {
     EXPECT_FALSE(loadFileGeometry());
     const RECT place = {50, 60, 1050, 760};
     SetWindowPos(window, nullptr, 50, 60, 1000, 700, SWP_NOZORDER | SWP_NOACTIVATE);
-    storeFileGeometry();
+    storeFileGeometry(key());
     SetWindowPos(window, nullptr, 0, 0, 900, 680, SWP_NOZORDER | SWP_NOACTIVATE);
     EXPECT_TRUE(loadFileGeometry());
     expectWindowAt(place);
@@ -204,7 +223,7 @@ TEST_F(SettingsTest, TheGeometryComesBack) {
 TEST_F(SettingsTest, InFullscreenTheGeometryIsThatOfBeforeAndStaysAsItIs) {
     const RECT before = place();
     toggleFullscreen();
-    storeFileGeometry();
+    storeFileGeometry(key());
     EXPECT_FALSE(loadFileGeometry());
     EXPECT_TRUE(ui().fullscreen);
     const RECT normal = placementIn(stored().at({GEOMETRY, key()})).rcNormalPosition;
@@ -242,6 +261,38 @@ TEST_F(SettingsTest, AWindowThatIsAnIconStaysOneAndTakesThePlaceWhenItIsRestored
     expectWindowAt({50, 60, 1050, 760});
 }
 
+TEST_F(SettingsTest, AnIconsStoredPlaceMayBeMaximised) {
+    ShowWindow(window, SW_SHOWMINIMIZED);
+    ScratchRegistry::put(GEOMETRY, key(), REG_BINARY,
+                         bytesOf(placementAt({50, 60, 1050, 760}, SW_SHOWMAXIMIZED)));
+    EXPECT_TRUE(loadFileGeometry());
+    EXPECT_TRUE(IsIconic(window));
+    ShowWindow(window, SW_RESTORE);
+    EXPECT_TRUE(IsZoomed(window));
+}
+
+// As where the place is on a monitor of another scale: the first move brings the window there, and
+// the system suggests another size for it.
+TEST_F(SettingsTest, AnotherScaleOnTheWayDoesntChangeThePlace) {
+    SetWindowSubclass(
+        window,
+        [](HWND target, UINT message, WPARAM wide, LPARAM lng, UINT_PTR id, DWORD_PTR) -> LRESULT {
+            if (message == WM_MOVE && ui().dpi == 96) {
+                RECT suggested = {10, 20, 1810, 1020};
+                SendMessageW(target, WM_DPICHANGED, MAKEWPARAM(144, 144),
+                             reinterpret_cast<LPARAM>(&suggested));
+            }
+            if (message == WM_NCDESTROY) RemoveWindowSubclass(target, nullptr, id);
+            return DefSubclassProc(target, message, wide, lng);
+        },
+        7, 0);
+    ScratchRegistry::put(ROOT, L"WindowPlacement", REG_BINARY,
+                         bytesOf(placementAt({50, 60, 1350, 1060})));
+    EXPECT_TRUE(loadWindowPlacement(window));
+    EXPECT_EQ(ui().dpi, 144);
+    expectWindowAt({50, 60, 1350, 1060});
+}
+
 TEST_F(SettingsTest, APlacementOfAnotherKindIsNone) {
     const RECT before = place();
     WINDOWPLACEMENT wrongLength = placementAt({50, 60, 1050, 760});
@@ -268,6 +319,12 @@ TEST_F(SettingsTest, APlacementOfAnotherKindIsNone) {
 
 // Off every screen.
 TEST_F(SettingsTest, APlaceOutOfReachIsBroughtBackToTheScreen) {
+    for (const RECT& away : {RECT{-20'000, -20'000, 1, 1}, RECT{100, -500, 1100, 100}}) {
+        ScratchRegistry::put(ROOT, L"WindowPlacement", REG_BINARY, bytesOf(placementAt(away)));
+        EXPECT_TRUE(loadWindowPlacement(window));
+        EXPECT_GE(place().top, 0);
+        EXPECT_GE(place().left, 0);
+    }
     for (const RECT& away :
          {RECT{90'000, 90'000, 91'000, 91'000}, RECT{-91'000, -91'000, -90'000, -90'000},
           RECT{2'147'482'000, 0, 2'147'483'000, 900}}) {
@@ -292,6 +349,15 @@ TEST_F(SettingsTest, TheVolumeComesBack) {
     ui().volume.muted = false;
     storeVolume();
     EXPECT_EQ(stored().at({ROOT, L"Muted"}), ScratchRegistry::number(0));
+}
+
+TEST_F(SettingsTest, WhatIsNotZeroIsMuted) {
+    for (const auto& [value, muted] :
+         {std::pair<DWORD, bool>{1, true}, {0, false}, {2, true}, {0xFFFFFFFF, true}, {0, false}}) {
+        ScratchRegistry::put(ROOT, L"Muted", REG_DWORD, ScratchRegistry::number(value).bytes);
+        loadVolume();
+        EXPECT_EQ(ui().volume.muted, muted) << value;
+    }
 }
 
 TEST_F(SettingsTest, WithoutAStoredVolumeItIsFullAndHeard) {
@@ -381,6 +447,22 @@ TEST_F(SettingsTest, AWindowThatGoesStoresAllOfIt) {
     EXPECT_EQ(entries.count({ROOT, L"WindowPlacement"}), 1u);
     EXPECT_EQ(entries.at({ROOT, L"Volume"}), ScratchRegistry::number(50));
     EXPECT_EQ(entries.count({ROOT, L"Muted"}), 1u);
+}
+
+// A volatile key can't have others in it that stay.
+TEST_F(SettingsTest, WhatCantBeStoredIsNoReasonToStay) {
+    HKEY root = nullptr;
+    ASSERT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER, ROOT.c_str(), 0, nullptr, REG_OPTION_VOLATILE,
+                              KEY_ALL_ACCESS, nullptr, &root, nullptr),
+              ERROR_SUCCESS);
+    addRecent(L"C:\\a.mp4");
+    openHost().storeFileState();
+    DestroyWindow(window);
+    RegCloseKey(root);
+    const RegistryEntries entries = stored();
+    EXPECT_EQ(entries.count({PLAYHEADS, key()}), 0u);
+    EXPECT_EQ(entries.count({ROOT, L"Volume"}), 1u);
+    EXPECT_EQ(entries.count({ROOT, L"RecentFiles"}), 1u);
 }
 
 TEST_F(SettingsTest, TheEndOfTheSessionStoresAllOfItAndItsRefusalNothing) {

@@ -300,6 +300,9 @@ TEST_F(TransportAccessTest, ThereIsOneObject) {
 TEST_F(TransportAccessTest, AnswersForItsClientAlone) {
     expectIsWindow(objectOf(OBJID_WINDOW).get());
     EXPECT_EQ(SendMessageW(bar, WM_GETOBJECT, 0, 12345), 0);
+    // With and without the number's sign.
+    EXPECT_GT(SendMessageW(bar, WM_GETOBJECT, 0, static_cast<LPARAM>(OBJID_CLIENT)), 0);
+    EXPECT_GT(SendMessageW(bar, WM_GETOBJECT, 0, static_cast<DWORD>(OBJID_CLIENT)), 0);
 }
 
 TEST_F(TransportAccessTest, OnceTheWindowIsGoneItIsConnectedToNothing) {

@@ -108,7 +108,7 @@ TEST_F(TransportBarTest, PressedHereAndReleasedThereIsNothing) {
 
 TEST_F(TransportBarTest, LeftAndComeBackItIsStillPressed) {
     mouse(WM_LBUTTONDOWN, TRANSPORT_PLAY);
-    mouse(WM_MOUSEMOVE, -5, -5);
+    mouse(WM_MOUSEMOVE, 2, 2); // within the bar: beyond it the press ends
     mouse(WM_MOUSEMOVE, TRANSPORT_PLAY);
     mouse(WM_LBUTTONUP, TRANSPORT_PLAY);
     EXPECT_THAT(posted(), ElementsAre(102u));
@@ -195,6 +195,81 @@ TEST_F(TransportBarTest, IsPaintedAnewWhenWhatItShowsChanges) {
     EXPECT_TRUE(isAskedToPaint([&] { command(165); })); // the zoom
     EXPECT_TRUE(isAskedToPaint([&] { command(104); })); // how many clips there are
     EXPECT_TRUE(isAskedToPaint([&] { mouse(WM_LBUTTONDOWN, TRANSPORT_VOLUME); }));
+}
+
+TEST_F(TransportBarTest, WhatIsLeftIsNoLongerHovered) {
+    mouse(WM_MOUSEMOVE, TRANSPORT_PLAY);
+    SendMessageW(bar, WM_MOUSELEAVE, 0, 0);
+    EXPECT_TRUE(isAskedToPaint([&] { mouse(WM_MOUSEMOVE, TRANSPORT_PLAY); }));
+}
+
+TEST_F(TransportBarTest, ADragOfTheVolumeHoversNothingElse) {
+    mouse(WM_MOUSEMOVE, TRANSPORT_VOLUME);
+    mouse(WM_LBUTTONDOWN, TRANSPORT_VOLUME);
+    mouse(WM_MOUSEMOVE, TRANSPORT_PLAY);
+    mouse(WM_LBUTTONUP, TRANSPORT_PLAY);
+    EXPECT_TRUE(isAskedToPaint([&] { mouse(WM_MOUSEMOVE, TRANSPORT_PLAY); }));
+}
+
+TEST_F(TransportBarTest, APressThatIsTakenAwayIsNotSeenAnyMore) {
+    mouse(WM_LBUTTONDOWN, TRANSPORT_PLAY);
+    EXPECT_TRUE(isAskedToPaint([] { ReleaseCapture(); }));
+}
+
+// The system asks for the pointer itself, which has to be there.
+TEST_F(TransportBarTest, ThePointerIsToldOfWhenItLeaves) {
+    const ParkedCursor parked;
+    ShowWindow(bar, SW_SHOWNA);
+    SetWindowPos(window, HWND_TOPMOST, 0, 0, 0, 0,
+                 SWP_NOMOVE | SWP_NOSIZE | SWP_NOACTIVATE | SWP_SHOWWINDOW);
+    const PixelRect rect = rectOf(TRANSPORT_PLAY);
+    POINT at = {rect.left + 5, rect.top + 5};
+    ClientToScreen(bar, &at);
+    ASSERT_TRUE(SetCursorPos(at.x, at.y));
+    ASSERT_EQ(WindowFromPoint(at), bar);
+    mouse(WM_MOUSEMOVE, rect.left + 5, rect.top + 5);
+    TRACKMOUSEEVENT event = {sizeof event, TME_QUERY, nullptr, 0};
+    EXPECT_TRUE(TrackMouseEvent(&event));
+    EXPECT_EQ(event.dwFlags & (TME_LEAVE | TME_HOVER), static_cast<DWORD>(TME_LEAVE));
+    EXPECT_EQ(event.hwndTrack, bar);
+}
+
+TEST_F(TransportBarTest, NothingIsPressedBehindAMenuOrADrag) {
+    SetCapture(window);
+    EXPECT_FALSE(pressTransport(bar, TRANSPORT_PLAY));
+    ReleaseCapture();
+    bool pressed = true;
+    SetWindowSubclass(
+        window,
+        [](HWND target, UINT message, WPARAM wide, LPARAM lng, UINT_PTR id,
+           DWORD_PTR data) -> LRESULT {
+            if (message == WM_ENTERIDLE) {
+                *reinterpret_cast<bool*>(data) = pressTransport(ui().transport, TRANSPORT_PLAY);
+                EndMenu();
+            }
+            if (message == WM_NCDESTROY) RemoveWindowSubclass(target, nullptr, id);
+            return DefSubclassProc(target, message, wide, lng);
+        },
+        9, reinterpret_cast<DWORD_PTR>(&pressed));
+    const HMENU menu = CreatePopupMenu();
+    AppendMenuW(menu, MF_STRING, 1, L"Item");
+    ShowWindow(window, SW_SHOW);
+    TrackPopupMenu(menu, TPM_RETURNCMD, 10, 10, 0, window, nullptr);
+    DestroyMenu(menu);
+    EXPECT_FALSE(pressed);
+    EXPECT_TRUE(pressTransport(bar, TRANSPORT_PLAY));
+}
+
+TEST_F(TransportBarTest, FollowsTheScale) {
+    changeDpi(144, {0, 0, 1900, 1000});
+    giveTransport(1800);
+    EXPECT_EQ(transportLayout(bar).controls, layOutTransport(1800, 144).controls);
+    const SliderTrack track = sliderTrack(layOutTransport(1800, 144)[TRANSPORT_VOLUME], 144);
+    mouse(WM_LBUTTONDOWN, (track.left + track.right) / 2, track.middle);
+    EXPECT_NEAR(ui().volume.level, 0.5, 0.005);
+    mouse(WM_MOUSEMOVE, track.right - 7, track.middle);
+    EXPECT_NEAR(ui().volume.level, 1 - 7.0 / (track.right - track.left), 1e-9);
+    mouse(WM_LBUTTONUP, 0, 0);
 }
 
 TEST_F(TransportBarTest, ErasesNothing) {

@@ -3,7 +3,9 @@
 #include "app/layout.h"
 #include "app/placing.h"
 #include "app/timeline_layout.h"
+#include "app/transport_bar.h"
 #include "export/export_job.h"
+#include "tests/windows/test_files.h"
 #include "tests/windows/window_engine_fixture.h"
 
 namespace velkantrix {
@@ -265,6 +267,32 @@ TEST_F(WindowClosingWithAVideo, AFileThatIsOpenedAgainDoesntHoldItUp) {
     ASSERT_EQ(openState().phase, OpenPhase::Reopening);
     send(WM_CLOSE);
     expectClosed();
+}
+
+TEST_F(WindowEngineTest, TheEngineHearsTheBarsSlider) {
+    open();
+    SetWindowPos(ui().transport, nullptr, 0, 0, 1272, 62, SWP_NOZORDER | SWP_NOACTIVATE);
+    const SliderTrack track = sliderTrack(transportLayout(ui().transport)[TRANSPORT_VOLUME], 96);
+    const LPARAM middle = MAKELPARAM((track.left + track.right) / 2, track.middle);
+    SendMessageW(ui().transport, WM_LBUTTONDOWN, 0, middle);
+    SendMessageW(ui().transport, WM_LBUTTONUP, 0, middle);
+    EXPECT_THAT(engine().calls(), Contains("SetVolume 0.5"));
+}
+
+// Not where the last tick has seen it.
+TEST_F(WindowEngineTest, ThePlayheadIsStoredWhereTheEngineIs) {
+    const TestFolder folder;
+    const std::wstring path = folder.path(L"video.mp4");
+    writeBytes(path, {'v'});
+    open();
+    playback()->pause();
+    openState().path = path;
+    engine().script.time = 3;
+    DestroyWindow(window);
+    const auto entries = ScratchRegistry::entries(L"Software\\Velkantrix\\Playheads");
+    const double seconds = 3;
+    ASSERT_THAT(entries, testing::SizeIs(1));
+    EXPECT_EQ(entries.begin()->second.bytes, ScratchRegistry::bytesOf(&seconds, sizeof seconds));
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 // What the main window does at each tick of its timers, and how often they tick.
 #include "app/layout.h"
+#include "app/placing.h"
 #include "tests/windows/replaced_import.h"
 #include "tests/windows/window_engine_fixture.h"
 
@@ -328,6 +329,46 @@ TEST_F(WindowTickTest, AVideoThatGoesOnSomewhereIsFirstSeenThere) {
     ASSERT_TRUE(waitFor([] { return !playback()->isSeeking(); }));
     tick();
     EXPECT_TRUE(IsWindowVisible(ui().video));
+}
+
+TEST_F(WindowTickTest, TheBarIsDrawnAnewWhenPlayingStartsAndStops) {
+    openWithoutPicture();
+    tick();
+    const auto asksToPaintBar = [&] {
+        ValidateRect(ui().transport, nullptr);
+        tick();
+        return GetUpdateRect(ui().transport, nullptr, FALSE) != FALSE;
+    };
+    EXPECT_FALSE(asksToPaintBar());
+    playback()->pause();
+    EXPECT_TRUE(asksToPaintBar());
+    EXPECT_FALSE(asksToPaintBar());
+    playback()->play();
+    EXPECT_TRUE(asksToPaintBar());
+    send(0x8001, 4); // the device is lost: whether it will play can change at any time
+    ASSERT_EQ(openState().phase, OpenPhase::Reopening);
+    EXPECT_TRUE(asksToPaintBar());
+}
+
+TEST_F(WindowTickTest, OnlyInFullscreenTheBarGoesByItself) {
+    startEdit(10);
+    refreshUi();
+    ASSERT_TRUE(IsWindowVisible(ui().transport));
+    POINT cursor = {};
+    GetCursorPos(&cursor);
+    const auto waitedLong = [&] {
+        ui().transportHiding = {{cursor.x, cursor.y}, GetTickCount64() - 60'000};
+        tick();
+    };
+    waitedLong();
+    EXPECT_TRUE(IsWindowVisible(ui().transport));
+    toggleFullscreen();
+    waitedLong();
+    EXPECT_FALSE(IsWindowVisible(ui().transport));
+    refreshUi(); // an edit by key doesn't bring it back
+    EXPECT_FALSE(IsWindowVisible(ui().transport));
+    toggleFullscreen();
+    EXPECT_TRUE(IsWindowVisible(ui().transport));
 }
 
 } // namespace
