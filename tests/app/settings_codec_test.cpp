@@ -60,7 +60,7 @@ TEST(Playhead, IsADouble) {
 }
 
 TEST(Playhead, AnotherSizeIsNone) {
-    for (const std::size_t size : {0, 1, 4, 7, 9, 16})
+    for (const std::size_t size : {0U, 1U, 4U, 7U, 9U, 16U})
         EXPECT_EQ(decodePlayhead(Bytes(size, 0x40)), std::nullopt) << size;
 }
 

@@ -76,7 +76,7 @@ TEST(TransportCommand, EachControlButTheSliderHasOne) {
 }
 
 TEST(TransportCommand, TheLastClipCantBeRemoved) {
-    for (const std::size_t count : {0, 1}) {
+    for (const std::size_t count : {0U, 1U}) {
         const TransportState state{.clipCount = count};
         EXPECT_EQ(transportCommand(TRANSPORT_REMOVE, state), std::nullopt);
         EXPECT_TRUE(isTransportInert(TRANSPORT_REMOVE, state));

@@ -28,7 +28,7 @@ TEST_F(RegistryTest, NumbersHaveFourBytes) {
     ASSERT_EQ(writeRegistryNumber(KEY, L"Number", 0x89ABCDEF), S_OK);
     EXPECT_EQ(readRegistryNumber(KEY, L"Number"), 0x89ABCDEF);
     EXPECT_EQ(readRegistry(KEY, L"Number", REG_DWORD), (Bytes{0xEF, 0xCD, 0xAB, 0x89}));
-    for (const std::size_t size : {0, 3, 5}) {
+    for (const std::size_t size : {0U, 3U, 5U}) {
         ScratchRegistry::put(KEY, L"Number", REG_DWORD, Bytes(size, 1));
         EXPECT_EQ(readRegistryNumber(KEY, L"Number"), std::nullopt) << size;
     }
