@@ -38,7 +38,7 @@ void autoExposure() {
     if (const std::optional<double> found = exposureFor(*luma))
         ui().exposure = *found;
     else
-        editState().statusText = L"Couldn't analyze exposure";
+        editState().statusText = L"Couldn't analyze exposure"; // until what is set is said again
 }
 
 void setExposure(double exposure) {

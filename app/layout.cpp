@@ -111,7 +111,9 @@ PixelRect placeInWorkArea(PixelSize window, const PixelRect& current, const Pixe
     return place;
 }
 
-PixelRect withinReach(const PixelRect& window, const PixelRect& work) {
+PixelRect withinReach(const PixelRect& window, const PixelRect& monitor, const PixelRect& area) {
+    const PixelRect work{monitor.left, monitor.top, monitor.left + widthOf(area),
+                         monitor.top + heightOf(area)};
     const auto shared = [](std::int64_t from, std::int64_t to, std::int64_t workFrom,
                            std::int64_t workTo) {
         return std::min(to, workTo) - std::max(from, workFrom);

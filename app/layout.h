@@ -38,8 +38,9 @@ PixelSize clientSizeForVideo(VideoSize video, bool doubled, std::int32_t dpi);
 PixelRect placeInWorkArea(PixelSize window, const PixelRect& current, const PixelRect& work);
 
 // A window that is remembered, on a monitor with this work area: as it was, where its title can be
-// seen and grabbed, else moved into it.
-PixelRect withinReach(const PixelRect& window, const PixelRect& work);
+// seen and grabbed, else moved into it. As the system stores it, the window's place is counted from
+// the work area's corner as if that were the monitor's.
+PixelRect withinReach(const PixelRect& window, const PixelRect& monitor, const PixelRect& area);
 
 // The window of the very first start, in the middle of the work area.
 PixelRect firstPlacement(const PixelRect& work, std::int32_t dpi);

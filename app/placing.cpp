@@ -55,18 +55,13 @@ void atItsScale(Place place) {
     if (ui().dpi != dpi) place();
 }
 
-// A stored place may be of a monitor that is gone, or be anything. Such places begin at the
-// monitor's work area, though they are counted from the monitor itself.
+// A stored place may be of a monitor that is gone, or be anything.
 void bringWithinReach(RECT& place) {
     MONITORINFO monitor = {};
     monitor.cbSize = sizeof monitor;
     if (!GetMonitorInfoW(MonitorFromRect(&place, MONITOR_DEFAULTTONEAREST), &monitor)) return;
-    PixelRect work = rectOf(monitor.rcWork);
-    work.right -= work.left - monitor.rcMonitor.left;
-    work.bottom -= work.top - monitor.rcMonitor.top;
-    work.left = monitor.rcMonitor.left;
-    work.top = monitor.rcMonitor.top;
-    const PixelRect reached = withinReach(rectOf(place), work);
+    const PixelRect reached =
+        withinReach(rectOf(place), rectOf(monitor.rcMonitor), rectOf(monitor.rcWork));
     place = {reached.left, reached.top, reached.right, reached.bottom};
 }
 

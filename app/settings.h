@@ -15,7 +15,7 @@ namespace velkantrix {
 [[nodiscard]] std::wstring fileStateKey(const std::wstring& path);
 
 // All of the open video's state, under its file's key. Nothing without a video, nor for a file that
-// can't be examined any more: under the key of such a file it would never be found again.
+// can't be examined any more: its key would be that of every such file at that path.
 void storeFileState();
 
 // Each of it, under that key.

@@ -21,7 +21,7 @@ HMODULE accessLibrary() {
     return library;
 }
 
-// Whether the caller takes the text, which is empty where there is none.
+// Hands out a copy of the text; none, and S_FALSE, where it is empty.
 HRESULT giveText(const std::wstring& text, BSTR* out) {
     if (!out) return E_INVALIDARG;
     *out = nullptr;

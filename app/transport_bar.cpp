@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cwchar>
 #include <optional>
 #include <utility>
 
@@ -39,10 +38,6 @@ struct BarState {
 BarState& barState() {
     static BarState state;
     return state;
-}
-
-void repaint(HWND bar) {
-    InvalidateRect(bar, nullptr, FALSE);
 }
 
 // The tip of one control, by the number that the system knows it by.
@@ -129,7 +124,7 @@ void setVolumeAt(HWND bar, int x) {
 void onMove(HWND bar, int x, int y) {
     if (ui().volumeDragged) return setVolumeAt(bar, x);
     const TransportControl over = transportControlAt(transportLayout(bar), x, y);
-    if (std::exchange(barState().hovered, over) != over) repaint(bar);
+    if (std::exchange(barState().hovered, over) != over) repaintTransport();
     TRACKMOUSEEVENT event = {sizeof event, TME_LEAVE, bar, 0};
     TrackMouseEvent(&event);
 }
@@ -143,7 +138,7 @@ void onPress(HWND bar, int x, int y) {
     }
     barState().pressed = over;
     if (over != TRANSPORT_NONE) SetCapture(bar);
-    repaint(bar);
+    repaintTransport();
 }
 
 void onRelease(HWND bar, int x, int y) {
@@ -153,20 +148,20 @@ void onRelease(HWND bar, int x, int y) {
     // is captured no key gets to the window.
     if (GetCapture() == bar) ReleaseCapture();
     if (dragged || pressed == TRANSPORT_NONE) return;
-    repaint(bar);
+    repaintTransport();
     if (transportControlAt(transportLayout(bar), x, y) == pressed) pressTransport(bar, pressed);
 }
 
-void onCaptureLost(HWND bar) {
+void onCaptureLost() {
     ui().volumeDragged = false;
     barState().pressed = TRANSPORT_NONE;
-    repaint(bar);
+    repaintTransport();
 }
 
-void onLeave(HWND bar) {
+void onLeave() {
     barState().hovered = TRANSPORT_NONE;
     barState().pressed = TRANSPORT_NONE;
-    repaint(bar);
+    repaintTransport();
 }
 
 LRESULT onMouseMessage(HWND bar, UINT message, WPARAM wide, LPARAM lng) {
@@ -183,10 +178,10 @@ LRESULT onMouseMessage(HWND bar, UINT message, WPARAM wide, LPARAM lng) {
         onRelease(bar, x, y);
         return 0;
     case WM_CAPTURECHANGED:
-        onCaptureLost(bar);
+        onCaptureLost();
         return 0;
     case WM_MOUSELEAVE:
-        onLeave(bar);
+        onLeave();
         return 0;
     default:
         return DefWindowProcW(bar, message, wide, lng);
@@ -238,11 +233,8 @@ TransportLayout transportLayout(HWND bar) {
 
 bool isTransportEnabled(HWND bar) {
     if (!IsWindowEnabled(bar) || !IsWindowEnabled(GetParent(bar))) return false;
-    GUITHREADINFO thread = {};
-    thread.cbSize = sizeof thread;
-    if (!GetGUIThreadInfo(GetCurrentThreadId(), &thread)) return true;
-    constexpr DWORD BUSY = GUI_INMENUMODE | GUI_POPUPMENUMODE | GUI_SYSTEMMENUMODE | GUI_INMOVESIZE;
-    return (thread.flags & BUSY) == 0 && (!thread.hwndCapture || thread.hwndCapture == bar);
+    const HWND capture = GetCapture(); // menus capture the mouse as well
+    return !capture || capture == bar;
 }
 
 bool pressTransport(HWND bar, TransportControl control) {

@@ -46,8 +46,9 @@ std::optional<std::vector<std::uint8_t>> readRegistry(const std::wstring& key,
                        ERROR_SUCCESS)
         return std::nullopt;
     if (found != type || size > MAX_REGISTRY_BYTES) return std::nullopt;
-    std::vector<std::uint8_t> bytes(size);
-    // Another program may have changed it in between.
+    // Another program may change it in between. No room at all would only ask for the size again.
+    std::vector<std::uint8_t> bytes(std::max<DWORD>(size, 1));
+    size = static_cast<DWORD>(bytes.size());
     if (RegQueryValueExW(opened.get(), name.c_str(), nullptr, &found, bytes.data(), &size) !=
             ERROR_SUCCESS ||
         found != type)

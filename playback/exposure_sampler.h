@@ -1,5 +1,5 @@
 // exposure_sampler.h: how bright a video is. Decodes a few of its pictures on the calling thread,
-// which must be in a COM apartment; that takes as long as that many seeks. Media Foundation must
+// which must be in a COM apartment; that takes as long as the seeks to them. Media Foundation must
 // have been started.
 #pragma once
 

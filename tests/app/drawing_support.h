@@ -10,6 +10,8 @@
 #include <variant>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "app/drawing.h"
 
 namespace velkantrix {
@@ -122,6 +124,7 @@ struct Doubling {
 
 // Those items of the larger drawing that aren't their counterparts, doubled. They must be as many.
 inline Drawing notDoubled(const Drawing& smaller, const Drawing& larger) {
+    EXPECT_EQ(smaller.size(), larger.size());
     Drawing found;
     for (std::size_t i = 0; i < larger.size(); ++i) {
         if (i >= smaller.size() || std::visit(Doubling{}, smaller[i]) != larger[i])

@@ -5,6 +5,7 @@
 namespace velkantrix {
 namespace {
 
+const PixelRect MONITOR{0, 0, 1920, 1080};
 const PixelRect WORK{0, 0, 1920, 1040};
 
 TEST(LayOutChildren, AWindowHasTheVideoAboveTheTimelineAndTheTransportBelowIt) {
@@ -131,18 +132,33 @@ TEST(WithinReach, AWindowWhoseTitleCanBeGrabbedStaysWhereItWas) {
          {PixelRect{100, 100, 900, 700}, PixelRect{-736, 0, 64, 600}, PixelRect{1856, 0, 2656, 600},
           PixelRect{100, -16, 900, 584}, PixelRect{100, 1024, 900, 1624},
           PixelRect{-100, 0, 4000, 3000}})
-        EXPECT_EQ(withinReach(window, WORK), window);
+        EXPECT_EQ(withinReach(window, MONITOR, WORK), window);
 }
 
 TEST(WithinReach, AnyOtherIsMovedIntoTheWorkArea) {
-    EXPECT_EQ(withinReach({-737, 0, 63, 600}, WORK), (PixelRect{0, 0, 800, 600}));
-    EXPECT_EQ(withinReach({1857, 0, 2657, 600}, WORK), (PixelRect{1120, 0, 1920, 600}));
-    EXPECT_EQ(withinReach({100, -17, 900, 583}, WORK), (PixelRect{100, 0, 900, 600}));
-    EXPECT_EQ(withinReach({100, 1025, 900, 1625}, WORK), (PixelRect{100, 440, 900, 1040}));
-    EXPECT_EQ(withinReach({-20000, -20000, 1, 1}, WORK), WORK);
-    EXPECT_EQ(withinReach({2147480000, 0, 2147481000, 700}, WORK), (PixelRect{920, 0, 1920, 700}));
-    EXPECT_EQ(withinReach({2147483000, 2147483000, 2147483647, 2147483647}, WORK),
+    EXPECT_EQ(withinReach({-737, 0, 63, 600}, MONITOR, WORK), (PixelRect{0, 0, 800, 600}));
+    EXPECT_EQ(withinReach({1857, 0, 2657, 600}, MONITOR, WORK), (PixelRect{1120, 0, 1920, 600}));
+    EXPECT_EQ(withinReach({100, -17, 900, 583}, MONITOR, WORK), (PixelRect{100, 0, 900, 600}));
+    EXPECT_EQ(withinReach({100, 1025, 900, 1625}, MONITOR, WORK), (PixelRect{100, 440, 900, 1040}));
+    EXPECT_EQ(withinReach({-20000, -20000, 1, 1}, MONITOR, WORK), WORK);
+    EXPECT_EQ(withinReach({2147480000, 0, 2147481000, 700}, MONITOR, WORK),
+              (PixelRect{920, 0, 1920, 700}));
+    EXPECT_EQ(withinReach({2147483000, 2147483000, 2147483647, 2147483647}, MONITOR, WORK),
               (PixelRect{1273, 393, 1920, 1040}));
+}
+
+// A bar at the top or the left of a second monitor: what is stored as its corner is behind the bar.
+TEST(WithinReach, PlacesAreCountedFromTheWorkAreasCorner) {
+    const PixelRect second{1920, -200, 4480, 1240};
+    const PixelRect behindTop{1920, -140, 4480, 1240};
+    const PixelRect behindLeft{2020, -200, 4480, 1240};
+    const PixelRect corner{1920, -200, 2720, 400};
+    EXPECT_EQ(withinReach(corner, second, behindTop), corner);
+    EXPECT_EQ(withinReach(corner, second, behindLeft), corner);
+    EXPECT_EQ(withinReach({5000, -200, 5800, 400}, second, behindLeft),
+              (PixelRect{3580, -200, 4380, 400}));
+    EXPECT_EQ(withinReach({1920, 2000, 2720, 2600}, second, behindTop),
+              (PixelRect{1920, 580, 2720, 1180}));
 }
 
 } // namespace

@@ -6,8 +6,8 @@ import shutil
 
 import pytest
 from places import ROOT, windows_path
-from user_registry import (BINARY, NUMBER, TEXT, TEXTS, file_key, number, placement, put, rect_of, seconds, settings,
-                           text, texts, texts_of, user_registry)
+from user_registry import (BINARY, NUMBER, TEXT, TEXTS, delete, file_key, number, placement, put, put_value, rect_of,
+                           seconds, settings, text, texts, texts_of, user_registry, values)
 from window import HEIGHT, LOGGED, OK, PROGRAM, UNSAVED_AT_THE_END, WIDTH, size_of
 
 KEEP = {**LOGGED, "DRIVE_WINDOW_KEEP": "1"}
@@ -24,7 +24,7 @@ def key_of(path):
 @pytest.fixture
 def video(media, tmp_path):
     """A recording of the test's own, whose name needs care."""
-    path = tmp_path / "Müller & Söhne 影片.mp4"
+    path = tmp_path / "MÜLLER & Söhne 影片.mp4"
     shutil.copy(media / "closed.mp4", path)
     return path
 
@@ -137,10 +137,12 @@ def test_a_window_left_in_fullscreen_comes_back_as_before(play, start):
     assert start(environment=KEEP).place() == place
 
 
-@pytest.mark.parametrize("stored", [(TEXT, placement([50, 60, 1050, 760])[1]), (BINARY, b"\x2c" * 44), (BINARY, b""),
-                                    (BINARY, placement([50, 60, 1050, 760])[1][:43]), placement([9, 9, 9, 9]),
-                                    placement([1050, 760, 50, 60]),
-                                    placement([-2 ** 31, -2 ** 31, 2 ** 31 - 1, 2 ** 31 - 1])])
+NO_PLACEMENTS = [(TEXT, placement([50, 60, 1050, 760])[1]), (BINARY, b"\x2c" * 44), (BINARY, b""),
+                 (BINARY, placement([50, 60, 1050, 760])[1][:43]), placement([9, 9, 9, 9]),
+                 placement([1050, 760, 50, 60]), placement([-2 ** 31, -2 ** 31, 2 ** 31 - 1, 2 ** 31 - 1])]
+
+
+@pytest.mark.parametrize("stored", NO_PLACEMENTS)
 def test_a_placement_that_makes_no_sense_is_none(start, stored):
     window = start()
     place = window.place()
@@ -149,9 +151,21 @@ def test_a_placement_that_makes_no_sense_is_none(start, stored):
     assert start(environment=KEEP).place() == place
 
 
-@pytest.mark.parametrize("rect", [[90000, 90000, 91000, 91000], [-91000, -91000, -90000, -90000],
-                                  [2 ** 31 - 1000, 0, 2 ** 31 - 1, 900], [-20000, -20000, 1, 1],
-                                  [1919, 1079, 2919, 1779], [100, -690, 1100, 10]])
+@pytest.mark.parametrize("stored", NO_PLACEMENTS)
+def test_a_place_of_a_recording_that_makes_no_sense_is_none(watch, video, stored):
+    window = watch(video, again=False)
+    size = size_of(window.place())
+    window.end()
+    put(key_of(video), *stored, key="\\Geometry")
+    assert size_of(watch(video).place()) == size
+
+
+AWAY = [[90000, 90000, 91000, 91000], [-91000, -91000, -90000, -90000],
+        [2 ** 31 - 1000, 0, 2 ** 31 - 1, 900], [-20000, -20000, 1, 1],
+        [1919, 1079, 2919, 1779], [100, -690, 1100, 10]]
+
+
+@pytest.mark.parametrize("rect", AWAY)
 def test_a_window_off_the_screen_comes_back_to_it(start, rect):
     start().end()
     put("WindowPlacement", *placement(rect))
@@ -159,6 +173,14 @@ def test_a_window_off_the_screen_comes_back_to_it(start, rect):
     left, top, right, bottom = window.place()
     assert 0 <= left and right <= WIDTH and 0 <= top and bottom <= HEIGHT
     window.wait_for_text("Cut the wait.")
+
+
+@pytest.mark.parametrize("rect", AWAY)
+def test_a_recording_s_place_off_the_screen_is_moved_to_it(watch, video, rect):
+    watch(video, again=False).end()
+    put(key_of(video), *placement(rect), key="\\Geometry")
+    left, top, right, bottom = watch(video).place()
+    assert 0 <= left and right <= WIDTH and 0 <= top and bottom <= HEIGHT
 
 
 @pytest.mark.parametrize("show", [0, 2, 6, 7, 11, 99])
@@ -315,25 +337,40 @@ def expected_associations():
     return expected
 
 
-def is_ours(row):
-    key, name = row
-    return "velkantrix" in key.lower() or "velkantrix" in name.lower()
+def forget_all(extensions):
+    """What the program has written in earlier runs."""
+    for key in ("Software\\Velkantrix", "Software\\Classes\\Velkantrix.Video",
+                "Software\\Classes\\Applications\\Velkantrix.exe", *extensions):
+        delete(key)
+    delete("Software\\RegisteredApplications", "Velkantrix")
+
+
+def ancestors(keys):
+    """Of all keys, themselves included."""
+    return {key[:end] for key in keys for end in [*(match.start() for match in re.finditer(r"\\", key)), len(key)]}
 
 
 def test_a_run_writes_what_it_remembers_and_nothing_else(start, watch, video):
-    start().end()  # what was remembered is gone
-    before = {row: value for row, value in user_registry().items() if not is_ours(row)}
-    window = watch(video, again=False)
+    extensions = [f"Software\\Classes\\{extension}" for extension in EXTENSIONS]
+    forget_all(extensions)
+    put_value(extensions[0], "", *text("Other.Video"))  # the user's choice
+    before = user_registry()
+    window = watch(video, again=True)
     at_five_seconds(window)
     place = window.place()
     assert window.close() == 0
     after = user_registry()
+    forget_all(extensions)
     key = key_of(video)
     root = "Software\\Velkantrix"
-    own = {row: value for row, value in after.items() if is_ours(row)}
+    new = {row: value for row, value in after.items() if before.get(row) != value}
+    gone = before.keys() - after.keys()
+    # The system's own list of recent documents, which the program adds to.
+    recent = "Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\RecentDocs"
+    own = {row: value for row, value in values(new).items() if row[0] != recent}
     geometry = own.pop((root + "\\Geometry", key))
     assert rect_of(geometry) == place and own.pop((root, "WindowPlacement")) == geometry
-    assert own == {
+    expected = {
         **expected_associations(),
         (root + "\\Playheads", key): seconds(5),
         (root + "\\Zoom", key): number(0),
@@ -341,11 +378,9 @@ def test_a_run_writes_what_it_remembers_and_nothing_else(start, watch, video):
         (root, "Muted"): number(0),
         (root, "RecentFiles"): texts([windows_path(video)]),
     }
-    others = {row: value for row, value in after.items() if not is_ours(row)}
-    # The system's own list of recent documents, which the program adds to.
-    recent = "Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\RecentDocs"
-    changed = {row for row in before.keys() | others.keys() if before.get(row) != others.get(row)}
-    assert {key for key, _ in changed} <= {recent}
+    assert own == expected and not gone
+    written = {row[0] for row in expected} | {root + "\\Geometry", recent}
+    assert {row[0] for row in new if row[1] is None} <= ancestors(written)
 
 
 def test_about_says_which_version_this_is(start):
@@ -354,7 +389,7 @@ def test_about_says_which_version_this_is(start):
     window.keys("A")
     box = window.wait_for_box()
     assert box["title"] == "About Velkantrix"
-    version = re.search(r"VERSION ([\d.]+)", (ROOT / "CMakeLists.txt").read_text())[1]
+    version = re.search(r"velkantrix VERSION ([\d.]+)", (ROOT / "CMakeLists.txt").read_text())[1]
     assert box["texts"] == [f"Velkantrix  {version}\n\nA fast native video cutter. One executable — no installer, no "
                             "dependencies, no network.\n\nQuorndelph\nhttps://quorndelph.example"]
     assert box["buttons"] == [OK] and not window.state()["enabled"]

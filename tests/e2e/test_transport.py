@@ -138,7 +138,7 @@ def test_the_zoom_sizes_the_window(wide):
     click(wide, ZOOM)
     wait_for_name(wide, ZOOM, "Actual size (1×)")
     wide.wait_for(lambda: size_of(wide.video()["rect"])[0] >= 640, "the video twice as large")
-    assert controls(wide)[VOLUME]["rect"]
+    assert size_of(controls(wide)[VOLUME]["rect"]) == (110, 32)
     click(wide, ZOOM)
     wait_for_name(wide, ZOOM, "Zoom to 2×")
 

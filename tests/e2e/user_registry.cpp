@@ -1,7 +1,10 @@
 // user-registry: the current user's registry, for tests.
 //
-//     dump                     every value, a line of JSON each: [key, name, type, bytes in hex]
+//     dump                     every value, a line of JSON each: [key, name, type, bytes in hex];
+//                              for each key a line too, whose name is null. Fails where it can't
+//                              see all
 //     put KEY NAME TYPE HEX    writes one; TYPE in decimal. "" for no bytes
+//     delete KEY [NAME]        the key with all in it, or one value
 //
 // Lines in UTF-8.
 #include <windows.h>
@@ -24,35 +27,46 @@ std::string hex(const std::vector<BYTE>& bytes) {
     return text;
 }
 
-void dump(HKEY key, const std::wstring& path) {
-    std::vector<BYTE> bytes(1 << 20);
+// Whether all of it could be seen.
+bool dump(HKEY key, const std::wstring& path) {
+    static std::vector<BYTE> bytes(1 << 22);
     std::vector<wchar_t> name(16384);
+    std::cout << '[' << quoted(path) << ",null,0,\"\"]\n";
+    LSTATUS status = ERROR_SUCCESS;
     for (DWORD i = 0;; ++i) {
         auto nameSize = static_cast<DWORD>(name.size());
         auto size = static_cast<DWORD>(bytes.size());
         DWORD type = 0;
-        if (RegEnumValueW(key, i, name.data(), &nameSize, nullptr, &type, bytes.data(), &size) !=
-            ERROR_SUCCESS)
-            break;
+        status = RegEnumValueW(key, i, name.data(), &nameSize, nullptr, &type, bytes.data(), &size);
+        if (status != ERROR_SUCCESS) break;
         std::cout << '[' << quoted(path) << ',' << quoted({name.data(), nameSize}) << ',' << type
                   << ",\"" << hex({bytes.begin(), bytes.begin() + size}) << "\"]\n";
     }
-    for (DWORD i = 0; RegEnumKeyW(key, i, name.data(), 256) == ERROR_SUCCESS; ++i) {
+    if (status != ERROR_NO_MORE_ITEMS) return false;
+    for (DWORD i = 0;; ++i) {
+        status = RegEnumKeyW(key, i, name.data(), 256);
+        if (status != ERROR_SUCCESS) return status == ERROR_NO_MORE_ITEMS;
         HKEY child = nullptr;
-        if (RegOpenKeyExW(key, name.data(), 0, KEY_READ, &child) != ERROR_SUCCESS) continue;
-        dump(child, path.empty() ? name.data() : path + L"\\" + name.data());
+        if (RegOpenKeyExW(key, name.data(), 0, KEY_READ, &child) != ERROR_SUCCESS) return false;
+        const bool all = dump(child, path.empty() ? name.data() : path + L"\\" + name.data());
         RegCloseKey(child);
+        if (!all) return false;
     }
+}
+
+bool isGone(LSTATUS status) {
+    return status == ERROR_SUCCESS || status == ERROR_FILE_NOT_FOUND;
 }
 
 } // namespace
 
 int wmain(int count, wchar_t** words) {
     const std::wstring verb = count > 1 ? words[1] : L"";
-    if (verb == L"dump") {
-        dump(HKEY_CURRENT_USER, L"");
-        return 0;
-    }
+    if (verb == L"dump") return dump(HKEY_CURRENT_USER, L"") ? 0 : 1;
+    if (verb == L"delete" && count == 3)
+        return isGone(RegDeleteTreeW(HKEY_CURRENT_USER, words[2])) ? 0 : 1;
+    if (verb == L"delete" && count == 4)
+        return isGone(RegDeleteKeyValueW(HKEY_CURRENT_USER, words[2], words[3])) ? 0 : 1;
     if (verb != L"put" || count != 6) return 2;
     const std::wstring digits = words[5];
     std::vector<BYTE> bytes;

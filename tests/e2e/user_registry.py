@@ -11,20 +11,36 @@ NONE, TEXT, BINARY, NUMBER, TEXTS = 0, 1, 3, 4, 7  # types
 
 
 def user_registry():
-    """All values: their type and bytes by their key and name."""
+    """All values: their type and bytes by their key and name. A key itself has a row of no name."""
     run = subprocess.run([RUN, str(PROGRAM), "dump"], capture_output=True, check=True, timeout=60)
     rows = [json.loads(line) for line in run.stdout.decode("utf-8").splitlines()]
     return {(key, name): (kind, bytes.fromhex(digits)) for key, name, kind, digits in rows}
 
 
+def values(rows):
+    """Without those of the keys themselves."""
+    return {row: value for row, value in rows.items() if row[1] is not None}
+
+
 def settings():
     """The program's own values, by what follows its key."""
-    return {(key[len(ROOT_KEY):], name): value for (key, name), value in user_registry().items()
+    return {(key[len(ROOT_KEY):], name): value for (key, name), value in values(user_registry()).items()
             if key == ROOT_KEY or key.startswith(ROOT_KEY + "\\")}
 
 
+def put_value(key, name, kind, data):
+    subprocess.run([RUN, str(PROGRAM), "put", key, name, str(kind), data.hex()], check=True, timeout=60)
+
+
 def put(name, kind, data, key=""):
-    subprocess.run([RUN, str(PROGRAM), "put", ROOT_KEY + key, name, str(kind), data.hex()], check=True, timeout=60)
+    """One of the program's own."""
+    put_value(ROOT_KEY + key, name, kind, data)
+
+
+def delete(key, name=None):
+    """The key with all in it, or one value; nothing when it isn't there."""
+    words = [RUN, str(PROGRAM), "delete", key] + ([] if name is None else [name])
+    subprocess.run(words, check=True, timeout=60)
 
 
 def number(value):

@@ -4,6 +4,7 @@
 #include <windows.h>
 
 #include <cstdint>
+#include <cstdlib>
 #include <map>
 #include <string>
 #include <utility>
@@ -23,15 +24,15 @@ struct RegistryEntry {
 // Each key's values by the key's path and the value's name.
 using RegistryEntries = std::map<std::pair<std::wstring, std::wstring>, RegistryEntry>;
 
+// Without it a test would write into the user's own: then the program ends.
 class ScratchRegistry {
 public:
     ScratchRegistry() {
         RegDeleteTreeW(HKEY_CURRENT_USER, place_.c_str());
-        EXPECT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER, place_.c_str(), 0, nullptr,
-                                  REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, &root_,
-                                  nullptr),
-                  ERROR_SUCCESS);
-        EXPECT_EQ(RegOverridePredefKey(HKEY_CURRENT_USER, root_), ERROR_SUCCESS);
+        if (RegCreateKeyExW(HKEY_CURRENT_USER, place_.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE,
+                            KEY_ALL_ACCESS, nullptr, &root_, nullptr) != ERROR_SUCCESS ||
+            RegOverridePredefKey(HKEY_CURRENT_USER, root_) != ERROR_SUCCESS)
+            std::abort();
     }
     ~ScratchRegistry() {
         RegOverridePredefKey(HKEY_CURRENT_USER, nullptr);

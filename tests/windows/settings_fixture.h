@@ -48,7 +48,7 @@ inline WINDOWPLACEMENT placementIn(const RegistryEntry& entry) {
 class SettingsTest : public WindowTest {
 protected:
     SettingsTest() {
-        path = folder.path(L"Übung & 影片.mp4");
+        path = folder.path(L"übung Öl & 影片.mp4");
         writeBytes(path, {'v', 'i', 'd', 'e', 'o'});
         open(path);
         editState().playhead = 4.5;

@@ -66,19 +66,20 @@ TEST_F(SettingsTest, AnIconsStoredPlaceMayBeMaximised) {
     EXPECT_TRUE(IsZoomed(window));
 }
 
+// The first move brings the window to a monitor of another scale: the system suggests another size.
+LRESULT CALLBACK anotherScale(HWND target, UINT message, WPARAM wide, LPARAM lng, UINT_PTR,
+                              DWORD_PTR) {
+    if (message == WM_MOVE && ui().dpi == 96) {
+        RECT suggested = {10, 20, 1810, 1020};
+        SendMessageW(target, WM_DPICHANGED, MAKEWPARAM(144, 144),
+                     reinterpret_cast<LPARAM>(&suggested));
+    }
+    if (message == WM_NCDESTROY) RemoveWindowSubclass(target, anotherScale, 0);
+    return DefSubclassProc(target, message, wide, lng);
+}
+
 TEST_F(SettingsTest, AnotherScaleOnTheWayDoesntChangeThePlace) {
-    SetWindowSubclass(
-        window,
-        [](HWND target, UINT message, WPARAM wide, LPARAM lng, UINT_PTR id, DWORD_PTR) -> LRESULT {
-            if (message == WM_MOVE && ui().dpi == 96) {
-                RECT suggested = {10, 20, 1810, 1020};
-                SendMessageW(target, WM_DPICHANGED, MAKEWPARAM(144, 144),
-                             reinterpret_cast<LPARAM>(&suggested));
-            }
-            if (message == WM_NCDESTROY) RemoveWindowSubclass(target, nullptr, id);
-            return DefSubclassProc(target, message, wide, lng);
-        },
-        7, 0);
+    SetWindowSubclass(window, anotherScale, 0, 0);
     ScratchRegistry::put(ROOT, L"WindowPlacement", REG_BINARY,
                          bytesOf(placementAt({50, 60, 1350, 1060})));
     EXPECT_TRUE(loadWindowPlacement(window));
@@ -110,6 +111,7 @@ TEST_F(SettingsTest, APlacementOfAnotherKindIsNone) {
     expectWindowAt(before);
 }
 
+// Off every screen, or with a title that is.
 TEST_F(SettingsTest, APlaceOutOfReachIsBroughtBackToTheScreen) {
     for (const RECT& away : {RECT{-20'000, -20'000, 1, 1}, RECT{100, -500, 1100, 100}}) {
         ScratchRegistry::put(ROOT, L"WindowPlacement", REG_BINARY, bytesOf(placementAt(away)));

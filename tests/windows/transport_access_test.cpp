@@ -113,14 +113,6 @@ protected:
         EXPECT_EQ(found, bar);
     }
 
-    [[nodiscard]] std::vector<WPARAM> posted() const {
-        std::vector<WPARAM> commands;
-        MSG message;
-        while (PeekMessageW(&message, window, WM_COMMAND, WM_COMMAND, PM_REMOVE))
-            commands.push_back(message.wParam);
-        return commands;
-    }
-
     HWND bar = nullptr;
     ComPtr<IAccessible> access;
 };

@@ -48,15 +48,6 @@ protected:
         mouse(WM_LBUTTONUP, control);
     }
 
-    // The commands that were posted since the last call.
-    [[nodiscard]] std::vector<WPARAM> posted() const {
-        std::vector<WPARAM> commands;
-        MSG message;
-        while (PeekMessageW(&message, window, WM_COMMAND, WM_COMMAND, PM_REMOVE))
-            commands.push_back(message.wParam);
-        return commands;
-    }
-
     [[nodiscard]] bool isAskedToPaint(const std::function<void()>& act) const {
         ShowWindow(window, SW_SHOWNA);
         ShowWindow(bar, SW_SHOWNA);
@@ -234,27 +225,27 @@ TEST_F(TransportBarTest, ThePointerIsToldOfWhenItLeaves) {
     EXPECT_EQ(event.hwndTrack, bar);
 }
 
+// What a press gives while a menu waits for the user; then the menu is closed.
+LRESULT CALLBACK pressInMenu(HWND target, UINT message, WPARAM wide, LPARAM lng, UINT_PTR,
+                             DWORD_PTR pressed) {
+    if (message == WM_ENTERIDLE) {
+        *reinterpret_cast<bool*>(pressed) = pressTransport(ui().transport, TRANSPORT_PLAY);
+        EndMenu();
+    }
+    return DefSubclassProc(target, message, wide, lng);
+}
+
 TEST_F(TransportBarTest, NothingIsPressedBehindAMenuOrADrag) {
     SetCapture(window);
     EXPECT_FALSE(pressTransport(bar, TRANSPORT_PLAY));
     ReleaseCapture();
     bool pressed = true;
-    SetWindowSubclass(
-        window,
-        [](HWND target, UINT message, WPARAM wide, LPARAM lng, UINT_PTR id,
-           DWORD_PTR data) -> LRESULT {
-            if (message == WM_ENTERIDLE) {
-                *reinterpret_cast<bool*>(data) = pressTransport(ui().transport, TRANSPORT_PLAY);
-                EndMenu();
-            }
-            if (message == WM_NCDESTROY) RemoveWindowSubclass(target, nullptr, id);
-            return DefSubclassProc(target, message, wide, lng);
-        },
-        9, reinterpret_cast<DWORD_PTR>(&pressed));
+    SetWindowSubclass(window, pressInMenu, 0, reinterpret_cast<DWORD_PTR>(&pressed));
     const HMENU menu = CreatePopupMenu();
     AppendMenuW(menu, MF_STRING, 1, L"Item");
     ShowWindow(window, SW_SHOW);
     TrackPopupMenu(menu, TPM_RETURNCMD, 10, 10, 0, window, nullptr);
+    RemoveWindowSubclass(window, pressInMenu, 0);
     DestroyMenu(menu);
     EXPECT_FALSE(pressed);
     EXPECT_TRUE(pressTransport(bar, TRANSPORT_PLAY));
@@ -329,6 +320,8 @@ TEST_F(TransportTipsTest, LookLikeTheRestOfTheWindow) {
     const auto style = static_cast<DWORD>(GetWindowLongPtrW(tips, GWL_STYLE));
     EXPECT_EQ(style & (TTS_ALWAYSTIP | TTS_NOPREFIX),
               static_cast<DWORD>(TTS_ALWAYSTIP | TTS_NOPREFIX));
+    EXPECT_TRUE(style & WS_POPUP);
+    EXPECT_EQ(GetWindow(tips, GW_OWNER), window);
 }
 
 TEST_F(TransportTipsTest, ThereIsOneForEachControl) {

@@ -84,6 +84,15 @@ protected:
         return rect;
     }
 
+    // The commands that were posted to the window since the last call.
+    [[nodiscard]] std::vector<WPARAM> posted() const {
+        std::vector<WPARAM> commands;
+        MSG message;
+        while (PeekMessageW(&message, window, WM_COMMAND, WM_COMMAND, PM_REMOVE))
+            commands.push_back(message.wParam);
+        return commands;
+    }
+
     static void makeUnsavedEdit() {
         startEdit(10);
         splitClip(0, 5);

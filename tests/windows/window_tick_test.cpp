@@ -295,23 +295,6 @@ TEST_F(WindowTickTest, WhileAFileIsOpenedAgainAllIsPaintedAgain) {
     EXPECT_EQ(editState().playhead, 3);
 }
 
-// A window that begins at another scale
-
-class DpiOfNewWindows {
-private:
-    static UINT WINAPI another(HWND) { return 144; }
-    const ReplacedImport<decltype(&GetDpiForWindow)> replaced_{__imp_GetDpiForWindow, another};
-};
-
-class WindowAtAnotherScale : public DpiOfNewWindows, public WindowTest {};
-
-TEST_F(WindowAtAnotherScale, HasItFromTheStart) {
-    EXPECT_EQ(ui().dpi, 144);
-    RECT transport = {};
-    GetWindowRect(ui().transport, &transport);
-    EXPECT_EQ(transport.bottom - transport.top, 93);
-}
-
 // The video's first picture is there before the place is known.
 TEST_F(WindowTickTest, AVideoThatGoesOnSomewhereIsFirstSeenThere) {
     openHost().storedPlayhead = [] {
@@ -330,6 +313,8 @@ TEST_F(WindowTickTest, AVideoThatGoesOnSomewhereIsFirstSeenThere) {
     tick();
     EXPECT_TRUE(IsWindowVisible(ui().video));
 }
+
+// The bar
 
 TEST_F(WindowTickTest, TheBarIsDrawnAnewWhenPlayingStartsAndStops) {
     openWithoutPicture();
@@ -369,6 +354,23 @@ TEST_F(WindowTickTest, OnlyInFullscreenTheBarGoesByItself) {
     EXPECT_FALSE(IsWindowVisible(ui().transport));
     toggleFullscreen();
     EXPECT_TRUE(IsWindowVisible(ui().transport));
+}
+
+// A window that begins at another scale
+
+class DpiOfNewWindows {
+private:
+    static UINT WINAPI another(HWND) { return 144; }
+    const ReplacedImport<decltype(&GetDpiForWindow)> replaced_{__imp_GetDpiForWindow, another};
+};
+
+class WindowAtAnotherScale : public DpiOfNewWindows, public WindowTest {};
+
+TEST_F(WindowAtAnotherScale, HasItFromTheStart) {
+    EXPECT_EQ(ui().dpi, 144);
+    RECT transport = {};
+    GetWindowRect(ui().transport, &transport);
+    EXPECT_EQ(transport.bottom - transport.top, 93);
 }
 
 } // namespace
