@@ -17,11 +17,13 @@ def scale(request):
 
     def set_scale(dpi):
         put_value(DESKTOP, "LogPixels", NUMBER, struct.pack("<I", dpi))
-        subprocess.run([RUN, "wineserver", "-k"], check=False, timeout=60)
+        subprocess.run([RUN, "wineserver", "-k"], check=True, timeout=60)
 
-    set_scale(request.param)
-    yield request.param
-    set_scale(96)
+    try:
+        set_scale(request.param)
+        yield request.param
+    finally:
+        set_scale(96)
 
 
 def test_the_window_comes_back_where_it_was_at_any_scale(scale, start):

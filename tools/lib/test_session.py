@@ -22,7 +22,7 @@ BUILD = ROOT / "build"
 RESULTS = BUILD / "results"
 RUN = ROOT / "tools" / "rig" / "run"
 JOBS = str(os.cpu_count() or 2)
-FUZZ_SECONDS = {False: 20, True: 60}  # by --long
+FUZZ_SECONDS = {False: 10, True: 60}  # by --long
 
 
 @dataclass
