@@ -33,6 +33,15 @@ double secondsOf(Ticks ticks) {
     return static_cast<double>(ticks) / static_cast<double>(TICKS_PER_SECOND);
 }
 
+Ticks ticksFromUnits(std::int64_t units, std::uint32_t unitsPerSecond) {
+    const std::int64_t perSecond = unitsPerSecond;
+    const std::int64_t seconds = units / perSecond;
+    if (seconds > HIGHEST / TICKS_PER_SECOND) return HIGHEST;
+    if (seconds < LOWEST / TICKS_PER_SECOND) return LOWEST;
+    // The rest is below 2^32, so its product fits.
+    return addTicks(seconds * TICKS_PER_SECOND, units % perSecond * TICKS_PER_SECOND / perSecond);
+}
+
 Ticks addTicks(Ticks a, Ticks b) {
     if (b > 0 && a > HIGHEST - b) return HIGHEST;
     if (b < 0 && a < LOWEST - b) return LOWEST;

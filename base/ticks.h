@@ -21,6 +21,9 @@ Ticks nearestTicks(double seconds);
 
 double secondsOf(Ticks ticks);
 
+// `units` of which `unitsPerSecond`, above 0, make a second; cut towards zero, the range kept.
+Ticks ticksFromUnits(std::int64_t units, std::uint32_t unitsPerSecond);
+
 // a + b, kept at the ends of the range: times come from files, and files may say anything.
 Ticks addTicks(Ticks a, Ticks b);
 

@@ -57,6 +57,29 @@ TEST(SecondsOf, IsTheReverse) {
     EXPECT_DOUBLE_EQ(secondsOf(-1), -1e-7);
 }
 
+TEST(TicksFromUnits, AreCutTowardsZero) {
+    EXPECT_EQ(ticksFromUnits(0, 1), 0);
+    EXPECT_EQ(ticksFromUnits(1, 1), 10'000'000);
+    EXPECT_EQ(ticksFromUnits(1, 3), 3'333'333);
+    EXPECT_EQ(ticksFromUnits(2, 3), 6'666'666);
+    EXPECT_EQ(ticksFromUnits(-2, 3), -6'666'666);
+    EXPECT_EQ(ticksFromUnits(1001, 30000), 333'666);
+    EXPECT_EQ(ticksFromUnits(-1, 0xFFFFFFFF), 0);
+    EXPECT_EQ(ticksFromUnits(0xFFFFFFFE, 0xFFFFFFFF), 9'999'999);
+}
+
+TEST(TicksFromUnits, StopAtTheEndsOfTheRange) {
+    constexpr std::int64_t MOST = std::numeric_limits<std::int64_t>::max();
+    constexpr std::int64_t LEAST = std::numeric_limits<std::int64_t>::min();
+    EXPECT_EQ(ticksFromUnits(MOST, 1), HIGHEST);
+    EXPECT_EQ(ticksFromUnits(LEAST, 1), LOWEST);
+    EXPECT_EQ(ticksFromUnits(MOST, 10'000'000), MOST);
+    EXPECT_EQ(ticksFromUnits(LEAST, 10'000'000), LEAST);
+    EXPECT_EQ(ticksFromUnits(MOST, 9'999'999), HIGHEST);
+    EXPECT_EQ(ticksFromUnits(LEAST, 9'999'999), LOWEST);
+    EXPECT_EQ(ticksFromUnits(MOST, 0xFFFFFFFF), 21'474'836'484'999'999);
+}
+
 TEST(AddTicks, StopsAtTheEndsOfTheRange) {
     EXPECT_EQ(addTicks(2, 3), 5);
     EXPECT_EQ(addTicks(HIGHEST, 1), HIGHEST);
