@@ -12,6 +12,15 @@ std::uint32_t fieldBehindTimes(ByteView payload) {
     return payload.u32(payload.u8(0) == 1 ? 20 : 12);
 }
 
+// By the matrix of a tkhd. One that is missing, or all zeros, does nothing to the picture.
+bool turnsPicture(ByteView tkhd) {
+    const std::size_t matrix = tkhd.u8(0) == 1 ? 52 : 40;
+    const auto element = [&](std::size_t row, std::size_t column) {
+        return static_cast<std::int32_t>(tkhd.u32(matrix + (row * 3 + column) * 4));
+    };
+    return element(0, 1) != 0 || element(1, 0) != 0 || element(0, 0) < 0 || element(1, 1) < 0;
+}
+
 // Takes the last child of a type. False when not all of the container's boxes could be seen.
 bool takeChild(ByteView container, BoxType wanted, std::optional<ByteView>& child) {
     return WalkChildren(container, [&](BoxType type, ByteView payload) {
@@ -51,6 +60,7 @@ TrackBoxes readTrackBoxes(ByteView trak) {
         switch (type) {
         case boxType("tkhd"):
             track.trackId = fieldBehindTimes(payload);
+            track.isTurned = turnsPicture(payload);
             break;
         case boxType("mdia"):
             if (!readMedia(payload, track)) insideRegular = false;

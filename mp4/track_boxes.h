@@ -15,6 +15,7 @@ struct TrackBoxes {
     std::uint32_t timescale = 0;      // ticks per second
     std::uint32_t soundTimescale = 0; // of sound, where a short mdhd counts as none
     bool isVideo = false, isSound = false;
+    bool isTurned = false; // its matrix rotates or mirrors the picture
     std::optional<ByteView> stbl, elst;
     // Its boxes, and those of its mdia, minf and edts, fill what they lie in: none was missed
     // because one in front of it is broken off.

@@ -141,16 +141,33 @@ bool readAudioMoov(ByteBuffer& moov, const InputFile& file, std::uint64_t fileSi
     return false;
 }
 
-AudioTrackInfo loadAudio(const FilePath& path) {
+// Whether all boxes could be seen, and the first track of sound is the one that was taken, or there
+// is none.
+bool isFirstSound(ByteView moov, const std::optional<AudioTrack>& taken) {
+    std::optional<std::uint32_t> first, wanted;
+    if (taken) wanted = taken->boxes.trackId;
+    bool traksRegular = true;
+    const bool moovRegular = WalkChildren(moov, [&](BoxType type, ByteView payload) {
+        if (type != boxType("trak")) return;
+        const TrackBoxes boxes = readTrackBoxes(payload);
+        if (!boxes.regular) traksRegular = false;
+        if (boxes.isSound && !first) first = boxes.trackId;
+    });
+    return moovRegular && traksRegular && first == wanted;
+}
+
+FileSound loadSound(const FilePath& path) {
+    FileSound sound;
     const InputFile file = OpenForRandomAccess(path);
     const auto fileSize = fileSizeFromAttributes(path);
     ByteBuffer moov;
-    if (!file || !fileSize || !readAudioMoov(moov, file, *fileSize)) return {};
+    if (!file || !fileSize || !readAudioMoov(moov, file, *fileSize)) return sound;
     AudioTables tables(file, *fileSize);
     const auto found = findAudioTrack(moov.view(), tables);
-    if (!found) return {};
+    sound.isFirst = isFirstSound(moov.view(), found);
+    if (!found) return sound;
     const auto& [boxes, entry] = *found;
-    AudioTrackInfo info;
+    AudioTrackInfo& info = sound.track;
     info.valid = true;
     info.trackId = boxes.trackId;
     info.timescale = boxes.soundTimescale;
@@ -158,7 +175,7 @@ AudioTrackInfo loadAudio(const FilePath& path) {
     info.channels = entry.channels != 0 ? entry.channels : std::uint16_t{2};
     info.audioConfig.assign(entry.config.begin(), entry.config.end());
     info.randomAccess = tables.entriesOf(boxes.trackId);
-    return info;
+    return sound;
 }
 
 } // namespace
@@ -171,6 +188,7 @@ void readVideoTrack(ByteView moov, VideoTrackIndex& index) {
     if (!track) return;
     index.trackId = track->trackId;
     index.timescale = track->timescale;
+    index.shownAsCoded = !track->isTurned;
     if (track->stbl) BuildKeyframeTable(*track->stbl, track->timescale, index);
 }
 
@@ -186,6 +204,8 @@ void readVideoSampleEntry(ByteView entries, VideoTrackIndex& index) {
         std::size_t bytes = index.avcConfig.size();
         WalkChildren(children, [&](BoxType child, ByteView config) {
             if (child == boxType("avcC")) bytes += config.size();
+            if (child == boxType("pasp") && config.u32(0) != config.u32(4))
+                index.shownAsCoded = false;
         });
         index.avcConfig.reserve(bytes);
         WalkChildren(children, [&](BoxType child, ByteView config) {
@@ -195,12 +215,16 @@ void readVideoSampleEntry(ByteView entries, VideoTrackIndex& index) {
     });
 }
 
-AudioTrackInfo LoadAudioTrackInfo(const FilePath& path) {
+FileSound loadFileSound(const FilePath& path) {
     try {
-        return loadAudio(path);
+        return loadSound(path);
     } catch (const std::bad_alloc&) {
         return {}; // a file that this machine can't hold the tables of
     }
+}
+
+AudioTrackInfo LoadAudioTrackInfo(const FilePath& path) {
+    return loadFileSound(path).track;
 }
 
 ByteView audioConfigOf(ByteView esds) {

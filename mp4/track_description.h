@@ -33,6 +33,16 @@ struct AudioTrackInfo {
 // they are read by what needs this.
 AudioTrackInfo LoadAudioTrackInfo(const FilePath& path);
 
+// What that is to the file as a whole.
+struct FileSound {
+    AudioTrackInfo track;
+    // Nothing of the file's first track of sound is left out: `track` is that one, or there is none
+    // at all. False when it isn't known.
+    bool isFirst = false;
+};
+
+FileSound loadFileSound(const FilePath& path);
+
 inline constexpr std::uint32_t MAX_AUDIO_SCANNED_BOXES = 16;
 inline constexpr std::uint64_t MAX_AUDIO_MOOV_BYTES = std::uint64_t{32} << 20;
 

@@ -33,6 +33,8 @@ struct VideoTrackIndex {
     std::vector<std::uint8_t> avcConfig; // AVCDecoderConfigurationRecord, ISO/IEC 14496-15
     RandomAccessTable randomAccess;      // by time, ascending
     MoovState moov = MoovState::Missing;
+    // The picture is to be shown as it is coded: neither turned nor mirrored, its pixels square.
+    bool shownAsCoded = true;
 };
 
 // Reads the index of the file's first video track: from its sample tables, of a fragmented file
