@@ -22,12 +22,13 @@
 #include "platform/dialogs.h"
 #include "platform/files.h"
 #include "platform/media_startup.h"
+#include "playback/byte_stream_handler.h"
 
 namespace velkantrix {
 namespace {
 
 bool startMediaOrExplain() {
-    const HRESULT started = startMedia();
+    const HRESULT started = startMedia(registerMp4Source);
     if (SUCCEEDED(started)) return true;
     showErrorBox(ui().window,
                  L"Velkantrix needs the media features of Windows, which could not be started.\n\n"

@@ -21,6 +21,7 @@
 #include "platform/library.h"
 #include "platform/media_startup.h"
 #include "platform/threads.h"
+#include "playback/byte_stream_handler.h"
 #include "playback/end_scan.h"
 
 namespace velkantrix {
@@ -59,7 +60,7 @@ std::wstring fileToOpen() {
 // process.
 void warmUp() noexcept {
     startDetached([] {
-        ignoreResult(startMedia(), "the open that needs it tells the user");
+        ignoreResult(startMedia(registerMp4Source), "the open that needs it tells the user");
         for (const wchar_t* name : {L"mfplay.dll", L"mfreadwrite.dll"})
             static_cast<void>(loadSystemLibrary(name)); // without it, what needs it tells
     });

@@ -9,6 +9,7 @@
 #include "export/span_cutter.h"
 #include "platform/hresult.h"
 #include "platform/mf_util.h"
+#include "platform/source_choice.h"
 
 namespace velkantrix {
 namespace {
@@ -157,7 +158,10 @@ HRESULT LosslessCopy::readNext(DWORD stream, Read& next) {
 HRESULT copyLosslessly(const ExportRequest& request, OutputFile& output) {
     ComPtr<IMFSourceReader> reader;
     SourceStreams streams;
-    RETURN_IF_FAILED(openSourceReader(request.sourcePath.c_str(), reader));
+    {
+        const AllStreamsWanted choice;
+        RETURN_IF_FAILED(openSourceReader(request.sourcePath.c_str(), reader));
+    }
     RETURN_IF_FAILED(discoverStreams(reader.get(), streams));
     RETURN_IF_FAILED(output.create());
     return copySpans(request, reader.get(), streams, output.writer());

@@ -1,5 +1,7 @@
 #include "platform/files.h"
 
+#include <shlwapi.h>
+
 #include <array>
 #include <atomic>
 #include <cstdint>
@@ -12,6 +14,7 @@
 namespace velkantrix {
 namespace {
 
+constexpr size_t LONGEST_URL = 2084; // as the system has it, zero included
 constexpr int TRIES = 11;
 constexpr int MOST_LEFTOVERS = 1000;
 constexpr DWORD PAUSE_MS = 50;
@@ -163,6 +166,14 @@ std::wstring absolutePath(const std::wstring& path) {
         full.resize(length);
         if (fits) return full;
     }
+}
+
+std::wstring pathOfUrl(const std::wstring& urlOrPath) {
+    if (!PathIsURLW(urlOrPath.c_str())) return urlOrPath;
+    std::array<wchar_t, LONGEST_URL> path{};
+    DWORD length = static_cast<DWORD>(path.size());
+    if (FAILED(PathCreateFromUrlW(urlOrPath.c_str(), path.data(), &length, 0))) return {};
+    return {path.data(), length};
 }
 
 std::wstring programPath() {

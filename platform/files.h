@@ -13,6 +13,9 @@ namespace velkantrix {
 // and so can't lead anywhere but to files.
 [[nodiscard]] std::wstring absolutePath(const std::wstring& path);
 
+// What a file: URL names; what is no URL is a path already. Empty for URLs of other kinds.
+[[nodiscard]] std::wstring pathOfUrl(const std::wstring& urlOrPath);
+
 // The running program's own file; empty when its name has 260 characters or more, which other
 // programs couldn't start it by.
 [[nodiscard]] std::wstring programPath();

@@ -60,6 +60,58 @@ HRESULT WINAPI MFCreateDXGIDeviceManager(UINT* token, IMFDXGIDeviceManager** man
     return function ? function(token, manager) : MISSING;
 }
 
+HRESULT WINAPI MFCreateAsyncResult(IUnknown* object, IMFAsyncCallback* callback, IUnknown* state,
+                                   IMFAsyncResult** result) {
+    const auto function = platformFunction<decltype(MFCreateAsyncResult)>("MFCreateAsyncResult");
+    return function ? function(object, callback, state, result) : MISSING;
+}
+
+HRESULT WINAPI MFCreateEventQueue(IMFMediaEventQueue** queue) {
+    const auto function = platformFunction<decltype(MFCreateEventQueue)>("MFCreateEventQueue");
+    return function ? function(queue) : MISSING;
+}
+
+HRESULT WINAPI MFCreateMemoryBuffer(DWORD size, IMFMediaBuffer** buffer) {
+    const auto function = platformFunction<decltype(MFCreateMemoryBuffer)>("MFCreateMemoryBuffer");
+    return function ? function(size, buffer) : MISSING;
+}
+
+HRESULT WINAPI MFCreatePresentationDescriptor(DWORD count, IMFStreamDescriptor** streams,
+                                              IMFPresentationDescriptor** presentation) {
+    const auto function = platformFunction<decltype(MFCreatePresentationDescriptor)>(
+        "MFCreatePresentationDescriptor");
+    return function ? function(count, streams, presentation) : MISSING;
+}
+
+HRESULT WINAPI MFCreateSample(IMFSample** sample) {
+    const auto function = platformFunction<decltype(MFCreateSample)>("MFCreateSample");
+    return function ? function(sample) : MISSING;
+}
+
+HRESULT WINAPI MFCreateStreamDescriptor(DWORD id, DWORD count, IMFMediaType** types,
+                                        IMFStreamDescriptor** stream) {
+    const auto function =
+        platformFunction<decltype(MFCreateStreamDescriptor)>("MFCreateStreamDescriptor");
+    return function ? function(id, count, types, stream) : MISSING;
+}
+
+HRESULT WINAPI MFInvokeCallback(IMFAsyncResult* result) {
+    const auto function = platformFunction<decltype(MFInvokeCallback)>("MFInvokeCallback");
+    return function ? function(result) : MISSING;
+}
+
+HRESULT WINAPI MFPutWorkItem(DWORD queue, IMFAsyncCallback* callback, IUnknown* state) {
+    const auto function = platformFunction<decltype(MFPutWorkItem)>("MFPutWorkItem");
+    return function ? function(queue, callback, state) : MISSING;
+}
+
+HRESULT WINAPI MFRegisterLocalByteStreamHandler(PCWSTR extension, PCWSTR mimeType,
+                                                IMFActivate* activation) {
+    const auto function = platformFunction<decltype(MFRegisterLocalByteStreamHandler)>(
+        "MFRegisterLocalByteStreamHandler");
+    return function ? function(extension, mimeType, activation) : MISSING;
+}
+
 HRESULT WINAPI MFCreateSourceReaderFromURL(LPCWSTR url, IMFAttributes* attributes,
                                            IMFSourceReader** reader) {
     const auto function =

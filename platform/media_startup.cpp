@@ -3,6 +3,7 @@
 #include <mfapi.h>
 
 #include "base/mutex.h"
+#include "platform/hresult.h"
 
 namespace velkantrix {
 namespace {
@@ -20,12 +21,14 @@ MediaState& mediaState() {
 
 } // namespace
 
-HRESULT startMedia() {
+HRESULT startMedia(MediaRegistration registration) {
     MediaState& state = mediaState();
     const Lock held(state.lock);
     if (!state.asked) {
         state.asked = true;
         state.result = MFStartup(MF_VERSION, MFSTARTUP_FULL);
+        if (SUCCEEDED(state.result) && registration)
+            ignoreResult(registration(), "what the system has serves as well");
     }
     return state.result;
 }

@@ -14,6 +14,7 @@
 #include "platform/com.h"
 #include "platform/files.h"
 #include "platform/media_startup.h"
+#include "playback/byte_stream_handler.h"
 #include "platform/mf_util.h"
 #include "tools/velkantrix-cut/console.h"
 #include "tools/velkantrix-cut/cut_arguments.h"
@@ -129,7 +130,7 @@ bool exportInto(const std::wstring& output, ExportRequest request, std::wstring&
 }
 
 int cut(const Streams& streams, const CutArguments& arguments, const std::atomic<bool>& cancel) {
-    const HRESULT started = startMedia();
+    const HRESULT started = startMedia(registerMp4Source);
     if (FAILED(started)) return fail(streams, arguments.json, FormatExportError(started));
     std::wstring reason;
     const std::optional<double> duration =

@@ -1,0 +1,15 @@
+// byte_stream_handler.h: gives the program's own media source to whatever opens an MP4 file in this
+// process through Media Foundation.
+#pragma once
+
+#include <windows.h>
+
+namespace velkantrix {
+
+// Registers the handler for ".mp4" and "video/mp4", for this process only and once. Nothing is
+// registered, which is no failure, when the environment variable VELKANTRIX_MP4SRC begins with "0":
+// the system's source then serves these files, as it does all those that ours declines. Media
+// Foundation must have been started.
+[[nodiscard]] HRESULT registerMp4Source();
+
+} // namespace velkantrix

@@ -1,0 +1,312 @@
+#include "playback/mp4_media_source.h"
+
+#include <cguid.h>
+#include <mfapi.h>
+#include <mferror.h>
+
+#include <algorithm>
+#include <new>
+#include <utility>
+
+#include "platform/hresult.h"
+
+namespace velkantrix {
+namespace {
+
+constexpr const char* AFTER_SHUTDOWN = "it fails behind a shutdown only";
+
+std::atomic<int> liveSources{0};
+
+void queueEvent(IMFMediaEventGenerator* generator, MediaEventType type, HRESULT status = S_OK) {
+    ignoreResult(generator->QueueEvent(type, GUID_NULL, status, nullptr), AFTER_SHUTDOWN);
+}
+
+void queuePosition(IMFMediaEventGenerator* generator, MediaEventType type, HRESULT status,
+                   Ticks position) {
+    PROPVARIANT value;
+    PropVariantInit(&value);
+    value.vt = VT_I8;
+    value.hVal.QuadPart = position;
+    ignoreResult(generator->QueueEvent(type, GUID_NULL, status, &value), AFTER_SHUTDOWN);
+}
+
+} // namespace
+
+int liveMp4MediaSources() {
+    return liveSources;
+}
+
+Mp4MediaSource::Mp4MediaSource(std::vector<ComPtr<Mp4MediaStream>> streams,
+                               ComPtr<IMFPresentationDescriptor> presentation,
+                               ComPtr<IMFMediaEventQueue> events)
+    : EventGenerator(std::move(events)),
+      streams_(std::move(streams)),
+      requests_(streams_.size()),
+      presentation_(std::move(presentation)) {
+    ++liveSources;
+}
+
+Mp4MediaSource::~Mp4MediaSource() {
+    --liveSources;
+}
+
+STDMETHODIMP Mp4MediaSource::GetCharacteristics(DWORD* characteristics) {
+    if (!characteristics) return E_POINTER;
+    *characteristics = 0;
+    const Lock held(lock_);
+    if (shutDown_) return MF_E_SHUTDOWN;
+    *characteristics = MFMEDIASOURCE_CAN_SEEK | MFMEDIASOURCE_CAN_PAUSE;
+    return S_OK;
+}
+
+STDMETHODIMP
+Mp4MediaSource::CreatePresentationDescriptor(IMFPresentationDescriptor** descriptor) {
+    if (!descriptor) return E_POINTER;
+    *descriptor = nullptr;
+    const Lock held(lock_);
+    return shutDown_ ? MF_E_SHUTDOWN : presentation_->Clone(descriptor);
+}
+
+STDMETHODIMP Mp4MediaSource::Start(IMFPresentationDescriptor* descriptor, const GUID* timeFormat,
+                                   const PROPVARIANT* position) {
+    if (!descriptor || !position) return E_INVALIDARG;
+    if (timeFormat && !IsEqualGUID(*timeFormat, GUID_NULL)) return MF_E_UNSUPPORTED_TIME_FORMAT;
+    if (position->vt != VT_EMPTY && position->vt != VT_I8) return MF_E_UNSUPPORTED_TIME_FORMAT;
+    const Lock held(lock_);
+    if (shutDown_) return MF_E_SHUTDOWN;
+    StartOrder order;
+    RETURN_IF_FAILED(readSelection(descriptor, order.selected));
+    order.hasPosition = position->vt == VT_I8;
+    if (order.hasPosition) order.position = position->hVal.QuadPart;
+    // What was asked for in front of a start at the present position is still wanted: who pauses
+    // and goes on doesn't ask again.
+    order.serial = order.hasPosition ? ++serial_ : serial_.load();
+    RETURN_IF_FAILED(
+        add([self = ComPtr<Mp4MediaSource>::share(this), order] { self->runStart(order); }));
+    commanded_ = State::Started;
+    return S_OK;
+}
+
+STDMETHODIMP Mp4MediaSource::Stop() {
+    const Lock held(lock_);
+    if (shutDown_) return MF_E_SHUTDOWN;
+    ++serial_;
+    RETURN_IF_FAILED(add([self = ComPtr<Mp4MediaSource>::share(this)] { self->runStop(); }));
+    commanded_ = State::Stopped;
+    return S_OK;
+}
+
+STDMETHODIMP Mp4MediaSource::Pause() {
+    const Lock held(lock_);
+    if (shutDown_) return MF_E_SHUTDOWN;
+    if (commanded_ != State::Started) return MF_E_INVALID_STATE_TRANSITION;
+    RETURN_IF_FAILED(add([self = ComPtr<Mp4MediaSource>::share(this)] { self->runPause(); }));
+    commanded_ = State::Paused;
+    return S_OK;
+}
+
+STDMETHODIMP Mp4MediaSource::Shutdown() {
+    std::vector<ComPtr<Mp4MediaStream>> streams;
+    std::vector<std::deque<Request>> requests; // foreign objects: released without the lock
+    {
+        const Lock held(lock_);
+        if (shutDown_) return MF_E_SHUTDOWN;
+        shutDown_ = true;
+        ++serial_; // a read in progress is over soon
+        streams.swap(streams_);
+        requests.swap(requests_);
+        presentation_.reset();
+    }
+    line_->clear();
+    ignoreResult(events_->Shutdown(), "it may be shut down already");
+    for (const ComPtr<Mp4MediaStream>& stream : streams) {
+        stream->shutDown();
+        // Behind the work that may still be reading.
+        ignoreResult(line_->add([stream] { stream->closeFile(); }), "the last reference does it");
+    }
+    return S_OK;
+}
+
+HRESULT Mp4MediaSource::request(DWORD stream, IUnknown* token) {
+    const Lock held(lock_);
+    if (shutDown_) return MF_E_SHUTDOWN;
+    if (stream >= requests_.size()) return E_INVALIDARG;
+    if (commanded_ == State::Stopped) return MF_E_MEDIA_SOURCE_WRONGSTATE;
+    try {
+        requests_[stream].push_back({ComPtr<IUnknown>::share(token), serial_});
+    } catch (const std::bad_alloc&) { return E_OUTOFMEMORY; }
+    const HRESULT added =
+        add([self = ComPtr<Mp4MediaSource>::share(this), stream] { self->runDelivery(stream); });
+    if (FAILED(added)) requests_[stream].pop_back();
+    return added;
+}
+
+HRESULT Mp4MediaSource::add(std::function<void()> work) {
+    try {
+        return line_->add(std::move(work));
+    } catch (const std::bad_alloc&) { return E_OUTOFMEMORY; }
+}
+
+HRESULT Mp4MediaSource::readSelection(IMFPresentationDescriptor* descriptor,
+                                      std::vector<std::optional<bool>>& selected) {
+    selected.assign(streams_.size(), std::nullopt);
+    DWORD count = 0;
+    RETURN_IF_FAILED(descriptor->GetStreamDescriptorCount(&count));
+    for (DWORD i = 0; i < count; ++i) {
+        BOOL isSelected = FALSE;
+        DWORD id = 0;
+        ComPtr<IMFStreamDescriptor> stream;
+        RETURN_IF_FAILED(descriptor->GetStreamDescriptorByIndex(i, &isSelected, stream.put()));
+        RETURN_IF_FAILED(stream->GetStreamIdentifier(&id));
+        // Identifiers are numbers from 1. Of a stream that isn't ours nothing is known.
+        if (id >= 1 && id <= selected.size()) selected[id - 1] = isSelected != FALSE;
+    }
+    return S_OK;
+}
+
+void Mp4MediaSource::runStart(const StartOrder& order) {
+    std::vector<ComPtr<Mp4MediaStream>> streams;
+    bool isSeek = false;
+    Ticks position = order.position;
+    {
+        const Lock held(lock_);
+        if (shutDown_) return;
+        streams = streams_;
+        isSeek = started_;
+        if (!order.hasPosition) position = started_ ? position_ : 0;
+    }
+    for (std::size_t i = 0; i < streams.size(); ++i) {
+        if (order.selected[i]) streams[i]->select(*order.selected[i]);
+    }
+    const bool placed = seekSelected(streams, order, position);
+
+    const Lock held(lock_);
+    if (shutDown_) return;
+    if (!placed) {
+        state_ = State::Stopped; // some streams may stand elsewhere than others
+        if (!isStale(order.serial)) commanded_ = State::Stopped;
+        queuePosition(this, isSeek ? MESourceSeeked : MESourceStarted, MF_E_INVALID_FILE_FORMAT,
+                      position);
+        return;
+    }
+    position_ = position;
+    endedCount_ = 0;
+    started_ = true;
+    state_ = State::Started;
+    announceStart(position, isSeek);
+    deliverWaiting();
+}
+
+// What was asked for during a pause. Stale requests among them are dropped when their turn comes.
+void Mp4MediaSource::deliverWaiting() {
+    for (DWORD number = 0; number < requests_.size(); ++number) {
+        for (std::size_t i = 0; i < requests_[number].size(); ++i) {
+            ignoreResult(add([self = ComPtr<Mp4MediaSource>::share(this), number] {
+                             self->runDelivery(number);
+                         }),
+                         "the next request brings another piece of work");
+        }
+    }
+}
+
+// A start that a later one overtakes is done as well, for all that anybody will see of it.
+bool Mp4MediaSource::seekSelected(const std::vector<ComPtr<Mp4MediaStream>>& streams,
+                                  const StartOrder& order, Ticks position) {
+    const auto overtaken = [&] {
+        return isStale(order.serial);
+    };
+    return std::all_of(streams.begin(), streams.end(), [&](const ComPtr<Mp4MediaStream>& stream) {
+        return !stream->selected() || stream->seek(position, overtaken) || overtaken();
+    });
+}
+
+void Mp4MediaSource::announceStart(Ticks position, bool isSeek) {
+    for (const ComPtr<Mp4MediaStream>& stream : streams_) {
+        if (!stream->selected()) continue;
+        const MediaEventType type = stream->announce() ? MEUpdatedStream : MENewStream;
+        ignoreResult(events_->QueueEventParamUnk(type, GUID_NULL, S_OK, stream.get()),
+                     AFTER_SHUTDOWN);
+    }
+    for (const ComPtr<Mp4MediaStream>& stream : streams_) {
+        if (!stream->selected()) continue;
+        queuePosition(stream.get(), isSeek ? MEStreamSeeked : MEStreamStarted, S_OK, position);
+    }
+    queuePosition(this, isSeek ? MESourceSeeked : MESourceStarted, S_OK, position);
+}
+
+void Mp4MediaSource::runStop() {
+    std::vector<std::deque<Request>> dropped; // foreign objects: released without the lock
+    const Lock held(lock_);
+    if (shutDown_) return;
+    dropped.resize(requests_.size());
+    dropped.swap(requests_);
+    state_ = State::Stopped;
+    started_ = false;
+    position_ = 0;
+    for (const ComPtr<Mp4MediaStream>& stream : streams_) {
+        if (stream->active() && stream->selected()) queueEvent(stream.get(), MEStreamStopped);
+    }
+    queueEvent(this, MESourceStopped);
+}
+
+void Mp4MediaSource::runPause() {
+    const Lock held(lock_);
+    if (shutDown_) return;
+    if (state_ != State::Started) { // the start in front of it failed
+        queueEvent(this, MESourcePaused, MF_E_INVALID_STATE_TRANSITION);
+        return;
+    }
+    state_ = State::Paused;
+    for (const ComPtr<Mp4MediaStream>& stream : streams_) {
+        if (stream->selected()) queueEvent(stream.get(), MEStreamPaused);
+    }
+    queueEvent(this, MESourcePaused);
+}
+
+// None while the source is paused: requests wait then, and the next start adds the work for them.
+ComPtr<Mp4MediaStream> Mp4MediaSource::takeRequest(DWORD number, Request& request) {
+    const Lock held(lock_);
+    if (shutDown_ || state_ != State::Started || requests_[number].empty()) return nullptr;
+    request = std::move(requests_[number].front());
+    requests_[number].pop_front();
+    return streams_[number];
+}
+
+// One piece of work for each request.
+void Mp4MediaSource::runDelivery(DWORD number) {
+    Request request;
+    const ComPtr<Mp4MediaStream> stream = takeRequest(number, request);
+    if (!stream || !stream->selected()) return;
+    const auto stale = [&] {
+        return isStale(request.serial);
+    };
+    const Delivery delivery = stream->deliver(request.token.get(), stale);
+    const Lock held(lock_);
+    if (!shutDown_ && !stale()) settle(number, stream.get(), delivery);
+}
+
+void Mp4MediaSource::settle(DWORD number, Mp4MediaStream* stream, const Delivery& delivery) {
+    switch (delivery.read) {
+    case TrackRead::Sample:
+        if (number == 0) position_ = delivery.time;
+        break;
+    case TrackRead::End:
+        if (!stream->end()) break;
+        queueEvent(stream, MEEndOfStream);
+        if (++endedCount_ == selectedCount()) queueEvent(this, MEEndOfPresentation);
+        break;
+    case TrackRead::Failed:
+        queueEvent(this, MEError, delivery.failure);
+        break;
+    case TrackRead::Stopped:
+        break;
+    }
+}
+
+std::size_t Mp4MediaSource::selectedCount() const {
+    return static_cast<std::size_t>(
+        std::count_if(streams_.begin(), streams_.end(),
+                      [](const ComPtr<Mp4MediaStream>& stream) { return stream->selected(); }));
+}
+
+} // namespace velkantrix

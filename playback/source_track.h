@@ -1,0 +1,73 @@
+// source_track.h: one track of a fragmented file, as the program's own media source serves it.
+//
+// Used by one thread at a time.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+#include "base/file_path.h"
+#include "base/ticks.h"
+#include "mp4/byte_view.h"
+#include "mp4/fragment_reader.h"
+#include "mp4/track_description.h"
+
+namespace velkantrix {
+
+struct TrackSample {
+    std::vector<std::uint8_t> data; // of video: Annex B byte stream
+    Ticks time = 0, decodeTime = 0, duration = 0;
+    bool keyframe = false;
+};
+
+enum class TrackRead {
+    Sample,
+    End,     // that was all that the file describes
+    Failed,  // there is more, or should be, but it can't be read
+    Stopped, // nobody wants it any more
+};
+
+class SourceTrack {
+public:
+    // The file's first video track, which must be H.264 with a table, at its beginning.
+    [[nodiscard]] bool openVideo(const FilePath& path);
+    // A track of sound. False when it can't be read.
+    [[nodiscard]] bool openSound(const FilePath& path, AudioTrackInfo info);
+
+    // Goes to the last keyframe at or before `position`, the first one when there is none. Of
+    // sound, whose samples all stand for themselves, on to the one that holds the position. False
+    // when there is no such place, or when that would take more steps than any recording has; also
+    // when `stopped` says so.
+    [[nodiscard]] bool start(Ticks position, const std::function<bool()>& stopped);
+
+    // The next sample in decode order. Samples without a picture or a sound are passed over, but
+    // not without end.
+    TrackRead read(TrackSample& sample, const std::function<bool()>& stopped);
+
+    [[nodiscard]] Ticks duration() const;
+    [[nodiscard]] const FragmentReader& reader() const { return reader_; }
+    [[nodiscard]] const AudioTrackInfo& sound() const { return sound_; } // without its table
+
+    // The duration of the middle sample of those that are loaded, in units of the time scale; 0
+    // without any.
+    [[nodiscard]] std::uint32_t middleDuration() const;
+
+private:
+    bool seekToKeyframe(Ticks position);
+    bool advanceTo(Ticks position, const std::function<bool()>& stopped);
+
+    FragmentReader reader_;
+    AudioTrackInfo sound_;
+};
+
+// What a decoder of raw AAC finds behind its WAVEFORMATEX: the rest of Windows' HEAACWAVEINFO, 12
+// bytes that say "raw, profile unknown", then the AudioSpecificConfig (ISO/IEC 14496-3).
+std::vector<std::uint8_t> aacUserData(const std::vector<std::uint8_t>& audioConfig);
+
+// Samples of sound that a start may pass over: a month of them.
+inline constexpr std::uint64_t MAX_PASSED_SAMPLES = std::uint64_t{1} << 27;
+// Samples in a row with nothing in them. A run of 2^32 takes a broken file a few bytes.
+inline constexpr std::uint32_t MAX_EMPTY_SAMPLES = 1u << 16;
+
+} // namespace velkantrix

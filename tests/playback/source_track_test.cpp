@@ -1,0 +1,251 @@
+#include "playback/source_track.h"
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/fragmented_file.h"
+#include "tests/support/mp4_files.h"
+#include "tests/support/temp_file.h"
+
+namespace velkantrix {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr Ticks MS = 10'000;
+
+bool never() {
+    return false;
+}
+
+// Pictures of 40 ms from 40 ms on, keyframes at 40, 240 and 440; sound of 40 ms from 0 on.
+class SourceTrackTest : public testing::Test {
+protected:
+    void use(const Bytes& content) { file.emplace(content); }
+
+    bool openSound() { return track.openSound(file->path(), LoadAudioTrackInfo(file->path())); }
+
+    // Sound alone, time scale 1000, one table entry, samples as given.
+    bool openSound(std::initializer_list<Bytes> fragments) {
+        const Bytes begin = fragmentedStart();
+        use(join({begin, join(fragments)}));
+        AudioTrackInfo info;
+        info.trackId = 1;
+        info.timescale = 1000;
+        info.randomAccess = {{0, begin.size()}};
+        return track.openSound(file->path(), info);
+    }
+
+    // The times of all samples that come, in milliseconds; `last` says why no more did.
+    std::vector<Ticks> rest() {
+        std::vector<Ticks> times;
+        TrackSample sample;
+        while ((last = track.read(sample, never)) == TrackRead::Sample)
+            times.push_back(sample.time / MS);
+        return times;
+    }
+
+    std::optional<Ticks> firstAt(Ticks position) {
+        if (!track.start(position, never)) return std::nullopt;
+        TrackSample sample;
+        if (track.read(sample, never) != TrackRead::Sample) return std::nullopt;
+        return sample.time / MS;
+    }
+
+    std::optional<TempFile> file{fragmentedRecording()};
+    SourceTrack track;
+    TrackRead last = TrackRead::Stopped;
+};
+
+TEST_F(SourceTrackTest, AVideoTrackIsReadWholeFromItsBeginning) {
+    ASSERT_TRUE(track.openVideo(file->path()));
+    EXPECT_THAT(rest(), ElementsAre(40, 80, 120, 160, 200, 240, 280, 320, 360, 400, 440, 480, 520,
+                                    560, 600));
+    EXPECT_EQ(last, TrackRead::End);
+    EXPECT_EQ(track.duration(), 640 * MS);
+    EXPECT_EQ(track.middleDuration(), 40u);
+}
+
+TEST_F(SourceTrackTest, ASampleCarriesItsTimesInTicksAndWhetherItIsAKeyframe) {
+    ASSERT_TRUE(track.openVideo(file->path()));
+    TrackSample sample;
+    ASSERT_EQ(track.read(sample, never), TrackRead::Sample);
+    EXPECT_EQ(sample.time, 40 * MS);
+    EXPECT_EQ(sample.decodeTime, 0);
+    EXPECT_EQ(sample.duration, 40 * MS);
+    EXPECT_TRUE(sample.keyframe);
+    const Bytes sets =
+        join({Bytes{0, 0, 0, 1, 0x67, 0x64, 0, 0x1E}, Bytes{0, 0, 0, 1, 0x68, 0xEE}});
+    EXPECT_EQ(
+        std::vector<std::uint8_t>(sample.data.begin(),
+                                  sample.data.begin() + static_cast<std::ptrdiff_t>(sets.size())),
+        sets.vector());
+    ASSERT_EQ(track.read(sample, never), TrackRead::Sample);
+    EXPECT_EQ(sample.decodeTime, 40 * MS);
+    EXPECT_FALSE(sample.keyframe);
+}
+
+TEST_F(SourceTrackTest, VideoStartsAtTheLastKeyframeAtOrBeforeThePosition) {
+    ASSERT_TRUE(track.openVideo(file->path()));
+    EXPECT_EQ(firstAt(440 * MS), 440);
+    EXPECT_EQ(firstAt(440 * MS - 1), 240);
+    EXPECT_EQ(firstAt(440 * MS + 1), 440);
+    EXPECT_EQ(firstAt(3600 * 1000 * MS), 440);
+    EXPECT_EQ(firstAt(240 * MS), 240);
+    EXPECT_EQ(firstAt(239 * MS), 40);
+}
+
+TEST_F(SourceTrackTest, APositionBeforeTheFirstKeyframeGivesThatOne) {
+    ASSERT_TRUE(track.openVideo(file->path()));
+    for (const Ticks position : {Ticks{0}, 39 * MS, Ticks{-1}, std::numeric_limits<Ticks>::min()})
+        EXPECT_EQ(firstAt(position), 40);
+}
+
+TEST_F(SourceTrackTest, AKeyframeWhoseTimeIsNoWholeTickIsFoundByTheTimeItWasHandedOutWith) {
+    const Bytes begin = join({ftyp(), box("moov", trak(1, 3, "vide", stsd(avc1(64, 48))))});
+    const Bytes first = fragment(0, {{picture(0, true), 1, true}});
+    const Bytes second = fragment(1, {{picture(1, true), 1, true}});
+    use(join({begin, first, second,
+              mfra(tfra(1, {{0, begin.size()}, {1, begin.size() + first.size()}}))}));
+    ASSERT_TRUE(track.openVideo(file->path()));
+    TrackSample sample;
+    ASSERT_TRUE(track.start(3'333'333, never));
+    ASSERT_EQ(track.read(sample, never), TrackRead::Sample);
+    EXPECT_EQ(sample.time, 3'333'333);
+    ASSERT_TRUE(track.start(3'333'332, never));
+    ASSERT_EQ(track.read(sample, never), TrackRead::Sample);
+    EXPECT_EQ(sample.time, 0);
+}
+
+TEST_F(SourceTrackTest, WhereThePlaceOfAKeyframeIsBrokenTheReadersOwnLookupCounts) {
+    const Bytes begin = join({ftyp(), box("moov", trak(1, 1000, "vide", stsd(avc1(64, 48))))});
+    const Bytes first = fragment(0, {{picture(0, true), 100, true}});
+    // The second entry leads nowhere, but within the first second the first one counts.
+    use(join({begin, first, mfra(tfra(1, {{0, begin.size()}, {100, begin.size() + 4}}))}));
+    ASSERT_TRUE(track.openVideo(file->path()));
+    EXPECT_EQ(firstAt(200 * MS), 0);
+}
+
+TEST_F(SourceTrackTest, WhatIsNoFragmentedH264WithATableIsNotOpened) {
+    for (const Bytes& content : {plainRecording(), fragmentedStart(), Bytes(), ftyp()}) {
+        SourceTrack other;
+        EXPECT_FALSE(other.openVideo(TempFile(content).path()));
+    }
+    EXPECT_FALSE(SourceTrack().openVideo(TempFile::unusedPath()));
+    EXPECT_FALSE(SourceTrack().openSound(file->path(), {}));
+}
+
+TEST_F(SourceTrackTest, SoundStartsWithTheSampleThatHoldsThePosition) {
+    ASSERT_TRUE(openSound());
+    EXPECT_EQ(firstAt(0), 0);
+    EXPECT_EQ(firstAt(39 * MS), 0);
+    EXPECT_EQ(firstAt(40 * MS), 40); // the one before has ended there
+    EXPECT_EQ(firstAt(199 * MS), 160);
+    EXPECT_EQ(firstAt(200 * MS), 200); // in the next fragment
+    EXPECT_EQ(firstAt(599 * MS), 560);
+    EXPECT_EQ(firstAt(100 * MS), 80); // back again
+    EXPECT_EQ(firstAt(-5), 0);
+}
+
+TEST_F(SourceTrackTest, AStartAtTwoAndAHalfSecondsDeliversTheSampleOfTheThirdSecond) {
+    const FragmentSample second{Bytes().text("s"), 1000, true};
+    ASSERT_TRUE(openSound({fragment(0, {second, second}), fragment(2000, {second, second})}));
+    EXPECT_EQ(firstAt(2500 * MS), 2000);
+    EXPECT_EQ(firstAt(2000 * MS), 2000);
+    EXPECT_EQ(firstAt(2000 * MS - 1), 1000);
+}
+
+TEST_F(SourceTrackTest, SoundBehindItsEndIsAtItsEnd) {
+    ASSERT_TRUE(openSound());
+    ASSERT_TRUE(track.start(600 * MS, never));
+    EXPECT_THAT(rest(), IsEmpty());
+    EXPECT_EQ(last, TrackRead::End);
+    EXPECT_EQ(firstAt(0), 0);
+}
+
+TEST_F(SourceTrackTest, AFragmentThatIsBrokenOnTheWayToThePositionIsNoEnd) {
+    const FragmentSample second{Bytes().text("s"), 1000, true};
+    ASSERT_TRUE(openSound({fragment(0, {second}), Bytes().u32(4).text("moof")}));
+    ASSERT_TRUE(track.start(5000 * MS, never));
+    EXPECT_THAT(rest(), IsEmpty());
+    EXPECT_EQ(last, TrackRead::Failed);
+}
+
+TEST_F(SourceTrackTest, AFileThatBreaksOffIsNoEnd) {
+    ASSERT_TRUE(openSound({fragment(0, {{Bytes().text("sound"), 40, true}}), Bytes().text("mo")}));
+    EXPECT_THAT(rest(), ElementsAre(0));
+    EXPECT_EQ(last, TrackRead::Failed);
+}
+
+TEST_F(SourceTrackTest, ASampleThatIsNotThereIsNoEnd) {
+    Bytes content = fragmentedRecording();
+    // The table of the file without its last fragment's pictures: they are said to lie behind its
+    // end.
+    Bytes begin = join({ftyp(), box("moov", trak(1, 1000, "vide", stsd(avc1(64, 48))))});
+    const Bytes record = trun(0x700, {{40, 5'000'000, SYNC_SAMPLE}}, 100);
+    const Bytes far = moof(box("traf", join({tfhd(1), tfdt(0), record})));
+    use(join({begin, far, mfra(tfra(1, {{0, begin.size()}}))}));
+    ASSERT_TRUE(track.openVideo(file->path()));
+    EXPECT_THAT(rest(), IsEmpty());
+    EXPECT_EQ(last, TrackRead::Failed);
+}
+
+// A video of one fragment that is all there.
+Bytes videoOf(const Bytes& fragmentBoxes) {
+    const Bytes begin = join({ftyp(), box("moov", trak(1, 1000, "vide", stsd(avc1(64, 48))))});
+    return join({begin, fragmentBoxes, mfra(tfra(1, {{0, begin.size()}}))});
+}
+
+TEST_F(SourceTrackTest, SamplesWithoutAPictureArePassedOver) {
+    const FragmentSample nothing{Bytes{0}, 40, false}; // no whole NAL unit
+    const FragmentSample shown{picture(1, false), 40, false};
+    use(videoOf(fragment(
+        0, {{picture(0, true), 40, true}, nothing, shown, nothing, nothing, shown, nothing})));
+    ASSERT_TRUE(track.openVideo(file->path()));
+    EXPECT_THAT(rest(), ElementsAre(0, 80, 200));
+    EXPECT_EQ(last, TrackRead::End);
+}
+
+// 2^32 - 1 samples of one byte, in a few bytes of the file.
+Bytes endlessSamples(std::uint32_t duration) {
+    const Bytes traf = box("traf", join({tfhd(1, {.duration = duration, .size = 1}), tfdt(0),
+                                         fullBox("trun", 0, 0, Bytes().u32(0xFFFFFFFF))}));
+    return join({moof(traf), box("mdat", Bytes().fill(200'000))});
+}
+
+TEST_F(SourceTrackTest, SamplesWithoutAPictureDoNotGoOnForEver) {
+    use(videoOf(endlessSamples(40)));
+    ASSERT_TRUE(track.openVideo(file->path()));
+    int asked = 0;
+    TrackSample sample;
+    EXPECT_EQ(track.read(sample, [&] { return ++asked < 0; }), TrackRead::Failed);
+    EXPECT_EQ(asked, static_cast<int>(MAX_EMPTY_SAMPLES)); // not for all that the file has
+}
+
+TEST_F(SourceTrackTest, TheWayToAPositionEndsWhenNobodyWantsItAnyMore) {
+    ASSERT_TRUE(openSound({endlessSamples(0)}));
+    int asked = 0;
+    EXPECT_FALSE(track.start(MS, [&] { return ++asked > 100; }));
+    EXPECT_EQ(asked, 101);
+}
+
+TEST_F(SourceTrackTest, AReadThatNobodyWantsAnyMoreIsStopped) {
+    ASSERT_TRUE(track.openVideo(file->path()));
+    TrackSample sample;
+    EXPECT_EQ(track.read(sample, [] { return true; }), TrackRead::Stopped);
+    EXPECT_EQ(track.read(sample, never), TrackRead::Sample);
+    EXPECT_EQ(sample.time, 40 * MS); // nothing was lost
+}
+
+TEST(AacUserData, IsTheConfigurationBehindTwelveZeros) {
+    EXPECT_THAT(aacUserData({0x12, 0x10}),
+                ElementsAre(0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x12, 0x10));
+}
+
+} // namespace
+} // namespace velkantrix
