@@ -89,12 +89,8 @@ private:
 class Mp4ByteStreamHandler final
     : public ForwardedAttributes<ComObject<IMFActivate, ByteStreamHandlerInterface>> {
 public:
-    static HRESULT create(ComPtr<IMFActivate>& handler) {
-        ComPtr<IMFAttributes> store;
-        RETURN_IF_FAILED(MFCreateAttributes(store.put(), STORE_ENTRIES));
-        handler = ComPtr<IMFActivate>::adopt(new Mp4ByteStreamHandler(std::move(store)));
-        return S_OK;
-    }
+    explicit Mp4ByteStreamHandler(ComPtr<IMFAttributes> store)
+        : ForwardedAttributes(std::move(store)) {}
 
     STDMETHODIMP QueryInterface(REFIID id, void** object) override {
         const bool attributes = IsEqualIID(id, __uuidof(IMFAttributes));
@@ -134,10 +130,6 @@ public:
         *bytes = 0;
         return S_OK;
     }
-
-private:
-    explicit Mp4ByteStreamHandler(ComPtr<IMFAttributes> store)
-        : ForwardedAttributes(std::move(store)) {}
 };
 
 STDMETHODIMP Mp4ByteStreamHandler::BeginCreateObject(IMFByteStream* stream, LPCWSTR url,
@@ -166,11 +158,18 @@ STDMETHODIMP Mp4ByteStreamHandler::BeginCreateObject(IMFByteStream* stream, LPCW
     return S_OK;
 }
 
+HRESULT createMp4ByteStreamHandler(ComPtr<IMFActivate>& handler) {
+    ComPtr<IMFAttributes> store;
+    RETURN_IF_FAILED(MFCreateAttributes(store.put(), STORE_ENTRIES));
+    handler = ComPtr<IMFActivate>::adopt(new Mp4ByteStreamHandler(std::move(store)));
+    return S_OK;
+}
+
 HRESULT registerMp4Source() {
     static std::atomic<bool> done{false};
     if (isSwitchedOff() || done.exchange(true)) return S_OK;
     ComPtr<IMFActivate> handler;
-    RETURN_IF_FAILED(Mp4ByteStreamHandler::create(handler));
+    RETURN_IF_FAILED(createMp4ByteStreamHandler(handler));
     return MFRegisterLocalByteStreamHandler(L".mp4", L"video/mp4", handler.get());
 }
 

@@ -4,7 +4,15 @@
 
 #include <windows.h>
 
+#include <mfobjects.h>
+
+#include "base/com_ptr.h"
+
 namespace velkantrix {
+
+// The handler, as the object that activates it. It answers IMFByteStreamHandler and IMFAttributes,
+// keeps nothing of the files that it opens, and may open several at once, for any thread.
+[[nodiscard]] HRESULT createMp4ByteStreamHandler(ComPtr<IMFActivate>& handler);
 
 // Registers the handler for ".mp4" and "video/mp4", for this process only and once. Nothing is
 // registered, which is no failure, when the environment variable VELKANTRIX_MP4SRC begins with "0":
