@@ -91,8 +91,8 @@ std::uint32_t SourceTrack::middleDuration() const {
 }
 
 std::vector<std::uint8_t> aacUserData(const std::vector<std::uint8_t>& audioConfig) {
-    std::vector<std::uint8_t> data(USER_DATA_FIELDS);
-    data.insert(data.end(), audioConfig.begin(), audioConfig.end());
+    std::vector<std::uint8_t> data(USER_DATA_FIELDS + audioConfig.size());
+    std::copy(audioConfig.begin(), audioConfig.end(), data.begin() + USER_DATA_FIELDS);
     return data;
 }
 
