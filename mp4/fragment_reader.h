@@ -81,6 +81,7 @@ public:
     // outcome() tells which. It isn't looked for again before the next seek then.
     bool NextFragment();
     [[nodiscard]] std::int64_t rebase() const { return rebase_; } // ticks, added to pts and dts
+    void setRebase(std::int64_t rebase) { rebase_ = rebase; }     // until the next seek
     [[nodiscard]] bool annexB() const { return annexB_; }
 
 private:

@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "mp4/box_walk.h"
+#include "mp4/edit_list.h"
 #include "mp4/keyframe_table.h"
 #include "mp4/track_boxes.h"
 
@@ -175,6 +176,10 @@ FileSound loadSound(const FilePath& path) {
     info.channels = entry.channels != 0 ? entry.channels : std::uint16_t{2};
     info.audioConfig.assign(entry.config.begin(), entry.config.end());
     info.randomAccess = tables.entriesOf(boxes.trackId);
+    if (boxes.elst) {
+        sound.editOffset =
+            editListOffset(*boxes.elst, movieTimescale(moov.view()), boxes.soundTimescale);
+    }
     return sound;
 }
 

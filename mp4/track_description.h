@@ -36,6 +36,8 @@ AudioTrackInfo LoadAudioTrackInfo(const FilePath& path);
 // What that is to the file as a whole.
 struct FileSound {
     AudioTrackInfo track;
+    // What has to be added to its composition times, in ticks: editListOffset of its edit list.
+    std::int64_t editOffset = 0;
     // Nothing of the file's first track of sound is left out: `track` is that one, or there is none
     // at all. False when it isn't known.
     bool isFirst = false;

@@ -93,7 +93,7 @@ HRESULT addSound(const FilePath& path, std::vector<ComPtr<Mp4MediaStream>>& stre
     if (!sound.isFirst) return MF_E_UNSUPPORTED_BYTESTREAM_TYPE;
     if (!sound.track.valid) return S_OK;
     SourceTrack track;
-    if (!track.openSound(path, std::move(sound.track))) return MF_E_UNSUPPORTED_BYTESTREAM_TYPE;
+    if (!track.openSound(path, std::move(sound))) return MF_E_UNSUPPORTED_BYTESTREAM_TYPE;
     ComPtr<IMFMediaType> type;
     RETURN_IF_FAILED(describeSound(track, type));
     return createStream(std::move(track), type, streams);

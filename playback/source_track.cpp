@@ -20,29 +20,86 @@ bool SourceTrack::openVideo(const FilePath& path) {
     return reader_.Open(path) && reader_.Seek(0);
 }
 
-bool SourceTrack::openSound(const FilePath& path, AudioTrackInfo info) {
-    sound_ = std::move(info);
-    return reader_.OpenWithTable(path, sound_.trackId, sound_.timescale,
-                                 std::move(sound_.randomAccess)) &&
+bool SourceTrack::openSound(const FilePath& path, FileSound sound) {
+    sound_ = std::move(sound);
+    AudioTrackInfo& info = sound_.track;
+    return reader_.OpenWithTable(path, info.trackId, info.timescale,
+                                 std::move(info.randomAccess)) &&
            reader_.Seek(0);
 }
 
 bool SourceTrack::start(Ticks position, const std::function<bool()>& stopped) {
-    if (reader_.annexB()) return seekToKeyframe(position) || reader_.Seek(secondsOf(position));
-    return reader_.Seek(secondsOf(position)) && advanceTo(position, stopped);
+    if (reader_.annexB()) return startVideo(position, stopped);
+    if (!reader_.Seek(secondsOf(position))) return false;
+    placeFirstSound();
+    return advanceTo(position, stopped);
 }
 
-// The reader's own lookup knows whole seconds only. Here a start at a keyframe begins with that
-// one, for a lossless cut of what is delivered begins where that does. Times are compared as they
-// are handed out, or a keyframe whose time was cut to a whole tick would lie behind itself.
-bool SourceTrack::seekToKeyframe(Ticks position) {
+// The table may leave out keyframes: of fragments with several, or that begin in the middle of a
+// group of pictures. They are looked for up to the position. A lossless cut of what is delivered
+// begins where that does, so it matters which one is the last.
+bool SourceTrack::startVideo(Ticks position, const std::function<bool()>& stopped) {
+    if (!seekToEntryFor(position)) return false;
+    const std::optional<std::uint64_t> samples = samplesToKeyframe(position, stopped);
+    return samples && seekToEntryFor(position) && skip(*samples);
+}
+
+// The reader's own lookup knows whole seconds only; it counts where the place that the table names
+// can't be read. Times are compared as they are handed out, or a keyframe whose time was cut to a
+// whole tick would lie behind itself.
+bool SourceTrack::seekToEntryFor(Ticks position) {
     const RandomAccessTable& table = reader_.index().randomAccess;
     const auto behind =
         std::partition_point(table.begin(), table.end(), [&](const RandomAccessEntry& entry) {
             return ticksFromUnits(static_cast<std::int64_t>(entry.time), reader_.timescale()) <=
                    position;
         });
-    return reader_.seekToEntry(behind == table.begin() ? *behind : *std::prev(behind));
+    return reader_.seekToEntry(behind == table.begin() ? *behind : *std::prev(behind)) ||
+           reader_.Seek(secondsOf(position));
+}
+
+// How many samples lie in front of the last keyframe at or before the position, from here on. What
+// is decoded behind it is shown behind it.
+std::optional<std::uint64_t> SourceTrack::samplesToKeyframe(Ticks position,
+                                                            const std::function<bool()>& stopped) {
+    std::uint64_t last = 0;
+    for (std::uint64_t passed = 0; passed < MAX_PASSED_SAMPLES; ++passed) {
+        if (passed % STOP_CHECK_EVERY == 0 && stopped()) return std::nullopt;
+        while (reader_.cursor() >= reader_.samples().size()) {
+            if (!reader_.NextFragment()) return last;
+        }
+        const SampleRecord sample = reader_.samples()[reader_.cursor()];
+        const auto timeOf = [&](std::uint64_t units) {
+            return ticksFromUnits(plus(static_cast<std::int64_t>(units), reader_.rebase()),
+                                  reader_.timescale());
+        };
+        if (timeOf(sample.dts) > position) return last;
+        if (sample.sync && timeOf(sample.pts) <= position) last = passed;
+        reader_.setCursor(reader_.cursor() + 1);
+    }
+    return std::nullopt;
+}
+
+bool SourceTrack::skip(std::uint64_t samples) {
+    while (samples > 0) {
+        const std::uint64_t here = reader_.samples().size() - reader_.cursor();
+        if (samples < here) {
+            reader_.setCursor(reader_.cursor() + samples);
+            return true;
+        }
+        samples -= here;
+        if (!reader_.NextFragment()) return false;
+    }
+    return true;
+}
+
+// A table's times can't be below 0. The first sample of sound mostly comes before that, by what the
+// encoder needs to begin: there the edit list says how far, or all would be heard so much later.
+void SourceTrack::placeFirstSound() {
+    const SampleRecord first = reader_.samples()[reader_.cursor()];
+    const auto pts = static_cast<std::int64_t>(first.pts);
+    if (plus(pts, reader_.rebase()) == 0 && plus(pts, sound_.editOffset) < 0)
+        reader_.setRebase(sound_.editOffset);
 }
 
 // Behind the last sample, or where a fragment can't be read, it stays: the next read tells.

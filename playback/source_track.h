@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <vector>
 
 #include "base/file_path.h"
@@ -32,13 +33,13 @@ class SourceTrack {
 public:
     // The file's first video track, which must be H.264 with a table, at its beginning.
     [[nodiscard]] bool openVideo(const FilePath& path);
-    // A track of sound. False when it can't be read.
-    [[nodiscard]] bool openSound(const FilePath& path, AudioTrackInfo info);
+    // The track of sound that was found in the file. False when it can't be read.
+    [[nodiscard]] bool openSound(const FilePath& path, FileSound sound);
 
-    // Goes to the last keyframe at or before `position`, the first one when there is none. Of
-    // sound, whose samples all stand for themselves, on to the one that holds the position. False
-    // when there is no such place, or when that would take more steps than any recording has; also
-    // when `stopped` says so.
+    // Goes to the last keyframe at or before `position`, the first one when there is none, also
+    // where the table doesn't name it. Of sound, whose samples all stand for themselves, to the one
+    // that holds the position. False when there is no such place, or when that would take more
+    // steps than any recording has; also when `stopped` says so.
     [[nodiscard]] bool start(Ticks position, const std::function<bool()>& stopped);
 
     // The next sample in decode order. Samples without a picture or a sound are passed over, but
@@ -47,25 +48,30 @@ public:
 
     [[nodiscard]] Ticks duration() const;
     [[nodiscard]] const FragmentReader& reader() const { return reader_; }
-    [[nodiscard]] const AudioTrackInfo& sound() const { return sound_; } // without its table
+    [[nodiscard]] const AudioTrackInfo& sound() const { return sound_.track; } // without its table
 
     // The duration of the middle sample of those that are loaded, in units of the time scale; 0
     // without any.
     [[nodiscard]] std::uint32_t middleDuration() const;
 
 private:
-    bool seekToKeyframe(Ticks position);
+    bool seekToEntryFor(Ticks position);
+    bool startVideo(Ticks position, const std::function<bool()>& stopped);
+    std::optional<std::uint64_t> samplesToKeyframe(Ticks position,
+                                                   const std::function<bool()>& stopped);
+    bool skip(std::uint64_t samples);
+    void placeFirstSound();
     bool advanceTo(Ticks position, const std::function<bool()>& stopped);
 
     FragmentReader reader_;
-    AudioTrackInfo sound_;
+    FileSound sound_;
 };
 
 // What a decoder of raw AAC finds behind its WAVEFORMATEX: the rest of Windows' HEAACWAVEINFO, 12
 // bytes that say "raw, profile unknown", then the AudioSpecificConfig (ISO/IEC 14496-3).
 std::vector<std::uint8_t> aacUserData(const std::vector<std::uint8_t>& audioConfig);
 
-// Samples of sound that a start may pass over: a month of them.
+// Samples that a start may pass over: a month of sound.
 inline constexpr std::uint64_t MAX_PASSED_SAMPLES = std::uint64_t{1} << 27;
 // Samples in a row with nothing in them. A run of 2^32 takes a broken file a few bytes.
 inline constexpr std::uint32_t MAX_EMPTY_SAMPLES = 1u << 16;

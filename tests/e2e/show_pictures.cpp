@@ -12,6 +12,7 @@
 
 #include "platform/com.h"
 #include "platform/media_startup.h"
+#include "playback/byte_stream_handler.h"
 #include "playback/controller.h"
 #include "playback/notices.h"
 #include "tests/support/random_choices.h"
@@ -86,7 +87,7 @@ int seekAround(PlaybackController& controller, std::uint64_t seed, int count) {
 
 int run(const wchar_t* path, std::uint64_t seed, int count) {
     const ComApartment apartment(COINIT_APARTMENTTHREADED);
-    if (FAILED(startMedia())) return 2;
+    if (FAILED(startMedia(registerMp4Source))) return 2;
     const HWND window =
         CreateWindowExW(WS_EX_TOPMOST, L"STATIC", L"", WS_POPUP | WS_VISIBLE, 0, 0, WIDTH, HEIGHT,
                         nullptr, nullptr, GetModuleHandleW(nullptr), nullptr);

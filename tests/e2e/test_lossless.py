@@ -19,7 +19,11 @@ SPANS = {
 }
 
 RECORDINGS = ["closed", "open", "no-b-frames", "pyramid", "variable-rate", "audio-late", "audio-short",
-              "video-only", "two-audio", "mono", "fragmented", "one-keyframe", "tables-first"]
+              "video-only", "two-audio", "mono", "one-keyframe", "tables-first"]
+
+# Those that the program's own media source serves, unless it is switched off.
+FRAGMENTED = ["fragmented", "fragmented-halves"]
+CASES = [(name, "1") for name in [*RECORDINGS, *FRAGMENTED]] + [(name, "0") for name in FRAGMENTED]
 
 
 def parts(spans):
@@ -69,8 +73,9 @@ def check_audio(found, cuts, had_audio):
 
 
 @pytest.mark.parametrize("spans", SPANS.values(), ids=SPANS)
-@pytest.mark.parametrize("name", RECORDINGS)
-def test_every_packet_is_the_sources_own(cut, media, tmp_path, name, spans):
+@pytest.mark.parametrize("name, own_source", CASES)
+def test_every_packet_is_the_sources_own(cut, media, tmp_path, monkeypatch, name, own_source, spans):
+    monkeypatch.setenv("VELKANTRIX_MP4SRC", own_source)
     source, output = media / f"{name}.mp4", tmp_path / "cut.mp4"
     before = make_media.digest(source)
     result = cut(source, output, *parts(spans))

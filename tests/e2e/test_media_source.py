@@ -49,11 +49,16 @@ def ticks(units, timescale):
 def from_start(file, track):
     """The samples that a start at 0 delivers of a track, and what is added to their times."""
     entries = sorted(file.random_access(track), key=lambda e: e.time)
-    entry = [e for e in entries if e.time <= 0][-1:] or entries[:1]
-    moof = next(m for m in file.moofs if m.start == entry[0].offset)
-    first = file.fragment_samples(moof, track)[entry[0].sample - 1]
+    entry = ([e for e in entries if e.time <= 0][-1:] or entries[:1])[0]
+    moof = next(m for m in file.moofs if m.start == entry.offset)
+    first = file.fragment_samples(moof, track)[entry.sample - 1]
     every = [s for m in file.moofs for s in file.fragment_samples(m, track)]
-    return every[every.index(first):], entry[0].time - first.pts
+    rebase, samples = entry.time - first.pts, every[every.index(first):]
+    if track.handler == "soun":
+        if entry.time == 0 and first.pts + file.edit_offset(track) < 0:
+            rebase = file.edit_offset(track)  # the table has no times below 0
+        samples = [s for s in samples if s.pts + s.duration + rebase > 0]
+    return samples, rebase
 
 
 def video_bytes(file, track, sample, first):

@@ -12,12 +12,15 @@ import pytest
 from window import LONGEST_WAIT, PRESENT, pixel, screen
 
 sys.path.insert(0, str(places.ROOT / "tests" / "support"))
-from make_media import NUMBERED  # noqa: E402
+from make_media import FRAGMENTED_NUMBERED, NUMBERED  # noqa: E402
 
 DRIVER = places.BUILD / "tests" / "e2e" / "show-pictures.exe"
 RATES = {"25": 25, "2997": 30000 / 1001, "60": 60}
 LONG = "VELKANTRIX_LONG" in os.environ
 NAMES = sorted(NUMBERED) if LONG else random.Random(3).sample(sorted(NUMBERED), 3)
+FRAGMENTED = sorted(FRAGMENTED_NUMBERED) if LONG else random.Random(3).sample(sorted(FRAGMENTED_NUMBERED), 2)
+# Files of fragments are tried with the program's own media source and without.
+CASES = [(name, "1") for name in [*NAMES, *FRAGMENTED]] + [(name, "0") for name in FRAGMENTED]
 SEEKS = 200 if LONG else 25
 
 
@@ -47,12 +50,13 @@ def presents(folder):
     return [match for match in map(PRESENT.match, (folder / "present.log").read_text().splitlines()) if match]
 
 
-@pytest.mark.parametrize("name", NAMES)
-def test_each_seek_shows_its_picture_and_no_other(name, media, tmp_path):
+@pytest.mark.parametrize("name, own_source", CASES)
+def test_each_seek_shows_its_picture_and_no_other(name, own_source, media, tmp_path):
     rate = RATES[name.split("-")[1]]
     words = [places.RUN, str(DRIVER), places.windows_path(media / f"{name}.mp4"), "7", str(SEEKS)]
     process = subprocess.Popen(words, cwd=tmp_path, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True,
-                               env={**os.environ, "VELKANTRIX_PRESENTLOG": "1"})
+                               env={**os.environ, "VELKANTRIX_PRESENTLOG": "1",
+                                                                       "VELKANTRIX_MP4SRC": own_source})
     try:
         check_seeks(process, name, rate, tmp_path)
         assert process.wait(LONGEST_WAIT) == 0

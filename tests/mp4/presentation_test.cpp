@@ -117,6 +117,15 @@ TEST(LoadFileSound, SoundWithoutAnyTrackThatCanBeTakenIsLeftOut) {
     }
 }
 
+TEST(LoadFileSound, ItsEditListIsWorkedOut) {
+    const Bytes entry = mp4a(2, 48000, esds({0x12, 0x10}));
+    const Bytes listed = trak(2, 48000, "soun", stsd(entry), elst({{0, 1024}}));
+    EXPECT_EQ(soundOf(join({mvhd(1000), listed})).editOffset, -1024);
+    EXPECT_EQ(soundOf(join({mvhd(1000), soundTrak(2, 48000)})).editOffset, 0);
+    const Bytes late = trak(2, 48000, "soun", stsd(entry), elst({{500, 0xFFFFFFFF}, {0, 0}}));
+    EXPECT_EQ(soundOf(join({mvhd(1000), late})).editOffset, 24000);
+}
+
 TEST(LoadFileSound, WhereBoxesWereMissedNothingIsKnown) {
     const Bytes broken = Bytes().u32(4).text("trak");
     EXPECT_FALSE(soundOf(join({videoTrak(1, 1000), broken})).isFirst);

@@ -28,17 +28,18 @@ class SourceTrackTest : public testing::Test {
 protected:
     void use(const Bytes& content) { file.emplace(content); }
 
-    bool openSound() { return track.openSound(file->path(), LoadAudioTrackInfo(file->path())); }
+    bool openSound() { return track.openSound(file->path(), loadFileSound(file->path())); }
 
     // Sound alone, time scale 1000, one table entry, samples as given.
     bool openSound(std::initializer_list<Bytes> fragments) {
         const Bytes begin = fragmentedStart();
         use(join({begin, join(fragments)}));
-        AudioTrackInfo info;
-        info.trackId = 1;
-        info.timescale = 1000;
-        info.randomAccess = {{0, begin.size()}};
-        return track.openSound(file->path(), info);
+        FileSound sound;
+        sound.track.trackId = 1;
+        sound.track.timescale = 1000;
+        sound.track.randomAccess = {{0, begin.size()}};
+        sound.editOffset = editOffset;
+        return track.openSound(file->path(), sound);
     }
 
     // The times of all samples that come, in milliseconds; `last` says why no more did.
@@ -58,6 +59,7 @@ protected:
     }
 
     std::optional<TempFile> file{fragmentedRecording()};
+    std::int64_t editOffset = 0; // of the sound's edit list, milliseconds
     SourceTrack track;
     TrackRead last = TrackRead::Stopped;
 };
@@ -122,6 +124,53 @@ TEST_F(SourceTrackTest, AKeyframeWhoseTimeIsNoWholeTickIsFoundByTheTimeItWasHand
     EXPECT_EQ(sample.time, 0);
 }
 
+// Three keyframes 200 ms apart in one fragment, of which the table names the first one only, then a
+// fragment that begins in the middle of the third one's group, which the table names too.
+class UnnamedKeyframesTest : public SourceTrackTest {
+protected:
+    UnnamedKeyframesTest() {
+        const auto sample = [](std::uint32_t number, bool sync) {
+            return FragmentSample{picture(number, sync), 100, sync};
+        };
+        const Bytes begin = join({ftyp(), box("moov", trak(1, 1000, "vide", stsd(avc1(64, 48))))});
+        const Bytes first = fragment(0, {sample(0, true), sample(1, false), sample(2, true),
+                                         sample(3, false), sample(4, true)});
+        const Bytes second = fragment(500, {sample(5, false), sample(6, false), sample(7, true)});
+        use(join({begin, first, second,
+                  mfra(tfra(1, {{0, begin.size()}, {500, begin.size() + first.size()}}))}));
+    }
+};
+
+TEST_F(UnnamedKeyframesTest, AStartFindsTheLastOneBeforeItsPosition) {
+    ASSERT_TRUE(track.openVideo(file->path()));
+    EXPECT_EQ(firstAt(0), 0);
+    EXPECT_EQ(firstAt(199 * MS), 0);
+    EXPECT_EQ(firstAt(200 * MS), 200);
+    EXPECT_EQ(firstAt(399 * MS), 200);
+    EXPECT_EQ(firstAt(400 * MS), 400);
+    EXPECT_EQ(firstAt(500 * MS), 400); // though the table names what begins here
+    EXPECT_EQ(firstAt(699 * MS), 400);
+    EXPECT_EQ(firstAt(700 * MS), 700); // in the next fragment
+    EXPECT_EQ(firstAt(9000 * MS), 700);
+}
+
+TEST_F(UnnamedKeyframesTest, WhatIsReadFromThereIsWholeAndBeginsWithParameterSets) {
+    ASSERT_TRUE(track.openVideo(file->path()));
+    ASSERT_TRUE(track.start(650 * MS, never));
+    TrackSample sample;
+    ASSERT_EQ(track.read(sample, never), TrackRead::Sample);
+    EXPECT_EQ(sample.time, 400 * MS);
+    EXPECT_TRUE(sample.keyframe);
+    EXPECT_EQ(sample.data[4], 0x67);
+    EXPECT_THAT(rest(), ElementsAre(500, 600, 700));
+    EXPECT_EQ(last, TrackRead::End);
+}
+
+TEST_F(UnnamedKeyframesTest, TheSearchEndsWhenNobodyWantsItAnyMore) {
+    ASSERT_TRUE(track.openVideo(file->path()));
+    EXPECT_FALSE(track.start(500 * MS, [] { return true; }));
+}
+
 TEST_F(SourceTrackTest, WhereThePlaceOfAKeyframeIsBrokenTheReadersOwnLookupCounts) {
     const Bytes begin = join({ftyp(), box("moov", trak(1, 1000, "vide", stsd(avc1(64, 48))))});
     const Bytes first = fragment(0, {{picture(0, true), 100, true}});
@@ -158,6 +207,25 @@ TEST_F(SourceTrackTest, AStartAtTwoAndAHalfSecondsDeliversTheSampleOfTheThirdSec
     EXPECT_EQ(firstAt(2500 * MS), 2000);
     EXPECT_EQ(firstAt(2000 * MS), 2000);
     EXPECT_EQ(firstAt(2000 * MS - 1), 1000);
+}
+
+// The encoder's first 100 ms, which nobody hears, lie before 0: the table can't say that.
+TEST_F(SourceTrackTest, SoundFromBeforeTheBeginningKeepsItsTime) {
+    const FragmentSample sound{Bytes().text("s"), 100, true};
+    editOffset = -100;
+    ASSERT_TRUE(openSound({fragment(0, {sound, sound, sound})}));
+    EXPECT_EQ(firstAt(0), 0);
+    EXPECT_THAT(rest(), ElementsAre(100));
+    EXPECT_EQ(firstAt(100 * MS), 100);
+    EXPECT_EQ(firstAt(-50 * MS), -100);
+}
+
+TEST_F(SourceTrackTest, AnEditListThatAgreesWithTheTableChangesNothing) {
+    const FragmentSample sound{Bytes().text("s"), 100, true};
+    editOffset = 300; // sound that begins late; the table has it already
+    ASSERT_TRUE(openSound({fragment(0, {sound, sound, sound})}));
+    EXPECT_EQ(firstAt(0), 0);
+    EXPECT_THAT(rest(), ElementsAre(100, 200));
 }
 
 TEST_F(SourceTrackTest, SoundBehindItsEndIsAtItsEnd) {

@@ -38,6 +38,12 @@ NUMBERED = {f"numbered-{name}-{keyint}-{bframes}": numbered(rate, keyint, bframe
             for name, rate in (("25", "25"), ("2997", "30000/1001"), ("60", "60"))
             for keyint in (30, 250) for bframes in (0, 3)}
 
+
+# The same pictures, in a file of fragments whose edit list puts the first one at 0.
+FRAGMENTED_NUMBERED = {f"{name}-fragmented": f"-i FOLDER/{name}.mp4 -c copy -movflags "
+                                             "+frag_keyframe+delay_moov+default_base_moof" for name in NUMBERED}
+
+
 def plain_luma(luma, seconds=4):
     return f"-f lavfi -i color=gray:size=320x192:rate=30:duration={seconds},format=yuv420p," \
            f"geq=lum='{luma}':cb=128:cr=128 {h264()} -crf 8"
@@ -46,6 +52,7 @@ def plain_luma(luma, seconds=4):
 # What ffmpeg is told, but for the output's name. FOLDER is where the ones before lie.
 RECIPES = {
     **NUMBERED,
+    **FRAGMENTED_NUMBERED,
     "closed": f"{picture()} {tone()} {h264()} {STEREO}",
     "audio-first": f"{picture()} {tone()} -map 1 -map 0 {h264()} {STEREO}",
     "open": f"{picture()} {tone()} {h264(more=':open-gop=1')} {STEREO}",
@@ -65,6 +72,9 @@ RECIPES = {
     "fragmented": f"{picture()} {tone()} {h264()} {STEREO} -movflags +frag_keyframe+empty_moov+default_base_moof",
     "fragmented-video-short": f"{picture(seconds=7)} {tone()} {h264()} {STEREO} -frag_duration 100000 "
                               "-movflags +empty_moov+default_base_moof",
+    # Fragments of half a second, so that some begin inside a group of pictures; and an edit list.
+    "fragmented-halves": f"{picture()} {tone()} {h264(keyint=48, bframes=5, more=':b-pyramid=normal')} {STEREO} "
+                         "-frag_duration 500000 -movflags +delay_moov+default_base_moof",
     "tables-first": f"{picture()} {tone()} {h264()} {STEREO} -movflags +faststart",
     "audio-only": f"{tone()} {STEREO}",
     # Of one luma each; the last with highlights over a tenth of its picture.
