@@ -102,6 +102,7 @@ HRESULT addSound(const FilePath& path, std::vector<ComPtr<Mp4MediaStream>>& stre
 HRESULT createPresentation(const std::vector<ComPtr<Mp4MediaStream>>& streams, Ticks duration,
                            ComPtr<IMFPresentationDescriptor>& presentation) {
     std::vector<IMFStreamDescriptor*> descriptors;
+    descriptors.reserve(streams.size());
     for (const ComPtr<Mp4MediaStream>& stream : streams)
         descriptors.push_back(stream->descriptor());
     const auto count = static_cast<DWORD>(descriptors.size());

@@ -34,8 +34,8 @@ def wait_for_grey(window, luma, exposure):
 def still(play):
     """A recording that stands still at its beginning."""
 
-    def open_still(name):
-        window = play(name, environment=LOGGED)
+    def open_still(name, environment=LOGGED):
+        window = play(name, environment=environment)
         window.pause()
         window.seek("HOME")
         window.wait_until_still()
@@ -85,6 +85,14 @@ def test_a_video_s_own_brightness_is_put_right(still, name, luma, exposure):
     window.keys("R")
     window.wait_for_text("Exposure reset")
     wait_for_grey(window, luma, 0)
+
+
+@pytest.mark.parametrize("own_source", ["1", "0"])
+def test_so_is_that_of_a_file_of_fragments_whoever_reads_it(still, own_source):
+    window = still("dark-fragmented", environment={**LOGGED, "VELKANTRIX_MP4SRC": own_source})
+    auto_fix(window)
+    window.wait_for_text("Exposure +32%")
+    wait_for_grey(window, 60, 0.3156)
 
 
 def test_a_grey_video_is_as_it_should_be(still):

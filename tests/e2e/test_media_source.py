@@ -5,6 +5,7 @@ import sys
 
 import places
 import pytest
+import recording
 
 sys.path.insert(0, str(places.ROOT / "tests" / "support"))
 sys.path.insert(0, str(places.ROOT / "tests" / "mp4files"))
@@ -147,3 +148,11 @@ def test_a_damaged_copy_ends_with_a_failure(files, tmp_path):
         code, streams = shown(broken, way)
         assert code == 3
         assert 0 < len(streams[0]) < len(whole[0])
+
+
+def test_an_export_keeps_its_sound_where_playing_has_none(cut, media, tmp_path, monkeypatch):
+    monkeypatch.setenv("MP4SRC_NOAUDIO", "1")
+    output = tmp_path / "cut.mp4"
+    assert cut(media / "fragmented.mp4", output, "2-6").returncode == 0
+    kinds = [stream.kind for stream in recording.read(output)]
+    assert sorted(kinds) == ["audio", "video"]

@@ -79,6 +79,7 @@ RECIPES = {
     "audio-only": f"{tone()} {STEREO}",
     # Of one luma each; the last with highlights over a tenth of its picture.
     "dark": plain_luma(60),
+    "dark-fragmented": "-i FOLDER/dark.mp4 -c copy -movflags +frag_keyframe+delay_moov+default_base_moof",
     "dark-second": plain_luma(60, seconds=1),
     "grey": plain_luma(105, seconds=30),
     "bright": plain_luma(230),
