@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""bench_session.py [--runs N] [--only edit|mp4|copy|start|strip]: the measurements of tools/bench, inside the rig."""
+"""bench_session.py [--runs N] [--only edit|mp4|copy|start|open|strip]: the measurements of tools/bench, inside the rig."""
 import argparse
 import json
 import os
@@ -7,6 +7,7 @@ import re
 import resource
 import shutil
 import statistics
+import struct
 import subprocess
 import sys
 import time
@@ -192,6 +193,78 @@ def start(runs):
               f"ratio {ratio:.3f}")
 
 
+# ---- opening a large recording, with the program's own media source and with the system's -----------------
+
+
+def large_recording():
+    """Two hours in fragments of a second, with sound, of 8 GiB: between the fragments are holes."""
+    target = FOLDER / "recording.mp4"
+    if target.exists():
+        return target
+    clip, dense = FOLDER / "recorded.mp4", FOLDER / "dense.mp4"
+    ffmpeg(clip, "-f", "lavfi", "-i", "testsrc2=size=640x360:rate=30:duration=10", "-f", "lavfi", "-i",
+           "sine=duration=10", "-c:v", "libx264", "-preset", "veryfast", "-pix_fmt", "yuv420p", "-x264-params",
+           "keyint=30:scenecut=0:bframes=2", "-c:a", "aac", "-ac", "2")
+    ffmpeg(dense, "-stream_loop", 719, "-i", clip, "-c", "copy", "-movflags",
+           "+frag_keyframe+delay_moov+default_base_moof")
+    spread(dense.read_bytes(), target, 8 * GIGABYTE)
+    dense.unlink()
+    return target
+
+
+def spread(data, target, size):
+    """Writes a file of fragments so that it takes about so many bytes, and puts its tables right."""
+    boxes, at = [], 0
+    while at < len(data):
+        length, kind = struct.unpack_from(">I4s", data, at)
+        boxes.append((kind, at, length))
+        at += length
+    hole = size // sum(kind == b"moof" for kind, _, _ in boxes)
+    moved = {}
+    with open(target, "wb") as out:
+        for kind, at, length in boxes:
+            if kind == b"moof":
+                out.write(struct.pack(">I4s", hole, b"free"))
+                out.seek(hole - 8, os.SEEK_CUR)
+                moved[at] = out.tell()
+            out.write(with_places(data[at:at + length], moved) if kind == b"mfra" else data[at:at + length])
+
+
+def with_places(mfra, moved):
+    """Its tables as they are after the fragments have moved: entries of 64-bit time and place."""
+    mfra, at = bytearray(mfra), 8
+    while at < len(mfra):
+        length, kind = struct.unpack_from(">I4s", mfra, at)
+        if kind == b"tfra":
+            assert mfra[at + 8] == 1
+            widths = struct.unpack_from(">I", mfra, at + 16)[0]
+            row = 16 + sum((widths >> shift & 3) + 1 for shift in (4, 2, 0))
+            for i in range(struct.unpack_from(">I", mfra, at + 20)[0]):
+                place = at + 24 + i * row + 8
+                struct.pack_into(">Q", mfra, place, moved[struct.unpack_from(">Q", mfra, place)[0]])
+        at += length
+    return bytes(mfra)
+
+
+def opening(runs):
+    recording = large_recording()
+    words = [RUN, WINDOWS / "bench" / "time-start.exe", windows_path(WINDOWS / "app" / "Velkantrix.exe"),
+             windows_path(recording)]
+    taken = {"own media source": [], "the system's": []}
+    for round_number in range(runs + 1):
+        for (name, values), choice in zip(taken.items(), "10"):
+            done = subprocess.run(words, check=True, stdout=subprocess.PIPE, text=True, stderr=subprocess.DEVNULL,
+                                  env={**os.environ, "VELKANTRIX_MP4SRC": choice})
+            if round_number:  # the first round warms the files up
+                values.append(float(done.stdout))
+    print(f"A recording of two hours and {recording.stat().st_size / GIGABYTE:.1f} GiB, from the process's start to "
+          f"its picture, ms by the clock, {runs} interleaved runs: medians (least to most), and the median ratio")
+    for name, values in taken.items():
+        ratio = statistics.median(a / b for a, b in zip(values, taken["the system's"]))
+        print(f"  {name:24}{statistics.median(values):8.1f} ({min(values):.1f} to {max(values):.1f})   "
+              f"ratio {ratio:.3f}")
+
+
 # ---- painting the timeline, beside a copy of its area ---------------------------------------------------
 
 
@@ -206,7 +279,7 @@ def strip(_runs):
               f"ratio {row['us'] / bare[row['clips']]:.2f}")
 
 
-MEASUREMENTS = {"edit": edit, "mp4": mp4, "copy": copy, "start": start, "strip": strip}
+MEASUREMENTS = {"edit": edit, "mp4": mp4, "copy": copy, "start": start, "open": opening, "strip": strip}
 
 
 def main():
