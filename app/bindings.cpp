@@ -22,6 +22,7 @@
 #include "platform/dialogs.h"
 #include "platform/files.h"
 #include "platform/media_startup.h"
+#include "playback/audio_peaks.h"
 #include "playback/byte_stream_handler.h"
 
 namespace velkantrix {
@@ -178,8 +179,7 @@ void bindWindow(OpenHost& host) {
         endTimelineGesture();
         timelineLeft();
     };
-    host.stopPeaks = [] {
-    };
+    host.stopPeaks = stopAudioPeaks;
     host.resetExposure = [] {
         ui().exposure = 0;
     };

@@ -21,6 +21,7 @@
 #include "platform/library.h"
 #include "platform/media_startup.h"
 #include "platform/threads.h"
+#include "playback/audio_peaks.h"
 #include "playback/byte_stream_handler.h"
 #include "playback/end_scan.h"
 
@@ -103,8 +104,9 @@ void run(HINSTANCE instance, int show) {
     bindHosts();
     registerWindowClasses(instance);
     if (const HWND window = createMainWindow(instance)) showAndServe(window, show, path);
-    // A scan that is still reading would lose the ground under its feet; the process ends anyway.
-    if (endAllScans()) stopMedia();
+    // What is still reading would lose the ground under its feet; the process ends anyway.
+    const bool scansEnded = endAllScans();
+    if (endAudioPeaks() && scansEnded) stopMedia();
     if (SUCCEEDED(apartment)) CoUninitialize();
 }
 

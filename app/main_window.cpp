@@ -26,6 +26,7 @@
 #include "export/export_job.h"
 #include "export/export_job_core.h"
 #include "platform/dialogs.h"
+#include "playback/audio_peaks.h"
 #include "playback/notices.h"
 #include "playback/resource_stats.h"
 
@@ -98,6 +99,7 @@ void onDestroy(HWND window) {
     KillTimer(window, TICK_TIMER);
     KillTimer(window, DIAGNOSTICS_TIMER);
     unbindExportJob();
+    static_cast<void>(endAudioPeaks()); // what still runs is asked for at the end of the process
     ui().playback.reset();
     releasePaintBuffers();
     deleteFonts();

@@ -1,6 +1,7 @@
 #include "app/strip_drawing.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <vector>
 
@@ -167,6 +168,8 @@ std::uint64_t stripKey(const StripState& state) {
     key.add(state.selectedCut);
     key.add(state.peakGeneration);
     key.add(std::uint64_t{state.peaks.size()});
+    // When all are complete, sound that is longer than the source still raises the last.
+    key.add(std::uint64_t{std::bit_cast<std::uint32_t>(lastPeak(state.peaks))});
     key.addTime(state.sourceDuration);
     key.add(state.renamedClip + 1);
     key.add(std::uint64_t{state.clips->size()});

@@ -9,10 +9,9 @@
 
 #include "app/drawing.h"
 #include "edit/segment.h"
+#include "playback/peak_table.h"
 
 namespace velkantrix {
-
-inline constexpr std::int32_t PEAK_BUCKETS = 4096; // over the whole source
 
 struct StripState {
     PixelRect track;
@@ -21,7 +20,7 @@ struct StripState {
     std::int32_t selectedClip = -1;
     std::int32_t selectedCut = -1; // named by the clip that ends at it
     std::int32_t renamedClip = -1; // its name is in the field over it
-    std::span<const float> peaks;  // 0 to 1; those that are known so far
+    std::span<const float> peaks;  // 0 to 1; those that are complete
     std::uint64_t peakGeneration = 0;
     double sourceDuration = 0; // seconds
 };

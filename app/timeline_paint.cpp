@@ -15,6 +15,7 @@
 #include "edit/rename.h"
 #include "edit/timeline_map.h"
 #include "export/export_job_core.h"
+#include "playback/audio_peaks.h"
 
 namespace velkantrix {
 namespace {
@@ -51,6 +52,8 @@ StripState stripState(const PixelRect& track) {
             .selectedClip = edit.selectedClip,
             .selectedCut = edit.rollCutIndex,
             .renamedClip = renameState().target,
+            .peaks = validAudioPeaks(),
+            .peakGeneration = peakGeneration(),
             .sourceDuration = edit.duration};
 }
 

@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "playback/peak_table.h"
+
 namespace velkantrix {
 namespace {
 
@@ -68,6 +70,13 @@ TickChange noteTime(TickMemory& memory, double time, bool playing) {
     memory.paintedTime = time;
     memory.wasPlaying = playing;
     return change;
+}
+
+bool notePeaks(TickMemory& memory, std::span<const float> peaks) {
+    const bool changed = peaks.size() != memory.peakCount || lastPeak(peaks) != memory.lastPeak;
+    memory.peakCount = peaks.size();
+    memory.lastPeak = lastPeak(peaks);
+    return changed;
 }
 
 std::optional<std::uint32_t> newTickPeriod(const TickNeeds& needs, std::uint32_t period) {

@@ -4,8 +4,10 @@
 // Seconds are those of the source, milliseconds those of the system's tick count. UI thread.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
 
 #include "edit/segment.h"
 
@@ -67,12 +69,17 @@ struct TickMemory {
     bool wasPlaying = false;
     std::int32_t playedClip = -1; // at the last tick
     double jumpedTo = -1;         // where playing went on last, until it is there
+    std::size_t peakCount = 0;    // of the waveform, that are drawn or about to be
+    float lastPeak = 0;
 };
 struct TickChange {
     bool anything = false;       // the strip is drawn again, the fade applied
     bool playingChanged = false; // the transport bar is drawn again
 };
 TickChange noteTime(TickMemory& memory, double time, bool playing);
+
+// Whether the waveform has grown: the strip is drawn again.
+bool notePeaks(TickMemory& memory, std::span<const float> peaks);
 
 // The period that the tick is to have, when it isn't the one that it has. A job's isn't touched.
 struct TickNeeds {

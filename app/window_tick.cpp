@@ -11,6 +11,7 @@
 #include "edit/fades.h"
 #include "edit/open_flow.h"
 #include "export/export_job_core.h"
+#include "playback/audio_peaks.h"
 #include "playback/resource_stats.h"
 
 namespace velkantrix {
@@ -33,6 +34,10 @@ void tickTransport() {
     }
 }
 
+void tickPeaks() {
+    if (notePeaks(ui().tickMemory, validAudioPeaks())) repaintTimeline();
+}
+
 void tickReveal(bool playing) {
     UiState& state = ui();
     if (state.firstFrameShown) return;
@@ -49,6 +54,8 @@ void tickReveal(bool playing) {
     state.firstFrameShown = true;
     ShowWindow(state.video, SW_SHOWNA);
     playback()->requestRedraw();
+    // The same file, opened again for another device, has its peaks already, or is getting them.
+    if (!audioPeaksStarted()) startAudioPeaks(openState().path, editState().duration);
     repaint();
 }
 
@@ -108,6 +115,7 @@ void hurryTick() {
 void onTimer(UINT_PTR timer) {
     if (timer == TICK_TIMER) {
         tickTransport();
+        tickPeaks();
         refreshExportProgress();
         tickTime();
     } else if (timer == DIAGNOSTICS_TIMER) {

@@ -16,6 +16,7 @@ namespace velkantrix {
 // MF_SOURCE_READER_ALL_STREAMS and its like are negative enumerators of an unsigned parameter.
 inline constexpr DWORD ALL_STREAMS = static_cast<DWORD>(MF_SOURCE_READER_ALL_STREAMS);
 inline constexpr DWORD FIRST_VIDEO = static_cast<DWORD>(MF_SOURCE_READER_FIRST_VIDEO_STREAM);
+inline constexpr DWORD FIRST_AUDIO = static_cast<DWORD>(MF_SOURCE_READER_FIRST_AUDIO_STREAM);
 
 // Opens a file for reading samples as they are stored.
 [[nodiscard]] HRESULT openSourceReader(const wchar_t* path, ComPtr<IMFSourceReader>& reader);

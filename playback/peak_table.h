@@ -1,0 +1,82 @@
+// peak_table.h: how loud a source is, in 4096 equal parts of its length: what its waveform is drawn
+// from.
+//
+// One thread fills a table while another takes what is complete of it. Buckets are passed in their
+// order, and `audioPeaksValid` is raised behind them, so that what is below it doesn't change any
+// more; but sound that is longer than the source goes on raising the last bucket when all are
+// complete. So entries are read and written as atomics, and only by the functions here.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "base/ticks.h"
+
+namespace velkantrix {
+
+inline constexpr std::int32_t PEAK_BUCKETS = 4096; // over the whole source
+
+struct PeakTable {
+    // Of each bucket the largest absolute sample, 0 to 1.
+    std::vector<float> audioPeaks = std::vector<float>(PEAK_BUCKETS);
+    // How many buckets, from the start, are complete. Written by the filling thread.
+    std::atomic<std::int32_t> audioPeaksValid{0};
+};
+
+// The complete entries, in the place of what `peaks` held.
+void takePeaks(PeakTable& table, std::vector<float>& peaks);
+
+// The last of those that are complete, 0 when none is: with their count it tells whether they have
+// changed.
+inline float lastPeak(std::span<const float> peaks) {
+    return peaks.empty() ? 0 : peaks.back();
+}
+
+// Interleaved samples of 16 bits.
+struct PcmFormat {
+    std::uint32_t rate = 0;     // frames a second
+    std::uint32_t channels = 0; // samples in each frame
+    bool operator==(const PcmFormat&) const = default;
+};
+
+// The format that sound is read by: a channel count that no sound has counts as 2. Without a rate
+// or a channel nothing can be made of it: both are 0 then.
+PcmFormat usableFormat(PcmFormat stated);
+
+// Fills a table from the blocks of one stream, in their order. One thread.
+class PeakFiller {
+public:
+    // `format` is usable, `duration` (seconds, of the source) above 0. The table outlives this.
+    PeakFiller(PeakTable& table, PcmFormat format, double duration);
+
+    // The next block is presented at `time`. Sound that begins late, or has a gap, is silent up to
+    // there; times that are off by less than a tenth of a second, or go back, count for nothing.
+    void continueAt(Ticks time);
+
+    // The next block has that format, which is usable.
+    void changeFormat(PcmFormat format);
+
+    // Whole frames; every fourth of them is looked at. What is left of one at the end is dropped.
+    void add(std::span<const std::byte> block);
+
+    // The stream has ended: silence up to the source's end.
+    void finish();
+
+private:
+    [[nodiscard]] double bucketsBefore(std::uint64_t frame) const;
+    [[nodiscard]] std::int32_t bucketOf(std::uint64_t frame) const;
+    [[nodiscard]] std::uint64_t endOfBucket(std::uint64_t frame, std::uint64_t end) const;
+    [[nodiscard]] std::int32_t peakOfFrame(const std::byte* frame) const;
+    void raise(std::int32_t bucket, std::int32_t peak);
+    void raiseValid();
+
+    PeakTable& table_;
+    PcmFormat format_;
+    double duration_;
+    std::uint64_t frames_ = 0; // of the stream, so far
+};
+
+} // namespace velkantrix
