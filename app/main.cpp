@@ -106,7 +106,7 @@ void run(HINSTANCE instance, int show) {
     if (const HWND window = createMainWindow(instance)) showAndServe(window, show, path);
     // What is still reading would lose the ground under its feet; the process ends anyway.
     const bool scansEnded = endAllScans();
-    if (endAudioPeaks() && scansEnded) stopMedia();
+    if (scansEnded && !audioPeaksRun()) stopMedia(); // the window has stopped the analysis
     if (SUCCEEDED(apartment)) CoUninitialize();
 }
 

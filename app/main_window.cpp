@@ -99,7 +99,7 @@ void onDestroy(HWND window) {
     KillTimer(window, TICK_TIMER);
     KillTimer(window, DIAGNOSTICS_TIMER);
     unbindExportJob();
-    static_cast<void>(endAudioPeaks()); // what still runs is asked for at the end of the process
+    endAudioPeaks();
     ui().playback.reset();
     releasePaintBuffers();
     deleteFonts();

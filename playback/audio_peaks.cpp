@@ -154,10 +154,13 @@ std::uint32_t peakGeneration() {
     return static_cast<std::uint32_t>(audioPeaksGeneration.load());
 }
 
-bool endAudioPeaks() {
+bool audioPeaksRun() {
+    return runningWorkers > 0;
+}
+
+void endAudioPeaks() {
     stopAudioPeaks();
     joinWorker(peakState());
-    return runningWorkers == 0;
 }
 
 } // namespace velkantrix

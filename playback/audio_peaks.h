@@ -28,9 +28,11 @@ void stopAudioPeaks();
 // Another one for each analysis, and after each stop.
 [[nodiscard]] std::uint32_t peakGeneration();
 
+// A worker still runs, be it one that isn't waited for any more.
+[[nodiscard]] bool audioPeaksRun();
+
 // At the end of the window, and of the process: stops the worker and waits for it, up to a second,
-// unless that has been done. False when one still runs: Media Foundation must not be shut down
-// under it.
-[[nodiscard]] bool endAudioPeaks();
+// unless that has been done. While one still runs, Media Foundation must not be shut down.
+void endAudioPeaks();
 
 } // namespace velkantrix

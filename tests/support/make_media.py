@@ -44,6 +44,12 @@ FRAGMENTED_NUMBERED = {f"{name}-fragmented": f"-i FOLDER/{name}.mp4 -c copy -mov
                                              "+frag_keyframe+delay_moov+default_base_moof" for name in NUMBERED}
 
 
+def bursts(*windows, more=""):
+    """Sound of one channel for each window of two seconds: a tone that is loud in it and soft elsewhere."""
+    tones = "|".join(f"if(between(t\\,{begin}\\,{begin + 2})\\,0.8\\,0.05)*sin(2*PI*110*t)" for begin in windows)
+    return f"-f lavfi -i aevalsrc=exprs={tones}:duration={SECONDS}{more}"
+
+
 def plain_luma(luma, seconds=4):
     return f"-f lavfi -i color=gray:size=320x192:rate=30:duration={seconds},format=yuv420p," \
            f"geq=lum='{luma}':cb=128:cr=128 {h264()} -crf 8"
@@ -77,6 +83,15 @@ RECIPES = {
                          "-frag_duration 500000 -movflags +delay_moov+default_base_moof",
     "tables-first": f"{picture()} {tone()} {h264()} {STEREO} -movflags +faststart",
     "audio-only": f"{tone()} {STEREO}",
+    "burst": f"{picture()} {bursts(5, 7, more=':sample_rate=48000')} {h264()} {STEREO}",
+    "burst-mono": f"{picture()} {bursts(5, more=':sample_rate=44100')} {h264()} {AAC}",
+    "burst-six": f"{picture()} {bursts(0, 2, 4, 6, 8, 10, more=':sample_rate=48000:channel_layout=5.1')} {h264()} "
+                 "-c:a aac -b:a 384k",
+    "burst-late": f"{picture()} -itsoffset 2.5 {bursts(5, more=':sample_rate=48000')} {h264()} {AAC}",
+    "burst-fragmented": f"{picture()} {bursts(5, 7, more=':sample_rate=48000')} {h264()} {STEREO} "
+                        "-movflags +frag_keyframe+empty_moov+default_base_moof",
+    "burst-tables-first": f"{picture()} {bursts(5, 7, more=':sample_rate=48000')} {h264()} {STEREO} "
+                          "-movflags +faststart",
     # Of one luma each; the last with highlights over a tenth of its picture.
     "dark": plain_luma(60),
     "dark-fragmented": "-i FOLDER/dark.mp4 -c copy -movflags +frag_keyframe+delay_moov+default_base_moof",
@@ -94,6 +109,11 @@ RECIPES = {
     "five-minutes": "-stream_loop 4 -i FOLDER/minute.mp4 -c copy",
     "hour": "-stream_loop 59 -i FOLDER/minute.mp4 -c copy",
 }
+
+
+# What ffmpeg hears in a recording: samples of 16 bits, with the silence before sound that begins late.
+HEARD = ("burst", "burst-mono", "burst-six", "burst-late", "burst-fragmented", "burst-tables-first")
+AS_HEARD = "-map 0:a:0 -af aresample=async=1:first_pts=0 -f s16le"
 
 
 def fragments(*flags, more=""):
@@ -170,25 +190,29 @@ def broken_files(folder):
     # Here they stand in front: the file opens, and ends in the middle of its pictures.
     tables_first = (folder / "tables-first.mp4").read_bytes()
     (folder / "truncated-data.mp4").write_bytes(tables_first[: len(tables_first) // 2])
+    burst = (folder / "burst-tables-first.mp4").read_bytes()
+    (folder / "burst-broken-off.mp4").write_bytes(burst[: len(burst) * 2 // 3])
 
 
-def make(folder, name, recipe):
-    target, stamp = folder / f"{name}.mp4", folder / f"{name}.recipe"
-    if target.exists() and stamp.exists() and stamp.read_text(encoding="utf-8") == recipe:
+def make(folder, name, recipe, kind="mp4", of=""):
+    target, stamp = folder / f"{name}.{kind}", folder / f"{name}.{'' if kind == 'mp4' else kind + '.'}recipe"
+    if target.exists() and stamp.exists() and stamp.read_text(encoding="utf-8") == recipe + of:
         return target
     print(f"making {target.name}", flush=True)
-    part = folder / f"{name}.part.mp4"
+    part = folder / f"{name}.part.{kind}"
     words = [word.replace("FOLDER", str(folder)) for word in recipe.split()]
     subprocess.run(["ffmpeg", "-v", "error", "-y", *words, str(part)], check=True, stdin=subprocess.DEVNULL)
     os.replace(part, target)
-    stamp.write_text(recipe, encoding="utf-8")
+    stamp.write_text(recipe + of, encoding="utf-8")
     return target
 
 
 def make_all(folder, names=tuple(RECIPES)):
     folder.mkdir(parents=True, exist_ok=True)
     for name in names:
-        make(folder, name, RECIPES[name])
+        made = make(folder, name, RECIPES[name])
+        if name in HEARD:
+            make(folder, name, f"-i {made} {AS_HEARD}", kind="pcm", of=RECIPES[name])
     if set(RECIPES) <= set(names):
         broken_files(folder)
 

@@ -7,7 +7,6 @@
 #include <winioctl.h>
 
 #include <array>
-#include <atomic>
 #include <functional>
 #include <memory>
 #include <thread>
@@ -16,6 +15,7 @@
 #include "mp4/probe.h"
 #include "platform/handles.h"
 #include "platform/mf_util.h"
+#include "tests/windows/blockade.h"
 #include "tests/windows/controller_fixture.h"
 #include "tests/windows/reader_maker.h"
 #include "tests/windows/scripted_media.h"
@@ -171,21 +171,6 @@ TEST_F(LargeControllerTest, ALargeFragmentedFileLastsAsLongAsItSays) {
     ASSERT_FALSE(IsLargeFragmentedFile(path));
     EXPECT_NEAR(durationOf(path), 7, 0.1);
 }
-
-// Something that a scan asks for and gets only when the test says so.
-class Blockade {
-public:
-    void block() {
-        reached_ = true;
-        while (!lifted_) Sleep(1);
-    }
-    void lift() { lifted_ = true; }
-    [[nodiscard]] bool isReached() const { return reached_; }
-
-private:
-    std::atomic<bool> reached_{false};
-    std::atomic<bool> lifted_{false};
-};
 
 class BlockedScanTest : public ControllerTest {
 protected:

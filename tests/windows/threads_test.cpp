@@ -2,9 +2,17 @@
 
 #include <windows.h>
 
+#include <process.h>
+
 #include <atomic>
+#include <cstdint>
+#include <memory>
 
 #include <gtest/gtest.h>
+
+#include "tests/windows/replaced_import.h"
+
+extern "C" decltype(&_beginthreadex) __imp__beginthreadex;
 
 namespace velkantrix {
 namespace {
@@ -20,6 +28,34 @@ TEST(StartDetached, EveryThreadRuns) {
     const ULONGLONG begun = GetTickCount64();
     while (ran < THREADS && GetTickCount64() - begun < LONGEST_WAIT) Sleep(1);
     EXPECT_EQ(ran, THREADS);
+}
+
+TEST(StartThread, IsWaitedForAsLongAsItTakesOrIsAskedFor) {
+    std::atomic<bool> lifted{false};
+    const UniqueThread thread = startThread([&] {
+        while (!lifted) Sleep(1);
+    });
+    ASSERT_TRUE(thread);
+    EXPECT_FALSE(waitForEnd(thread, 0));
+    EXPECT_FALSE(waitForEnd(thread, 20));
+    lifted = true;
+    EXPECT_TRUE(waitForEnd(thread, INFINITE));
+    EXPECT_TRUE(waitForEnd(thread, 0));
+    EXPECT_TRUE(waitForEnd({}, INFINITE)); // there is none
+}
+
+TEST(StartThread, OneThatCantBeStartedIsNone) {
+    bool begun = false;
+    const auto counter = std::make_shared<int>();
+    {
+        const ReplacedImport<decltype(&_beginthreadex)> replaced(
+            __imp__beginthreadex,
+            [](void*, unsigned, _beginthreadex_proc_type, void*, unsigned,
+               unsigned*) -> std::uintptr_t { return 0; });
+        EXPECT_FALSE(startThread([&begun, counter] { begun = true; }));
+    }
+    EXPECT_FALSE(begun);
+    EXPECT_EQ(counter.use_count(), 1); // what it was to do is let go
 }
 
 } // namespace

@@ -1,0 +1,314 @@
+// The worker that finds the peaks, over readers that do what the test says. Belongs to the program
+// that puts its own readers in the place of the system's.
+#include "playback/audio_peaks.h"
+
+#include <windows.h>
+
+#include <mferror.h>
+
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/windows/blockade.h"
+#include "tests/windows/peaks_fixture.h"
+#include "tests/windows/reader_maker.h"
+#include "tests/windows/sound_reader.h"
+
+namespace velkantrix {
+
+namespace {
+
+using testing::Contains;
+using testing::Each;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+
+constexpr DWORD ENDS = MF_SOURCE_READERF_ENDOFSTREAM;
+
+// In a second of 4096 frames each bucket is one of them.
+class ScriptedPeaksTest : public PeaksTest {
+protected:
+    ScriptedPeaksTest() {
+        readerMaker() = [this] {
+            ++opened;
+            return ComPtr<IMFSourceReader>::share(reader.get());
+        };
+    }
+    ~ScriptedPeaksTest() override {
+        endAudioPeaks();
+        EXPECT_TRUE(workerEnds());
+        readerMaker() = {};
+    }
+
+    std::vector<float> analyse(double duration = 1) {
+        startAudioPeaks(L"C:\\any.mp4", duration);
+        EXPECT_TRUE(workerEnds());
+        EXPECT_TRUE(isReleased());
+        return peaks();
+    }
+
+    [[nodiscard]] bool isReleased() const {
+        reader->AddRef();
+        return reader->Release() == 1;
+    }
+
+    std::atomic<int> opened{0};
+    const ComPtr<SoundReader> reader = ComPtr<SoundReader>::adopt(new SoundReader);
+};
+
+// The reader
+
+TEST_F(ScriptedPeaksTest, AsksForTheFirstSoundAloneAsSamplesOf16Bits) {
+    reader->reads = {{.flags = ENDS}};
+    analyse();
+    EXPECT_THAT(reader->calls, ElementsAre("deselect all", "select 4294967293",
+                                           "PCM of 16 bits for 4294967293", "get type 4294967293"));
+}
+
+TEST_F(ScriptedPeaksTest, WithoutAStreamOfSoundNothingIsRead) {
+    reader->selectResult = MF_E_INVALIDSTREAMNUMBER;
+    reader->typeResult = MF_E_INVALIDSTREAMNUMBER;
+    EXPECT_THAT(analyse(), IsEmpty());
+    EXPECT_EQ(reader->readsMade, 0);
+}
+
+TEST_F(ScriptedPeaksTest, ATypeThatIsRefusedEndsIt) {
+    reader->typeResult = MF_E_INVALIDMEDIATYPE;
+    EXPECT_THAT(analyse(), IsEmpty());
+    EXPECT_THAT(reader->calls, Not(Contains("get type 4294967293")));
+    EXPECT_EQ(reader->readsMade, 0);
+}
+
+TEST_F(ScriptedPeaksTest, WithoutARateOrAChannelItEnds) {
+    for (const auto& spoil : std::vector<std::function<void()>>{
+             [this] { reader->rate = 0; }, [this] { reader->channels = 0; },
+             [this] { reader->saysFormat = false; },
+             [this] {
+                 reader->currentResult = E_FAIL;
+             }}) {
+        reader->rate = 4096;
+        reader->channels = 1;
+        reader->saysFormat = true;
+        spoil();
+        EXPECT_THAT(analyse(), IsEmpty());
+        EXPECT_EQ(reader->readsMade, 0);
+    }
+}
+
+TEST_F(ScriptedPeaksTest, AChannelCountThatNoSoundHasIsTakenAsTwo) {
+    reader->channels = 9;
+    reader->reads = {{.samples = {1024, -2048, 0, 0, 0, 0, 0, 0, 4096, 0, 8192}}};
+    EXPECT_THAT(analyse(), ElementsAre(2048 / 32768.F, 0, 0, 0, 4096 / 32768.F));
+}
+
+// Reading
+
+TEST_F(ScriptedPeaksTest, EveryFourthFrameOfEachBufferIsLookedAt) {
+    reader->reads = {{.samples = {1024, 32767, 32767, 32767, -2048, 32767}},
+                     {.samples = {4096}},
+                     {.samples = {-32768, 32767}}};
+    EXPECT_THAT(analyse(),
+                ElementsAre(1024 / 32768.F, 0, 0, 0, 2048 / 32768.F, 0, 4096 / 32768.F, 1, 0));
+}
+
+TEST_F(ScriptedPeaksTest, OfSixChannelsTheLoudestCounts) {
+    reader->channels = 6;
+    reader->reads = {{.samples = {1, 2, 3, 4, 5, -1024, 0, 0, 0, 0, 0, 32767}},
+                     {.samples = {2048, 2, 3, 4, 5, 6, 7}}};
+    EXPECT_THAT(analyse(), ElementsAre(1024 / 32768.F, 0, 2048 / 32768.F));
+}
+
+TEST_F(ScriptedPeaksTest, AReadWithoutSoundIsNotTheEnd) {
+    reader->reads = {{.flags = MF_SOURCE_READERF_STREAMTICK}, {}, {.samples = {16384}}};
+    EXPECT_THAT(analyse(), ElementsAre(0.5F));
+    EXPECT_EQ(reader->readsMade, 4);
+}
+
+TEST_F(ScriptedPeaksTest, TheEndMakesTheWholeTableValid) {
+    reader->reads = {{.samples = {16384}}, {.flags = ENDS}, {.samples = {32767}}};
+    const std::vector<float> found = analyse();
+    ASSERT_THAT(found, SizeIs(4096));
+    EXPECT_EQ(found[0], 0.5F);
+    EXPECT_THAT(std::vector(found.begin() + 1, found.end()), Each(0.0F));
+    EXPECT_EQ(reader->readsMade, 2);
+}
+
+TEST_F(ScriptedPeaksTest, AFailureLeavesItAsFarAsItGot) {
+    for (const SoundRead& last :
+         {SoundRead{.result = E_FAIL}, SoundRead{.flags = MF_SOURCE_READERF_ERROR},
+          SoundRead{.flags = MF_SOURCE_READERF_ERROR | ENDS}, SoundRead{.unreadable = true}}) {
+        reader->readsMade = 0;
+        reader->reads = {{.samples = {16384, 0, 0}}, last, {.samples = {32767}}};
+        EXPECT_THAT(analyse(), ElementsAre(0.5F, 0, 0));
+        EXPECT_EQ(reader->readsMade, 2);
+    }
+}
+
+TEST_F(ScriptedPeaksTest, SoundBehindTheSourcesEndRaisesTheLastBucket) {
+    reader->reads = {{.samples = std::vector<std::int16_t>(4096, 512)},
+                     {.samples = {1024}},
+                     {.samples = {16384}},
+                     {.samples = {2048}}};
+    const std::vector<float> found = analyse();
+    ASSERT_THAT(found, SizeIs(4096));
+    EXPECT_EQ(found[4092], 512 / 32768.F);
+    EXPECT_EQ(found[4095], 0.5F);
+}
+
+TEST_F(ScriptedPeaksTest, SoundThatBeginsLateIsDrawnWhereItIsHeard) {
+    reader->reads = {{.samples = {16384}, .time = 5'000'000}, {.flags = ENDS}};
+    const std::vector<float> found = analyse();
+    EXPECT_EQ(found[2047], 0);
+    EXPECT_EQ(found[2048], 0.5F);
+}
+
+TEST_F(ScriptedPeaksTest, AnotherFormatOnTheWayIsAskedFor) {
+    const auto become = [this](UINT32 rate, UINT32 channels) {
+        return [this, rate, channels] {
+            reader->rate = rate;
+            reader->channels = channels;
+        };
+    };
+    reader->reads = {{.samples = {16384, 0}},
+                     {.samples = {0, 8192, 0, 0},
+                      .flags = MF_SOURCE_READERF_CURRENTMEDIATYPECHANGED,
+                      .hook = become(8192, 2)},
+                     {.samples = {1024, 0, 0, 0}},
+                     {.samples = {32767},
+                      .flags = MF_SOURCE_READERF_CURRENTMEDIATYPECHANGED,
+                      .hook = become(0, 2)}};
+    EXPECT_THAT(analyse(), ElementsAre(0.5F, 0, 0.25F, 1024 / 32768.F));
+}
+
+// What is asked for
+
+TEST_F(ScriptedPeaksTest, WithoutADurationNothingIsOpened) {
+    for (const double duration : {0.0, -1.0, std::numeric_limits<double>::quiet_NaN()}) {
+        startAudioPeaks(L"C:\\any.mp4", duration);
+        EXPECT_THAT(peaks(), IsEmpty());
+        EXPECT_TRUE(audioPeaksStarted());
+    }
+    EXPECT_FALSE(audioPeaksRun());
+    EXPECT_EQ(opened, 0);
+}
+
+TEST_F(ScriptedPeaksTest, EachStartAndStopHasAGenerationOfItsOwn) {
+    const std::uint32_t before = peakGeneration();
+    startAudioPeaks(L"C:\\any.mp4", 0);
+    EXPECT_EQ(peakGeneration(), before + 1);
+    startAudioPeaks(L"C:\\any.mp4", 0);
+    EXPECT_EQ(peakGeneration(), before + 2);
+    stopAudioPeaks();
+    EXPECT_EQ(peakGeneration(), before + 3);
+}
+
+TEST_F(ScriptedPeaksTest, AnotherStartForgetsWhatWasThere) {
+    reader->reads = {{.samples = {16384, 0, 0, 0, 16384}}, {.flags = ENDS}};
+    ASSERT_THAT(analyse(), SizeIs(4096));
+    reader->reads = {{.samples = {0, 0}}};
+    EXPECT_THAT(analyse(), ElementsAre(0, 0));
+}
+
+TEST_F(ScriptedPeaksTest, AStopForgetsThePeaksAtOnceAndForGood) {
+    EXPECT_FALSE(audioPeaksStarted());
+    reader->reads = {{.samples = {16384, 0}}};
+    ASSERT_THAT(analyse(), SizeIs(2));
+    EXPECT_TRUE(audioPeaksStarted());
+    stopAudioPeaks();
+    EXPECT_FALSE(audioPeaksStarted());
+    EXPECT_THAT(peaks(), IsEmpty());
+}
+
+// A worker that waits for its reader.
+class BlockedPeaksTest : public ScriptedPeaksTest {
+protected:
+    BlockedPeaksTest() {
+        reader->reads = {{.samples = {8192}}, {.samples = {16384}, .hook = [blocks = blockade] {
+                                                   blocks->block();
+                                               }}};
+        reader->endless = true;
+    }
+    ~BlockedPeaksTest() override { blockade->lift(); }
+
+    void startBlocked() {
+        startAudioPeaks(L"C:\\any.mp4", 1);
+        ASSERT_TRUE(waitFor([this] { return blockade->isReached(); }));
+        EXPECT_THAT(peaks(), ElementsAre(0.25F));
+    }
+
+    // In the place of the first one, which goes on being blocked.
+    void useAnotherReader() {
+        other = ComPtr<SoundReader>::adopt(new SoundReader);
+        other->reads = {{.samples = {32767, 0, 0}}, {.flags = ENDS}};
+        readerMaker() = [this] {
+            return ComPtr<IMFSourceReader>::share(other.get());
+        };
+    }
+
+    const std::shared_ptr<Blockade> blockade = std::make_shared<Blockade>();
+    ComPtr<SoundReader> other;
+};
+
+TEST_F(BlockedPeaksTest, OneThatIsStoppedReadsNothingMore) {
+    startBlocked();
+    stopAudioPeaks(); // doesn't wait
+    EXPECT_FALSE(isReleased());
+    EXPECT_THAT(peaks(), IsEmpty());
+    blockade->lift();
+    ASSERT_TRUE(workerEnds());
+    EXPECT_EQ(reader->readsMade, 2);
+    EXPECT_THAT(peaks(), IsEmpty()); // what came late shows nowhere
+}
+
+TEST_F(BlockedPeaksTest, TheNextStartGivesUpOnOneThatHangsAndIsNotDisturbedByIt) {
+    startBlocked();
+    useAnotherReader();
+    startAudioPeaks(L"C:\\other.mp4", 1);
+    ASSERT_TRUE(waitFor([this] { return peaks().size() == 4096; }));
+    EXPECT_FALSE(isReleased());
+    const std::vector<float> found = peaks();
+    EXPECT_EQ(found[0], 32767 / 32768.F);
+    blockade->lift();
+    ASSERT_TRUE(workerEnds());
+    EXPECT_EQ(peaks(), found);
+    EXPECT_EQ(reader->readsMade, 2);
+}
+
+TEST_F(BlockedPeaksTest, TheEndGivesUpOnOneThatHangsAndSaysSo) {
+    startBlocked();
+    endAudioPeaks();
+    EXPECT_TRUE(audioPeaksRun());
+    EXPECT_THAT(peaks(), IsEmpty());
+    endAudioPeaks(); // which has been done
+    EXPECT_TRUE(audioPeaksRun());
+    blockade->lift();
+    EXPECT_TRUE(workerEnds());
+}
+
+TEST_F(BlockedPeaksTest, TheEndWaitsForOneThatEnds) {
+    reader->reads.clear(); // it reads on and on
+    startAudioPeaks(L"C:\\any.mp4", 1'000'000);
+    ASSERT_TRUE(waitFor([this] { return reader->readsMade > 10; }));
+    endAudioPeaks();
+    EXPECT_FALSE(audioPeaksRun());
+    EXPECT_TRUE(isReleased());
+}
+
+TEST_F(BlockedPeaksTest, AnotherStartWaitsForOneThatEnds) {
+    reader->reads.clear();
+    startAudioPeaks(L"C:\\any.mp4", 1'000'000);
+    ASSERT_TRUE(waitFor([this] { return reader->readsMade > 10; }));
+    startAudioPeaks(L"C:\\other.mp4", 0);
+    EXPECT_TRUE(isReleased());
+}
+
+} // namespace
+} // namespace velkantrix
