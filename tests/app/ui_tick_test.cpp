@@ -135,6 +135,28 @@ TEST(NoteTime, TheBarFollowsPlaying) {
     EXPECT_TRUE(change.playingChanged);
 }
 
+TEST(NotePeaks, TheStripIsDrawnAgainWhenThereAreMore) {
+    const std::vector<float> peaks(4096, 0.5F);
+    const std::span all(peaks);
+    TickMemory memory;
+    EXPECT_FALSE(notePeaks(memory, {}));
+    EXPECT_TRUE(notePeaks(memory, all.first(1)));
+    EXPECT_FALSE(notePeaks(memory, all.first(1)));
+    EXPECT_TRUE(notePeaks(memory, all));
+    EXPECT_FALSE(notePeaks(memory, all));
+    EXPECT_TRUE(notePeaks(memory, {})); // another analysis
+    EXPECT_FALSE(notePeaks(memory, {}));
+}
+
+TEST(NotePeaks, TheLastOneMayGrowWhenAllAreThere) {
+    std::vector<float> peaks(4096, 0.5F);
+    TickMemory memory;
+    EXPECT_TRUE(notePeaks(memory, peaks));
+    peaks.back() = 0.75F;
+    EXPECT_TRUE(notePeaks(memory, peaks));
+    EXPECT_FALSE(notePeaks(memory, peaks));
+}
+
 TEST(NewTickPeriod, IsQuickForWhatPlaysOrAwaitsItsPicture) {
     EXPECT_EQ(newTickPeriod({.playing = true}, 250), 33u);
     EXPECT_EQ(newTickPeriod({.awaitsPicture = true}, 250), 33u);
