@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""bench_session.py [--runs N] [--only edit|mp4|copy|start|open|strip]: the measurements of tools/bench, inside the rig."""
+"""bench_session.py [--runs N] [--only edit|mp4|copy|start|open|strip|peaks]: the measurements of tools/bench, inside the rig."""
 import argparse
 import json
 import os
@@ -279,7 +279,39 @@ def strip(_runs):
               f"ratio {row['us'] / bare[row['clips']]:.2f}")
 
 
-MEASUREMENTS = {"edit": edit, "mp4": mp4, "copy": copy, "start": start, "open": opening, "strip": strip}
+# ---- the peaks of a long recording's sound, beside decoding it -------------------------------------------
+
+
+def peaks(runs):
+    clip, source = FOLDER / "ten-seconds-with-sound.mp4", FOLDER / "two-hours.mp4"
+    ffmpeg(clip, "-f", "lavfi", "-i", "testsrc2=size=64x64:rate=30:duration=10", "-f", "lavfi", "-i",
+           "sine=sample_rate=48000:duration=10", "-c:v", "libx264", "-preset", "veryfast", "-pix_fmt", "yuv420p",
+           "-c:a", "aac", "-b:a", "128k", "-ac", "2")
+    ffmpeg(source, "-stream_loop", 719, "-i", clip, "-c", "copy")
+    program = [RUN, WINDOWS / "bench" / "peaks-bench.exe", windows_path(source), "7200"]
+    commands = {
+        "peaks": program,
+        "bare reader": [*program, "bare"],
+        "ffmpeg to PCM": ["ffmpeg", "-v", "error", "-y", "-i", source, "-map", "0:a:0", "-f", "s16le", "/dev/null"],
+    }
+    taken = {name: [] for name in commands}
+    for round_number in range(runs + 1):
+        for name, words in commands.items():
+            result = timed(words)
+            if round_number:  # the first round warms the file up
+                taken[name].append(result)
+    print(f"The peaks of two hours of sound, {runs} interleaved runs: medians (least to most), and the median of their "
+          "ratio to each")
+    for what, index in (("clock", 0), ("processor", 1)):
+        ours = [t[index] for t in taken["peaks"]]
+        for name, results in taken.items():
+            values = [t[index] for t in results]
+            ratio = statistics.median(a / b for a, b in zip(ours, values))
+            print(f"  {what:10}{name:16}{statistics.median(values):7.2f} s ({min(values):.2f} to "
+                  f"{max(values):.2f})   ratio {ratio:.3f}")
+
+
+MEASUREMENTS = {"edit": edit, "mp4": mp4, "copy": copy, "start": start, "open": opening, "strip": strip, "peaks": peaks}
 
 
 def main():
