@@ -34,9 +34,9 @@ def wait_for_heights(window, is_right):
     return seen
 
 
-def heard(media, name, begin=0.0):
-    """Whether the samples give that height at a share of the track, or those of a bucket beside do, where the track
-    begins with that second."""
+def heard(media, name, begin=0.0, beside=1):
+    """Whether the samples give that height at a share of the track, or those of so many buckets beside do, where the
+    track begins with that second."""
     samples = (media / f"{name}.pcm").read_bytes()
     values = struct.unpack(f"<{len(samples) // 2}h", samples)
     frames, bucket = len(values) // 2, SECONDS / 4096
@@ -47,18 +47,24 @@ def heard(media, name, begin=0.0):
 
     def is_right(share, height):
         number = int((begin + share * (SECONDS - begin)) / bucket)
-        peaks = [peak(n) for n in (number - 1, number, number + 1)]
+        peaks = [peak(n) for n in range(number - beside, number + beside + 1)]
         return max(1, int(MOST * min(peaks)) - 1) <= height <= max(1, int(MOST * max(peaks)) + 1)
 
     return is_right
 
 
+def open_paused(play, name):
+    """A recording that stands still, without the pointer over its timeline."""
+    window = play(name, environment=LOGGED)
+    window.ask("move 5 5")
+    window.pause()
+    return window
+
+
 @pytest.fixture
 def window(play):
-    """The recording with the tone, which stands still."""
-    playing = play("burst", environment=LOGGED)
-    playing.pause()
-    return playing
+    """The recording with the tone."""
+    return open_paused(play, "burst")
 
 
 def test_it_is_loud_where_the_sound_is(window, media):
@@ -67,6 +73,13 @@ def test_it_is_loud_where_the_sound_is(window, media):
     # The tone, and the quiet before and after it, are far from each other.
     assert all(height > 12 for share, height in seen.items() if 0.43 < share < 0.74)
     assert all(height < 5 for share, height in seen.items() if not 0.41 < share < 0.76)
+
+
+def test_a_fragmented_recording_has_its_own_in_its_place(play, media):
+    window = open_paused(play, "burst-fragmented")
+    # Such a file doesn't say how long the encoder's delay is, which is 21 ms.
+    seen = wait_for_heights(window, heard(media, "burst-fragmented", beside=8))
+    assert all(height > 12 for share, height in seen.items() if 0.43 < share < 0.74)
 
 
 def test_it_is_that_of_what_is_left(window, media):

@@ -210,9 +210,9 @@ def make(folder, name, recipe, kind="mp4", of=""):
 def make_all(folder, names=tuple(RECIPES)):
     folder.mkdir(parents=True, exist_ok=True)
     for name in names:
-        made = make(folder, name, RECIPES[name])
+        make(folder, name, RECIPES[name])
         if name in HEARD:
-            make(folder, name, f"-i {made} {AS_HEARD}", kind="pcm", of=RECIPES[name])
+            make(folder, name, f"-i FOLDER/{name}.mp4 {AS_HEARD}", kind="pcm", of=RECIPES[name])
     if set(RECIPES) <= set(names):
         broken_files(folder)
 
