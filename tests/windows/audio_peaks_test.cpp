@@ -272,7 +272,7 @@ TEST_F(BlockedPeaksTest, TheNextStartGivesUpOnOneThatHangsAndIsNotDisturbedByIt)
     startBlocked();
     useAnotherReader();
     startAudioPeaks(L"C:\\other.mp4", 1);
-    ASSERT_TRUE(waitFor([this] { return peaks().size() == 4096; }));
+    ASSERT_TRUE(waitFor([] { return peaks().size() == 4096; }));
     EXPECT_FALSE(isReleased());
     const std::vector<float> found = peaks();
     EXPECT_EQ(found[0], 32767 / 32768.F);
