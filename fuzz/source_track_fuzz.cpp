@@ -9,10 +9,9 @@
 namespace velkantrix {
 namespace {
 
-constexpr int READS = 200;
+constexpr int READS = 60; // at each position
 
 std::string problemOf(SourceTrack& track) {
-    int budget = READS;
     const auto never = [] {
         return false;
     };
@@ -20,14 +19,14 @@ std::string problemOf(SourceTrack& track) {
         if (!track.start(position, never)) continue;
         TrackSample sample;
         bool first = true;
-        while (budget-- > 0) {
+        for (int i = 0; i < READS; ++i) {
             const TrackRead read = track.read(sample, never);
             if (read == TrackRead::Stopped) return "stopped though nobody said so";
             if (read != TrackRead::Sample) break;
             if (sample.data.empty()) return "a sample with nothing in it";
             if (sample.duration < 0) return "a sample of a negative duration";
             const bool isSound = !track.reader().annexB();
-            if (isSound && first && addTicks(sample.time, sample.duration) < position)
+            if (isSound && first && addTicks(sample.time, sample.duration) <= position)
                 return "sound from before the position";
             first = false;
         }

@@ -151,6 +151,22 @@ bool FragmentReader::fail(ReadOutcome outcome) {
     return false;
 }
 
+bool FragmentReader::tableBeginsWithTrack() {
+    if (knownFragments_.empty()) return false;
+    std::uint64_t offset = 0;
+    for (std::uint32_t boxes = 0; boxes < MAX_SEARCHED_BOXES; ++boxes) {
+        if (offset >= knownFragments_.front()) return true;
+        const auto box = readBoxHeader(file_, offset, fileLength_);
+        if (!box || !box->holdsItsHeader()) return false;
+        if (box->type == boxType("moof")) {
+            FragmentTrack track;
+            if (parseFragment(*box, 0, track) == Load::Failed || track.found) return false;
+        }
+        offset = box->end();
+    }
+    return false;
+}
+
 FragmentReader::Load FragmentReader::parseFragment(const FileBox& box, std::uint64_t nextDecodeTime,
                                                    FragmentTrack& track) {
     if (!box.holdsItsHeader() || box.size > MAX_MOOF_BYTES) return Load::Failed;

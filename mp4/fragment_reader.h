@@ -67,6 +67,11 @@ public:
     bool ReadNextSample(ReaderSample& sample);
     [[nodiscard]] ReadOutcome outcome() const { return outcome_; }
 
+    // No fragment of the track lies in front of all those that the table names: nothing is missed
+    // by beginning with its first entry. False where it can't be seen. Behind opening, before
+    // seeking.
+    [[nodiscard]] bool tableBeginsWithTrack();
+
     // Computed when the file is opened, from the last fragment in the table and those behind it,
     // MAX_DURATION_FRAGMENTS at most, as far as they are found in MAX_DURATION_BOXES.
     [[nodiscard]] double DurationSeconds() const { return durationSeconds_; }

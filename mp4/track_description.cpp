@@ -53,12 +53,37 @@ private:
     std::size_t position_;
 };
 
+struct DecoderDescription {
+    ByteView config;
+    std::uint8_t objectType = 0;
+};
+
+DecoderDescription readEsds(ByteView esds) {
+    DescriptorReader reader(esds, 4); // behind version and flags
+    if (!reader.takeTag(ES_DESCRIPTOR)) return {};
+    reader.takeLength();
+    reader.skip(2); // ES_ID
+    const std::uint8_t flags = reader.take();
+    if (flags & HAS_URL) reader.skip(reader.take());
+    if (flags & HAS_OCR_STREAM) reader.skip(2);
+    // The dependence flag, 0x80, is left out on purpose: such streams aren't played by us.
+    if (!reader.takeTag(DECODER_CONFIG)) return {};
+    reader.takeLength();
+    const std::uint8_t objectType = reader.take();
+    reader.skip(DECODER_CONFIG_FIELDS - 1);
+    if (!reader.takeTag(DECODER_SPECIFIC_INFO)) return {};
+    const std::uint32_t length = reader.takeLength();
+    const ByteView config = reader.takeBytes(length);
+    return config.empty() ? DecoderDescription() : DecoderDescription{config, objectType};
+}
+
 // ---- audio track ------------------------------------------------------------
 
 struct AudioEntry {
     std::uint32_t sampleRate = 0;
     std::uint16_t channels = 0;
     ByteView config;
+    std::uint8_t objectType = 0;
 };
 
 std::optional<AudioEntry> readAudioSampleEntry(ByteView stsd) {
@@ -71,7 +96,9 @@ std::optional<AudioEntry> readAudioSampleEntry(ByteView stsd) {
         WalkChildren(payload.from(AUDIO_ENTRY_BYTES), [&](BoxType child, ByteView bytes) {
             if (child != boxType("esds")) return;
             const ByteView config = audioConfigOf(bytes);
-            if (!config.empty()) entry.config = config;
+            if (config.empty()) return;
+            entry.config = config;
+            entry.objectType = objectTypeOf(bytes);
         });
         found = entry;
     });
@@ -142,6 +169,12 @@ bool readAudioMoov(ByteBuffer& moov, const InputFile& file, std::uint64_t fileSi
     return false;
 }
 
+bool statesSamples(const std::optional<ByteView>& stbl) {
+    const auto sizes = childOf(stbl.value_or(ByteView()), boxType("stsz"));
+    const auto compact = childOf(stbl.value_or(ByteView()), boxType("stz2"));
+    return (sizes && sizes->u32(8) > 0) || (compact && compact->u32(8) > 0);
+}
+
 // Whether all boxes could be seen, and the first track of sound is the one that was taken, or there
 // is none.
 bool isFirstSound(ByteView moov, const std::optional<AudioTrack>& taken) {
@@ -176,6 +209,8 @@ FileSound loadSound(const FilePath& path) {
     info.channels = entry.channels != 0 ? entry.channels : std::uint16_t{2};
     info.audioConfig.assign(entry.config.begin(), entry.config.end());
     info.randomAccess = tables.entriesOf(boxes.trackId);
+    sound.objectType = entry.objectType;
+    sound.hasSamplesInMoov = statesSamples(boxes.stbl);
     if (boxes.elst) {
         sound.editOffset =
             editListOffset(*boxes.elst, movieTimescale(moov.view()), boxes.soundTimescale);
@@ -194,6 +229,7 @@ void readVideoTrack(ByteView moov, VideoTrackIndex& index) {
     index.trackId = track->trackId;
     index.timescale = track->timescale;
     index.shownAsCoded = !track->isTurned;
+    index.hasSamplesInMoov = statesSamples(track->stbl);
     if (track->stbl) BuildKeyframeTable(*track->stbl, track->timescale, index);
 }
 
@@ -233,20 +269,11 @@ AudioTrackInfo LoadAudioTrackInfo(const FilePath& path) {
 }
 
 ByteView audioConfigOf(ByteView esds) {
-    DescriptorReader reader(esds, 4); // behind version and flags
-    if (!reader.takeTag(ES_DESCRIPTOR)) return {};
-    reader.takeLength();
-    reader.skip(2); // ES_ID
-    const std::uint8_t flags = reader.take();
-    if (flags & HAS_URL) reader.skip(reader.take());
-    if (flags & HAS_OCR_STREAM) reader.skip(2);
-    // The dependence flag, 0x80, is left out on purpose: such streams aren't played by us.
-    if (!reader.takeTag(DECODER_CONFIG)) return {};
-    reader.takeLength();
-    reader.skip(DECODER_CONFIG_FIELDS);
-    if (!reader.takeTag(DECODER_SPECIFIC_INFO)) return {};
-    const std::uint32_t length = reader.takeLength();
-    return reader.takeBytes(length);
+    return readEsds(esds).config;
+}
+
+std::uint8_t objectTypeOf(ByteView esds) {
+    return readEsds(esds).objectType;
 }
 
 } // namespace velkantrix

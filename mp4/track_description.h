@@ -38,6 +38,8 @@ struct FileSound {
     AudioTrackInfo track;
     // What has to be added to its composition times, in ticks: editListOffset of its edit list.
     std::int64_t editOffset = 0;
+    bool hasSamplesInMoov = false; // as in VideoTrackIndex
+    std::uint8_t objectType = 0;   // objectTypeIndication, ISO/IEC 14496-1: what audioConfig is of
     // Nothing of the file's first track of sound is left out: `track` is that one, or there is none
     // at all. False when it isn't known.
     bool isFirst = false;
@@ -50,5 +52,8 @@ inline constexpr std::uint64_t MAX_AUDIO_MOOV_BYTES = std::uint64_t{32} << 20;
 
 // The DecoderSpecificInfo of an esds payload (ISO/IEC 14496-1, 7.2.6); empty where it isn't found.
 ByteView audioConfigOf(ByteView esds);
+
+// The objectTypeIndication of one with a DecoderSpecificInfo, else 0.
+std::uint8_t objectTypeOf(ByteView esds);
 
 } // namespace velkantrix

@@ -149,13 +149,15 @@ STDMETHODIMP Mp4ByteStreamHandler::BeginCreateObject(IMFByteStream* stream, LPCW
         ComPtr<IMFAsyncResult> result;
         RETURN_IF_FAILED(MFCreateAsyncResult(creation.get(), callback, state, result.put()));
         const auto line = ComPtr<WorkLine>::adopt(new WorkLine);
-        RETURN_IF_FAILED(line->add([creation, result] {
+        // Before the work can begin: the callback may come, and this caller be gone, at any moment.
+        if (cancelCookie) *cancelCookie = ComPtr<SourceCreation>(creation).detach();
+        const HRESULT added = line->add([creation, result] {
             ignoreResult(result->SetStatus(creation->run()), "EndCreateObject tells it as well");
             ignoreResult(MFInvokeCallback(result.get()), "there is nobody else to tell");
-        }));
-        if (cancelCookie) *cancelCookie = ComPtr<SourceCreation>(creation).detach();
+        });
+        if (FAILED(added) && cancelCookie) std::exchange(*cancelCookie, nullptr)->Release();
+        return added;
     } catch (const std::bad_alloc&) { return E_OUTOFMEMORY; }
-    return S_OK;
 }
 
 HRESULT createMp4ByteStreamHandler(ComPtr<IMFActivate>& handler) {

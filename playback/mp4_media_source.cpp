@@ -72,17 +72,26 @@ STDMETHODIMP Mp4MediaSource::Start(IMFPresentationDescriptor* descriptor, const 
     if (!descriptor || !position) return E_INVALIDARG;
     if (timeFormat && !IsEqualGUID(*timeFormat, GUID_NULL)) return MF_E_UNSUPPORTED_TIME_FORMAT;
     if (position->vt != VT_EMPTY && position->vt != VT_I8) return MF_E_UNSUPPORTED_TIME_FORMAT;
-    const Lock held(lock_);
-    if (shutDown_) return MF_E_SHUTDOWN;
     StartOrder order;
-    RETURN_IF_FAILED(readSelection(descriptor, order.selected));
     order.hasPosition = position->vt == VT_I8;
     if (order.hasPosition) order.position = position->hVal.QuadPart;
+    const Lock held(lock_);
+    if (shutDown_) return MF_E_SHUTDOWN;
+    try {
+        return startWith(std::move(order), descriptor);
+    } catch (const std::bad_alloc&) { return E_OUTOFMEMORY; }
+}
+
+HRESULT Mp4MediaSource::startWith(StartOrder order, IMFPresentationDescriptor* descriptor) {
+    RETURN_IF_FAILED(readSelection(descriptor, order.selected));
     // What was asked for in front of a start at the present position is still wanted: who pauses
     // and goes on doesn't ask again.
-    order.serial = order.hasPosition ? ++serial_ : serial_.load();
-    RETURN_IF_FAILED(
-        add([self = ComPtr<Mp4MediaSource>::share(this), order] { self->runStart(order); }));
+    order.serial = order.hasPosition ? serial_ + 1 : serial_.load();
+    order.command = commands_ + 1;
+    RETURN_IF_FAILED(add(&Mp4MediaSource::runStart, order));
+    serial_ = order.serial;
+    commands_ = order.command;
+    ++pendingStarts_;
     commanded_ = State::Started;
     return S_OK;
 }
@@ -90,8 +99,9 @@ STDMETHODIMP Mp4MediaSource::Start(IMFPresentationDescriptor* descriptor, const 
 STDMETHODIMP Mp4MediaSource::Stop() {
     const Lock held(lock_);
     if (shutDown_) return MF_E_SHUTDOWN;
+    RETURN_IF_FAILED(add(&Mp4MediaSource::runStop));
     ++serial_;
-    RETURN_IF_FAILED(add([self = ComPtr<Mp4MediaSource>::share(this)] { self->runStop(); }));
+    ++commands_;
     commanded_ = State::Stopped;
     return S_OK;
 }
@@ -100,7 +110,8 @@ STDMETHODIMP Mp4MediaSource::Pause() {
     const Lock held(lock_);
     if (shutDown_) return MF_E_SHUTDOWN;
     if (commanded_ != State::Started) return MF_E_INVALID_STATE_TRANSITION;
-    RETURN_IF_FAILED(add([self = ComPtr<Mp4MediaSource>::share(this)] { self->runPause(); }));
+    RETURN_IF_FAILED(add(&Mp4MediaSource::runPause));
+    ++commands_;
     commanded_ = State::Paused;
     return S_OK;
 }
@@ -121,8 +132,10 @@ STDMETHODIMP Mp4MediaSource::Shutdown() {
     ignoreResult(events_->Shutdown(), "it may be shut down already");
     for (const ComPtr<Mp4MediaStream>& stream : streams) {
         stream->shutDown();
-        // Behind the work that may still be reading.
-        ignoreResult(line_->add([stream] { stream->closeFile(); }), "the last reference does it");
+        try {
+            // Behind the work that may still be reading.
+            ignoreResult(line_->add([stream] { stream->closeFile(); }), "or the last reference");
+        } catch (const std::bad_alloc&) {} // likewise
     }
     return S_OK;
 }
@@ -132,18 +145,23 @@ HRESULT Mp4MediaSource::request(DWORD stream, IUnknown* token) {
     if (shutDown_) return MF_E_SHUTDOWN;
     if (stream >= requests_.size()) return E_INVALIDARG;
     if (commanded_ == State::Stopped) return MF_E_MEDIA_SOURCE_WRONGSTATE;
+    if (pendingStarts_ == 0) { // else nobody knows yet
+        if (!streams_[stream]->selected()) return MF_E_INVALIDREQUEST;
+        if (streams_[stream]->ended()) return MF_E_END_OF_STREAM;
+    }
     try {
         requests_[stream].push_back({ComPtr<IUnknown>::share(token), serial_});
     } catch (const std::bad_alloc&) { return E_OUTOFMEMORY; }
-    const HRESULT added =
-        add([self = ComPtr<Mp4MediaSource>::share(this), stream] { self->runDelivery(stream); });
+    const HRESULT added = add(&Mp4MediaSource::runDelivery, stream);
     if (FAILED(added)) requests_[stream].pop_back();
     return added;
 }
 
-HRESULT Mp4MediaSource::add(std::function<void()> work) {
+template <class... Parameters, class... Arguments>
+HRESULT Mp4MediaSource::add(void (Mp4MediaSource::*work)(Parameters...), Arguments... arguments) {
     try {
-        return line_->add(std::move(work));
+        return line_->add([self = ComPtr<Mp4MediaSource>::share(this), work,
+                           ... values = std::move(arguments)] { (self.get()->*work)(values...); });
     } catch (const std::bad_alloc&) { return E_OUTOFMEMORY; }
 }
 
@@ -164,29 +182,21 @@ HRESULT Mp4MediaSource::readSelection(IMFPresentationDescriptor* descriptor,
     return S_OK;
 }
 
-void Mp4MediaSource::runStart(const StartOrder& order) {
-    std::vector<ComPtr<Mp4MediaStream>> streams;
+void Mp4MediaSource::runStart(StartOrder order) {
     bool isSeek = false;
     Ticks position = order.position;
-    {
-        const Lock held(lock_);
-        if (shutDown_) return;
-        streams = streams_;
-        isSeek = started_;
-        if (!order.hasPosition) position = started_ ? position_ : 0;
-    }
-    for (std::size_t i = 0; i < streams.size(); ++i) {
-        if (order.selected[i]) streams[i]->select(*order.selected[i]);
-    }
-    const bool placed = seekSelected(streams, order, position);
-
+    const HRESULT placed = tryStart(order, position, isSeek);
+    std::vector<std::deque<Request>> dropped; // foreign objects: released without the lock
     const Lock held(lock_);
+    --pendingStarts_;
     if (shutDown_) return;
-    if (!placed) {
+    if (FAILED(placed)) {
         state_ = State::Stopped; // some streams may stand elsewhere than others
-        if (!isStale(order.serial)) commanded_ = State::Stopped;
-        queuePosition(this, isSeek ? MESourceSeeked : MESourceStarted, MF_E_INVALID_FILE_FORMAT,
-                      position);
+        if (order.command == commands_) {
+            commanded_ = State::Stopped;
+            dropRequests(dropped);
+        }
+        queuePosition(this, MESourceStarted, placed, position);
         return;
     }
     position_ = position;
@@ -197,14 +207,38 @@ void Mp4MediaSource::runStart(const StartOrder& order) {
     deliverWaiting();
 }
 
+HRESULT Mp4MediaSource::tryStart(const StartOrder& order, Ticks& position, bool& isSeek) {
+    try {
+        std::vector<ComPtr<Mp4MediaStream>> streams;
+        {
+            const Lock held(lock_);
+            streams = streams_;
+            isSeek = started_;
+            if (!order.hasPosition) position = started_ ? position_ : 0;
+        }
+        for (std::size_t i = 0; i < streams.size(); ++i) {
+            if (order.selected[i]) streams[i]->select(*order.selected[i]);
+        }
+        return seekSelected(streams, order, position) ? S_OK : MF_E_INVALID_FILE_FORMAT;
+    } catch (const std::bad_alloc&) { return E_OUTOFMEMORY; }
+}
+
+void Mp4MediaSource::dropRequests(std::vector<std::deque<Request>>& dropped) {
+    for (std::deque<Request>& waiting : requests_) {
+        if (waiting.empty()) continue;
+        try {
+            dropped.push_back(std::move(waiting));
+        } catch (const std::bad_alloc&) {} // then they go here and now
+        waiting.clear();
+    }
+}
+
 // What was asked for during a pause. Stale requests among them are dropped when their turn comes.
 void Mp4MediaSource::deliverWaiting() {
     for (DWORD number = 0; number < requests_.size(); ++number) {
         for (std::size_t i = 0; i < requests_[number].size(); ++i) {
-            ignoreResult(add([self = ComPtr<Mp4MediaSource>::share(this), number] {
-                             self->runDelivery(number);
-                         }),
-                         "the next request brings another piece of work");
+            const HRESULT added = add(&Mp4MediaSource::runDelivery, number);
+            if (FAILED(added)) return queueEvent(this, MEError, added);
         }
     }
 }
@@ -230,16 +264,27 @@ void Mp4MediaSource::announceStart(Ticks position, bool isSeek) {
     for (const ComPtr<Mp4MediaStream>& stream : streams_) {
         if (!stream->selected()) continue;
         queuePosition(stream.get(), isSeek ? MEStreamSeeked : MEStreamStarted, S_OK, position);
+        if (stream->isAtEnd()) endStream(stream.get());
     }
     queuePosition(this, isSeek ? MESourceSeeked : MESourceStarted, S_OK, position);
+    endPresentationWhenAllEnded();
+}
+
+void Mp4MediaSource::endStream(Mp4MediaStream* stream) {
+    if (!stream->end()) return;
+    queueEvent(stream, MEEndOfStream);
+    ++endedCount_;
+}
+
+void Mp4MediaSource::endPresentationWhenAllEnded() {
+    if (endedCount_ > 0 && endedCount_ == selectedCount()) queueEvent(this, MEEndOfPresentation);
 }
 
 void Mp4MediaSource::runStop() {
     std::vector<std::deque<Request>> dropped; // foreign objects: released without the lock
     const Lock held(lock_);
     if (shutDown_) return;
-    dropped.resize(requests_.size());
-    dropped.swap(requests_);
+    dropRequests(dropped);
     state_ = State::Stopped;
     started_ = false;
     position_ = 0;
@@ -291,9 +336,9 @@ void Mp4MediaSource::settle(DWORD number, Mp4MediaStream* stream, const Delivery
         if (number == 0) position_ = delivery.time;
         break;
     case TrackRead::End:
-        if (!stream->end()) break;
-        queueEvent(stream, MEEndOfStream);
-        if (++endedCount_ == selectedCount()) queueEvent(this, MEEndOfPresentation);
+        if (stream->ended()) break;
+        endStream(stream);
+        endPresentationWhenAllEnded();
         break;
     case TrackRead::Failed:
         queueEvent(this, MEError, delivery.failure);

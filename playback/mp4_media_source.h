@@ -71,20 +71,30 @@ private:
         bool hasPosition = false;
         Ticks position = 0;
         std::uint64_t serial = 0;
+        std::uint64_t command = 0;
     };
 
     ~Mp4MediaSource() override;
 
-    HRESULT add(std::function<void()> work) REQUIRES(lock_);
+    // Adds a call of a member of this to the line of work.
+    template <class... Parameters, class... Arguments>
+    HRESULT add(void (Mp4MediaSource::*work)(Parameters...), Arguments... arguments)
+        REQUIRES(lock_);
+    HRESULT startWith(StartOrder order, IMFPresentationDescriptor* descriptor) REQUIRES(lock_);
     HRESULT readSelection(IMFPresentationDescriptor* descriptor,
                           std::vector<std::optional<bool>>& selected) REQUIRES(lock_);
     [[nodiscard]] bool isStale(std::uint64_t serial) const { return serial_ != serial; }
 
     // On the line of work.
-    void runStart(const StartOrder& order) EXCLUDES(lock_);
+    void runStart(StartOrder order) EXCLUDES(lock_);
     [[nodiscard]] bool seekSelected(const std::vector<ComPtr<Mp4MediaStream>>& streams,
                                     const StartOrder& order, Ticks position);
+    [[nodiscard]] HRESULT tryStart(const StartOrder& order, Ticks& position, bool& isSeek)
+        EXCLUDES(lock_);
+    void dropRequests(std::vector<std::deque<Request>>& dropped) REQUIRES(lock_);
     void announceStart(Ticks position, bool isSeek) REQUIRES(lock_);
+    void endStream(Mp4MediaStream* stream) REQUIRES(lock_);
+    void endPresentationWhenAllEnded() REQUIRES(lock_);
     void deliverWaiting() REQUIRES(lock_);
     void runStop() EXCLUDES(lock_);
     void runPause() EXCLUDES(lock_);
@@ -105,6 +115,8 @@ private:
     ComPtr<IMFPresentationDescriptor> presentation_ GUARDED_BY(lock_);
     bool shutDown_ GUARDED_BY(lock_) = false;
     State commanded_ GUARDED_BY(lock_) = State::Stopped; // by the last call
+    std::uint64_t commands_ GUARDED_BY(lock_) = 0;       // starts, stops and pauses asked for
+    std::size_t pendingStarts_ GUARDED_BY(lock_) = 0;    // asked for and not done yet
     State state_ GUARDED_BY(lock_) = State::Stopped;     // by what was done of them
     bool started_ GUARDED_BY(lock_) = false;             // since the last stop
     Ticks position_ GUARDED_BY(lock_) = 0; // of the last start, then of the last picture delivered

@@ -60,10 +60,7 @@ STDMETHODIMP Mp4MediaStream::RequestSample(IUnknown* token) {
         const Lock held(ownerLock_);
         source = owner_;
     }
-    if (!source) return MF_E_SHUTDOWN;
-    if (!active_ || !selected_) return MF_E_INVALIDREQUEST;
-    if (ended_) return MF_E_END_OF_STREAM;
-    return source->request(number_, token);
+    return source ? source->request(number_, token) : MF_E_SHUTDOWN;
 }
 
 void Mp4MediaStream::belongTo(ComPtr<Mp4MediaSource> owner) {
@@ -84,8 +81,14 @@ bool Mp4MediaStream::seek(Ticks position, const std::function<bool()>& stopped) 
     const Lock held(lock_);
     if (!track_.start(position, stopped)) return false;
     ended_ = false;
+    failed_ = false;
     discontinuity_ = true;
     return true;
+}
+
+bool Mp4MediaStream::isAtEnd() {
+    const Lock held(lock_);
+    return track_.isAtEnd();
 }
 
 bool Mp4MediaStream::end() {
@@ -96,14 +99,18 @@ Delivery Mp4MediaStream::deliver(IUnknown* token, const std::function<bool()>& s
     const Lock held(lock_);
     TrackSample read;
     Delivery delivery;
+    if (failed_) return delivery;
     delivery.read = track_.read(read, stopped);
     if (delivery.read == TrackRead::Failed) delivery.failure = MF_E_INVALID_FILE_FORMAT;
+    if (read.gap) discontinuity_ = true;
+    failed_ = delivery.read == TrackRead::Failed;
     if (delivery.read != TrackRead::Sample) return delivery;
     delivery.time = read.time;
     ComPtr<IMFSample> sample;
     delivery.failure = makeSample(read, token, sample);
     if (FAILED(delivery.failure)) {
         delivery.read = TrackRead::Failed;
+        failed_ = true;
     } else if (stopped()) {
         delivery.read = TrackRead::Stopped;
     } else {

@@ -49,16 +49,20 @@ public:
 
     [[nodiscard]] bool selected() const { return selected_; }
     void select(bool selected) { selected_ = selected; }
+    [[nodiscard]] bool ended() const { return ended_; }
 
     // Positions the track for a start. False when that failed; `stopped` may end it.
     [[nodiscard]] bool seek(Ticks position, const std::function<bool()>& stopped) EXCLUDES(lock_);
+
+    // A seek has found the end.
+    [[nodiscard]] bool isAtEnd() EXCLUDES(lock_);
 
     // Whether it was announced already; from now on it is.
     [[nodiscard]] bool announce() { return active_.exchange(true); }
     [[nodiscard]] bool active() const { return active_; }
 
     // Hands out the next sample, unless `stopped` says that nobody wants it any more. Only a sample
-    // is an event here.
+    // is an event here. Behind a failure nothing comes any more until it is sought.
     [[nodiscard]] Delivery deliver(IUnknown* token, const std::function<bool()>& stopped)
         EXCLUDES(lock_);
 
@@ -78,11 +82,12 @@ private:
     Mutex lock_; // held while the file is read
     SourceTrack track_ GUARDED_BY(lock_);
     bool discontinuity_ GUARDED_BY(lock_) = false; // the next sample doesn't follow the last one
+    bool failed_ GUARDED_BY(lock_) = false;        // since the last seek
 
     Mutex ownerLock_;
     ComPtr<Mp4MediaSource> owner_ GUARDED_BY(ownerLock_); // none after the shutdown
 
-    // Written by the source's line of work; RequestSample looks at them.
+    // Written by the source's line of work; requests look at them.
     std::atomic<bool> selected_{true}, active_{false}, ended_{false};
 };
 

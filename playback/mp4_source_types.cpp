@@ -92,6 +92,7 @@ HRESULT addSound(const FilePath& path, std::vector<ComPtr<Mp4MediaStream>>& stre
     FileSound sound = loadFileSound(path);
     if (!sound.isFirst) return MF_E_UNSUPPORTED_BYTESTREAM_TYPE;
     if (!sound.track.valid) return S_OK;
+    if (!isPlainAac(sound)) return MF_E_UNSUPPORTED_BYTESTREAM_TYPE;
     SourceTrack track;
     if (!track.openSound(path, std::move(sound))) return MF_E_UNSUPPORTED_BYTESTREAM_TYPE;
     ComPtr<IMFMediaType> type;

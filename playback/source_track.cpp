@@ -17,15 +17,17 @@ std::int64_t plus(std::int64_t a, std::int64_t b) {
 } // namespace
 
 bool SourceTrack::openVideo(const FilePath& path) {
-    return reader_.Open(path) && reader_.Seek(0);
+    return reader_.Open(path) && !reader_.index().hasSamplesInMoov &&
+           reader_.tableBeginsWithTrack() && reader_.Seek(0);
 }
 
 bool SourceTrack::openSound(const FilePath& path, FileSound sound) {
     sound_ = std::move(sound);
     AudioTrackInfo& info = sound_.track;
-    return reader_.OpenWithTable(path, info.trackId, info.timescale,
+    return !sound_.hasSamplesInMoov &&
+           reader_.OpenWithTable(path, info.trackId, info.timescale,
                                  std::move(info.randomAccess)) &&
-           reader_.Seek(0);
+           reader_.tableBeginsWithTrack() && reader_.Seek(0);
 }
 
 bool SourceTrack::start(Ticks position, const std::function<bool()>& stopped) {
@@ -66,6 +68,7 @@ std::optional<std::uint64_t> SourceTrack::samplesToKeyframe(Ticks position,
     for (std::uint64_t passed = 0; passed < MAX_PASSED_SAMPLES; ++passed) {
         if (passed % STOP_CHECK_EVERY == 0 && stopped()) return std::nullopt;
         while (reader_.cursor() >= reader_.samples().size()) {
+            if (stopped()) return std::nullopt;
             if (!reader_.NextFragment()) return last;
         }
         const SampleRecord sample = reader_.samples()[reader_.cursor()];
@@ -107,6 +110,7 @@ bool SourceTrack::advanceTo(Ticks position, const std::function<bool()>& stopped
     for (std::uint64_t passed = 0; passed < MAX_PASSED_SAMPLES; ++passed) {
         if (passed % STOP_CHECK_EVERY == 0 && stopped()) return false;
         if (reader_.cursor() >= reader_.samples().size()) {
+            if (stopped()) return false;
             if (!reader_.NextFragment()) return true;
             continue;
         }
@@ -121,11 +125,15 @@ bool SourceTrack::advanceTo(Ticks position, const std::function<bool()>& stopped
 
 TrackRead SourceTrack::read(TrackSample& sample, const std::function<bool()>& stopped) {
     ReaderSample read;
+    sample.gap = false;
     for (std::uint32_t empty = 0; empty < MAX_EMPTY_SAMPLES; ++empty) {
         if (stopped()) return TrackRead::Stopped;
         reader_.ReadNextSample(read);
         if (reader_.outcome() == ReadOutcome::End) return TrackRead::End;
-        if (reader_.outcome() == ReadOutcome::Empty) continue;
+        if (reader_.outcome() == ReadOutcome::Empty) {
+            sample.gap = true;
+            continue;
+        }
         if (reader_.outcome() != ReadOutcome::Sample) return TrackRead::Failed;
         const std::uint32_t scale = reader_.timescale();
         sample.data = std::move(read.data);
@@ -138,6 +146,10 @@ TrackRead SourceTrack::read(TrackSample& sample, const std::function<bool()>& st
     return TrackRead::Failed;
 }
 
+bool SourceTrack::isAtEnd() const {
+    return reader_.cursor() >= reader_.samples().size() && reader_.outcome() == ReadOutcome::End;
+}
+
 Ticks SourceTrack::duration() const {
     return nearestTicks(reader_.DurationSeconds());
 }
@@ -145,6 +157,16 @@ Ticks SourceTrack::duration() const {
 std::uint32_t SourceTrack::middleDuration() const {
     const FragmentSamples& samples = reader_.samples();
     return samples.empty() ? 0 : samples[samples.size() / 2].duration;
+}
+
+bool isPlainAac(const FileSound& sound) {
+    constexpr std::uint8_t MPEG4_AUDIO = 0x40, MPEG2_FIRST = 0x66, MPEG2_LAST = 0x68;
+    constexpr int LOW_COMPLEXITY = 2, SPECTRAL_BAND_REPLICATION = 5, PARAMETRIC_STEREO = 29;
+    const bool isAac = sound.objectType == MPEG4_AUDIO ||
+                       (sound.objectType >= MPEG2_FIRST && sound.objectType <= MPEG2_LAST);
+    if (!isAac || sound.track.audioConfig.empty()) return false;
+    const int kind = sound.track.audioConfig[0] >> 3; // audioObjectType
+    return kind == LOW_COMPLEXITY || kind == SPECTRAL_BAND_REPLICATION || kind == PARAMETRIC_STEREO;
 }
 
 std::vector<std::uint8_t> aacUserData(const std::vector<std::uint8_t>& audioConfig) {

@@ -20,6 +20,7 @@ struct TrackSample {
     std::vector<std::uint8_t> data; // of video: Annex B byte stream
     Ticks time = 0, decodeTime = 0, duration = 0;
     bool keyframe = false;
+    bool gap = false; // damaged ones in front of it were passed over
 };
 
 enum class TrackRead {
@@ -31,7 +32,8 @@ enum class TrackRead {
 
 class SourceTrack {
 public:
-    // The file's first video track, which must be H.264 with a table, at its beginning.
+    // The file's first video track, which must be H.264, all of it in fragments that its table
+    // leads to. It stands at its beginning.
     [[nodiscard]] bool openVideo(const FilePath& path);
     // The track of sound that was found in the file. False when it can't be read.
     [[nodiscard]] bool openSound(const FilePath& path, FileSound sound);
@@ -42,9 +44,12 @@ public:
     // steps than any recording has; also when `stopped` says so.
     [[nodiscard]] bool start(Ticks position, const std::function<bool()>& stopped);
 
-    // The next sample in decode order. Samples without a picture or a sound are passed over, but
-    // not without end.
+    // The next sample in decode order. Damaged ones that hold no picture are passed over, but not
+    // without end.
     TrackRead read(TrackSample& sample, const std::function<bool()>& stopped);
+
+    // A start has found that the track ends at or before its position.
+    [[nodiscard]] bool isAtEnd() const;
 
     [[nodiscard]] Ticks duration() const;
     [[nodiscard]] const FragmentReader& reader() const { return reader_; }
@@ -66,6 +71,10 @@ private:
     FragmentReader reader_;
     FileSound sound_;
 };
+
+// Whether decoders of AAC can be expected to take it: low complexity, with what HE-AAC adds to
+// that.
+[[nodiscard]] bool isPlainAac(const FileSound& sound);
 
 // What a decoder of raw AAC finds behind its WAVEFORMATEX: the rest of Windows' HEAACWAVEINFO, 12
 // bytes that say "raw, profile unknown", then the AudioSpecificConfig (ISO/IEC 14496-3).

@@ -31,23 +31,25 @@ STDMETHODIMP WorkLine::GetParameters(DWORD*, DWORD*) {
     return E_NOTIMPL; // the defaults
 }
 
-// One piece for each call, so that a long line leaves room for the queue's other users.
-STDMETHODIMP WorkLine::Invoke(IMFAsyncResult*) {
-    std::function<void()> work;
-    {
-        const Lock held(lock_);
-        if (!waiting_.empty()) {
-            work = std::move(waiting_.front());
-            waiting_.pop_front();
-        }
-    }
-    if (work) work();
-    work = nullptr; // what it owned goes before the next begins
-    std::deque<std::function<void()>> dropped;
+std::function<void()> WorkLine::takeFirst() {
     const Lock held(lock_);
-    asked_ = false;
-    if (!waiting_.empty() && FAILED(askForThread())) dropped.swap(waiting_);
-    return S_OK;
+    if (waiting_.empty()) return {};
+    std::function<void()> work = std::move(waiting_.front());
+    waiting_.pop_front();
+    return work;
+}
+
+// One piece for each call, so that a long line leaves room for the queue's other users. Where the
+// queue takes no more, the rest is done at once: somebody waits for it.
+STDMETHODIMP WorkLine::Invoke(IMFAsyncResult*) {
+    while (true) {
+        // What it owns goes before the next begins.
+        if (const std::function<void()> work = takeFirst()) work();
+        const Lock held(lock_);
+        asked_ = false;
+        if (waiting_.empty() || SUCCEEDED(askForThread())) return S_OK;
+        asked_ = true; // by this very loop
+    }
 }
 
 } // namespace velkantrix

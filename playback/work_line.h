@@ -13,10 +13,11 @@
 
 namespace velkantrix {
 
-// Any thread may add. What is added keeps the line alive until it has run or is dropped.
+// Any thread may add. What is added keeps the line alive until it has run or is dropped. It must
+// not throw.
 class WorkLine final : public ComObject<IMFAsyncCallback> {
 public:
-    // Failed: it will not run.
+    // Failed: it will not run. Throws std::bad_alloc, with nothing changed.
     [[nodiscard]] HRESULT add(std::function<void()> work) EXCLUDES(lock_);
 
     // Drops all that hasn't begun.
@@ -27,6 +28,7 @@ public:
 
 private:
     HRESULT askForThread() REQUIRES(lock_);
+    std::function<void()> takeFirst() EXCLUDES(lock_);
 
     Mutex lock_; // held for no call but the system's own queueing
     std::deque<std::function<void()>> waiting_ GUARDED_BY(lock_);

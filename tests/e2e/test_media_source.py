@@ -17,9 +17,10 @@ DRIVER = places.BUILD / "tests" / "e2e" / "show-samples.exe"
 NAMES = ["fragmented-b0", "fragmented-b2", "fragmented-b4", "fragmented-base-offset",
          "fragmented-tracks-apart", "fragmented-with-edit-list", "fragmented-video-late", "fragmented-cmaf",
          "fragmented-short", "fragmented-long", "fragmented-one-group", "fragmented-every-frame",
-         "fragmented-audio-first", "fragmented-video-only", "fragmented-every-frame-a-key"]
+         "fragmented-audio-first", "fragmented-video-only", "fragmented-every-frame-a-key", "fragmented-with-sidx",
+         "fragmented-two-tracks-each"]
 DECLINED = ["plain-b2", "fragmented-hevc", "fragmented-mpeg4", "fragmented-no-table", "fragmented-opus",
-            "fragmented-audio-only"]
+            "fragmented-audio-only", "fragmented-behind-samples", "fragmented-turned", "fragmented-wide-pixels"]
 TICKS = 10_000_000
 
 
@@ -135,6 +136,20 @@ def test_other_files_are_left_to_the_system(files, name):
     for way in ("queues", "reader"):
         code, streams = shown(files / f"{name}.mp4", way)
         assert (code, streams) == (1, {})
+
+
+def test_a_table_that_begins_late_leaves_the_file_to_the_system(files, tmp_path):
+    data = bytearray((files / "fragmented-b2.mp4").read_bytes())
+    at = data.rindex(b"mfra") + 4
+    for _ in range(2):  # the first entry of each table now names what the second does
+        at = data.index(b"tfra", at) + 4
+        assert data[at] == 1
+        widths = int.from_bytes(data[at + 8:at + 12], "big")
+        row = 16 + sum((widths >> shift & 3) + 1 for shift in (4, 2, 0))
+        data[at + 16:at + 16 + row] = data[at + 16 + row:at + 16 + 2 * row]
+    late = tmp_path / "late.mp4"
+    late.write_bytes(data)
+    assert shown(late, "queues") == (1, {})
 
 
 def test_a_damaged_copy_ends_with_a_failure(files, tmp_path):

@@ -126,6 +126,23 @@ TEST(LoadFileSound, ItsEditListIsWorkedOut) {
     EXPECT_EQ(soundOf(join({mvhd(1000), late})).editOffset, 24000);
 }
 
+TEST(LoadFileSound, ItsKindIsRead) {
+    EXPECT_EQ(soundOf(soundTrak(2, 48000)).objectType, 0x40);
+    EXPECT_EQ(soundOf(videoTrak(1, 1000)).objectType, 0);
+}
+
+TEST(LoadFileSound, SamplesInTheMoovAreSeen) {
+    const Bytes entry = stsd(mp4a(2, 48000, esds({0x12, 0x10})));
+    const auto withTable = [&](const Bytes& table) {
+        return soundOf(trak(2, 48000, "soun", join({entry, table}))).hasSamplesInMoov;
+    };
+    EXPECT_FALSE(withTable(Bytes()));
+    EXPECT_FALSE(withTable(stszUniform(0, 0)));
+    EXPECT_TRUE(withTable(stszUniform(4, 1)));
+    EXPECT_TRUE(withTable(stsz({7})));
+    EXPECT_TRUE(withTable(fullBox("stz2", 0, 0, Bytes().u32(8).u32(1).u8(7))));
+}
+
 TEST(LoadFileSound, WhereBoxesWereMissedNothingIsKnown) {
     const Bytes broken = Bytes().u32(4).text("trak");
     EXPECT_FALSE(soundOf(join({videoTrak(1, 1000), broken})).isFirst);

@@ -231,15 +231,18 @@ TEST_F(SourceTrackTest, AnEditListThatAgreesWithTheTableChangesNothing) {
 TEST_F(SourceTrackTest, SoundBehindItsEndIsAtItsEnd) {
     ASSERT_TRUE(openSound());
     ASSERT_TRUE(track.start(600 * MS, never));
+    EXPECT_TRUE(track.isAtEnd());
     EXPECT_THAT(rest(), IsEmpty());
     EXPECT_EQ(last, TrackRead::End);
     EXPECT_EQ(firstAt(0), 0);
+    EXPECT_FALSE(track.isAtEnd());
 }
 
 TEST_F(SourceTrackTest, AFragmentThatIsBrokenOnTheWayToThePositionIsNoEnd) {
     const FragmentSample second{Bytes().text("s"), 1000, true};
     ASSERT_TRUE(openSound({fragment(0, {second}), Bytes().u32(4).text("moof")}));
     ASSERT_TRUE(track.start(5000 * MS, never));
+    EXPECT_FALSE(track.isAtEnd());
     EXPECT_THAT(rest(), IsEmpty());
     EXPECT_EQ(last, TrackRead::Failed);
 }
@@ -277,6 +280,13 @@ TEST_F(SourceTrackTest, SamplesWithoutAPictureArePassedOver) {
     ASSERT_TRUE(track.openVideo(file->path()));
     EXPECT_THAT(rest(), ElementsAre(0, 80, 200));
     EXPECT_EQ(last, TrackRead::End);
+    // Those behind them say so.
+    ASSERT_TRUE(track.start(0, never));
+    TrackSample sample;
+    for (const bool gap : {false, true, true}) {
+        ASSERT_EQ(track.read(sample, never), TrackRead::Sample);
+        EXPECT_EQ(sample.gap, gap);
+    }
 }
 
 // 2^32 - 1 samples of one byte, in a few bytes of the file.
@@ -308,6 +318,54 @@ TEST_F(SourceTrackTest, AReadThatNobodyWantsAnyMoreIsStopped) {
     EXPECT_EQ(track.read(sample, [] { return true; }), TrackRead::Stopped);
     EXPECT_EQ(track.read(sample, never), TrackRead::Sample);
     EXPECT_EQ(sample.time, 40 * MS); // nothing was lost
+}
+
+// What isn't in the fragments that a table leads to would be missing.
+TEST_F(SourceTrackTest, AFileWhoseTableLeavesOutItsBeginningIsNotOpened) {
+    const Bytes begin = join({ftyp(), box("moov", trak(1, 1000, "vide", stsd(avc1(64, 48))))});
+    const Bytes first = fragment(0, {{picture(0, true), 100, true}});
+    const Bytes second = fragment(100, {{picture(1, true), 100, true}});
+    const Bytes table = mfra(tfra(1, {{100, begin.size() + first.size()}}));
+    EXPECT_FALSE(SourceTrack().openVideo(TempFile(join({begin, first, second, table})).path()));
+    // A fragment of another track is nothing that it has to name.
+    const Bytes other = fragment(0, {{Bytes().text("s"), 100, true}}, 2);
+    const Bytes later = mfra(tfra(1, {{0, begin.size() + other.size()}}));
+    EXPECT_TRUE(SourceTrack().openVideo(TempFile(join({begin, other, first, later})).path()));
+    // Nor can it be known where boxes are broken.
+    const Bytes broken = Bytes().u32(4).text("free");
+    const Bytes behind = mfra(tfra(1, {{0, begin.size() + broken.size()}}));
+    EXPECT_FALSE(SourceTrack().openVideo(TempFile(join({begin, broken, first, behind})).path()));
+}
+
+TEST_F(SourceTrackTest, AFileWithSamplesInItsMoovIsNotOpened) {
+    const Bytes entry = stsd(avc1(64, 48));
+    for (const std::uint32_t samples : {0U, 1U}) {
+        const Bytes stbl = join({entry, stszUniform(10, samples)});
+        const Bytes begin = join({ftyp(), box("moov", trak(1, 1000, "vide", stbl))});
+        const Bytes first = fragment(0, {{picture(0, true), 100, true}});
+        const TempFile whole(join({begin, first, mfra(tfra(1, {{0, begin.size()}}))}));
+        EXPECT_EQ(SourceTrack().openVideo(whole.path()), samples == 0);
+    }
+    FileSound sound = loadFileSound(file->path());
+    sound.hasSamplesInMoov = true;
+    EXPECT_FALSE(SourceTrack().openSound(file->path(), sound));
+}
+
+TEST(IsPlainAac, OnlyWhatDecodersOfAacTake) {
+    const auto kind = [](int objectType, std::vector<std::uint8_t> config) {
+        FileSound sound;
+        sound.objectType = static_cast<std::uint8_t>(objectType);
+        sound.track.audioConfig = std::move(config);
+        return isPlainAac(sound);
+    };
+    for (const int type : {0x40, 0x66, 0x67, 0x68}) EXPECT_TRUE(kind(type, {0x12, 0x10}));
+    for (const int type : {0, 0x65, 0x69, 0x6B, 0xDD, 0xA5})
+        EXPECT_FALSE(kind(type, {0x12, 0x10}));
+    EXPECT_TRUE(kind(0x40, {0x2B}));  // with spectral band replication
+    EXPECT_TRUE(kind(0x40, {0xEB}));  // with parametric stereo
+    EXPECT_FALSE(kind(0x40, {0x0A})); // main
+    EXPECT_FALSE(kind(0x40, {0xF8})); // any of the long numbers
+    EXPECT_FALSE(kind(0x40, {}));
 }
 
 TEST(AacUserData, IsTheConfigurationBehindTwelveZeros) {

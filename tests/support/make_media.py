@@ -76,6 +76,8 @@ RECIPES = {
     "two-audio": f"{picture()} {tone()} {tone(880)} -map 0 -map 1 -map 2 {h264()} {STEREO}",
     "mono": f"{picture()} {tone(rate=44100)} {h264()} {AAC} -ac 1",
     "fragmented": f"{picture()} {tone()} {h264()} {STEREO} -movflags +frag_keyframe+empty_moov+default_base_moof",
+    "fragmented-sound-short": f"{picture()} {tone(seconds=5)} {h264()} {STEREO} "
+                              "-movflags +frag_keyframe+delay_moov+default_base_moof",
     "fragmented-video-short": f"{picture(seconds=7)} {tone()} {h264()} {STEREO} -frag_duration 100000 "
                               "-movflags +empty_moov+default_base_moof",
     # Fragments of half a second, so that some begin inside a group of pictures; and an edit list.
@@ -177,6 +179,8 @@ MP4_RECIPES = {
                                     f"{fragments('default_base_moof', more='-frag_duration 500000')}",
     "fragmented-hevc": f"{SHORT_VIDEO} {SHORT_TONE} {HEVC} {STEREO} {FRAGMENTED}",
     "fragmented-mpeg4": f"{SHORT_VIDEO} {SHORT_TONE} -c:v mpeg4 -g 15 -bf 2 {STEREO} {FRAGMENTED}",
+    "fragmented-turned": f"-display_rotation 90 -i FOLDER/fragmented-b2.mp4 -c copy {FRAGMENTED}",
+    "fragmented-wide-pixels": f"{SHORT_VIDEO} {SHORT_TONE} -vf setsar=4/3 {h264(keyint=15)} {STEREO} {FRAGMENTED}",
     "fragmented-opus": f"{SHORT_VIDEO} {SHORT_TONE} {GROUPS_OF_HALF_A_SECOND} -c:a libopus {FRAGMENTED}",
 }
 

@@ -140,9 +140,7 @@ protected:
         ASSERT_TRUE(event) << "no event, but " << type << " is awaited";
         EXPECT_EQ(event->type, type);
         EXPECT_EQ(event->status, status);
-        if (position) {
-            EXPECT_EQ(event->position, position);
-        }
+        if (position) { EXPECT_EQ(event->position, position); }
     }
 
     // Takes the announcement of a stream by a start.

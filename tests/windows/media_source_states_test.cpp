@@ -1,5 +1,7 @@
 // Starts, pauses, stops and the shutdown of the program's own media source.
 #include <algorithm>
+#include <functional>
+#include <thread>
 
 #include "tests/windows/media_source_fixture.h"
 
@@ -192,6 +194,85 @@ TEST_F(MediaSourceTest, CallsInARowAreAnsweredInTheirOrder) {
     const auto sample = sampleOf(video());
     ASSERT_TRUE(sample);
     EXPECT_EQ(sample->time, 20'666'666);
+}
+
+TEST_F(MediaSourceTest, AStreamThatEndsBeforeThePositionEndsWithTheStart) {
+    ASSERT_EQ(open(mediaFile(L"fragmented-sound-short")), S_OK); // its sound ends at 5 s
+    begin(Ticks{90'000'000});
+    expectNext(sound(), MEEndOfStream);
+    EXPECT_EQ(sound()->RequestSample(nullptr), MF_E_END_OF_STREAM);
+    EXPECT_TRUE(sampleOf(video()));
+    while (sampleOf(video())) {}
+    expectNext(source.get(), MEEndOfPresentation);
+    goTo(Ticks{40'000'000}, 40'000'000);
+    EXPECT_TRUE(sampleOf(sound()));
+}
+
+TEST_F(MediaSourceTest, ARequestBetweenAStartAndItsEventsIsGood) {
+    ASSERT_EQ(open(mediaFile(RECORDING), SourceSound::Unwanted), S_OK);
+    begin(Ticks{115'000'000}, 1);
+    static_cast<void>(rest(video()));
+    expectNext(source.get(), MEEndOfPresentation);
+    EXPECT_EQ(video()->RequestSample(nullptr), MF_E_END_OF_STREAM);
+    ASSERT_EQ(start(0), S_OK);
+    ASSERT_EQ(video()->RequestSample(nullptr), S_OK);
+    expectNext(video(), MEStreamSeeked, 0);
+    expectNext(video(), MEMediaSample);
+}
+
+TEST_F(MediaSourceTest, EveryCallInEveryStateFromAnotherThreadIsAnswered) {
+    using Step = std::function<void()>;
+    const std::vector<Step> states = {
+        [] {},            // new
+        [&] { begin(); }, // started
+        [&] {
+            begin();
+            for (int i = 0; i < 50; ++i) static_cast<void>(video()->RequestSample(nullptr));
+        },
+        [&] {
+            begin();
+            ASSERT_EQ(source->Pause(), S_OK);
+            static_cast<void>(sound()->RequestSample(nullptr));
+        },
+        [&] {
+            begin();
+            ASSERT_EQ(source->Stop(), S_OK);
+        },
+        [&] {
+            begin(Ticks{118'000'000});
+            static_cast<void>(rest(video()));
+        },                                                  // at its end
+        [&] { ASSERT_EQ(start(Ticks{50'000'000}), S_OK); }, // on its way
+    };
+    const std::vector<Step> calls = {
+        [&] { EXPECT_EQ(source->Stop(), S_OK); },
+        [&] {
+            const HRESULT paused = source->Pause();
+            EXPECT_TRUE(paused == S_OK || paused == MF_E_INVALID_STATE_TRANSITION);
+        },
+        [&] { EXPECT_EQ(start(Ticks{30'000'000}), S_OK); },
+        [&] { EXPECT_EQ(start(std::nullopt), S_OK); },
+        [&] { EXPECT_EQ(source->Shutdown(), S_OK); },
+    };
+    for (const Step& state : states) {
+        for (const Step& call : calls) {
+            ASSERT_EQ(open(mediaFile(RECORDING)), S_OK);
+            state();
+            ComPtr<IMFMediaSource> held = source;
+            std::thread waiting([&held] { // in a blocking call while all this goes on
+                ComPtr<IMFMediaEvent> event;
+                while (SUCCEEDED(held->GetEvent(0, event.put()))) {}
+            });
+            std::thread(call).join();
+            const HRESULT ended = source->Shutdown();
+            EXPECT_TRUE(ended == S_OK || ended == MF_E_SHUTDOWN);
+            waiting.join();
+            held.reset();
+            streams.clear();
+            source.reset();
+            ASSERT_TRUE(waitFor([] { return liveMp4MediaSources() == 0; }));
+        }
+    }
 }
 
 TEST_F(MediaSourceTest, AfterItsShutdownEveryCallSaysSo) {
