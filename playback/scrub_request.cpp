@@ -17,4 +17,31 @@ void supersedePreviews(ScrubRequest& scrub) {
     scrub.previewPending = false;
 }
 
+std::optional<ClaimedPreview> claimPreview(ScrubRequest& scrub) {
+    // Mostly there is nothing to do: then the lock is left to the thread that asks.
+    if (scrub.scrubRequested == scrub.scrubClaimed) return std::nullopt;
+    const Lock held(scrub.lock);
+    const std::int64_t requested = scrub.scrubRequested;
+    std::int64_t claimed = scrub.scrubClaimed;
+    if (requested == claimed) return std::nullopt;
+    if (!scrub.scrubClaimed.compare_exchange_strong(claimed, requested)) return std::nullopt;
+    return ClaimedPreview{requested, scrub.scrubTime};
+}
+
+bool isSuperseded(const ScrubRequest& scrub, std::int64_t number) {
+    return scrub.scrubRequested != number;
+}
+
+bool isFresh(const ScrubRequest& scrub, const PreviewFrame& frame) {
+    const std::int64_t shown = scrub.previewRequestId;
+    return frame.exact ? shown <= frame.number : shown < frame.number;
+}
+
+void publishPreview(ScrubRequest& scrub, const PreviewFrame& frame) {
+    scrub.previewRequestId = frame.number;
+    scrub.previewTime = frame.seconds;
+    scrub.previewIsNv12 = frame.isNv12;
+    scrub.previewPending = true;
+}
+
 } // namespace velkantrix

@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <optional>
 
 #include "base/mutex.h"
 
@@ -24,7 +25,7 @@ struct ScrubRequest {
     std::atomic<std::int64_t> scrubRequested{0}; // counts the requests: the number of the latest
     std::atomic<std::int64_t> scrubClaimed{0};   // the latest that a decoder took
 
-    // The preview that waits to be shown. Written by decoders under the device lock, and by the
+    // The preview that waits to be shown. Written under the device lock: by decoders, and by the
     // start and the end of a scrub.
     std::atomic<std::int64_t> previewRequestId{0};
     std::atomic<double> previewTime{NO_PREVIEW_TIME};
@@ -36,6 +37,24 @@ struct ScrubRequest {
     std::atomic<double> previewShownTime{NO_PREVIEW_TIME};
 
     std::atomic<bool> decodersRunning{false};
+
+    // How often an exact frame was looked for: dear, and never done for a request that has a
+    // newer one.
+    std::atomic<std::uint32_t> exactDecodes{0};
+};
+
+// A request that a decoder took: nobody else decodes it.
+struct ClaimedPreview {
+    std::int64_t number = 0;
+    double seconds = 0; // the time asked for
+};
+
+// A decoded frame that may become the preview.
+struct PreviewFrame {
+    std::int64_t number = 0; // of its request
+    double seconds = 0;      // when the frame itself is shown
+    bool exact = false;      // the frame of the time asked for, not just a keyframe near it
+    bool isNv12 = false;
 };
 
 // A new request, for any decoder to take.
@@ -44,5 +63,19 @@ void requestPreview(ScrubRequest& scrub, double seconds) EXCLUDES(scrub.lock);
 // Makes every earlier request a thing of the past: none can be claimed any more, and no frame that
 // was decoded for one counts as new enough to be shown.
 void supersedePreviews(ScrubRequest& scrub) EXCLUDES(scrub.lock);
+
+// The latest request, if no decoder has taken it yet.
+[[nodiscard]] std::optional<ClaimedPreview> claimPreview(ScrubRequest& scrub) EXCLUDES(scrub.lock);
+
+// There is a newer request than this one.
+[[nodiscard]] bool isSuperseded(const ScrubRequest& scrub, std::int64_t number);
+
+// Whether a frame is newer than the preview that there is. The exact frame may replace the keyframe
+// of the same request, never the other way round.
+[[nodiscard]] bool isFresh(const ScrubRequest& scrub, const PreviewFrame& frame);
+
+// Makes a fresh frame, whose picture is in its place, the preview that waits. From the look at its
+// freshness on until this is done the caller holds the device lock.
+void publishPreview(ScrubRequest& scrub, const PreviewFrame& frame);
 
 } // namespace velkantrix

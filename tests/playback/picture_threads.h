@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "playback/presenter_step.h"
+#include "playback/scrub_loop.h"
 #include "tests/playback/fake_engine.h"
 
 namespace velkantrix {
@@ -17,6 +18,7 @@ public:
         : engine(picture, seed), control_(picture) {
         attachEngine(control_, engine.calls());
         presenter_ = std::thread([this] { present(); });
+        control_.scrub.decodersRunning = true;
         decoder_ = std::thread([this] { decode(); });
     }
     ~PictureThreads() { close(); }
@@ -26,6 +28,7 @@ public:
     // In the controller's order, but that the engine's events go on to the end.
     void close() {
         if (!running_.exchange(false)) return;
+        control_.scrub.decodersRunning = false;
         decoder_.join();
         presenter_.join();
         detachEngine(control_);
@@ -60,32 +63,25 @@ private:
             if (presenterStep(control_, memory, calls) != 0) std::this_thread::yield();
     }
 
-    // As a scrub decoder will: it claims the latest request and delivers it under the device lock.
+    // A scrub decoder, but for the decoding.
     void decode() {
         ScrubRequest& scrub = control_.scrub;
-        while (running_) {
-            std::int64_t number = 0;
-            double time = 0;
-            {
-                const Lock held(scrub.lock);
-                number = scrub.scrubRequested;
-                if (scrub.scrubClaimed != number) {
-                    scrub.scrubClaimed = number;
-                    time = scrub.scrubTime;
-                } else {
-                    number = 0;
-                }
-            }
-            if (number != 0) {
-                const Lock device(control_.deviceLock);
-                if (scrub.previewRequestId < number) {
-                    scrub.previewRequestId = number;
-                    scrub.previewTime = time;
-                    scrub.previewPending = true;
-                }
-            }
+        ScrubCalls calls;
+        calls.decodeKey = [](double seconds) {
+            return DecodedPreview{ScrubOutcome::Done, seconds};
+        };
+        calls.decodeExact = [](double seconds, const std::function<bool()>& superseded) {
+            return superseded() ? DecodedPreview{} : DecodedPreview{ScrubOutcome::Done, seconds};
+        };
+        calls.deliver = [this, &scrub](const PreviewFrame& frame) {
+            const Lock device(control_.deviceLock);
+            if (isFresh(scrub, frame)) publishPreview(scrub, frame);
+            return ScrubOutcome::Done;
+        };
+        calls.sleep = [](std::int32_t) {
             std::this_thread::yield();
-        }
+        };
+        runScrubLoop(scrub, calls);
     }
 
     PictureControl& control_;

@@ -1,0 +1,86 @@
+// scrub_samples.h: a file's H.264 samples as a scrub decoder needs them: one keyframe at once, or
+// all samples from a keyframe on.
+//
+// Times are those at which the engine shows a picture. A plain file's tables hold decode times and
+// know nothing of its edit list; here that is made good. A fragmented file's readers give the
+// table's times, which are the engine's.
+//
+// Used by one thread at a time. The file is held open.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "base/file_path.h"
+#include "base/ticks.h"
+#include "mp4/fragment_reader.h"
+#include "mp4/plain_samples.h"
+#include "mp4/video_index.h"
+
+namespace velkantrix {
+
+struct ScrubSample {
+    std::vector<std::uint8_t> data; // Annex B byte stream
+    Ticks pts = 0;
+    Ticks duration = 0; // 0 where it isn't known
+    bool sync = false;
+};
+
+class ScrubSamples {
+public:
+    // False when there is no index of a video track, or the track isn't H.264.
+    [[nodiscard]] bool open(const FilePath& path);
+
+    [[nodiscard]] std::uint32_t width() const { return index().width; } // coded; 0 when not stated
+    [[nodiscard]] std::uint32_t height() const { return index().height; }
+
+    // The keyframe at or before a time, by the index's whole seconds; the first one when there is
+    // none. Parameter sets stand in front. False when it can't be read. Ends what begin began.
+    [[nodiscard]] bool keyframeAt(double seconds, ScrubSample& sample);
+
+    // Goes to where decoding has to begin for the picture at that time. False when it can't. A
+    // plain file's tables give samples the times by which they are decoded. Where frames last
+    // differently long a sample may so seem to last beyond the picture behind it; up to the time
+    // given that is put right.
+    [[nodiscard]] bool begin(Ticks time);
+
+    // The next sample in decode order; the parameter sets stand in front of the first keyframe
+    // behind begin. Samples without content are passed over. Behind anything but Sample the content
+    // of `sample` is of no use.
+    [[nodiscard]] WalkOutcome next(ScrubSample& sample);
+
+private:
+    bool openPlain();
+    [[nodiscard]] Ticks shownTime(std::int64_t pts) const;
+    [[nodiscard]] double keyframeDelay() const;
+    bool seekPlain(Ticks time);
+    void findPicture(std::int64_t pts);
+    [[nodiscard]] std::int64_t shownFor(const PlainSample& place) const;
+    bool seekFragments(Ticks time);
+    WalkOutcome nextPlain(ScrubSample& sample);
+    WalkOutcome nextOfFragments(ScrubSample& sample);
+    bool readPlain(const PlainSample& place, ScrubSample& sample);
+    [[nodiscard]] const VideoTrackIndex& index() const;
+
+    FilePath path_;
+    VideoTrackIndex index_; // empty once fragments_ has it
+    std::vector<std::uint8_t> parameterSets_;
+    std::uint32_t nalLengthSize_ = 0;
+
+    // Of a plain file.
+    PlainSamples plain_;
+    std::int64_t keyframeOffset_ = 0; // composition offset of the first keyframe
+    bool needParameterSets_ = true;
+    // What was sought: the picture of the time given, and the one behind it, in the track's units.
+    std::optional<std::int64_t> picture_;
+    std::optional<std::int64_t> following_;
+    ByteBuffer bytes_;
+
+    // Of a fragmented one: opened when it is first needed, once.
+    FragmentReader fragments_;
+    enum class Opening { NotTried, Open, Failed } fragmentsOpening_ = Opening::NotTried;
+    ReaderSample fragmentSample_;
+};
+
+} // namespace velkantrix
