@@ -10,6 +10,7 @@
 #include <mfapi.h>
 #include <mfidl.h>
 #include <mfreadwrite.h>
+#include <mftransform.h>
 
 #include "platform/library.h"
 
@@ -110,6 +111,13 @@ HRESULT WINAPI MFRegisterLocalByteStreamHandler(PCWSTR extension, PCWSTR mimeTyp
     const auto function = platformFunction<decltype(MFRegisterLocalByteStreamHandler)>(
         "MFRegisterLocalByteStreamHandler");
     return function ? function(extension, mimeType, activation) : MISSING;
+}
+
+HRESULT WINAPI MFTEnumEx(GUID category, UINT32 flags, const MFT_REGISTER_TYPE_INFO* input,
+                         const MFT_REGISTER_TYPE_INFO* output, IMFActivate*** found,
+                         UINT32* count) {
+    const auto function = platformFunction<decltype(MFTEnumEx)>("MFTEnumEx");
+    return function ? function(category, flags, input, output, found, count) : MISSING;
 }
 
 HRESULT WINAPI MFCreateSourceReaderFromURL(LPCWSTR url, IMFAttributes* attributes,

@@ -6,6 +6,7 @@
 //
 //     controller_ui.cpp       the UI thread: play, pause, seek, ...
 //     controller_open.cpp     the UI thread: opening and closing
+//     controller_scrub.cpp    the UI thread starts and ends the scrub decoders; their deliveries
 //     controller_events.cpp   the engine's thread: its events
 //     presenter_thread.cpp    the presenter thread: what is drawn
 #pragma once
@@ -27,6 +28,7 @@
 #include "playback/engine_notify.h"
 #include "playback/picture_control.h"
 #include "playback/presenter.h"
+#include "playback/scrub_host.h"
 
 namespace velkantrix {
 
@@ -81,6 +83,9 @@ public:
     [[nodiscard]] bool enginePresented() const { return picture_.enginePresented; }
     [[nodiscard]] std::uint32_t enginePresentCount() const { return picture_.enginePresentCount; }
     [[nodiscard]] std::uint32_t previewPresentCount() const { return picture_.previewPresentCount; }
+    // The preview on screen, in seconds; -1 when there is none.
+    [[nodiscard]] double previewShownTime() const { return picture_.scrub.previewShownTime; }
+    [[nodiscard]] std::uint32_t exactDecodes() const { return picture_.scrub.exactDecodes; }
 
 private:
     friend class EngineNotify;
@@ -95,6 +100,16 @@ private:
 
     void handleEvent(DWORD event); // the engine's thread
     void takeMetadata();           // likewise
+
+    void startDecoders() noexcept EXCLUDES(picture_.deviceLock);
+    void stopDecoders() EXCLUDES(picture_.deviceLock, picture_.previewBufferLock);
+    [[nodiscard]] ScrubHost scrubHost() EXCLUDES(picture_.deviceLock);
+    [[nodiscard]] PictureSize shownSize() EXCLUDES(picture_.deviceLock); // any thread
+    ScrubOutcome takeTexture(const DecodedTexture& decoded, const PreviewFrame& frame)
+        EXCLUDES(picture_.deviceLock); // a decoder's thread
+    ScrubOutcome takePixels(std::vector<std::uint8_t>& pixels, PictureSize size,
+                            const PreviewFrame& frame)
+        EXCLUDES(picture_.deviceLock, picture_.previewBufferLock); // likewise
 
     void startPresenterThread() noexcept;
     void runPresenterThread(); // the presenter thread
@@ -111,6 +126,10 @@ private:
     ComPtr<EngineNotify> notify_;
     HWND renderWindow_ = nullptr;
     HWND notifyWindow_ = nullptr;
+
+    // Two, so that a keyframe can be on its way while the one before is still being decoded.
+    ScrubHost scrubHost_; // constant while they run
+    std::vector<std::thread> decoderThreads_;
 
     std::thread presenterThread_;
     std::atomic<bool> running_{false}; // the presenter thread is to go on

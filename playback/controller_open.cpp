@@ -154,6 +154,7 @@ HRESULT PlaybackController::startEngine() {
                                     return engine->GetCurrentTime();
                                 }});
     startPresenterThread();
+    startDecoders();
     const UniqueBstr url(SysAllocString(path_.c_str()));
     if (!url) return E_OUTOFMEMORY;
     return engine->SetSource(url.get());
@@ -162,6 +163,7 @@ HRESULT PlaybackController::startEngine() {
 void PlaybackController::close() {
     if (endScan_) endScan_->stop = true;
     endScan_.reset();
+    stopDecoders();
     running_ = false;
     if (presenterThread_.joinable()) presenterThread_.join();
     // From here on nothing of the engine's comes in, and nothing goes to it; then it may take its
@@ -174,8 +176,6 @@ void PlaybackController::close() {
     {
         const Lock device(picture_.deviceLock);
         releasePresenter(presenter_);
-        const Lock pixels(picture_.previewBufferLock);
-        previewPixels_.clear();
     }
     resetPicture(picture_);
 }

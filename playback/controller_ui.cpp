@@ -28,7 +28,9 @@ void PlaybackController::seek(double seconds) {
 }
 
 bool PlaybackController::beginScrub() {
-    return velkantrix::beginScrub(picture_);
+    const bool wasPlaying = velkantrix::beginScrub(picture_);
+    if (picture_.owner == PictureOwner::Preview) startDecoders();
+    return wasPlaying;
 }
 
 void PlaybackController::endScrub(double seconds, bool resume) {
@@ -52,9 +54,9 @@ double PlaybackController::duration() {
 }
 
 bool PlaybackController::videoSize(std::int32_t& width, std::int32_t& height) {
-    const Lock device(picture_.deviceLock);
-    width = presenter_.videoWidth;
-    height = presenter_.videoHeight;
+    const PictureSize size = shownSize();
+    width = size.width;
+    height = size.height;
     return width > 0 && height > 0;
 }
 

@@ -34,9 +34,22 @@ def numbered(rate, keyint, bframes):
            f"-frames:v 240 {h264(keyint=keyint, bframes=bframes)} -crf 14"
 
 
+NUMBERED_RATES = (("25", "25"), ("2997", "30000/1001"), ("60", "60"))
 NUMBERED = {f"numbered-{name}-{keyint}-{bframes}": numbered(rate, keyint, bframes)
-            for name, rate in (("25", "25"), ("2997", "30000/1001"), ("60", "60"))
+            for name, rate in NUMBERED_RATES
             for keyint in (30, 250) for bframes in (0, 3)}
+# More of them, and all of them in fragments, for scrubs; those of keyframes alone have no index. Unless there is
+# time for all, a few.
+MORE_NUMBERED = {f"numbered-{name}-{keyint}-{bframes}": numbered(rate, keyint, bframes)
+                 for name, rate in NUMBERED_RATES
+                 for keyint, counts in ((1, (0,)), (30, (1, 2, 4)), (250, (1, 2, 4))) for bframes in counts}
+FRAGMENTED_NUMBERED = {
+    f"{name}-fragmented": f"-i FOLDER/{name}.mp4 -c copy -movflags +frag_keyframe+empty_moov+default_base_moof"
+    for name in (*NUMBERED, *MORE_NUMBERED)}
+USUAL_FOR_SCRUBS = ("numbered-25-1-0", "numbered-2997-30-3-fragmented")
+FOR_SCRUBS = {name: recipe for name, recipe in {**MORE_NUMBERED, **FRAGMENTED_NUMBERED}.items()
+              if "VELKANTRIX_LONG" in os.environ or name in USUAL_FOR_SCRUBS}
+
 
 
 # The same pictures, in a file of fragments whose edit list puts the first one at 0.
@@ -59,6 +72,7 @@ def plain_luma(luma, seconds=4):
 RECIPES = {
     **NUMBERED,
     **FRAGMENTED_NUMBERED,
+    **FOR_SCRUBS,
     "closed": f"{picture()} {tone()} {h264()} {STEREO}",
     "audio-first": f"{picture()} {tone()} -map 1 -map 0 {h264()} {STEREO}",
     "open": f"{picture()} {tone()} {h264(more=':open-gop=1')} {STEREO}",

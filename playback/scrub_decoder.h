@@ -1,0 +1,49 @@
+// scrub_decoder.h: what runs on a scrub decoder thread: samples straight from the file's index,
+// decoded by the system's transform into textures of the shared device.
+#pragma once
+
+#include <functional>
+#include <optional>
+
+#include "playback/exact_search.h"
+#include "playback/h264_transform.h"
+#include "playback/scrub_host.h"
+#include "playback/scrub_samples.h"
+
+namespace velkantrix {
+
+// The body of a thread. Returns when decodersRunning is cleared, and has let go of the file then. A
+// file that can't be decoded so is previewed by runScrubFallback.
+void runScrubDecoder(const ScrubHost& host);
+
+// One thread's decoder.
+class ScrubDecoder {
+public:
+    // False when the file can't be decoded so.
+    [[nodiscard]] bool setUp(const ScrubHost& host);
+
+    [[nodiscard]] DecodedPreview decodeKey(double seconds);
+    [[nodiscard]] DecodedPreview decodeExact(double seconds,
+                                             const std::function<bool()>& superseded);
+
+    // Where the picture decoded last lies, once; false when it is in no texture.
+    [[nodiscard]] bool takeTexture(DecodedTexture& decoded);
+
+private:
+    enum class Step { Going, Found, NotFound, Unusable };
+    Step feedNext(ExactSearch& search);
+    Step pullAll(ExactSearch& search);
+    Step endFeeding(ExactSearch& search);
+
+    ScrubSamples samples_;
+    H264Transform transform_;
+    ScrubSample sample_;
+    ComPtr<IMFSample> picture_; // the best of what was decoded last
+    Ticks pictureTime_ = 0;
+
+    // Of an exact search.
+    bool sampleWaits_ = false; // the transform didn't take it yet
+    bool draining_ = false;
+};
+
+} // namespace velkantrix

@@ -1,0 +1,182 @@
+// scrub_fallback.cpp: runs on a scrub decoder thread. It touches its own reader, the scrub request
+// and, by way of the host, the preview's pixels under the locks.
+#include "playback/scrub_fallback.h"
+
+#include <mfapi.h>
+#include <mferror.h>
+
+#include <new>
+#include <span>
+#include <utility>
+
+#include "platform/hresult.h"
+#include "platform/mf_util.h"
+
+namespace velkantrix {
+namespace {
+
+constexpr UINT32 BYTES_PER_PIXEL = 4;
+
+// A buffer's bytes, for as long as this lives.
+class LockedBytes {
+public:
+    explicit LockedBytes(IMFMediaBuffer* buffer) : buffer_(buffer) {
+        result_ = buffer_->Lock(&bytes_, nullptr, &length_);
+    }
+    ~LockedBytes() {
+        if (SUCCEEDED(result_)) ignoreResult(buffer_->Unlock(), "it has been read");
+    }
+    LockedBytes(const LockedBytes&) = delete;
+    LockedBytes& operator=(const LockedBytes&) = delete;
+
+    [[nodiscard]] HRESULT result() const { return result_; }
+    [[nodiscard]] std::span<const std::uint8_t> bytes() const { return {bytes_, length_}; }
+
+private:
+    IMFMediaBuffer* buffer_;
+    BYTE* bytes_ = nullptr;
+    DWORD length_ = 0;
+    HRESULT result_ = E_FAIL;
+};
+
+} // namespace
+
+HRESULT FallbackReader::openReader() {
+    ComPtr<IMFAttributes> attributes;
+    RETURN_IF_FAILED(MFCreateAttributes(attributes.put(), 4));
+    if (host_.manager)
+        RETURN_IF_FAILED(attributes->SetUnknown(MF_SOURCE_READER_D3D_MANAGER, host_.manager.get()));
+    RETURN_IF_FAILED(
+        attributes->SetUINT32(MF_SOURCE_READER_ENABLE_ADVANCED_VIDEO_PROCESSING, TRUE));
+    RETURN_IF_FAILED(attributes->SetUINT32(MF_READWRITE_ENABLE_HARDWARE_TRANSFORMS, TRUE));
+    RETURN_IF_FAILED(attributes->SetUINT32(MF_SOURCE_READER_DISABLE_DXVA, FALSE));
+    RETURN_IF_FAILED(
+        MFCreateSourceReaderFromURL(host_.path.c_str(), attributes.get(), reader_.put()));
+    return selectOnlyStream(reader_.get(), FIRST_VIDEO);
+}
+
+HRESULT FallbackReader::setType(PictureSize size) {
+    const auto width = static_cast<UINT32>(size.width);
+    ComPtr<IMFMediaType> type;
+    RETURN_IF_FAILED(MFCreateMediaType(type.put()));
+    RETURN_IF_FAILED(type->SetGUID(MF_MT_MAJOR_TYPE, MFMediaType_Video));
+    RETURN_IF_FAILED(type->SetGUID(MF_MT_SUBTYPE, MFVideoFormat_RGB32));
+    RETURN_IF_FAILED(MFSetAttributeSize(type.get(), MF_MT_FRAME_SIZE, width,
+                                        static_cast<UINT32>(size.height)));
+    RETURN_IF_FAILED(type->SetUINT32(MF_MT_DEFAULT_STRIDE, width * BYTES_PER_PIXEL));
+    RETURN_IF_FAILED(reader_->SetCurrentMediaType(FIRST_VIDEO, nullptr, type.get()));
+    size_ = size;
+    return readGrantedType();
+}
+
+HRESULT FallbackReader::readGrantedType() {
+    ComPtr<IMFMediaType> type;
+    UINT32 width = 0;
+    UINT32 height = 0;
+    RETURN_IF_FAILED(reader_->GetCurrentMediaType(FIRST_VIDEO, type.put()));
+    RETURN_IF_FAILED(MFGetAttributeSize(type.get(), MF_MT_FRAME_SIZE, &width, &height));
+    const PictureSize granted{static_cast<std::int32_t>(width), static_cast<std::int32_t>(height)};
+    if (granted != size_) return MF_E_INVALIDMEDIATYPE;
+    const UINT32 stride =
+        MFGetAttributeUINT32(type.get(), MF_MT_DEFAULT_STRIDE, width * BYTES_PER_PIXEL);
+    stride_ = static_cast<std::int32_t>(stride); // a signed number in an unsigned attribute
+    return S_OK;
+}
+
+HRESULT FallbackReader::prepare() {
+    const PictureSize size = host_.videoSize();
+    if (size.width <= 0 || size.height <= 0) return E_FAIL;
+    if (reader_ && size == size_) return S_OK;
+    if (!reader_) RETURN_IF_FAILED(openReader());
+    return setType(size);
+}
+
+HRESULT FallbackReader::seekTo(double seconds) {
+    best_ = {};
+    ahead_ = {};
+    sought_.reset();
+    RETURN_IF_FAILED(prepare());
+    RETURN_IF_FAILED(seekReader(reader_.get(), nearestTicks(seconds)));
+    RETURN_IF_FAILED(read(best_));
+    if (!best_.sample) return MF_E_END_OF_STREAM;
+    RETURN_IF_FAILED(read(ahead_));
+    sought_ = seconds;
+    return S_OK;
+}
+
+// Some reads give no sample, though there are more.
+HRESULT FallbackReader::read(Frame& frame) {
+    frame = {};
+    while (true) {
+        DWORD flags = 0;
+        LONGLONG time = 0;
+        RETURN_IF_FAILED(reader_->ReadSample(FIRST_VIDEO, 0, nullptr, &flags, &time,
+                                             frame.sample.put()));
+        frame.time = time;
+        if (flags & MF_SOURCE_READERF_ERROR) return E_FAIL;
+        if (flags & MF_SOURCE_READERF_CURRENTMEDIATYPECHANGED)
+            RETURN_IF_FAILED(readGrantedType());
+        if (frame.sample || (flags & MF_SOURCE_READERF_ENDOFSTREAM)) return S_OK;
+    }
+}
+
+HRESULT FallbackReader::copyPixels(IMFSample* sample) {
+    ComPtr<IMFMediaBuffer> buffer;
+    RETURN_IF_FAILED(sample->ConvertToContiguousBuffer(buffer.put()));
+    const LockedBytes locked(buffer.get());
+    RETURN_IF_FAILED(locked.result());
+    try {
+        return copyRows(locked.bytes(), stride_, size_, pixels_) ? S_OK : E_FAIL;
+    } catch (const std::bad_alloc&) { return E_OUTOFMEMORY; }
+}
+
+// A reader that failed may never work again, as on a device that is gone: the next request has one
+// of its own.
+DecodedPreview FallbackReader::miss() {
+    sought_.reset();
+    best_ = {};
+    ahead_ = {};
+    reader_.reset();
+    return {};
+}
+
+DecodedPreview FallbackReader::take(const Frame& frame, bool exact) {
+    if (FAILED(copyPixels(frame.sample.get()))) return miss();
+    return {.outcome = ScrubOutcome::Done, .seconds = secondsOf(frame.time), .exact = exact};
+}
+
+DecodedPreview FallbackReader::decodeKey(double seconds) {
+    if (FAILED(seekTo(seconds))) return miss();
+    const Ticks target = addTicks(nearestTicks(seconds), SCRUB_SLACK);
+    return take(best_, !ahead_.sample || ahead_.time > target);
+}
+
+DecodedPreview FallbackReader::decodeExact(double seconds,
+                                           const std::function<bool()>& superseded) {
+    if (sought_ != seconds && FAILED(seekTo(seconds))) return miss();
+    const Ticks target = addTicks(nearestTicks(seconds), SCRUB_SLACK);
+    while (ahead_.sample && ahead_.time <= target) {
+        if (superseded()) return {};
+        best_ = std::exchange(ahead_, {});
+        if (FAILED(read(ahead_))) return miss();
+    }
+    return take(best_, true);
+}
+
+void runScrubFallback(const ScrubHost& host, std::optional<ClaimedPreview> unfinished) {
+    FallbackReader reader(host);
+    runScrubLoop(*host.scrub,
+                 {.decodeKey = [&](double seconds) { return reader.decodeKey(seconds); },
+                  .decodeExact =
+                      [&](double seconds, const std::function<bool()>& superseded) {
+                          return reader.decodeExact(seconds, superseded);
+                      },
+                  .deliver =
+                      [&](const PreviewFrame& frame) {
+                          return host.deliverPixels(reader.pixels(), reader.size(), frame);
+                      },
+                  .sleep = sleepThread},
+                 unfinished);
+}
+
+} // namespace velkantrix
