@@ -210,8 +210,7 @@ HRESULT H264Transform::textureOf(IMFSample* picture, DecodedTexture& decoded) co
     RETURN_IF_FAILED(picture->GetBufferByIndex(0, buffer.put()));
     RETURN_IF_FAILED(buffer->QueryInterface(__uuidof(IMFDXGIBuffer), place.putVoid()));
     RETURN_IF_FAILED(place->GetSubresourceIndex(&decoded.slice));
-    RETURN_IF_FAILED(
-        place->GetResource(__uuidof(ID3D11Texture2D), decoded.texture.putVoid()));
+    RETURN_IF_FAILED(place->GetResource(__uuidof(ID3D11Texture2D), decoded.texture.putVoid()));
     decoded.sample = ComPtr<IMFSample>::share(picture);
     decoded.shown = shown_;
     decoded.atCorner = atCorner_;

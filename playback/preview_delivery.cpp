@@ -75,8 +75,8 @@ ScrubOutcome deliverTexture(Presenter& p, ScrubRequest& scrub, const DecodedText
         return deviceIsLost(p) ? ScrubOutcome::Missed : ScrubOutcome::Unusable;
     frame.isNv12 = true;
     if (!isFresh(scrub, frame)) return ScrubOutcome::Done;
-    const D3D11_BOX box = {
-        0, 0, 0, static_cast<UINT>(part->width), static_cast<UINT>(part->height), 1};
+    const D3D11_BOX box = {0, 0, 0, static_cast<UINT>(part->width), static_cast<UINT>(part->height),
+                           1};
     p.context->CopySubresourceRegion(p.previewTexture.get(), 0, 0, 0, 0, decoded.texture.get(),
                                      decoded.slice, &box);
     publishPreview(scrub, frame);

@@ -30,8 +30,7 @@ DecodedPreview ScrubDecoder::decodeKey(double seconds) {
     return {.outcome = ScrubOutcome::Done, .seconds = secondsOf(sample_.pts)};
 }
 
-DecodedPreview ScrubDecoder::decodeExact(double seconds,
-                                         const std::function<bool()>& superseded) {
+DecodedPreview ScrubDecoder::decodeExact(double seconds, const std::function<bool()>& superseded) {
     const Ticks target = addTicks(nearestTicks(seconds), SCRUB_SLACK);
     picture_.reset();
     sampleWaits_ = false;

@@ -61,8 +61,8 @@ HRESULT FallbackReader::setType(PictureSize size) {
     RETURN_IF_FAILED(MFCreateMediaType(type.put()));
     RETURN_IF_FAILED(type->SetGUID(MF_MT_MAJOR_TYPE, MFMediaType_Video));
     RETURN_IF_FAILED(type->SetGUID(MF_MT_SUBTYPE, MFVideoFormat_RGB32));
-    RETURN_IF_FAILED(MFSetAttributeSize(type.get(), MF_MT_FRAME_SIZE, width,
-                                        static_cast<UINT32>(size.height)));
+    RETURN_IF_FAILED(
+        MFSetAttributeSize(type.get(), MF_MT_FRAME_SIZE, width, static_cast<UINT32>(size.height)));
     RETURN_IF_FAILED(type->SetUINT32(MF_MT_DEFAULT_STRIDE, width * BYTES_PER_PIXEL));
     RETURN_IF_FAILED(reader_->SetCurrentMediaType(FIRST_VIDEO, nullptr, type.get()));
     size_ = size;
@@ -110,12 +110,11 @@ HRESULT FallbackReader::read(Frame& frame) {
     while (true) {
         DWORD flags = 0;
         LONGLONG time = 0;
-        RETURN_IF_FAILED(reader_->ReadSample(FIRST_VIDEO, 0, nullptr, &flags, &time,
-                                             frame.sample.put()));
+        RETURN_IF_FAILED(
+            reader_->ReadSample(FIRST_VIDEO, 0, nullptr, &flags, &time, frame.sample.put()));
         frame.time = time;
         if (flags & MF_SOURCE_READERF_ERROR) return E_FAIL;
-        if (flags & MF_SOURCE_READERF_CURRENTMEDIATYPECHANGED)
-            RETURN_IF_FAILED(readGrantedType());
+        if (flags & MF_SOURCE_READERF_CURRENTMEDIATYPECHANGED) RETURN_IF_FAILED(readGrantedType());
         if (frame.sample || (flags & MF_SOURCE_READERF_ENDOFSTREAM)) return S_OK;
     }
 }

@@ -3,9 +3,9 @@
 //
 // A reader that is sought begins at the keyframe in front. That one is shown at once as the
 // approximate frame, unless the next one lies behind the time asked for already: then it is the
-// exact one, as it is in files of keyframes alone, which have no index. When the hand rests, reading
-// goes on from there, and of the frames read the last one at or before the time asked for is the
-// exact one: what the engine settles on.
+// exact one, as it is in files of keyframes alone, which have no index. When the hand rests,
+// reading goes on from there, and of the frames read the last one at or before the time asked for
+// is the exact one: what the engine settles on.
 #pragma once
 
 #include <windows.h>

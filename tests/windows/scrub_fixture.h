@@ -58,8 +58,7 @@ protected:
             return takePixels(pixels, given, frame);
         };
         scrub.decodersRunning = true;
-        for (int i = 0; i < threads; ++i)
-            decoders.emplace_back([this] { runScrubDecoder(host); });
+        for (int i = 0; i < threads; ++i) decoders.emplace_back([this] { runScrubDecoder(host); });
     }
 
     void stop() {
@@ -124,8 +123,7 @@ protected:
         const Lock held(deviceLock);
         ++pixelPictures;
         const bool fresh = isFresh(scrub, frame);
-        const ScrubOutcome outcome =
-            deliverPixels(presenter, scrub, waiting, pixels, size, frame);
+        const ScrubOutcome outcome = deliverPixels(presenter, scrub, waiting, pixels, size, frame);
         if (outcome == ScrubOutcome::Done && fresh) {
             EXPECT_FALSE(scrub.previewIsNv12);
             EXPECT_TRUE(uploadPreview(presenter, waiting));

@@ -28,9 +28,8 @@ void PrintTo(const Recording& recording, std::ostream* out) {
 
 std::vector<Recording> allRecordings() {
     std::vector<Recording> all;
-    for (const auto& [name, fps] : {std::pair{L"25", 25.0},
-                                    std::pair{L"2997", 30000.0 / 1001},
-                                    std::pair{L"60", 60.0}})
+    for (const auto& [name, fps] :
+         {std::pair{L"25", 25.0}, std::pair{L"2997", 30000.0 / 1001}, std::pair{L"60", 60.0}})
         for (const int group : {1, 30, 250})
             for (const int b : {0, 1, 2, 3, 4}) {
                 if (group == 1 && b > 0) continue;

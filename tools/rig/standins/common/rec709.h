@@ -23,8 +23,7 @@ inline uint32_t bgra(int y, int u, int v) {
 // Of an NV12 picture whose planes lie one behind the other.
 inline uint32_t pixelOfNv12(const uint8_t* pixels, uint32_t width, uint32_t height, uint32_t x,
                             uint32_t y) {
-    const uint8_t* chroma =
-        pixels + size_t(width) * height + size_t(y / 2) * width + (x & ~1u);
+    const uint8_t* chroma = pixels + size_t(width) * height + size_t(y / 2) * width + (x & ~1u);
     return bgra(pixels[size_t(y) * width + x], chroma[0], chroma[1]);
 }
 

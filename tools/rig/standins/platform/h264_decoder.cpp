@@ -65,7 +65,8 @@ public:
     STDMETHODIMP GetOutputStreamInfo(DWORD, MFT_OUTPUT_STREAM_INFO* info) override {
         Guard guard(lock);
         *info = {};
-        info->dwFlags = MFT_OUTPUT_STREAM_WHOLE_SAMPLES | MFT_OUTPUT_STREAM_SINGLE_SAMPLE_PER_BUFFER;
+        info->dwFlags =
+            MFT_OUTPUT_STREAM_WHOLE_SAMPLES | MFT_OUTPUT_STREAM_SINGLE_SAMPLE_PER_BUFFER;
         if (manager) info->dwFlags |= MFT_OUTPUT_STREAM_PROVIDES_SAMPLES;
         return S_OK;
     }
@@ -143,8 +144,8 @@ HRESULT H264Decoder::GetOutputAvailableType(DWORD, DWORD index, IMFMediaType** o
     if (FAILED(hr)) return hr;
     type->SetGUID(MF_MT_MAJOR_TYPE, MFMediaType_Video);
     type->SetGUID(MF_MT_SUBTYPE, MFVideoFormat_NV12);
-    UINT64 size = UINT64(sizeTold ? padded(width) : width) << 32 |
-                  (sizeTold ? padded(height) : height);
+    UINT64 size =
+        UINT64(sizeTold ? padded(width) : width) << 32 | (sizeTold ? padded(height) : height);
     type->SetUINT64(MF_MT_FRAME_SIZE, size);
     MFVideoArea area = {};
     area.Area = {LONG(width), LONG(height)};
