@@ -1,0 +1,210 @@
+// Scrubs with the controller's own decoders, device and threads, and the real engine: what the
+// previews show is what the engine shows when the hand lets go.
+#include <cmath>
+#include <cstdlib>
+
+#include "tests/support/random_choices.h"
+#include "tests/windows/controller_engine_fixture.h"
+#include "tests/windows/scripted_device.h"
+
+namespace velkantrix {
+namespace {
+
+constexpr double HALF_A_MILLISECOND = 0.0005;
+
+class ControllerScrub : public ControllerTest {
+protected:
+    void openNumbered(const std::wstring& name = L"numbered-25-30-3") {
+        openAndWait(name);
+        ASSERT_TRUE(waitFor([&] { return controller.enginePresented(); }));
+    }
+
+    // The exact preview of that time is on screen: after it nothing more comes.
+    bool waitForPreview(double seconds) {
+        return waitFor(
+            [&] { return std::abs(controller.previewShownTime() - seconds) < HALF_A_MILLISECOND; });
+    }
+};
+
+TEST_F(ControllerScrub, TheHandRestsOnTheExactPictureAndTheEngineLandsThere) {
+    openNumbered();
+    controller.beginScrub();
+    EXPECT_EQ(controller.previewShownTime(), -1);
+    controller.seek(3.02);
+    EXPECT_TRUE(waitForPreview(3.0));
+    EXPECT_EQ(controller.exactDecodes(), 1u);
+    EXPECT_GE(controller.previewPresentCount(), 1u);
+    controller.endScrub(3.02, false);
+    EXPECT_TRUE(waitFor([&] { return !controller.isSeeking(); }));
+    EXPECT_EQ(controller.settledPts(), 3 * TICKS_PER_SECOND);
+}
+
+TEST_F(ControllerScrub, ADragShowsPicturesOnTheWayAndDecodesOneExactly) {
+    openNumbered();
+    controller.beginScrub();
+    for (int i = 0; i < 40; ++i) {
+        controller.seek(0.2 * i);
+        const ULONGLONG begun = GetTickCount64();
+        waitFor([&] { return GetTickCount64() - begun >= 20; });
+    }
+    EXPECT_GE(controller.previewPresentCount(), 3u);
+    controller.seek(8.02);
+    EXPECT_TRUE(waitForPreview(8.0));
+    EXPECT_LE(controller.exactDecodes(), 2u) << "a machine may rest where the hand doesn't";
+}
+
+TEST_F(ControllerScrub, TheNextScrubHasPreviewsToo) {
+    openNumbered();
+    for (const double seconds : {3.0, 1.0}) {
+        controller.beginScrub();
+        EXPECT_EQ(controller.previewShownTime(), -1);
+        controller.seek(seconds + 0.02);
+        EXPECT_TRUE(waitForPreview(seconds));
+        controller.endScrub(seconds, false);
+        EXPECT_TRUE(waitFor([&] { return !controller.isSeeking(); }));
+    }
+}
+
+TEST_F(ControllerScrub, TheNextFileHasPreviewsOfItsOwn) {
+    openNumbered();
+    controller.beginScrub();
+    controller.seek(3.02);
+    EXPECT_TRUE(waitForPreview(3.0));
+    notices.clear();
+    openNumbered(L"numbered-60-250-3");
+    EXPECT_EQ(controller.exactDecodes(), 0u);
+    controller.beginScrub();
+    controller.seek(2.005);
+    EXPECT_TRUE(waitForPreview(2.0));
+}
+
+TEST_F(ControllerScrub, AFileWithoutPicturesHasNoPreviews) {
+    openAndWait(L"audio-only");
+    controller.beginScrub();
+    controller.seek(3);
+    const ULONGLONG begun = GetTickCount64();
+    waitFor([&] { return GetTickCount64() - begun >= 150; });
+    EXPECT_EQ(controller.previewPresentCount(), 0u);
+    controller.endScrub(3, false);
+}
+
+TEST_F(ControllerScrub, OnceClosedTheFileIsLetGo) {
+    const TestFolder folder;
+    const std::wstring path = folder.path(L"copy.mp4");
+    ASSERT_TRUE(CopyFileW(mediaFile(L"numbered-25-30-3").c_str(), path.c_str(), FALSE));
+    ASSERT_EQ(controller.open(path.c_str(), false, window, receiver), S_OK);
+    ASSERT_TRUE(waitForNotice(PLAYBACK_READY));
+    controller.beginScrub();
+    controller.seek(3.02);
+    EXPECT_TRUE(waitForPreview(3.0));
+    controller.seek(7);
+    controller.close();
+    // The engine and the scan for the video's end may take a moment more.
+    EXPECT_TRUE(waitFor([&] { return DeleteFileW(path.c_str()) != FALSE; }));
+}
+
+TEST_F(ControllerScrub, ItCanBeClosedWhileItDecodes) {
+    RandomChoices choices(3);
+    for (int round = 0; round < 15; ++round) {
+        notices.clear();
+        openNumbered(choices.percent(50) ? L"numbered-25-250-3" : L"numbered-25-1-0");
+        controller.beginScrub();
+        for (std::uint32_t left = choices.between(1, 3); left > 0; --left) {
+            controller.seek(choices.between(0, 9) + 0.5);
+            Sleep(choices.below(100));
+        }
+        controller.close();
+        ASSERT_EQ(controller.state(), PlaybackState::Closed);
+    }
+}
+
+class PreviewAndEngine : public ControllerScrub,
+                         public testing::WithParamInterface<const wchar_t*> {};
+
+// Half of them within the edges of pictures by no more than 2 ms.
+TEST_P(PreviewAndEngine, ShowTheSamePicture) {
+    openNumbered(GetParam());
+    RandomChoices choices(11);
+    const double frame = 1 / controller.fps();
+    for (int i = 0; i < (std::getenv("VELKANTRIX_LONG") ? 300 : 20); ++i) {
+        const double inside =
+            choices.percent(50)
+                ? 0.002
+                : choices.between(2, static_cast<std::uint32_t>(frame * 1000) - 2) / 1000.0;
+        const double seconds = choices.below(230) * frame + inside;
+        const std::uint32_t before = controller.exactDecodes();
+        controller.beginScrub();
+        controller.seek(seconds);
+        // Until a picture of that time is there; a keyframe is only when it is that one.
+        double shown = -1;
+        ASSERT_TRUE(waitFor([&] {
+            shown = controller.previewShownTime();
+            return shown >= 0 && shown <= seconds + 0.0011 &&
+                   shown > seconds - frame - HALF_A_MILLISECOND;
+        })) << i
+            << " at " << seconds << ", shown " << shown;
+        EXPECT_LE(controller.exactDecodes() - before, 1u);
+        controller.endScrub(seconds, false);
+        ASSERT_TRUE(waitFor([&] { return !controller.isSeeking(); })) << i;
+        EXPECT_NEAR(secondsOf(controller.settledPts()), shown, HALF_A_MILLISECOND)
+            << "request " << i << " for " << seconds;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Recordings, PreviewAndEngine,
+                         testing::Values(L"numbered-2997-30-3", L"numbered-2997-30-3-fragmented",
+                                         L"numbered-60-250-3", L"numbered-25-1-0"));
+
+class ScriptedScrub : public ControllerEngineTest {
+protected:
+    void begin(const std::wstring& name) {
+        ASSERT_EQ(open(name), S_OK);
+        fire(METADATA_EVENT);
+        ASSERT_TRUE(waitFor([&] { return controller.enginePresentCount() == 1; }));
+        controller.beginScrub();
+        controller.seek(3.02);
+    }
+    bool waitForPreview(double seconds) {
+        return waitFor(
+            [&] { return std::abs(controller.previewShownTime() - seconds) < HALF_A_MILLISECOND; });
+    }
+};
+
+// Nothing was known of the video's size when the file was opened.
+TEST_F(ScriptedScrub, AFileThatOnlyTheEngineCanReadHasNoPreviews) {
+    begin(L"no-such-file");
+    const ULONGLONG begun = GetTickCount64();
+    waitFor([&] { return GetTickCount64() - begun >= 150; });
+    EXPECT_EQ(controller.previewPresentCount(), 0u);
+    controller.endScrub(3, false);
+}
+
+// A picture of another shape than the coded one, as of a turned video: by the reader.
+TEST_F(ScriptedScrub, AVideoThatIsShownAnotherWayHasPreviewsAllTheSame) {
+    engines.making.script.width = 180;
+    engines.making.script.height = 320;
+    begin(L"numbered-25-30-3");
+    EXPECT_TRUE(waitForPreview(3.0));
+}
+
+class ScrubDeviceLoss : public ScriptedScrub {
+protected:
+    ~ScrubDeviceLoss() override { controller.close(); }
+    ScriptedDevice device;
+};
+
+TEST_F(ScrubDeviceLoss, ALossWithinAScrubIsToldAndEndsWell) {
+    begin(L"numbered-25-30-3");
+    device.lose();
+    controller.seek(5);
+    EXPECT_TRUE(waitForNotice(PLAYBACK_DEVICE_LOST));
+    controller.endScrub(5, false);
+    controller.close();
+    device.bringBack();
+    notices.clear();
+    begin(L"numbered-25-30-3");
+    EXPECT_TRUE(waitForPreview(3.0));
+}
+
+} // namespace
+} // namespace velkantrix
