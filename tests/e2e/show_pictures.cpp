@@ -1,9 +1,11 @@
-// show-pictures FILE SEED COUNT: opens a video in a window in the screen's corner and seeks in it,
-// paused and playing, COUNT times. After each seek it waits until the picture stands still, says
-// where, as "TARGET SETTLED PLAYING", in ticks, and goes on when it gets a line: so that someone
-// can look at the screen.
+// show-pictures FILE SEED COUNT [scrub]: opens a video in a window in the screen's corner and seeks
+// in it, paused and playing, COUNT times. After each seek it waits until the picture stands still,
+// says where, as "TARGET SETTLED PLAYING", in ticks, and goes on when it gets a line: so that
+// someone can look at the screen. With scrub each seek is one of a scrub: first it says "TARGET
+// PREVIEW 2" of the exact preview, then, when the hand has let go, "TARGET SETTLED 0".
 #include <windows.h>
 
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
@@ -85,7 +87,41 @@ int seekAround(PlaybackController& controller, std::uint64_t seed, int count) {
     return 0;
 }
 
-int run(const wchar_t* path, std::uint64_t seed, int count) {
+// Someone has looked.
+bool goesOn(double target, Ticks shown, int state) {
+    std::cout << nearestTicks(target) << ' ' << shown << ' ' << state << std::endl;
+    std::string line;
+    return static_cast<bool>(std::getline(std::cin, line));
+}
+
+int scrubAround(PlaybackController& controller, std::uint64_t seed, int count) {
+    RandomChoices choices(seed);
+    const double frame = 1 / controller.fps();
+    const auto last = static_cast<std::uint32_t>(controller.duration() * 1000) - 1;
+    for (int i = 0; i < count; ++i) {
+        double target = choices.below(last) / 1000.0 + 0.0005;
+        // Of a frame's very edges either side is right.
+        const double inside = std::fmod(target, frame);
+        if (inside < 0.002 || inside > frame - 0.002) target += 0.004;
+        controller.beginScrub();
+        controller.seek(target);
+        if (!waitFor([&] {
+                const double shown = controller.previewShownTime();
+                return shown >= 0 && shown <= target + 0.0011 && shown > target - frame - 0.0005;
+            }))
+            return 5;
+        wait(60);
+        if (!goesOn(target, nearestTicks(controller.previewShownTime()), 2)) return 0;
+        controller.endScrub(target, false);
+        if (!waitFor([&] { return !controller.isSeeking(); })) return 4;
+        const Ticks settled = controller.settledPts();
+        waitUntilStill(controller);
+        if (!goesOn(target, settled, 0)) return 0;
+    }
+    return 0;
+}
+
+int run(const wchar_t* path, std::uint64_t seed, int count, bool scrubs) {
     const ComApartment apartment(COINIT_APARTMENTTHREADED);
     if (FAILED(startMedia(registerMp4Source))) return 2;
     const HWND window =
@@ -96,7 +132,8 @@ int run(const wchar_t* path, std::uint64_t seed, int count) {
         PlaybackController controller;
         if (SUCCEEDED(controller.open(path, false, window, window)) &&
             waitFor([] { return ready; }) && waitFor([&] { return controller.enginePresented(); }))
-            code = seekAround(controller, seed, count);
+            code =
+                scrubs ? scrubAround(controller, seed, count) : seekAround(controller, seed, count);
     }
     DestroyWindow(window);
     if (endAllScans()) stopMedia();
@@ -107,6 +144,7 @@ int run(const wchar_t* path, std::uint64_t seed, int count) {
 } // namespace velkantrix
 
 int wmain(int count, wchar_t** words) {
-    if (count != 4) return 1;
-    return velkantrix::run(words[1], std::wcstoull(words[2], nullptr, 10), _wtoi(words[3]));
+    const bool scrubs = count == 5 && std::wstring(words[4]) == L"scrub";
+    if (count != 4 && !scrubs) return 1;
+    return velkantrix::run(words[1], std::wcstoull(words[2], nullptr, 10), _wtoi(words[3]), scrubs);
 }
