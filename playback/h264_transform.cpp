@@ -191,7 +191,7 @@ HRESULT H264Transform::pull(ComPtr<IMFSample>& picture) {
         const auto events = ComPtr<IMFCollection>::adopt(buffer.pEvents);
         if (result == MF_E_TRANSFORM_STREAM_CHANGE) {
             if (++changes > MOST_STREAM_CHANGES) return result;
-            RETURN_IF_FAILED(setOutputType());
+            if (FAILED(setOutputType())) return E_NOTIMPL;
             continue;
         }
         if (result == MF_E_SAMPLEALLOCATOR_EMPTY) {

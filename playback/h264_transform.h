@@ -55,8 +55,8 @@ public:
     [[nodiscard]] HRESULT drain();
 
     // The next picture. MF_E_TRANSFORM_NEED_MORE_INPUT: there is none. MF_E_SAMPLEALLOCATOR_EMPTY:
-    // there is no room for it, and waiting a little didn't help. E_NOTIMPL: this decoder wants
-    // memory from its caller, and so can't use textures.
+    // there is no room for it, and waiting a little didn't help. E_NOTIMPL: this decoder can't be
+    // used for this stream; it wants memory from its caller, or has no NV12 any more.
     [[nodiscard]] HRESULT pull(ComPtr<IMFSample>& picture);
 
     // Where the picture lies; fails when it isn't in a texture.
