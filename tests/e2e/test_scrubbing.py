@@ -10,7 +10,7 @@ import pytest
 from test_pictures import DRIVER, LONG, RATES, frame_at
 from window import LOGGED, LONGEST_WAIT, pixel, screen
 
-NAMES = ["numbered-25-1-0", "numbered-2997-30-3-fragmented", "numbered-60-250-3"]
+NAMES = ["numbered-25-1-0", "numbered-2997-30-3-fragmented", "numbered-2997-30-3-fragmented-late", "numbered-60-250-3"]
 SCRUBS = 100 if LONG else 12
 WM_SIZE = 5
 

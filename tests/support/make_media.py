@@ -38,19 +38,17 @@ NUMBERED_RATES = (("25", "25"), ("2997", "30000/1001"), ("60", "60"))
 NUMBERED = {f"numbered-{name}-{keyint}-{bframes}": numbered(rate, keyint, bframes)
             for name, rate in NUMBERED_RATES
             for keyint in (30, 250) for bframes in (0, 3)}
-# More of them, and all of them in fragments, for scrubs; those of keyframes alone have no index. Unless there is
-# time for all, a few.
+# More of them for scrubs: those of keyframes alone have no index; in fragments without an edit list the first picture
+# isn't at 0. Unless there is time for all, a few.
 MORE_NUMBERED = {f"numbered-{name}-{keyint}-{bframes}": numbered(rate, keyint, bframes)
                  for name, rate in NUMBERED_RATES
                  for keyint, counts in ((1, (0,)), (30, (1, 2, 4)), (250, (1, 2, 4))) for bframes in counts}
-FRAGMENTED_NUMBERED = {
-    f"{name}-fragmented": f"-i FOLDER/{name}.mp4 -c copy -movflags +frag_keyframe+empty_moov+default_base_moof"
+FRAGMENTS_FOR_SCRUBS = {
+    f"{name}-fragmented-late": f"-i FOLDER/{name}.mp4 -c copy -movflags +frag_keyframe+empty_moov+default_base_moof"
     for name in (*NUMBERED, *MORE_NUMBERED)}
-USUAL_FOR_SCRUBS = ("numbered-25-1-0", "numbered-2997-30-3-fragmented")
-FOR_SCRUBS = {name: recipe for name, recipe in {**MORE_NUMBERED, **FRAGMENTED_NUMBERED}.items()
+USUAL_FOR_SCRUBS = ("numbered-25-1-0", "numbered-2997-30-3-fragmented-late")
+FOR_SCRUBS = {name: recipe for name, recipe in {**MORE_NUMBERED, **FRAGMENTS_FOR_SCRUBS}.items()
               if "VELKANTRIX_LONG" in os.environ or name in USUAL_FOR_SCRUBS}
-
-
 
 # The same pictures, in a file of fragments whose edit list puts the first one at 0.
 FRAGMENTED_NUMBERED = {f"{name}-fragmented": f"-i FOLDER/{name}.mp4 -c copy -movflags "

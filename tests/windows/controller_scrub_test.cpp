@@ -153,6 +153,7 @@ TEST_P(PreviewAndEngine, ShowTheSamePicture) {
 
 INSTANTIATE_TEST_SUITE_P(Recordings, PreviewAndEngine,
                          testing::Values(L"numbered-2997-30-3", L"numbered-2997-30-3-fragmented",
+                                         L"numbered-2997-30-3-fragmented-late",
                                          L"numbered-60-250-3", L"numbered-25-1-0"));
 
 class ScriptedScrub : public ControllerEngineTest {

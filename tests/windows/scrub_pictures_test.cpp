@@ -36,7 +36,9 @@ std::vector<Recording> allRecordings() {
                 const std::wstring stem = L"numbered-" + std::wstring(name) + L"-" +
                                           std::to_wstring(group) + L"-" + std::to_wstring(b);
                 all.push_back({stem, fps, group});
-                all.push_back({stem + L"-fragmented", fps, group});
+                all.push_back({stem + L"-fragmented-late", fps, group});
+                if (group > 1 && (b == 0 || b == 3))
+                    all.push_back({stem + L"-fragmented", fps, group});
             }
     return all;
 }
@@ -49,7 +51,8 @@ std::vector<Recording> someRecordings() {
             {L"numbered-25-30-0", 25, 30},
             {L"numbered-2997-30-3", 30000.0 / 1001, 30},
             {L"numbered-60-250-3", 60, 250},
-            {L"numbered-2997-30-3-fragmented", 30000.0 / 1001, 30}};
+            {L"numbered-2997-30-3-fragmented", 30000.0 / 1001, 30},
+            {L"numbered-2997-30-3-fragmented-late", 30000.0 / 1001, 30}};
 }
 
 class ScrubPictures : public ScrubTest, public testing::WithParamInterface<Recording> {
