@@ -12,15 +12,6 @@
 namespace velkantrix {
 namespace {
 
-// Of a number of units, of which there are `scale` in a second.
-Ticks ticksOf(std::int64_t units, std::uint32_t scale) {
-    const auto unitsPerSecond = std::int64_t{scale};
-    constexpr std::int64_t MOST_SECONDS = INT64_MAX / TICKS_PER_SECOND;
-    const std::int64_t seconds = std::clamp(units / unitsPerSecond, -MOST_SECONDS, MOST_SECONDS);
-    return addTicks(seconds * TICKS_PER_SECOND,
-                    units % unitsPerSecond * TICKS_PER_SECOND / unitsPerSecond);
-}
-
 // The last unit that has begun at a time.
 std::int64_t unitsAt(Ticks time, std::uint32_t scale) {
     constexpr double MOST = 4e18;
@@ -53,7 +44,7 @@ bool ScrubSamples::openPlain() {
 }
 
 Ticks ScrubSamples::shownTime(std::int64_t pts) const {
-    return ticksOf(addTicks(pts, plain_.editOffset()), plain_.timescale());
+    return ticksFromUnits(addTicks(pts, plain_.editOffset()), plain_.timescale());
 }
 
 // From a keyframe's time in the table to the one at which it is shown, in seconds.
@@ -151,7 +142,7 @@ bool ScrubSamples::readPlain(const PlainSample& place, ScrubSample& sample) {
                     sample.data);
     if (withSets) needParameterSets_ = false;
     sample.pts = shownTime(place.pts);
-    sample.duration = ticksOf(shownFor(place), plain_.timescale());
+    sample.duration = ticksFromUnits(shownFor(place), plain_.timescale());
     sample.sync = place.sync;
     return true;
 }
@@ -171,8 +162,8 @@ WalkOutcome ScrubSamples::nextOfFragments(ScrubSample& sample) {
             return WalkOutcome::Failed;
         }
         sample.data = std::move(fragmentSample_.data);
-        sample.pts = ticksOf(fragmentSample_.pts, fragments_.timescale());
-        sample.duration = ticksOf(fragmentSample_.duration, fragments_.timescale());
+        sample.pts = ticksFromUnits(fragmentSample_.pts, fragments_.timescale());
+        sample.duration = ticksFromUnits(fragmentSample_.duration, fragments_.timescale());
         sample.sync = fragmentSample_.keyframe;
         return WalkOutcome::Sample;
     }
