@@ -22,17 +22,25 @@ std::int64_t unitsAt(Ticks time, std::uint32_t scale) {
 } // namespace
 
 const VideoTrackIndex& ScrubSamples::index() const {
-    return fragmentsOpening_ == Opening::Open ? fragments_.index() : index_;
+    return index_.fragmented ? fragments_.index() : index_;
 }
 
 bool ScrubSamples::open(const FilePath& path) {
     path_ = path;
     index_ = LoadVideoTrackIndex(path);
-    if (!index_.valid || index_.avcConfig.empty()) return false;
+    if (!index_.valid || index_.avcConfig.empty() || !index_.shownAsCoded) return false;
     try {
         if (!AvcConfigToAnnexB(index_.avcConfig, parameterSets_, nalLengthSize_)) return false;
     } catch (const std::bad_alloc&) { return false; }
-    return index_.fragmented || openPlain();
+    return index_.fragmented ? openFragments() : openPlain();
+}
+
+// As the program's own media source does: where that leaves the file to the system's, the engine's
+// times may be others, and pictures may lie where no table leads.
+bool ScrubSamples::openFragments() {
+    if (index_.hasSamplesInMoov || !fragments_.Open(path_)) return false;
+    index_.randomAccess = RandomAccessTable(); // fragments_ has it
+    return fragments_.tableBeginsWithTrack();
 }
 
 bool ScrubSamples::openPlain() {
@@ -73,7 +81,7 @@ bool ScrubSamples::keyframeAt(double seconds, ScrubSample& sample) {
 }
 
 bool ScrubSamples::begin(Ticks time) {
-    return index().fragmented ? seekFragments(time) : seekPlain(time);
+    return index().fragmented ? fragments_.Seek(secondsOf(time)) : seekPlain(time);
 }
 
 bool ScrubSamples::seekPlain(Ticks time) {
@@ -105,15 +113,6 @@ std::int64_t ScrubSamples::shownFor(const PlainSample& place) const {
         return following_ ? subtractTicks(*following_, place.pts) : place.duration;
     }
     return std::min<std::int64_t>(place.duration, subtractTicks(*picture_, place.pts));
-}
-
-bool ScrubSamples::seekFragments(Ticks time) {
-    if (fragmentsOpening_ == Opening::NotTried) {
-        const bool opened = fragments_.Open(path_);
-        fragmentsOpening_ = opened ? Opening::Open : Opening::Failed;
-        if (opened) index_.randomAccess = RandomAccessTable();
-    }
-    return fragmentsOpening_ == Opening::Open && fragments_.Seek(secondsOf(time));
 }
 
 WalkOutcome ScrubSamples::next(ScrubSample& sample) {
@@ -148,7 +147,6 @@ bool ScrubSamples::readPlain(const PlainSample& place, ScrubSample& sample) {
 }
 
 WalkOutcome ScrubSamples::nextOfFragments(ScrubSample& sample) {
-    if (fragmentsOpening_ != Opening::Open) return WalkOutcome::Failed;
     while (true) {
         fragments_.ReadNextSample(fragmentSample_);
         switch (fragments_.outcome()) {

@@ -29,7 +29,8 @@ struct ScrubSample {
 
 class ScrubSamples {
 public:
-    // False when there is no index of a video track, or the track isn't H.264.
+    // False when there is no index of a video track, the track isn't H.264 or is shown otherwise
+    // than coded, or its table doesn't lead to all of it.
     [[nodiscard]] bool open(const FilePath& path);
 
     [[nodiscard]] std::uint32_t width() const { return index().width; } // coded; 0 when not stated
@@ -52,19 +53,19 @@ public:
 
 private:
     bool openPlain();
+    bool openFragments();
     [[nodiscard]] Ticks shownTime(std::int64_t pts) const;
     [[nodiscard]] double keyframeDelay() const;
     bool seekPlain(Ticks time);
     void findPicture(std::int64_t pts);
     [[nodiscard]] std::int64_t shownFor(const PlainSample& place) const;
-    bool seekFragments(Ticks time);
     WalkOutcome nextPlain(ScrubSample& sample);
     WalkOutcome nextOfFragments(ScrubSample& sample);
     bool readPlain(const PlainSample& place, ScrubSample& sample);
     [[nodiscard]] const VideoTrackIndex& index() const;
 
     FilePath path_;
-    VideoTrackIndex index_; // empty once fragments_ has it
+    VideoTrackIndex index_; // of a plain file; a fragmented one's is that of fragments_
     std::vector<std::uint8_t> parameterSets_;
     std::uint32_t nalLengthSize_ = 0;
 
@@ -77,9 +78,8 @@ private:
     std::optional<std::int64_t> following_;
     ByteBuffer bytes_;
 
-    // Of a fragmented one: opened when it is first needed, once.
+    // Of a fragmented one.
     FragmentReader fragments_;
-    enum class Opening { NotTried, Open, Failed } fragmentsOpening_ = Opening::NotTried;
     ReaderSample fragmentSample_;
 };
 

@@ -4,7 +4,7 @@ import re
 import pytest
 from window import EVENT, LOGGED, PRESENT, PROGRAM
 
-RESOURCES = re.compile(r"RAM \d+ MB  ·  CPU 0%  ·  DISK (\d+) KB  ·  0 DEPS  ·  0 NET")
+RESOURCES = re.compile(r"RAM \d+ MB  ·  CPU 0%  ·  DISK ([\d.]+) (KB|MB)  ·  0 DEPS  ·  0 NET")
 
 
 @pytest.mark.parametrize("value", [None, "0", "12345678"])
@@ -47,7 +47,9 @@ def test_the_first_line_tells_the_programs_size_and_no_load(start):
     first = next(text for text in window.drawn() if "RAM" in text)
     told = RESOURCES.fullmatch(first)
     assert told, first
-    assert int(told[1]) == round(PROGRAM.stat().st_size / 1024)
+    size = PROGRAM.stat().st_size / 1024
+    assert told[1] == (f"{size:.0f}" if told[2] == "KB" else f"{size / 1024:.1f}")
+    assert told[2] == ("KB" if size < 1024 else "MB")
 
 
 def test_the_line_is_drawn_again_each_second(start):
