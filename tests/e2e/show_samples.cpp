@@ -1,7 +1,7 @@
-// show-samples FILE queues|reader: writes what the program's own media source delivers of a file,
-// a line for each sample: "STREAM TIME DURATION DECODE_TIME FLAGS SIZE CRC32", times in ticks, K
-// for keyframes and D for a discontinuity among the flags, else -. Taken from the source's own
-// queues, or through a source reader. Exit code 1 without that source, 3 when a read failed.
+// show-samples FILE queues|reader [POSITION]: writes what the program's own media source delivers
+// of a file, a line for each sample: "STREAM TIME DURATION DECODE_TIME FLAGS SIZE CRC32", times in
+// ticks, K for keyframes and D for a discontinuity among the flags, else -. Taken from the source's
+// own queues, or through a source reader. Exit code 1 without that source, 3 when a read failed.
 #include <windows.h>
 
 #include <cguid.h>
@@ -46,14 +46,14 @@ void show(DWORD stream, IMFSample* sample) {
     static_cast<void>(buffer->Unlock());
 }
 
-int throughReader(const wchar_t* path) {
+int throughReader(const wchar_t* path, Ticks position) {
     ComPtr<IMFSourceReader> reader;
     if (FAILED(openSourceReader(path, reader)) || liveMp4MediaSources() == 0) return NO_SOURCE;
     for (DWORD stream = 0;; ++stream) {
         BOOL selected = FALSE;
         if (FAILED(reader->GetStreamSelection(stream, &selected))) return 0;
         if (FAILED(selectOnlyStream(reader.get(), stream))) return READ_FAILED;
-        if (FAILED(seekReader(reader.get(), 0))) return READ_FAILED;
+        if (FAILED(seekReader(reader.get(), position))) return READ_FAILED;
         for (DWORD flags = 0; !(flags & MF_SOURCE_READERF_ENDOFSTREAM);) {
             LONGLONG time = 0;
             ComPtr<IMFSample> sample;
@@ -91,13 +91,14 @@ int showStream(IMFMediaSource* source, IMFMediaStream* stream, DWORD number) {
     return 0;
 }
 
-int throughQueues(const wchar_t* path) {
+int throughQueues(const wchar_t* path, Ticks position) {
     ComPtr<IMFMediaSource> source;
     ComPtr<IMFPresentationDescriptor> presentation;
     if (FAILED(createMp4MediaSource(path, SourceSound::Wanted, source))) return NO_SOURCE;
     PROPVARIANT start;
     PropVariantInit(&start);
     start.vt = VT_I8;
+    start.hVal.QuadPart = position;
     DWORD count = 0;
     if (FAILED(source->CreatePresentationDescriptor(presentation.put())) ||
         FAILED(presentation->GetStreamDescriptorCount(&count)) ||
@@ -127,9 +128,10 @@ int throughQueues(const wchar_t* path) {
     return 0;
 }
 
-int run(const wchar_t* path, const std::wstring& way) {
+int run(const wchar_t* path, const std::wstring& way, Ticks position) {
     if (FAILED(startMedia(registerMp4Source))) return NO_SOURCE;
-    const int code = way == L"reader" ? throughReader(path) : throughQueues(path);
+    const int code =
+        way == L"reader" ? throughReader(path, position) : throughQueues(path, position);
     stopMedia();
     return code;
 }
@@ -138,5 +140,6 @@ int run(const wchar_t* path, const std::wstring& way) {
 } // namespace velkantrix
 
 int wmain(int count, wchar_t** words) {
-    return count == 3 ? velkantrix::run(words[1], words[2]) : velkantrix::USAGE;
+    if (count < 3 || count > 4) return velkantrix::USAGE;
+    return velkantrix::run(words[1], words[2], count == 4 ? _wtoi64(words[3]) : 0);
 }

@@ -14,6 +14,7 @@ import make_media  # noqa: E402
 import reference  # noqa: E402
 
 DRIVER = places.BUILD / "tests" / "e2e" / "show-samples.exe"
+PICTURES = DRIVER.with_name("show-pictures.exe")
 NAMES = ["fragmented-b0", "fragmented-b2", "fragmented-b4", "fragmented-base-offset",
          "fragmented-tracks-apart", "fragmented-with-edit-list", "fragmented-video-late", "fragmented-cmaf",
          "fragmented-short", "fragmented-long", "fragmented-one-group", "fragmented-every-frame",
@@ -31,10 +32,10 @@ def files(media):
     return folder
 
 
-def shown(path, way):
+def shown(path, way, position=0):
     """Exit code and samples by stream: (time, duration, decode time, flags, size, CRC-32)."""
-    done = subprocess.run([places.RUN, str(DRIVER), places.windows_path(path), way], capture_output=True, text=True,
-                          timeout=120, check=False)
+    done = subprocess.run([places.RUN, str(DRIVER), places.windows_path(path), way, str(position)],
+                          capture_output=True, text=True, timeout=120, check=False)
     streams = {}
     for line in done.stdout.splitlines():
         stream, time, duration, decode, flags, size, crc = line.split()
@@ -129,6 +130,46 @@ def test_the_samples_are_those_of_ffprobe(files, name):
             assert ("K" in flags) == packet[5]
             if track.handler == "soun":
                 assert (size, crc) == (packet[4], packet[6])
+
+
+def places_of(file, track):
+    """Around the keyframes: in front of all, and before, on and behind the third and the last one."""
+    samples, rebase = from_start(file, track)
+    keys = [ticks(s.pts + rebase, track.timescale) for s in samples if s.key]
+    return sorted({0, 25_000_000, *(max(0, key + by) for key in (keys[2 % len(keys)], keys[-1]) for by in (-1, 0, 1))})
+
+
+@pytest.mark.parametrize("way", ["queues", "reader"])
+@pytest.mark.parametrize("name", ["fragmented-b2", "fragmented-short", "fragmented-with-edit-list"])
+def test_a_start_begins_where_it_should(files, name, way):
+    path = files / f"{name}.mp4"
+    file = boxes.File(path)
+    for position in places_of(file, file.first("vide")):
+        code, streams = shown(path, way, position)
+        assert code == 0
+        for stream, track in enumerate(streams_of(file)):
+            samples, rebase = from_start(file, track)
+            begins = [ticks(s.pts + rebase, track.timescale) for s in samples]
+            ends = [ticks(s.pts + s.duration + rebase, track.timescale) for s in samples]
+            if track.handler == "vide":
+                keys = [i for i, s in enumerate(samples) if s.key]
+                first = ([i for i in keys if begins[i] <= position] or keys)[-1 if begins[keys[0]] <= position else 0]
+            else:
+                first = next((i for i, end in enumerate(ends) if end > position), len(samples))
+            found = [line[0] for line in streams.get(stream, [])]
+            assert found == begins[first:], f"stream {stream} from {position}"
+
+
+@pytest.mark.parametrize("own_source", ["1", "0"])
+def test_the_environment_chooses_who_reads(cut, media, tmp_path, monkeypatch, own_source):
+    monkeypatch.setenv("VELKANTRIX_MP4SRC", own_source)
+    monkeypatch.setenv("RIG_LOG", "1")
+    said = "a source of the program's own"
+    done = cut(media / "fragmented.mp4", tmp_path / "cut.mp4", "2-6")
+    assert (said in done.stderr) == (own_source == "1")
+    words = [places.RUN, str(PICTURES), places.windows_path(media / "fragmented.mp4"), "1", "1"]
+    done = subprocess.run(words, cwd=tmp_path, input="\n" * 10, capture_output=True, text=True, timeout=120, check=True)
+    assert (said in done.stderr) == (own_source == "1")
 
 
 @pytest.mark.parametrize("name", DECLINED)

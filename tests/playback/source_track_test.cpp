@@ -359,8 +359,7 @@ TEST(IsPlainAac, OnlyWhatDecodersOfAacTake) {
         return isPlainAac(sound);
     };
     for (const int type : {0x40, 0x66, 0x67, 0x68}) EXPECT_TRUE(kind(type, {0x12, 0x10}));
-    for (const int type : {0, 0x65, 0x69, 0x6B, 0xDD, 0xA5})
-        EXPECT_FALSE(kind(type, {0x12, 0x10}));
+    for (const int type : {0, 0x65, 0x69, 0x6B, 0xDD, 0xA5}) EXPECT_FALSE(kind(type, {0x12, 0x10}));
     EXPECT_TRUE(kind(0x40, {0x2B}));  // with spectral band replication
     EXPECT_TRUE(kind(0x40, {0xEB}));  // with parametric stereo
     EXPECT_FALSE(kind(0x40, {0x0A})); // main

@@ -1,6 +1,8 @@
 // Commands in any order, from several threads, on good files and on broken ones: whatever comes of
 // them, nothing crashes, hangs or stays behind.
+#include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <thread>
 
 #include "tests/support/mp4_files.h"
@@ -152,6 +154,34 @@ TEST_F(MediaSourceRandomTest, CommandsInAnyOrderFromTwoThreads) {
         presentation.reset();
         ASSERT_TRUE(waitFor([] { return liveMp4MediaSources() == 0; })) << "seed " << seed;
     }
+}
+
+// What fuzzers start from, and some of what they have found interesting, where they have run: with
+// VELKANTRIX_LONG all of it.
+TEST_F(MediaSourceRandomTest, TheFuzzersFilesEndOrFail) {
+    const std::wstring seeds = folderOf(L"VELKANTRIX_SEEDS");
+    const std::wstring corpus = folderOf(L"VELKANTRIX_CORPUS");
+    std::vector<std::wstring> paths;
+    for (const std::wstring& name : filesIn(seeds)) paths.push_back(seeds + L"\\" + name);
+    ASSERT_GT(paths.size(), 5U);
+    const std::vector<std::wstring> found = filesIn(corpus);
+    const std::size_t step =
+        std::getenv("VELKANTRIX_LONG") ? 1 : std::max<std::size_t>(1, found.size() / 200);
+    for (std::size_t i = 0; i < found.size(); i += step) paths.push_back(corpus + L"\\" + found[i]);
+    int opened = 0;
+    for (const std::wstring& path : paths) {
+        const HRESULT result = open(path);
+        if (FAILED(result)) {
+            EXPECT_EQ(result, MF_E_UNSUPPORTED_BYTESTREAM_TYPE);
+            continue;
+        }
+        ++opened;
+        ASSERT_TRUE(readAll());
+        ASSERT_EQ(source->Shutdown(), S_OK);
+        source.reset();
+        ASSERT_TRUE(waitFor([] { return liveMp4MediaSources() == 0; }));
+    }
+    EXPECT_GT(opened, 0);
 }
 
 TEST_F(MediaSourceRandomTest, FilesWithSpoiledBytesEndOrFail) {

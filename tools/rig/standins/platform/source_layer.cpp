@@ -154,6 +154,7 @@ Com<IUnknown> layerOver(Com<IUnknown> source) {
     Com<IMFMediaSource> real;
     if (!source || FAILED(source->QueryInterface(IID_IMFMediaSource, real.putVoid())))
         return source;
+    log("a source of the program's own");
     return Com<IUnknown>::own(static_cast<IMFMediaSource*>(new SourceLayer(std::move(real))));
 }
 

@@ -1,5 +1,5 @@
-// source_layer.h: a layer over a media source of the program's own, for what Wine 10's source reader
-// does otherwise than Windows' with such a source:
+// source_layer.h: a layer over a media source of the program's own, for what Wine 10's source
+// reader does otherwise than Windows' with such a source:
 //  - once a stream was deselected, it starts the source at its present position before every single
 //    read, though nothing has changed. Those starts don't reach the program's source here;
 //  - it doesn't know MEError, and waits for ever. Here all streams end as well, and the layer over
