@@ -25,8 +25,9 @@ std::string problemOf(SourceTrack& track) {
             if (read != TrackRead::Sample) break;
             if (sample.data.empty()) return "a sample with nothing in it";
             if (sample.duration < 0) return "a sample of a negative duration";
+            // Both are cut to whole ticks, so their sum may be one short.
             const bool isSound = !track.reader().annexB();
-            if (isSound && first && addTicks(sample.time, sample.duration) <= position)
+            if (isSound && first && addTicks(sample.time, sample.duration) < position)
                 return "sound from before the position";
             first = false;
         }

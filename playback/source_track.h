@@ -80,8 +80,9 @@ private:
 // bytes that say "raw, profile unknown", then the AudioSpecificConfig (ISO/IEC 14496-3).
 std::vector<std::uint8_t> aacUserData(const std::vector<std::uint8_t>& audioConfig);
 
-// Samples that a start may pass over: a month of sound.
-inline constexpr std::uint64_t MAX_PASSED_SAMPLES = std::uint64_t{1} << 27;
+// Samples that a start may pass over on the way from a table's entry to its position: a day of
+// sound.
+inline constexpr std::uint64_t MAX_PASSED_SAMPLES = std::uint64_t{1} << 22;
 // Samples in a row with nothing in them. A run of 2^32 takes a broken file a few bytes.
 inline constexpr std::uint32_t MAX_EMPTY_SAMPLES = 1u << 16;
 
