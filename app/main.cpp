@@ -21,9 +21,8 @@
 #include "platform/library.h"
 #include "platform/media_startup.h"
 #include "platform/threads.h"
-#include "playback/audio_peaks.h"
 #include "playback/byte_stream_handler.h"
-#include "playback/end_scan.h"
+#include "playback/media_end.h"
 
 namespace velkantrix {
 namespace {
@@ -104,9 +103,7 @@ void run(HINSTANCE instance, int show) {
     bindHosts();
     registerWindowClasses(instance);
     if (const HWND window = createMainWindow(instance)) showAndServe(window, show, path);
-    // What is still reading would lose the ground under its feet; the process ends anyway.
-    const bool scansEnded = endAllScans();
-    if (scansEnded && !audioPeaksRun()) stopMedia(); // the window has stopped the analysis
+    endMedia();
     if (SUCCEEDED(apartment)) CoUninitialize();
 }
 

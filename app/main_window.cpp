@@ -99,7 +99,7 @@ void onDestroy(HWND window) {
     KillTimer(window, TICK_TIMER);
     KillTimer(window, DIAGNOSTICS_TIMER);
     unbindExportJob();
-    endAudioPeaks();
+    static_cast<void>(endAudioPeaks()); // asked again when the process ends
     ui().playback.reset();
     releasePaintBuffers();
     deleteFonts();

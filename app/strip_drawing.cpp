@@ -1,7 +1,6 @@
 #include "app/strip_drawing.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <vector>
 
@@ -166,10 +165,7 @@ std::uint64_t stripKey(const StripState& state) {
     key.add(state.dpi);
     key.add(state.selectedClip);
     key.add(state.selectedCut);
-    key.add(state.peakGeneration);
-    key.add(std::uint64_t{state.peaks.size()});
-    // When all are complete, sound that is longer than the source still raises the last.
-    key.add(std::uint64_t{std::bit_cast<std::uint32_t>(lastPeak(state.peaks))});
+    key.add(state.peaksVersion);
     key.addTime(state.sourceDuration);
     key.add(state.renamedClip + 1);
     key.add(std::uint64_t{state.clips->size()});

@@ -18,11 +18,11 @@ struct StripState {
     std::int32_t dpi = 96;
     const ClipList* clips = nullptr; // never null when drawn
     std::int32_t selectedClip = -1;
-    std::int32_t selectedCut = -1; // named by the clip that ends at it
-    std::int32_t renamedClip = -1; // its name is in the field over it
-    std::span<const float> peaks;  // 0 to 1; those that are complete
-    std::uint64_t peakGeneration = 0;
-    double sourceDuration = 0; // seconds
+    std::int32_t selectedCut = -1;  // named by the clip that ends at it
+    std::int32_t renamedClip = -1;  // its name is in the field over it
+    std::span<const float> peaks;   // 0 to 1; those that are complete
+    std::uint64_t peaksVersion = 0; // another one whenever they are others
+    double sourceDuration = 0;      // seconds
 };
 
 // Two states with the same key look the same.

@@ -46,6 +46,7 @@ std::optional<PixelRect> videoOnScreen() {
 
 StripState stripState(const PixelRect& track) {
     const EditState& edit = editState();
+    const std::uint64_t version = peaksVersion(); // first: what comes behind it is drawn later
     return {.track = track,
             .dpi = ui().dpi,
             .clips = &edit.clips,
@@ -53,7 +54,7 @@ StripState stripState(const PixelRect& track) {
             .selectedCut = edit.rollCutIndex,
             .renamedClip = renameState().target,
             .peaks = validAudioPeaks(),
-            .peakGeneration = peakGeneration(),
+            .peaksVersion = version,
             .sourceDuration = edit.duration};
 }
 
@@ -92,6 +93,15 @@ void draw(HDC dc, const StripState& strip) {
     carryOut(dc, drawing);
 }
 
+// No pixel beside the track, as when it is copied from the picture.
+void drawOnTrack(HDC dc, const StripState& strip) {
+    const PixelRect& track = strip.track;
+    SaveDC(dc);
+    IntersectClipRect(dc, track.left, track.top, track.right, track.bottom);
+    draw(dc, strip);
+    RestoreDC(dc, -1);
+}
+
 // From the picture that is kept, unless a drag changes the clips with each of its steps.
 void paintStrip(HDC dc, const WindowState& window) {
     const StripState& strip = window.strip;
@@ -99,7 +109,7 @@ void paintStrip(HDC dc, const WindowState& window) {
     BackBuffer& buffer = backBuffer();
     if (window.cutDrag ||
         !fitPaintLayer(dc, buffer.strip, window.client.width, window.client.height))
-        return draw(dc, strip);
+        return drawOnTrack(dc, strip);
     const std::uint64_t key = stripKey(strip);
     if (buffer.stripKey != key) {
         draw(buffer.strip.dc.get(), strip);

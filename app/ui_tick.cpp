@@ -2,8 +2,6 @@
 
 #include <cmath>
 
-#include "playback/peak_table.h"
-
 namespace velkantrix {
 namespace {
 
@@ -72,10 +70,9 @@ TickChange noteTime(TickMemory& memory, double time, bool playing) {
     return change;
 }
 
-bool notePeaks(TickMemory& memory, std::span<const float> peaks) {
-    const bool changed = peaks.size() != memory.peakCount || lastPeak(peaks) != memory.lastPeak;
-    memory.peakCount = peaks.size();
-    memory.lastPeak = lastPeak(peaks);
+bool notePeaks(TickMemory& memory, std::uint64_t version) {
+    const bool changed = version != memory.peaksVersion;
+    memory.peaksVersion = version;
     return changed;
 }
 

@@ -4,10 +4,8 @@
 // Seconds are those of the source, milliseconds those of the system's tick count. UI thread.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <span>
 
 #include "edit/segment.h"
 
@@ -67,10 +65,9 @@ std::int32_t followedSelection(std::int32_t selected, std::int32_t playedBefore,
 struct TickMemory {
     double paintedTime = 0;
     bool wasPlaying = false;
-    std::int32_t playedClip = -1; // at the last tick
-    double jumpedTo = -1;         // where playing went on last, until it is there
-    std::size_t peakCount = 0;    // of the waveform, that are drawn or about to be
-    float lastPeak = 0;
+    std::int32_t playedClip = -1;   // at the last tick
+    double jumpedTo = -1;           // where playing went on last, until it is there
+    std::uint64_t peaksVersion = 0; // of the waveform that is drawn or about to be
 };
 struct TickChange {
     bool anything = false;       // the strip is drawn again, the fade applied
@@ -78,8 +75,8 @@ struct TickChange {
 };
 TickChange noteTime(TickMemory& memory, double time, bool playing);
 
-// Whether the waveform has grown: the strip is drawn again.
-bool notePeaks(TickMemory& memory, std::span<const float> peaks);
+// Whether the waveform has changed: the strip is drawn again.
+bool notePeaks(TickMemory& memory, std::uint64_t version);
 
 // The period that the tick is to have, when it isn't the one that it has. A job's isn't touched.
 struct TickNeeds {

@@ -35,7 +35,7 @@ void tickTransport() {
 }
 
 void tickPeaks() {
-    if (notePeaks(ui().tickMemory, validAudioPeaks())) repaintTimeline();
+    if (notePeaks(ui().tickMemory, peaksVersion())) repaintTimeline();
 }
 
 void tickReveal(bool playing) {

@@ -2,7 +2,6 @@
 // "bare" it reads the same samples and looks at none of them: what a reader takes by itself.
 #include <windows.h>
 
-#include <mfapi.h>
 #include <mfidl.h>
 #include <mfreadwrite.h>
 
@@ -14,6 +13,9 @@
 #include "platform/media_startup.h"
 #include "platform/mf_util.h"
 #include "playback/audio_peaks.h"
+#include "playback/byte_stream_handler.h"
+#include "playback/media_end.h"
+#include "playback/peak_reader.h"
 #include "playback/peak_table.h"
 
 namespace velkantrix {
@@ -21,14 +23,8 @@ namespace {
 
 HRESULT readAll(const wchar_t* path) {
     ComPtr<IMFSourceReader> reader;
-    ComPtr<IMFMediaType> type;
     RETURN_IF_FAILED(openSourceReader(path, reader));
-    RETURN_IF_FAILED(selectOnlyStream(reader.get(), FIRST_AUDIO));
-    RETURN_IF_FAILED(MFCreateMediaType(type.put()));
-    RETURN_IF_FAILED(type->SetGUID(MF_MT_MAJOR_TYPE, MFMediaType_Audio));
-    RETURN_IF_FAILED(type->SetGUID(MF_MT_SUBTYPE, MFAudioFormat_PCM));
-    RETURN_IF_FAILED(type->SetUINT32(MF_MT_AUDIO_BITS_PER_SAMPLE, 16));
-    RETURN_IF_FAILED(reader->SetCurrentMediaType(FIRST_AUDIO, nullptr, type.get()));
+    RETURN_IF_FAILED(chooseSound(reader.get()));
     for (DWORD flags = 0; !(flags & MF_SOURCE_READERF_ENDOFSTREAM);) {
         ComPtr<IMFSample> sample;
         LONGLONG time = 0;
@@ -45,11 +41,9 @@ bool findPeaks(const wchar_t* path, double duration) {
 
 int run(const wchar_t* path, double duration, bool bare) {
     const ComApartment apartment(COINIT_MULTITHREADED);
-    if (FAILED(startMedia())) return 1;
+    if (FAILED(startMedia(registerMp4Source))) return 1;
     const bool done = bare ? SUCCEEDED(readAll(path)) : findPeaks(path, duration);
-    endAudioPeaks();
-    stopMedia();
-    return done ? 0 : 1;
+    return endMedia() && done ? 0 : 1;
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 
 #include <exception>
 #include <memory>
+#include <new>
 #include <utility>
 
 namespace velkantrix {
@@ -19,8 +20,9 @@ unsigned __stdcall runBody(void* given) {
 
 } // namespace
 
-UniqueThread startThread(Body body) {
-    Body* const given = std::make_unique<Body>(std::move(body)).release(); // the thread's
+UniqueThread startThread(Body body) noexcept {
+    Body* const given = new (std::nothrow) Body(std::move(body)); // the thread's
+    if (!given) return {};
     UniqueThread thread(
         reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, runBody, given, 0, nullptr)));
     if (!thread) std::unique_ptr<Body>(given).reset();

@@ -21,10 +21,12 @@ struct ThreadHandleTraits {
 // A thread that may have ended. Without its handle it runs on.
 using UniqueThread = UniqueHandle<ThreadHandleTraits>;
 
-// Runs `body` on a thread of its own, which goes when it is done. None when it can't be started.
-[[nodiscard]] UniqueThread startThread(std::function<void()> body);
+// Runs `body` on a thread of its own, which goes when it is done. None when it can't be started, or
+// when there is no memory for it: then `body` has been let go of.
+[[nodiscard]] UniqueThread startThread(std::function<void()> body) noexcept;
 
-// Waits until the thread has ended, which no thread has: true at once. False after `milliseconds`.
+// Waits until the thread has ended. Without a thread there is nothing to wait for: true at once.
+// False when it still runs after `milliseconds`.
 [[nodiscard]] bool waitForEnd(const UniqueThread& thread, DWORD milliseconds);
 
 // Like startThread, but a thread that can't be started ends the process.

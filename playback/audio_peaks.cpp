@@ -4,34 +4,41 @@
 
 #include <windows.h>
 
-#include <mfapi.h>
 #include <mfidl.h>
 #include <mfreadwrite.h>
 
 #include <atomic>
-#include <cstddef>
 #include <memory>
+#include <new>
 #include <vector>
 
 #include "base/com_ptr.h"
 #include "platform/com.h"
-#include "platform/hresult.h"
 #include "platform/mf_util.h"
 #include "platform/threads.h"
 #include "playback/peak_analysis.h"
+#include "playback/peak_reader.h"
 #include "playback/peak_table.h"
 
 namespace velkantrix {
 namespace {
 
-constexpr DWORD LONGEST_WAIT = 1000; // milliseconds, for a worker that was told to stop
-constexpr UINT32 SAMPLE_BITS = 16;
-
 // Workers that aren't waited for any more outlive everything else here.
 constinit std::atomic<std::int32_t> audioPeaksGeneration{0}; // written by the UI thread
 constinit std::atomic<std::int32_t> runningWorkers{0};
 
+// One of the workers that run, for as long as it lives.
+class CountedWorker {
+public:
+    CountedWorker() { ++runningWorkers; }
+    ~CountedWorker() { --runningWorkers; }
+    CountedWorker(const CountedWorker&) = delete;
+    CountedWorker& operator=(const CountedWorker&) = delete;
+};
+
+// Goes with its worker, or with the attempt to start one.
 struct PeakJob {
+    CountedWorker counted; // first: it counts until all else has gone
     std::wstring path;
     double duration = 0; // seconds
     std::int32_t generation = 0;
@@ -49,89 +56,57 @@ PeakState& peakState() {
     return state;
 }
 
-HRESULT openForSound(const wchar_t* path, ComPtr<IMFSourceReader>& reader) {
-    RETURN_IF_FAILED(openSourceReader(path, reader));
-    RETURN_IF_FAILED(selectOnlyStream(reader.get(), FIRST_AUDIO));
-    ComPtr<IMFMediaType> type;
-    RETURN_IF_FAILED(MFCreateMediaType(type.put()));
-    RETURN_IF_FAILED(type->SetGUID(MF_MT_MAJOR_TYPE, MFMediaType_Audio));
-    RETURN_IF_FAILED(type->SetGUID(MF_MT_SUBTYPE, MFAudioFormat_PCM));
-    RETURN_IF_FAILED(type->SetUINT32(MF_MT_AUDIO_BITS_PER_SAMPLE, SAMPLE_BITS));
-    return reader->SetCurrentMediaType(FIRST_AUDIO, nullptr, type.get());
-}
-
-PcmFormat currentFormat(IMFSourceReader* reader) {
-    ComPtr<IMFMediaType> type;
-    if (FAILED(reader->GetCurrentMediaType(FIRST_AUDIO, type.put()))) return {};
-    return usableFormat(
-        {.rate = MFGetAttributeUINT32(type.get(), MF_MT_AUDIO_SAMPLES_PER_SECOND, 0),
-         .channels = MFGetAttributeUINT32(type.get(), MF_MT_AUDIO_NUM_CHANNELS, 0)});
-}
-
-HRESULT addSample(IMFSample* sample, PeakFiller& filler) {
-    ComPtr<IMFMediaBuffer> buffer;
-    RETURN_IF_FAILED(sample->ConvertToContiguousBuffer(buffer.put()));
-    BYTE* bytes = nullptr;
-    DWORD length = 0;
-    RETURN_IF_FAILED(buffer->Lock(&bytes, nullptr, &length));
-    filler.add(std::as_bytes(std::span(bytes, length)));
-    ignoreResult(buffer->Unlock(), "it has been read");
-    return S_OK;
-}
-
-PeakRead readNext(IMFSourceReader* reader, PeakFiller& filler) {
-    DWORD flags = 0;
-    LONGLONG time = 0;
-    ComPtr<IMFSample> sample;
-    if (FAILED(reader->ReadSample(FIRST_AUDIO, 0, nullptr, &flags, &time, sample.put())) ||
-        (flags & MF_SOURCE_READERF_ERROR) != 0)
-        return PeakRead::Failed;
-    if ((flags & MF_SOURCE_READERF_ENDOFSTREAM) != 0) return PeakRead::Ended;
-    if ((flags & MF_SOURCE_READERF_CURRENTMEDIATYPECHANGED) != 0) {
-        const PcmFormat format = currentFormat(reader);
-        if (format.rate == 0) return PeakRead::Failed;
-        filler.changeFormat(format);
-    }
-    if (!sample) return PeakRead::GoesOn;
-    filler.continueAt(time);
-    // Without its sound all that comes behind it would be shown too early.
-    return SUCCEEDED(addSample(sample.get(), filler)) ? PeakRead::GoesOn : PeakRead::Failed;
+// Asked before each step that may take long.
+bool isWanted(const PeakJob& job) {
+    return job.generation == audioPeaksGeneration;
 }
 
 void analyse(const PeakJob& job) {
     const ComApartment apartment(COINIT_MULTITHREADED);
     ComPtr<IMFSourceReader> reader;
-    if (FAILED(openForSound(job.path.c_str(), reader))) return;
-    const PcmFormat format = currentFormat(reader.get());
+    if (!isWanted(job) || FAILED(openSourceReader(job.path.c_str(), reader))) return;
+    if (!isWanted(job) || FAILED(chooseSound(reader.get()))) return;
+    const PcmFormat format = soundFormat(reader.get());
     if (format.rate == 0) return;
     PeakFiller filler(*job.table, format, job.duration);
-    analysePeaks(filler, {.isWanted = [&] { return job.generation == audioPeaksGeneration; },
+    analysePeaks(filler, {.isWanted = [&] { return isWanted(job); },
                           .readNext =
                               [&](PeakFiller& into) {
-                                  return readNext(reader.get(), into);
+                                  return readSound(reader.get(), into);
                               }});
 }
 
 // One that doesn't end in time reads from a server that doesn't answer: it is left to itself.
-void joinWorker(PeakState& state) {
-    static_cast<void>(waitForEnd(state.worker, LONGEST_WAIT));
+void joinWorker(PeakState& state, std::uint32_t longestWait) {
+    static_cast<void>(waitForEnd(state.worker, longestWait));
     state.worker.reset();
+}
+
+// Throws when there is no memory.
+void startWorker(PeakState& state, const std::wstring& path, double duration,
+                 std::int32_t generation) {
+    state.shown.reserve(PEAK_BUCKETS);
+    state.table = std::make_shared<PeakTable>();
+    if (!(duration > 0)) return;
+    const auto job = std::make_shared<PeakJob>();
+    job->path = path;
+    job->duration = duration;
+    job->generation = generation;
+    job->table = state.table;
+    state.worker = startThread([job] { analyse(*job); });
 }
 
 } // namespace
 
-void startAudioPeaks(const std::wstring& path, double duration) {
+void startAudioPeaks(const std::wstring& path, double duration, std::uint32_t longestWait) {
     PeakState& state = peakState();
     const std::int32_t generation = ++audioPeaksGeneration;
-    joinWorker(state);
-    state.table = std::make_shared<PeakTable>();
-    if (!(duration > 0)) return;
-    ++runningWorkers;
-    state.worker = startThread([job = PeakJob{path, duration, generation, state.table}] {
-        analyse(job);
-        --runningWorkers;
-    });
-    if (!state.worker) --runningWorkers; // the video plays without a waveform
+    joinWorker(state, longestWait);
+    try {
+        startWorker(state, path, duration, generation);
+    } catch (const std::bad_alloc&) {
+        state.table.reset(); // the video plays without a waveform
+    }
 }
 
 void stopAudioPeaks() {
@@ -154,13 +129,20 @@ std::uint32_t peakGeneration() {
     return static_cast<std::uint32_t>(audioPeaksGeneration.load());
 }
 
+std::uint64_t peaksVersion() {
+    const PeakTable* const table = peakState().table.get();
+    const std::uint32_t changes = table ? changesOf(*table) : 0;
+    return changes == 0 ? 0 : std::uint64_t{peakGeneration()} << 32 | changes;
+}
+
 bool audioPeaksRun() {
     return runningWorkers > 0;
 }
 
-void endAudioPeaks() {
+bool endAudioPeaks(std::uint32_t longestWait) {
     stopAudioPeaks();
-    joinWorker(peakState());
+    joinWorker(peakState(), longestWait);
+    return !audioPeaksRun();
 }
 
 } // namespace velkantrix

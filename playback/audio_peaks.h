@@ -11,9 +11,13 @@
 
 namespace velkantrix {
 
-// Begins the analysis of a source of `duration` seconds; without a duration above 0 there are no
-// peaks. An earlier worker is stopped and waited for, up to a second.
-void startAudioPeaks(const std::wstring& path, double duration);
+inline constexpr std::uint32_t LONGEST_PEAKS_WAIT = 1000; // milliseconds
+
+// Begins the analysis of a source of `duration` seconds; without a duration above 0, or without
+// memory, there are no peaks. An earlier worker is stopped and waited for, so many milliseconds at
+// most.
+void startAudioPeaks(const std::wstring& path, double duration,
+                     std::uint32_t longestWait = LONGEST_PEAKS_WAIT);
 
 // The peaks are forgotten at once and their worker is told to stop: it does when what it reads just
 // now is there. Waits for nothing.
@@ -28,11 +32,17 @@ void stopAudioPeaks();
 // Another one for each analysis, and after each stop.
 [[nodiscard]] std::uint32_t peakGeneration();
 
+// Another one whenever the peaks are others; 0 while there are none. Whoever keeps a picture of
+// them asks for it first, and for the peaks then.
+[[nodiscard]] std::uint64_t peaksVersion();
+
 // A worker still runs, be it one that isn't waited for any more.
 [[nodiscard]] bool audioPeaksRun();
 
-// At the end of the window, and of the process: stops the worker and waits for it, up to a second,
-// unless that has been done. While one still runs, Media Foundation must not be shut down.
-void endAudioPeaks();
+// At the end of the window, of the process, and before the file is replaced: the peaks are
+// forgotten, and their worker is stopped and waited for, so many milliseconds at most, unless that
+// has been done. Whether no worker runs any more, be it an earlier one. While one does, it may hold
+// the file open: Media Foundation must not be shut down, and the file not be replaced.
+[[nodiscard]] bool endAudioPeaks(std::uint32_t longestWait = LONGEST_PEAKS_WAIT);
 
 } // namespace velkantrix

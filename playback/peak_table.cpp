@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::uint32_t MOST_CHANNELS = 8;
 constexpr std::uint32_t CHANNELS_OTHERWISE = 2;
-constexpr std::uint64_t FRAMES_A_LOOK = 4;
+constexpr std::int64_t FRAMES_A_LOOK = 4;
 constexpr double WORTH_MOVING = 0.1;   // seconds
 constexpr double MOST_FRAMES = 0x1p53; // whole numbers up to here have no gaps in a double
 constexpr std::size_t SAMPLE_SIZE = sizeof(std::int16_t);
@@ -18,6 +18,15 @@ constexpr float FULL_SCALE = 32768;
 
 std::atomic_ref<float> entry(PeakTable& table, std::int32_t bucket) {
     return std::atomic_ref(table.audioPeaks[static_cast<std::size_t>(bucket)]);
+}
+
+// Behind what has changed: who reads the number sees that.
+void countChange(PeakTable& table) {
+    table.changes.fetch_add(1, std::memory_order_release);
+}
+
+std::int64_t wholeFrames(double frames) {
+    return static_cast<std::int64_t>(std::clamp(frames, -MOST_FRAMES, MOST_FRAMES));
 }
 
 } // namespace
@@ -40,55 +49,60 @@ PeakFiller::PeakFiller(PeakTable& table, PcmFormat format, double duration)
 
 void PeakFiller::continueAt(Ticks time) {
     const double place = secondsOf(time) * format_.rate;
-    if (place - static_cast<double>(frames_) <= WORTH_MOVING * format_.rate) return;
-    frames_ = static_cast<std::uint64_t>(std::min(place, MOST_FRAMES));
-    raiseValid();
+    if (std::abs(place - static_cast<double>(frames_)) <= WORTH_MOVING * format_.rate) return;
+    frames_ = wholeFrames(place);
+    raiseValidToHere();
 }
 
 void PeakFiller::changeFormat(PcmFormat format) {
     const double place = static_cast<double>(frames_) / format_.rate * format.rate;
-    frames_ = static_cast<std::uint64_t>(std::min(std::ceil(place), MOST_FRAMES));
+    frames_ = wholeFrames(std::ceil(place));
     format_ = format;
 }
 
 void PeakFiller::add(std::span<const std::byte> block) {
     const std::size_t frameSize = SAMPLE_SIZE * format_.channels;
-    const std::uint64_t end = frames_ + block.size() / frameSize;
-    const std::byte* const first = block.data();
-    for (std::uint64_t frame = frames_; frame < end;) {
+    const auto count = static_cast<std::int64_t>(block.size() / frameSize);
+    const auto placeOf = [&](std::int64_t index) {
+        return block.data() + static_cast<std::size_t>(index) * frameSize;
+    };
+    // Whole looks are left out before the start: those behind it stay where they are in the block.
+    const std::int64_t early = std::max<std::int64_t>(0, -frames_);
+    std::int64_t index = (early + FRAMES_A_LOOK - 1) / FRAMES_A_LOOK * FRAMES_A_LOOK;
+    while (index < count) {
         // A bucket mostly lasts longer than a block: it is worked out once, not for each frame.
-        const std::int32_t bucket = bucketOf(frame);
-        const std::uint64_t next = endOfBucket(frame, end);
+        const std::int32_t bucket = bucketOf(frames_ + index);
+        const std::int64_t next = endOfBucket(frames_ + index, frames_ + count) - frames_;
         std::int32_t peak = 0;
-        for (; frame < next; frame += FRAMES_A_LOOK)
-            peak = std::max(peak, peakOfFrame(first + (frame - frames_) * frameSize));
+        for (; index < next; index += FRAMES_A_LOOK)
+            peak = std::max(peak, peakOfFrame(placeOf(index)));
         raise(bucket, peak);
     }
-    frames_ = end;
-    raiseValid();
+    frames_ += count;
+    raiseValidToHere();
 }
 
 void PeakFiller::finish() {
-    table_.audioPeaksValid.store(PEAK_BUCKETS, std::memory_order_release);
+    raiseValid(PEAK_BUCKETS);
 }
 
 // Each step of it ascends with the frame, so the buckets do.
-double PeakFiller::bucketsBefore(std::uint64_t frame) const {
+double PeakFiller::bucketsBefore(std::int64_t frame) const {
     return static_cast<double>(frame) / format_.rate / duration_ * PEAK_BUCKETS;
 }
 
-std::int32_t PeakFiller::bucketOf(std::uint64_t frame) const {
+std::int32_t PeakFiller::bucketOf(std::int64_t frame) const {
     return static_cast<std::int32_t>(std::min(bucketsBefore(frame), PEAK_BUCKETS - 1.0));
 }
 
 // The first frame behind `frame` that isn't in its bucket, or `end`.
-std::uint64_t PeakFiller::endOfBucket(std::uint64_t frame, std::uint64_t end) const {
+std::int64_t PeakFiller::endOfBucket(std::int64_t frame, std::int64_t end) const {
     const std::int32_t bucket = bucketOf(frame);
     if (bucketOf(end - 1) == bucket) return end;
-    std::uint64_t inside = frame;
-    std::uint64_t outside = end - 1;
+    std::int64_t inside = frame;
+    std::int64_t outside = end - 1;
     while (outside - inside > 1) {
-        const std::uint64_t middle = inside + (outside - inside) / 2;
+        const std::int64_t middle = inside + (outside - inside) / 2;
         (bucketOf(middle) == bucket ? inside : outside) = middle;
     }
     return outside;
@@ -107,15 +121,21 @@ std::int32_t PeakFiller::peakOfFrame(const std::byte* frame) const {
 void PeakFiller::raise(std::int32_t bucket, std::int32_t peak) {
     const float value = static_cast<float>(peak) / FULL_SCALE;
     const std::atomic_ref<float> stored = entry(table_, bucket);
-    if (value > stored.load(std::memory_order_relaxed))
-        stored.store(value, std::memory_order_relaxed);
+    if (value <= stored.load(std::memory_order_relaxed)) return;
+    stored.store(value, std::memory_order_relaxed);
+    if (bucket < table_.audioPeaksValid.load(std::memory_order_relaxed)) countChange(table_);
 }
 
-void PeakFiller::raiseValid() {
-    const auto valid =
-        static_cast<std::int32_t>(std::min(bucketsBefore(frames_), double{PEAK_BUCKETS}));
-    if (valid > table_.audioPeaksValid.load(std::memory_order_relaxed))
-        table_.audioPeaksValid.store(valid, std::memory_order_release);
+void PeakFiller::raiseValid(std::int32_t valid) {
+    if (valid <= table_.audioPeaksValid.load(std::memory_order_relaxed)) return;
+    table_.audioPeaksValid.store(valid, std::memory_order_release);
+    countChange(table_);
+}
+
+void PeakFiller::raiseValidToHere() {
+    if (frames_ <= 0) return;
+    const double passed = std::min(bucketsBefore(frames_), double{PEAK_BUCKETS});
+    raiseValid(static_cast<std::int32_t>(passed));
 }
 
 } // namespace velkantrix

@@ -1,10 +1,11 @@
 // peak_table.h: how loud a source is, in 4096 equal parts of its length: what its waveform is drawn
 // from.
 //
-// One thread fills a table while another takes what is complete of it. Buckets are passed in their
-// order, and `audioPeaksValid` is raised behind them, so that what is below it doesn't change any
-// more; but sound that is longer than the source goes on raising the last bucket when all are
-// complete. So entries are read and written as atomics, and only by the functions here.
+// One thread fills a table while another takes what is complete of it. Buckets are mostly passed in
+// their order, and `audioPeaksValid` is raised behind them. What is below it can still be raised:
+// the last bucket by sound that is longer than the source, any by sound whose times go back. So
+// entries are read and written as atomics, only by the functions here, and the changes of what is
+// complete are counted.
 #pragma once
 
 #include <atomic>
@@ -24,15 +25,17 @@ struct PeakTable {
     std::vector<float> audioPeaks = std::vector<float>(PEAK_BUCKETS);
     // How many buckets, from the start, are complete. Written by the filling thread.
     std::atomic<std::int32_t> audioPeaksValid{0};
+    // How often there were more complete ones, or louder ones. Written by the filling thread.
+    std::atomic<std::uint32_t> changes{0};
 };
 
 // The complete entries, in the place of what `peaks` held.
 void takePeaks(PeakTable& table, std::vector<float>& peaks);
 
-// The last of those that are complete, 0 when none is: with their count it tells whether they have
-// changed.
-inline float lastPeak(std::span<const float> peaks) {
-    return peaks.empty() ? 0 : peaks.back();
+// The table's changes so far. What is taken after they were asked for has all of them, and maybe
+// later ones, whose number comes then: whoever keeps a picture of the peaks asks first.
+inline std::uint32_t changesOf(const PeakTable& table) {
+    return table.changes.load(std::memory_order_acquire);
 }
 
 // Interleaved samples of 16 bits.
@@ -53,30 +56,33 @@ public:
     PeakFiller(PeakTable& table, PcmFormat format, double duration);
 
     // The next block is presented at `time`. Sound that begins late, or has a gap, is silent up to
-    // there; times that are off by less than a tenth of a second, or go back, count for nothing.
+    // there. Times that are off by no more than a tenth of a second count for nothing; any other
+    // difference moves the block to its time, so that what one wrong time spoils the next mends.
     void continueAt(Ticks time);
 
     // The next block has that format, which is usable.
     void changeFormat(PcmFormat format);
 
-    // Whole frames; every fourth of them is looked at. What is left of one at the end is dropped.
+    // Whole frames; every fourth of them is looked at. What is left of one at the end is dropped,
+    // and so is what lies before the source's start.
     void add(std::span<const std::byte> block);
 
     // The stream has ended: silence up to the source's end.
     void finish();
 
 private:
-    [[nodiscard]] double bucketsBefore(std::uint64_t frame) const;
-    [[nodiscard]] std::int32_t bucketOf(std::uint64_t frame) const;
-    [[nodiscard]] std::uint64_t endOfBucket(std::uint64_t frame, std::uint64_t end) const;
+    [[nodiscard]] double bucketsBefore(std::int64_t frame) const;
+    [[nodiscard]] std::int32_t bucketOf(std::int64_t frame) const;
+    [[nodiscard]] std::int64_t endOfBucket(std::int64_t frame, std::int64_t end) const;
     [[nodiscard]] std::int32_t peakOfFrame(const std::byte* frame) const;
     void raise(std::int32_t bucket, std::int32_t peak);
-    void raiseValid();
+    void raiseValid(std::int32_t valid);
+    void raiseValidToHere();
 
     PeakTable& table_;
     PcmFormat format_;
     double duration_;
-    std::uint64_t frames_ = 0; // of the stream, so far
+    std::int64_t frames_ = 0; // from the source's start to the next block; below 0 before it
 };
 
 } // namespace velkantrix

@@ -135,26 +135,14 @@ TEST(NoteTime, TheBarFollowsPlaying) {
     EXPECT_TRUE(change.playingChanged);
 }
 
-TEST(NotePeaks, TheStripIsDrawnAgainWhenThereAreMore) {
-    const std::vector<float> peaks(4096, 0.5F);
-    const std::span all(peaks);
+TEST(NotePeaks, TheStripIsDrawnAgainWheneverTheyAreOthers) {
     TickMemory memory;
-    EXPECT_FALSE(notePeaks(memory, {}));
-    EXPECT_TRUE(notePeaks(memory, all.first(1)));
-    EXPECT_FALSE(notePeaks(memory, all.first(1)));
-    EXPECT_TRUE(notePeaks(memory, all));
-    EXPECT_FALSE(notePeaks(memory, all));
-    EXPECT_TRUE(notePeaks(memory, {})); // another analysis
-    EXPECT_FALSE(notePeaks(memory, {}));
-}
-
-TEST(NotePeaks, TheLastOneMayGrowWhenAllAreThere) {
-    std::vector<float> peaks(4096, 0.5F);
-    TickMemory memory;
-    EXPECT_TRUE(notePeaks(memory, peaks));
-    peaks.back() = 0.75F;
-    EXPECT_TRUE(notePeaks(memory, peaks));
-    EXPECT_FALSE(notePeaks(memory, peaks));
+    EXPECT_FALSE(notePeaks(memory, 0)); // there are none
+    for (const std::uint64_t version : {std::uint64_t{0x1'0000'0001}, std::uint64_t{0x1'0000'0002},
+                                        std::uint64_t{0x2'0000'0002}, std::uint64_t{0}}) {
+        EXPECT_TRUE(notePeaks(memory, version)) << version;
+        EXPECT_FALSE(notePeaks(memory, version)) << version;
+    }
 }
 
 TEST(NewTickPeriod, IsQuickForWhatPlaysOrAwaitsItsPicture) {

@@ -112,4 +112,11 @@ def test_another_file_has_its_own(window, media):
 
 
 def test_the_program_ends_while_it_listens(play):
-    assert play("hour").close() == 0
+    window = open_paused(play, "hour")
+
+    def is_at_work():
+        seen = heights(window)
+        return max(seen.values()) > 0 and seen[max(seen)] == 0
+
+    window.wait_for(is_at_work, "a waveform that has begun and not ended")
+    assert window.close() == 0

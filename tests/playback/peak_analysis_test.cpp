@@ -1,6 +1,10 @@
 #include "playback/peak_analysis.h"
 
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
 #include <functional>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -82,6 +86,34 @@ TEST_F(PeakAnalysisTest, TheLastReadThatIsAllowedMayBeTheEnd) {
     bringsSound = false;
     analyse([](int read) { return read < 20'000'000 ? PeakRead::GoesOn : PeakRead::Ended; });
     EXPECT_EQ(table.audioPeaksValid, 4096);
+}
+
+// Starting another analysis from a second thread, as the program does.
+TEST(PeakAnalysisThreads, AnotherGenerationStopsOneThatGoesOn) {
+    for (std::int32_t round = 0; round < 50; ++round) {
+        PeakTable table;
+        std::atomic<std::int32_t> generation{round};
+        std::atomic<std::int32_t> reads{0};
+        std::thread worker([&table, &generation, &reads, round] {
+            const std::vector<std::byte> block(4096);
+            PeakFiller filler(table, {.rate = 4096, .channels = 1}, 1e6);
+            analysePeaks(filler, {.isWanted = [&] { return generation == round; },
+                                  .readNext =
+                                      [&](PeakFiller& into) {
+                                          into.continueAt(TICKS_PER_SECOND * (reads % 7));
+                                          into.add(block);
+                                          ++reads;
+                                          return PeakRead::GoesOn;
+                                      }});
+        });
+        std::vector<float> peaks;
+        while (reads < round) takePeaks(table, peaks);
+        ++generation;
+        const std::int32_t read = reads;
+        worker.join();
+        EXPECT_LE(reads, read + 1); // one may have been under way
+        EXPECT_LT(table.audioPeaksValid, 4096);
+    }
 }
 
 } // namespace

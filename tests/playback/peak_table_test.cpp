@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <limits>
 #include <thread>
+#include <utility>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -171,15 +172,112 @@ TEST_F(PeakFillerTest, AGapWithinIsSilentToo) {
     EXPECT_EQ(at(3072), 0.5F);
 }
 
-TEST_F(PeakFillerTest, TimesThatAreALittleOffOrGoBackCountForNothing) {
+TEST_F(PeakFillerTest, TimesThatAreALittleOffCountForNothing) {
     add(Samples(2048));
-    for (const Ticks time : {Ticks{0}, Ticks{-1}, TICKS_PER_SECOND / 2, TICKS_PER_SECOND * 59 / 100,
-                             std::numeric_limits<Ticks>::min()}) {
+    for (const Ticks time :
+         {TICKS_PER_SECOND / 2, TICKS_PER_SECOND * 41 / 100, TICKS_PER_SECOND * 59 / 100}) {
         filler.continueAt(time);
+        add({});
         EXPECT_EQ(table.audioPeaksValid, 2048) << time;
     }
+    add({16384});
+    EXPECT_EQ(at(2048), 0.5F);
     filler.continueAt(TICKS_PER_SECOND * 61 / 100);
     EXPECT_EQ(table.audioPeaksValid, 2498);
+}
+
+TEST_F(PeakFillerTest, ATimeThatGoesBackMovesTheSoundThere) {
+    add(Samples(2048, 512));
+    filler.continueAt(TICKS_PER_SECOND / 4);
+    EXPECT_EQ(table.audioPeaksValid, 2048);
+    add({16384});
+    EXPECT_EQ(at(1024), 0.5F);
+    EXPECT_EQ(at(2048), 0);
+    EXPECT_EQ(table.audioPeaksValid, 2048);
+    add(Samples(1024));
+    EXPECT_EQ(table.audioPeaksValid, 2049);
+}
+
+TEST_F(PeakFillerTest, OneWrongTimeSpoilsNoMoreThanItsBlock) {
+    for (const Ticks wrong : {TICKS_PER_SECOND * 3 / 4, std::numeric_limits<Ticks>::max(), Ticks{0},
+                              std::numeric_limits<Ticks>::min()}) {
+        PeakTable other;
+        PeakFiller spoilt(other, MONO, 1);
+        for (int block = 0; block < 8; ++block) {
+            spoilt.continueAt(block == 2 ? wrong : TICKS_PER_SECOND * block / 8);
+            spoilt.add(bytes(Samples(512, static_cast<std::int16_t>(1024 * (block + 1)))));
+        }
+        for (const int block : {1, 3, 4, 5})
+            EXPECT_EQ(other.audioPeaks[static_cast<std::size_t>(block) * 512 + 8],
+                      static_cast<float>(block + 1) / 32)
+                << wrong << ' ' << block;
+        EXPECT_EQ(other.audioPeaks[2 * 512 + 8], 0);
+        EXPECT_EQ(other.audioPeaksValid, 4096);
+    }
+}
+
+TEST_F(PeakFillerTest, WhatLiesBeforeTheStartIsLeftOut) {
+    filler.continueAt(-TICKS_PER_SECOND / 2); // 2048 frames
+    EXPECT_EQ(table.audioPeaksValid, 0);
+    Samples samples(2056, 32767);
+    std::fill(samples.begin() + 2048, samples.end(), std::int16_t{8192});
+    add(samples);
+    EXPECT_EQ(table.audioPeaksValid, 8);
+    EXPECT_THAT(taken(table), ElementsAre(0.25F, 0, 0, 0, 0.25F, 0, 0, 0));
+    add({16384});
+    EXPECT_EQ(at(8), 0.5F);
+}
+
+TEST_F(PeakFillerTest, BlocksThatEndBeforeTheStartLeaveNothing) {
+    filler.continueAt(-TICKS_PER_SECOND);
+    for (int i = 0; i < 3; ++i) add(Samples(1024, 32767));
+    EXPECT_EQ(table.audioPeaksValid, 0);
+    EXPECT_THAT(table.audioPeaks, Each(0.0F));
+    add(Samples(1024, 32767));
+    EXPECT_EQ(table.audioPeaksValid, 0);
+    add({16384});
+    EXPECT_EQ(at(0), 0.5F);
+}
+
+// The frames that are looked at stay every fourth of the block: here its frame 8 is the third.
+TEST_F(PeakFillerTest, ABlockOnBothSidesOfTheStartIsLookedAtFromItsOwnFirstFrame) {
+    PeakFiller early(table, {.rate = 8, .channels = 1}, 512); // a frame a bucket
+    early.continueAt(-TICKS_PER_SECOND * 5 / 8);              // 5 frames
+    early.add(bytes({1, 2, 3, 4, 5, 6, 7, 8, 9, 10}));
+    EXPECT_THAT(taken(table), ElementsAre(0, 0, 0, 9 / 32768.F, 0));
+}
+
+// Taken as two channels they are eight times as many frames as they are; their times say so.
+TEST_F(PeakFillerTest, SixteenChannelsTakenAsTwoArePutRightByTheirTimes) {
+    constexpr int BLOCKS = 1000; // of a fiftieth of a second
+    PeakFiller wide(table, usableFormat({.rate = 48'000, .channels = 16}), BLOCKS / 50.0);
+    for (int block = 0; block < BLOCKS; ++block) {
+        wide.continueAt(TICKS_PER_SECOND * block / 50);
+        const std::int16_t loudness = block >= 500 && block < 700 ? 16384 : 256;
+        wide.add(bytes(Samples(std::size_t{48'000} / 50 * 16, loudness)));
+    }
+    wide.finish();
+    const auto bucketAt = [](double seconds) {
+        return static_cast<std::size_t>(seconds * 50 / BLOCKS * 4096);
+    };
+    // A block reaches over its own end by seven times its length, and begins up to 0.1 s off.
+    for (std::size_t i = bucketAt(10.3); i < bucketAt(13.7); ++i) ASSERT_EQ(at(i), 0.5F) << i;
+    for (std::size_t i = bucketAt(0.3); i < bucketAt(9.7); ++i) ASSERT_EQ(at(i), 256 / 32768.F);
+    for (std::size_t i = bucketAt(14.3); i < bucketAt(19.7); ++i) ASSERT_EQ(at(i), 256 / 32768.F);
+}
+
+// A clock that is off by a thousandth: after an hour by 3.6 seconds.
+TEST_F(PeakFillerTest, ManySmallDifferencesComeToOneThatCounts) {
+    constexpr int SECONDS = 3600;
+    PeakFiller drifting(table, {.rate = 1000, .channels = 1}, SECONDS);
+    for (int second = 0; second < SECONDS; ++second) {
+        drifting.continueAt(TICKS_PER_SECOND * second);
+        drifting.add(bytes(Samples(1001, second == 3500 ? 16384 : 0)));
+    }
+    const auto bucket = static_cast<std::size_t>(3500.5 / SECONDS * 4096);
+    EXPECT_EQ(at(bucket), 0.5F);
+    EXPECT_EQ(at(bucket + 3), 0);
+    EXPECT_EQ(at(bucket - 3), 0);
 }
 
 TEST_F(PeakFillerTest, ATimeWithoutBoundsIsTheSourcesEnd) {
@@ -187,6 +285,36 @@ TEST_F(PeakFillerTest, ATimeWithoutBoundsIsTheSourcesEnd) {
     EXPECT_EQ(table.audioPeaksValid, 4096);
     add({16384});
     EXPECT_EQ(at(4095), 0.5F);
+}
+
+// Changes of what is complete
+
+TEST_F(PeakFillerTest, WhateverChangesOfWhatIsCompleteIsCounted) {
+    EXPECT_EQ(changesOf(table), 0);
+    std::uint32_t before = 0;
+    const auto hasChanged = [&] {
+        const std::uint32_t now = changesOf(table);
+        return std::exchange(before, now) != now;
+    };
+    add({});
+    filler.continueAt(0);
+    EXPECT_FALSE(hasChanged());
+    add(Samples(2048, 512));
+    EXPECT_TRUE(hasChanged());
+    filler.continueAt(TICKS_PER_SECOND / 4);
+    add({256});
+    EXPECT_FALSE(hasChanged()); // softer than what is there
+    add({1024});
+    EXPECT_TRUE(hasChanged()); // as many, one of them louder
+    filler.continueAt(TICKS_PER_SECOND * 3 / 4);
+    EXPECT_TRUE(hasChanged()); // a gap
+    filler.finish();
+    EXPECT_TRUE(hasChanged());
+    filler.finish();
+    EXPECT_FALSE(hasChanged());
+    filler.continueAt(TICKS_PER_SECOND * 2);
+    add({2048});
+    EXPECT_TRUE(hasChanged()); // sound behind the source's end
 }
 
 // Another format on the way
@@ -247,25 +375,37 @@ TEST(UsableFormat, WithoutARateOrAChannelThereIsNone) {
 struct PlainTable {
     std::vector<float> peaks = std::vector<float>(4096);
     int valid = 0;
-    std::uint64_t frames = 0;
+    std::int64_t frames = 0;
 };
+
+void passPlainly(PlainTable& table, PcmFormat format, double duration) {
+    const double passed =
+        std::trunc((static_cast<double>(table.frames) / format.rate) / duration * 4096);
+    table.valid = std::max(table.valid, static_cast<int>(std::clamp(passed, 0.0, 4096.0)));
+}
 
 // Frame by frame, as the definition says.
 void addPlainly(PlainTable& table, PcmFormat format, double duration, const Samples& samples) {
-    const std::uint64_t count = samples.size() / format.channels;
-    for (std::uint64_t i = 0; i < count; i += 4) {
+    const std::size_t count = samples.size() / format.channels;
+    for (std::size_t i = 0; i < count; i += 4) {
         int peak = 0;
-        for (std::uint64_t c = 0; c < format.channels; ++c)
+        for (std::size_t c = 0; c < format.channels; ++c)
             peak = std::max(peak, std::abs(int{samples[i * format.channels + c]}));
-        const auto f = static_cast<double>(table.frames + i);
+        const auto f = static_cast<double>(table.frames + static_cast<std::int64_t>(i));
+        if (f < 0) continue;
         const double place = std::trunc((f / format.rate) / duration * 4096);
         const auto bucket = static_cast<std::size_t>(std::min(place, 4095.0));
         table.peaks[bucket] = std::max(table.peaks[bucket], static_cast<float>(peak) / 32768.0F);
     }
-    table.frames += count;
-    const double passed =
-        std::trunc((static_cast<double>(table.frames) / format.rate) / duration * 4096);
-    table.valid = std::max(table.valid, static_cast<int>(std::min(passed, 4096.0)));
+    table.frames += static_cast<std::int64_t>(count);
+    passPlainly(table, format, duration);
+}
+
+void movePlainly(PlainTable& table, PcmFormat format, double duration, Ticks time) {
+    const double place = static_cast<double>(time) / 10'000'000 * format.rate;
+    if (std::abs(place - static_cast<double>(table.frames)) <= 0.1 * format.rate) return;
+    table.frames = static_cast<std::int64_t>(std::clamp(place, -0x1p53, 0x1p53));
+    passPlainly(table, format, duration);
 }
 
 constexpr std::uint32_t KNOWN_RATES[] = {1,      8'000,  11'025, 22'050,  24'000,
@@ -314,6 +454,105 @@ TEST(PeakFillerProperty, AnySoundGivesWhatAPlainComputationDoes) {
     }
 }
 
+// Near where the sound is, in the source, or anywhere.
+Ticks anyTime(RandomChoices& choices, double here, double duration) {
+    constexpr Ticks KNOWN[] = {0, -1, std::numeric_limits<Ticks>::min(),
+                               std::numeric_limits<Ticks>::max()};
+    if (choices.percent(5)) return KNOWN[choices.below(4)];
+    if (choices.percent(10)) return TICKS_PER_SECOND * choices.below(100) - TICKS_PER_SECOND * 50;
+    const double off = (choices.below(400'001) - 200'000.0) / 1'000'000; // seconds, to 0.2
+    const double share = choices.below(1'000'001) / 1'000'000.0;
+    const double seconds = choices.percent(50) ? here + off : duration * share;
+    return static_cast<Ticks>(std::clamp(seconds, -1e6, 1e6) * TICKS_PER_SECOND);
+}
+
+TEST(PeakFillerProperty, WhateverTheTimesSayAPlainComputationFindsTheSame) {
+    RandomChoices choices(48);
+    const std::uint64_t rounds = propertyRounds(400);
+    for (std::uint64_t round = 0; round < rounds; ++round) {
+        const auto anyFormat = [&] {
+            return PcmFormat{.rate = choices.percent(50) ? KNOWN_RATES[choices.below(10)]
+                                                         : choices.between(1, 100'000),
+                             .channels = choices.between(1, 8)};
+        };
+        PcmFormat format = anyFormat();
+        const double duration = anyDuration(choices);
+        PeakTable table;
+        PeakFiller filler(table, format, duration);
+        PlainTable plain;
+        for (std::uint32_t blocks = choices.between(1, 30); blocks > 0; --blocks) {
+            const std::vector<float> before = taken(table);
+            const std::uint32_t changes = changesOf(table);
+            if (choices.percent(10)) {
+                const PcmFormat next = anyFormat();
+                const double place = static_cast<double>(plain.frames) / format.rate * next.rate;
+                plain.frames =
+                    static_cast<std::int64_t>(std::clamp(std::ceil(place), -0x1p53, 0x1p53));
+                format = next;
+                filler.changeFormat(format);
+            }
+            const double here = static_cast<double>(plain.frames) / format.rate;
+            const Ticks time = anyTime(choices, here, duration);
+            filler.continueAt(time);
+            movePlainly(plain, format, duration, time);
+            const Samples samples = anySamples(choices, format.channels);
+            filler.add(bytes(samples));
+            addPlainly(plain, format, duration, samples);
+            ASSERT_EQ(table.audioPeaksValid, plain.valid) << "round " << round;
+            ASSERT_EQ(table.audioPeaks, plain.peaks) << "round " << round;
+            ASSERT_EQ(taken(table) != before, changesOf(table) != changes) << "round " << round;
+        }
+    }
+}
+
+// A writer whose sound jumps, and changes its format.
+void fillAnyhow(PeakTable& table, RandomChoices& choices) {
+    PcmFormat format = {.rate = 48'000, .channels = 2};
+    PeakFiller filler(table, format, 0.5);
+    for (int block = 0; block < 60; ++block) {
+        if (choices.percent(10)) {
+            format = {.rate = choices.between(8'000, 96'000), .channels = choices.between(1, 8)};
+            filler.changeFormat(format);
+        }
+        if (choices.percent(30)) filler.continueAt(anyTime(choices, 0, 0.5));
+        filler.add(bytes(anySamples(choices, format.channels)));
+    }
+    filler.finish();
+}
+
+// A reader beside the writer: what it sees only grows, and whoever asked for the changes first and
+// finds the same number again misses nothing.
+TEST(PeakTableThreads, WhatIsCompleteOnlyGrowsAndItsChangesAreCounted) {
+    constexpr std::uint64_t ROUNDS = 30;
+    for (std::uint64_t round = 0; round < ROUNDS; ++round) {
+        PeakTable table;
+        std::atomic<bool> done{false};
+        std::thread writer([&] {
+            RandomChoices choices(round);
+            fillAnyhow(table, choices);
+            done = true;
+        });
+        std::uint32_t drawnChanges = 0;
+        std::vector<float> drawn; // at the last change
+        std::vector<float> before;
+        std::vector<float> now;
+        for (bool last = false; !last;) {
+            last = done;
+            const std::uint32_t changes = changesOf(table);
+            takePeaks(table, now);
+            const bool grows = now.size() >= before.size() &&
+                               std::equal(before.begin(), before.end(), now.begin(),
+                                          [](float was, float is) { return was <= is; });
+            EXPECT_TRUE(grows);
+            if (changes != drawnChanges || last) before = now;
+            if (changes != drawnChanges) drawn = now;
+            drawnChanges = changes;
+        }
+        writer.join();
+        EXPECT_EQ(drawn, taken(table));
+    }
+}
+
 // A reader beside the writer: what it sees doesn't change any more, but for the last bucket.
 TEST(PeakTableThreads, WhatIsCompleteCanBeTakenWhileTheRestIsFilled) {
     constexpr std::int32_t ROUNDS = 30;
@@ -335,7 +574,8 @@ TEST(PeakTableThreads, WhatIsCompleteCanBeTakenWhileTheRestIsFilled) {
             ASSERT_GE(now.size(), before.size());
             for (std::size_t i = 0; i < std::min<std::size_t>(before.size(), 4095); ++i)
                 ASSERT_EQ(now[i], before[i]) << i;
-            ASSERT_GE(lastPeak(now), before.size() == 4096 ? lastPeak(before) : 0);
+            const bool isFull = before.size() == 4096;
+            ASSERT_GE(isFull ? now.back() : 0, isFull ? before.back() : 0);
             before.swap(now);
         }
         writer.join();

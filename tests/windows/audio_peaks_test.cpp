@@ -5,20 +5,61 @@
 #include <windows.h>
 
 #include <mferror.h>
+#include <process.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <functional>
 #include <limits>
 #include <memory>
+#include <new>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "platform/threads.h"
 #include "tests/windows/blockade.h"
 #include "tests/windows/peaks_fixture.h"
 #include "tests/windows/reader_maker.h"
+#include "tests/windows/replaced_import.h"
 #include "tests/windows/sound_reader.h"
+
+extern "C" decltype(&_beginthreadex) __imp__beginthreadex;
+
+namespace {
+
+// How many times this thread may still call new; any number when below 0.
+thread_local int newsLeft = -1;
+
+void* allocate(std::size_t size) {
+    if (newsLeft == 0) return nullptr;
+    if (newsLeft > 0) --newsLeft;
+    return std::malloc(size);
+}
+
+} // namespace
+
+void* operator new(std::size_t size) {
+    if (void* const memory = allocate(size)) return memory;
+    throw std::bad_alloc();
+}
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return allocate(size);
+}
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, const std::nothrow_t&) noexcept {
+    std::free(memory);
+}
 
 namespace velkantrix {
 
@@ -37,13 +78,16 @@ constexpr DWORD ENDS = MF_SOURCE_READERF_ENDOFSTREAM;
 class ScriptedPeaksTest : public PeaksTest {
 protected:
     ScriptedPeaksTest() {
-        readerMaker() = [this] {
+        readerMaker() = [this](const ReaderRequest& request) {
+            asked = request;
+            CoGetApartmentType(&apartment, &qualifier);
+            if (whileOpening) whileOpening();
             ++opened;
             return ComPtr<IMFSourceReader>::share(reader.get());
         };
     }
     ~ScriptedPeaksTest() override {
-        endAudioPeaks();
+        static_cast<void>(endAudioPeaks());
         EXPECT_TRUE(workerEnds());
         readerMaker() = {};
     }
@@ -60,6 +104,10 @@ protected:
         return reader->Release() == 1;
     }
 
+    ReaderRequest asked; // last; these are the worker's until it has ended
+    APTTYPE apartment = APTTYPE_CURRENT;
+    APTTYPEQUALIFIER qualifier = APTTYPEQUALIFIER_IMPLICIT_MTA;
+    std::function<void()> whileOpening;
     std::atomic<int> opened{0};
     const ComPtr<SoundReader> reader = ComPtr<SoundReader>::adopt(new SoundReader);
 };
@@ -71,6 +119,15 @@ TEST_F(ScriptedPeaksTest, AsksForTheFirstSoundAloneAsSamplesOf16Bits) {
     analyse();
     EXPECT_THAT(reader->calls, ElementsAre("deselect all", "select 4294967293",
                                            "PCM of 16 bits for 4294967293", "get type 4294967293"));
+}
+
+TEST_F(ScriptedPeaksTest, IsOpenedByItsPathWithoutAttributesFromManyThreadsApartment) {
+    reader->reads = {{.flags = ENDS}};
+    analyse();
+    EXPECT_EQ(asked.url, L"C:\\any.mp4");
+    EXPECT_FALSE(asked.hasAttributes);
+    EXPECT_EQ(apartment, APTTYPE_MTA);
+    EXPECT_EQ(qualifier, APTTYPEQUALIFIER_NONE); // it entered it itself
 }
 
 TEST_F(ScriptedPeaksTest, WithoutAStreamOfSoundNothingIsRead) {
@@ -90,13 +147,16 @@ TEST_F(ScriptedPeaksTest, ATypeThatIsRefusedEndsIt) {
 TEST_F(ScriptedPeaksTest, WithoutARateOrAChannelItEnds) {
     for (const auto& spoil : std::vector<std::function<void()>>{
              [this] { reader->rate = 0; }, [this] { reader->channels = 0; },
-             [this] { reader->saysFormat = false; },
+             [this] { reader->saysFormat = false; }, [this] { reader->bits = 24; },
+             [this] { reader->subtype = MFAudioFormat_Float; },
              [this] {
                  reader->currentResult = E_FAIL;
              }}) {
         reader->rate = 4096;
         reader->channels = 1;
         reader->saysFormat = true;
+        reader->bits = 16;
+        reader->subtype = MFAudioFormat_PCM;
         spoil();
         EXPECT_THAT(analyse(), IsEmpty());
         EXPECT_EQ(reader->readsMade, 0);
@@ -188,6 +248,69 @@ TEST_F(ScriptedPeaksTest, AnotherFormatOnTheWayIsAskedFor) {
     EXPECT_THAT(analyse(), ElementsAre(0.5F, 0, 0.25F, 1024 / 32768.F));
 }
 
+TEST_F(ScriptedPeaksTest, WhatIsNoPcmOf16BitsAnyMoreIsAskedForAgain) {
+    const auto deliver = [this](const GUID& subtype, UINT32 bits) {
+        return [this, subtype, bits] {
+            reader->subtype = subtype;
+            reader->bits = bits;
+        };
+    };
+    for (const auto& spoil : {deliver(MFAudioFormat_Float, 32), deliver(MFAudioFormat_PCM, 24)}) {
+        deliver(MFAudioFormat_PCM, 16)();
+        reader->calls.clear();
+        reader->onTypeSet = deliver(MFAudioFormat_PCM, 16);
+        reader->reads = {{.samples = {16384}},
+                         {.samples = {32767, 32767},
+                          .flags = MF_SOURCE_READERF_CURRENTMEDIATYPECHANGED,
+                          .hook = spoil},
+                         {.samples = {8192}}};
+        EXPECT_THAT(analyse(), ElementsAre(0.5F, 0.25F));
+        EXPECT_EQ(std::ranges::count(reader->calls, "PCM of 16 bits for 4294967293"), 2);
+    }
+}
+
+TEST_F(ScriptedPeaksTest, WhatCantBeHadAsPcmAnyMoreEndsIt) {
+    for (const bool isRefused : {true, false}) {
+        reader->subtype = MFAudioFormat_PCM;
+        reader->typeResult = S_OK;
+        reader->readsMade = 0;
+        reader->reads = {{.samples = {16384}},
+                         {.samples = {32767},
+                          .flags = MF_SOURCE_READERF_CURRENTMEDIATYPECHANGED,
+                          .hook =
+                              [this, isRefused] {
+                                  reader->subtype = MFAudioFormat_Float;
+                                  if (isRefused) reader->typeResult = MF_E_INVALIDMEDIATYPE;
+                              }},
+                         {.samples = {32767}}};
+        EXPECT_THAT(analyse(), ElementsAre(0.5F));
+        EXPECT_EQ(reader->readsMade, 2);
+    }
+}
+
+TEST_F(ScriptedPeaksTest, SoundWhoseTimesGoBackIsDrawnWhereItIsHeardAndSeenToChange) {
+    const auto blockade = std::make_shared<Blockade>();
+    reader->reads = {{.samples = std::vector<std::int16_t>(2048, 512)},
+                     {.hook =
+                          [blockade] {
+                              blockade->block();
+                          }},
+                     {.samples = {16384}, .time = 2'500'000}};
+    EXPECT_EQ(peaksVersion(), 0);
+    startAudioPeaks(L"C:\\any.mp4", 1);
+    EXPECT_TRUE(waitFor([&] { return blockade->isReached(); }));
+    const std::uint64_t version = peaksVersion();
+    EXPECT_THAT(peaks(), SizeIs(2048));
+    EXPECT_EQ(peaksVersion(), version);
+    blockade->lift();
+    ASSERT_TRUE(workerEnds());
+    EXPECT_NE(peaksVersion(), version);
+    ASSERT_THAT(peaks(), SizeIs(2048));
+    EXPECT_EQ(peaks()[1024], 0.5F);
+    stopAudioPeaks();
+    EXPECT_EQ(peaksVersion(), 0);
+}
+
 // What is asked for
 
 TEST_F(ScriptedPeaksTest, WithoutADurationNothingIsOpened) {
@@ -227,6 +350,41 @@ TEST_F(ScriptedPeaksTest, AStopForgetsThePeaksAtOnceAndForGood) {
     EXPECT_THAT(peaks(), IsEmpty());
 }
 
+// No thread, no memory
+
+TEST_F(ScriptedPeaksTest, WithoutAThreadThereAreNoPeaksAndNothingRuns) {
+    {
+        const ReplacedImport<decltype(&_beginthreadex)> replaced(
+            __imp__beginthreadex,
+            [](void*, unsigned, _beginthreadex_proc_type, void*, unsigned,
+               unsigned*) -> std::uintptr_t { return 0; });
+        startAudioPeaks(L"C:\\any.mp4", 1);
+    }
+    EXPECT_FALSE(audioPeaksRun());
+    EXPECT_THAT(peaks(), IsEmpty());
+    EXPECT_EQ(opened, 0);
+    reader->reads = {{.samples = {16384}}};
+    EXPECT_THAT(analyse(), ElementsAre(0.5F));
+}
+
+TEST_F(ScriptedPeaksTest, WithoutMemoryThereAreNoPeaksAndNothingRuns) {
+    const std::wstring path = L"C:\\" + std::wstring(1000, L'a');
+    int failed = 0;
+    int left = 0;
+    for (int enough = 0; enough < 100 && left == 0; ++enough) {
+        reader->reads = {{.samples = {16384}}, {.flags = ENDS}};
+        newsLeft = enough;
+        startAudioPeaks(path, 1);
+        left = std::exchange(newsLeft, -1);
+        ASSERT_TRUE(workerEnds());
+        if (opened.exchange(0) == 0) ++failed;
+    }
+    EXPECT_GT(left, 0);   // in the end there was enough
+    EXPECT_GE(failed, 4); // the table and its entries, the job, its path, what the thread does
+    reader->reads = {{.samples = {16384}}};
+    EXPECT_THAT(analyse(), ElementsAre(0.5F));
+}
+
 // A worker that waits for its reader.
 class BlockedPeaksTest : public ScriptedPeaksTest {
 protected:
@@ -248,7 +406,7 @@ protected:
     void useAnotherReader() {
         other = ComPtr<SoundReader>::adopt(new SoundReader);
         other->reads = {{.samples = {32767, 0, 0}}, {.flags = ENDS}};
-        readerMaker() = [this] {
+        readerMaker() = [this](const ReaderRequest&) {
             return ComPtr<IMFSourceReader>::share(other.get());
         };
     }
@@ -268,10 +426,49 @@ TEST_F(BlockedPeaksTest, OneThatIsStoppedReadsNothingMore) {
     EXPECT_THAT(peaks(), IsEmpty()); // what came late shows nowhere
 }
 
+TEST_F(BlockedPeaksTest, OneThatIsStoppedWhileItsFileIsOpenedAsksForNothing) {
+    whileOpening = [blocks = blockade] {
+        blocks->block();
+    };
+    startAudioPeaks(L"C:\\any.mp4", 1);
+    ASSERT_TRUE(waitFor([this] { return blockade->isReached(); }));
+    stopAudioPeaks();
+    blockade->lift();
+    ASSERT_TRUE(workerEnds());
+    EXPECT_EQ(opened, 1);
+    EXPECT_THAT(reader->calls, IsEmpty());
+}
+
+decltype(&_beginthreadex) realBegin = nullptr;
+HANDLE suspended = nullptr;
+
+std::uintptr_t beginSuspended(void* security, unsigned stack, _beginthreadex_proc_type body,
+                              void* given, unsigned, unsigned* id) {
+    const std::uintptr_t thread = realBegin(security, stack, body, given, CREATE_SUSPENDED, id);
+    DuplicateHandle(GetCurrentProcess(), reinterpret_cast<HANDLE>(thread), GetCurrentProcess(),
+                    &suspended, 0, FALSE, DUPLICATE_SAME_ACCESS);
+    return thread;
+}
+
+TEST_F(BlockedPeaksTest, OneThatIsStoppedBeforeItBeginsOpensNothing) {
+    realBegin = __imp__beginthreadex;
+    {
+        const ReplacedImport<decltype(&_beginthreadex)> replaced(__imp__beginthreadex,
+                                                                 beginSuspended);
+        startAudioPeaks(L"C:\\any.mp4", 1);
+    }
+    const UniqueThread thread(suspended);
+    ASSERT_TRUE(thread);
+    stopAudioPeaks();
+    ResumeThread(thread.get());
+    ASSERT_TRUE(workerEnds());
+    EXPECT_EQ(opened, 0);
+}
+
 TEST_F(BlockedPeaksTest, TheNextStartGivesUpOnOneThatHangsAndIsNotDisturbedByIt) {
     startBlocked();
     useAnotherReader();
-    startAudioPeaks(L"C:\\other.mp4", 1);
+    startAudioPeaks(L"C:\\other.mp4", 1, 20);
     ASSERT_TRUE(waitFor([] { return peaks().size() == 4096; }));
     EXPECT_FALSE(isReleased());
     const std::vector<float> found = peaks();
@@ -284,20 +481,22 @@ TEST_F(BlockedPeaksTest, TheNextStartGivesUpOnOneThatHangsAndIsNotDisturbedByIt)
 
 TEST_F(BlockedPeaksTest, TheEndGivesUpOnOneThatHangsAndSaysSo) {
     startBlocked();
-    endAudioPeaks();
+    EXPECT_FALSE(endAudioPeaks(20));
     EXPECT_TRUE(audioPeaksRun());
     EXPECT_THAT(peaks(), IsEmpty());
-    endAudioPeaks(); // which has been done
-    EXPECT_TRUE(audioPeaksRun());
+    EXPECT_FALSE(endAudioPeaks(20)); // which has been done
+    EXPECT_FALSE(isReleased());      // its file is still open
     blockade->lift();
     EXPECT_TRUE(workerEnds());
+    EXPECT_TRUE(endAudioPeaks());
+    EXPECT_TRUE(isReleased());
 }
 
 TEST_F(BlockedPeaksTest, TheEndWaitsForOneThatEnds) {
     reader->reads.clear(); // it reads on and on
     startAudioPeaks(L"C:\\any.mp4", 1'000'000);
     ASSERT_TRUE(waitFor([this] { return reader->readsMade > 10; }));
-    endAudioPeaks();
+    EXPECT_TRUE(endAudioPeaks());
     EXPECT_FALSE(audioPeaksRun());
     EXPECT_TRUE(isReleased());
 }

@@ -180,7 +180,7 @@ protected:
         reads[0].hook = [blocks = blockade] {
             blocks->block();
         };
-        readerMaker() = [given = reader] {
+        readerMaker() = [given = reader](const ReaderRequest&) {
             return ComPtr<IMFSourceReader>::share(given.get());
         };
     }
@@ -231,7 +231,7 @@ TEST(EndAllScans, StopsWhatRunsAndWaitsForIt) {
 // A file that takes long to open, as on a network. One that is told to stop doesn't hear it there.
 TEST(EndAllScans, GivesUpOnAScanThatDoesntEnd) {
     const auto blockade = std::make_shared<Blockade>();
-    readerMaker() = [blockade]() -> ComPtr<IMFSourceReader> {
+    readerMaker() = [blockade](const ReaderRequest&) -> ComPtr<IMFSourceReader> {
         blockade->block();
         return nullptr;
     };

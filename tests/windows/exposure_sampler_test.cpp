@@ -63,7 +63,7 @@ class ScriptedLumaTest : public ExposureSamplerTest {
 protected:
     ScriptedLumaTest() {
         reader = ComPtr<LumaReader>::adopt(new LumaReader);
-        readerMaker() = [this] {
+        readerMaker() = [this](const ReaderRequest&) {
             return ComPtr<IMFSourceReader>::share(reader.get());
         };
     }

@@ -15,7 +15,7 @@ namespace velkantrix {
 class PeaksTest : public testing::Test {
 protected:
     ~PeaksTest() override {
-        endAudioPeaks();
+        static_cast<void>(endAudioPeaks());
         EXPECT_TRUE(workerEnds());
     }
     PeaksTest() = default;

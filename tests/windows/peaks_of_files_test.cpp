@@ -157,7 +157,7 @@ TEST_F(PeaksOfFilesTest, WithoutSoundThereAreNone) {
     }
 }
 
-// From what the bare samples are to be read at the same time, one after the other.
+// Each start stops the one before, in the midst of its file or before it has begun.
 TEST_F(PeaksOfFilesTest, OpeningOneFileAfterTheOtherLeavesThePeaksOfTheLast) {
     const std::vector<float> expected = peaksOf(L"burst-mono");
     for (int i = 0; i < 20; ++i) {

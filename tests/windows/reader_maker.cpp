@@ -19,6 +19,6 @@ extern "C" HRESULT WINAPI __wrap_MFCreateSourceReaderFromURL(const wchar_t* url,
                                                              IMFSourceReader** reader) {
     const velkantrix::ReaderMaker& maker = velkantrix::readerMaker();
     if (!maker) return __real_MFCreateSourceReaderFromURL(url, attributes, reader);
-    *reader = maker().detach();
+    *reader = maker({.url = url, .hasAttributes = attributes != nullptr}).detach();
     return *reader ? S_OK : E_FAIL;
 }

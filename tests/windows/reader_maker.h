@@ -3,6 +3,7 @@
 #pragma once
 
 #include <functional>
+#include <string>
 
 #include <mfidl.h>
 #include <mfreadwrite.h>
@@ -11,7 +12,13 @@
 
 namespace velkantrix {
 
-using ReaderMaker = std::function<ComPtr<IMFSourceReader>()>;
+// How a reader was asked for.
+struct ReaderRequest {
+    std::wstring url;
+    bool hasAttributes = false;
+};
+
+using ReaderMaker = std::function<ComPtr<IMFSourceReader>(const ReaderRequest&)>;
 
 // None: the system's own. Set while nothing else reads.
 ReaderMaker& readerMaker();

@@ -139,6 +139,7 @@ STDMETHODIMP ScriptedEngine::SetSource(BSTR url) {
 
 STDMETHODIMP ScriptedEngine::Shutdown() {
     note("Shutdown");
+    if (script.whileShutdown) script.whileShutdown();
     for (const DWORD event : script.eventsOfShutdown) {
         if (!fire(event)) shutdownWaitedForEver = true;
     }

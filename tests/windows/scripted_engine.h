@@ -35,6 +35,7 @@ struct EngineScript {
     double time = 0;                     // likewise; what GetCurrentTime says
     std::uint8_t grey = 0;               // of all frames
     std::function<void()> whileTransfer; // runs on the presenter thread while it takes a frame over
+    std::function<void()> whileShutdown; // runs on the thread that shuts it down
     std::vector<DWORD> eventsOfShutdown; // come from another thread while Shutdown waits for them
 };
 

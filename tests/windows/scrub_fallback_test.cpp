@@ -28,7 +28,7 @@ protected:
         host.videoSize = [this] {
             return size;
         };
-        readerMaker() = [this] {
+        readerMaker() = [this](const ReaderRequest&) {
             return opens ? ComPtr<IMFSourceReader>::adopt(new PixelReader(script))
                          : ComPtr<IMFSourceReader>();
         };

@@ -12,9 +12,11 @@
 #include <cstring>
 #include <deque>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "base/ticks.h"
 #include "platform/mf_util.h"
 #include "tests/windows/scripted_media.h"
 
@@ -41,7 +43,7 @@ struct SoundRead {
     std::vector<std::int16_t> samples;
     DWORD flags = 0;
     HRESULT result = S_OK;
-    LONGLONG time = 0;
+    std::optional<LONGLONG> time; // none: where the sound before ended
     bool unreadable = false;
     std::function<void()> hook; // runs while the read does
 };
@@ -53,7 +55,10 @@ public:
     bool endless = false;        // behind them each brings a silent frame
     UINT32 rate = 4096;
     UINT32 channels = 1;
+    GUID subtype = MFAudioFormat_PCM;
+    UINT32 bits = 16;
     bool saysFormat = true;
+    std::function<void()> onTypeSet; // that is accepted
     HRESULT selectResult = S_OK;
     HRESULT typeResult = S_OK;
     HRESULT currentResult = S_OK;
@@ -63,6 +68,7 @@ public:
     HRESULT STDMETHODCALLTYPE GetStreamSelection(DWORD, BOOL*) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE SetStreamSelection(DWORD index, BOOL selected) override {
         const bool all = index == ALL_STREAMS;
+        if (all) end_ = 0; // it is opened anew
         calls.push_back((selected ? "select " : "deselect ") +
                         (all ? "all" : std::to_string(index)));
         return all ? S_OK : selectResult;
@@ -75,20 +81,23 @@ public:
         if (FAILED(currentResult)) return currentResult;
         const HRESULT made = MFCreateMediaType(type);
         if (FAILED(made) || !saysFormat) return made;
+        (*type)->SetGUID(MF_MT_SUBTYPE, subtype);
+        (*type)->SetUINT32(MF_MT_AUDIO_BITS_PER_SAMPLE, bits);
         (*type)->SetUINT32(MF_MT_AUDIO_SAMPLES_PER_SECOND, rate);
         return (*type)->SetUINT32(MF_MT_AUDIO_NUM_CHANNELS, channels);
     }
     HRESULT STDMETHODCALLTYPE SetCurrentMediaType(DWORD index, DWORD*,
                                                   IMFMediaType* type) override {
         GUID major = GUID_NULL;
-        GUID subtype = GUID_NULL;
+        GUID asked = GUID_NULL;
         type->GetGUID(MF_MT_MAJOR_TYPE, &major);
-        type->GetGUID(MF_MT_SUBTYPE, &subtype);
+        type->GetGUID(MF_MT_SUBTYPE, &asked);
         const bool isPcm = IsEqualGUID(major, MFMediaType_Audio) != 0 &&
-                           IsEqualGUID(subtype, MFAudioFormat_PCM) != 0;
+                           IsEqualGUID(asked, MFAudioFormat_PCM) != 0;
         calls.push_back((isPcm ? "PCM of " : "another type of ") +
                         std::to_string(MFGetAttributeUINT32(type, MF_MT_AUDIO_BITS_PER_SAMPLE, 0)) +
                         " bits for " + std::to_string(index));
+        if (SUCCEEDED(typeResult) && onTypeSet) onTypeSet();
         return typeResult;
     }
     HRESULT STDMETHODCALLTYPE SetCurrentPosition(REFGUID, REFPROPVARIANT) override {
@@ -102,12 +111,15 @@ public:
         *time = 0;
         *sample = nullptr;
         if (index != FIRST_AUDIO) return MF_E_INVALIDSTREAMNUMBER;
-        if (reads.empty()) return endless ? makeSample({.samples = {0}}, sample) : E_UNEXPECTED;
-        const SoundRead read = reads.front();
-        reads.pop_front();
+        if (reads.empty() && !endless) return E_UNEXPECTED;
+        const SoundRead read = reads.empty() ? SoundRead{.samples = {0}} : reads.front();
+        if (!reads.empty()) reads.pop_front();
         if (read.hook) read.hook();
         *flags = read.flags;
-        *time = read.time;
+        *time = read.time.value_or(end_);
+        if (rate > 0 && channels > 0)
+            end_ = *time +
+                   TICKS_PER_SECOND * static_cast<LONGLONG>(read.samples.size() / channels) / rate;
         if (FAILED(read.result)) return read.result;
         if (read.samples.empty() && !read.unreadable) return S_OK;
         return makeSample(read, sample);
@@ -121,6 +133,8 @@ public:
     }
 
 private:
+    LONGLONG end_ = 0; // of the sound that was read last
+
     // In two buffers, which the one that reads it has to join.
     static HRESULT makeSample(const SoundRead& read, IMFSample** sample) {
         const HRESULT made = MFCreateSample(sample);

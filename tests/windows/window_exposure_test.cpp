@@ -109,7 +109,7 @@ class ScriptedExposureTest : public WindowExposureTest {
 protected:
     ScriptedExposureTest() {
         reader = ComPtr<LumaReader>::adopt(new LumaReader);
-        readerMaker() = [this] {
+        readerMaker() = [this](const ReaderRequest&) {
             return ComPtr<IMFSourceReader>::share(reader.get());
         };
     }

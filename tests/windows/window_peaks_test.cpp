@@ -32,14 +32,15 @@ class WindowPeaksTest : public WindowEngineTest {
 protected:
     WindowPeaksTest() {
         ShowWindow(window, SW_SHOWNOACTIVATE);
-        readerMaker() = [this]() -> ComPtr<IMFSourceReader> {
+        readerMaker() = [this](const ReaderRequest&) -> ComPtr<IMFSourceReader> {
             if (!revealing) return {};
             ++opened;
             return ComPtr<IMFSourceReader>::share(reader.get());
         };
     }
     ~WindowPeaksTest() override {
-        endAudioPeaks();
+        for (const auto& blockade : blockades) blockade->lift();
+        static_cast<void>(endAudioPeaks());
         EXPECT_TRUE(workerEnds());
         readerMaker() = {};
     }
@@ -84,6 +85,18 @@ protected:
         return timelineRect({rect.right, rect.bottom}, ui().dpi, ui().fullscreen);
     }
 
+    // The pixels on the right of the track, at half its height.
+    [[nodiscard]] std::vector<COLORREF> besideTheTrack() const {
+        UpdateWindow(window);
+        const PixelRect rect = track();
+        std::vector<COLORREF> colours;
+        const HDC dc = GetDC(window);
+        for (int x = rect.right; x < rect.right + 6; ++x)
+            colours.push_back(GetPixel(dc, x, (rect.top + rect.bottom) / 2));
+        ReleaseDC(window, dc);
+        return colours;
+    }
+
     // How high the waveform is drawn at that share of the timeline, in pixels each way.
     [[nodiscard]] int heightAt(double share) const {
         UpdateWindow(window);
@@ -98,6 +111,12 @@ protected:
         return height;
     }
 
+    // Lifted at the end of the test, however that comes. A worker may hold it longer.
+    std::shared_ptr<Blockade> newBlockade() {
+        return blockades.emplace_back(std::make_shared<Blockade>());
+    }
+
+    std::vector<std::shared_ptr<Blockade>> blockades;
     // What else opens the file, to see how long it is, finds none.
     std::atomic<bool> revealing{false};
     std::atomic<int> opened{0};
@@ -139,7 +158,7 @@ TEST_F(WindowPeaksTest, AreDrawnWhereTheyAreHeard) {
 }
 
 TEST_F(WindowPeaksTest, AreDrawnAsFarAsTheyAreKnown) {
-    const auto blockade = std::make_shared<Blockade>();
+    const auto blockade = newBlockade();
     reader->reads = {{.samples = seconds(3, 16384)},
                      {.samples = seconds(3, 16384),
                       .hook =
@@ -164,8 +183,8 @@ TEST_F(WindowPeaksTest, AreDrawnAsFarAsTheyAreKnown) {
 }
 
 TEST_F(WindowPeaksTest, TheTimelineIsPaintedAgainWheneverThereAreMore) {
-    const auto first = std::make_shared<Blockade>();
-    const auto second = std::make_shared<Blockade>();
+    const auto first = newBlockade();
+    const auto second = newBlockade();
     reader->reads = {{.hook =
                           [first] {
                               first->block();
@@ -198,6 +217,27 @@ TEST_F(WindowPeaksTest, TheTimelineIsPaintedAgainWheneverThereAreMore) {
     EXPECT_FALSE(isAsked());
 }
 
+// While a cut is dragged the clips are drawn straight into the window, each bar four pixels wide.
+TEST_F(WindowPeaksTest, NoBarReachesBeyondTheTrackWhileACutIsDragged) {
+    for (int second = 0; second < 10; ++second)
+        reader->reads.push_back({.samples = seconds(1, 32767)});
+    reader->reads.push_back({.flags = ENDS});
+    openAndReveal();
+    ASSERT_TRUE(workerEnds());
+    for (const WORD dpi : {WORD{144}, WORD{192}}) {
+        for (int width = 1400; width < 1408; ++width) { // the last bar ends anywhere
+            changeDpi(dpi, {0, 0, width, 1000});
+            timelineMouse().drag.reset();
+            repaint();
+            const std::vector<COLORREF> kept = besideTheTrack();
+            timelineMouse().drag = CutDrag{.cut = 0};
+            repaint();
+            EXPECT_EQ(besideTheTrack(), kept) << dpi << ' ' << width;
+            timelineMouse().drag.reset();
+        }
+    }
+}
+
 TEST_F(WindowPeaksTest, InFullscreenNothingIsPaintedForThem) {
     reader->reads = {{.samples = seconds(10, 512)}, {.flags = ENDS}};
     openAndReveal();
@@ -212,7 +252,7 @@ TEST_F(WindowPeaksTest, InFullscreenNothingIsPaintedForThem) {
 }
 
 TEST_F(WindowPeaksTest, AnotherFileTakesThemAwayAtOnce) {
-    const auto blockade = std::make_shared<Blockade>();
+    const auto blockade = newBlockade();
     reader->reads = {{.samples = seconds(5, 16384)},
                      {.samples = seconds(5, 16384),
                       .hook =
@@ -250,7 +290,7 @@ TEST_F(WindowPeaksTest, AnotherFileHasItsOwn) {
 }
 
 TEST_F(WindowPeaksTest, TheSameFileKeepsThemWhenTheDeviceIsLost) {
-    const auto blockade = std::make_shared<Blockade>();
+    const auto blockade = newBlockade();
     reader->reads = {{.samples = seconds(5, 16384)},
                      {.samples = seconds(5, 16384),
                       .hook =
@@ -293,8 +333,20 @@ TEST_F(WindowPeaksTest, TheWindowsEndStopsAndAwaitsTheirWorker) {
     EXPECT_FALSE(audioPeaksStarted());
 }
 
+TEST_F(WindowPeaksTest, TheWindowsEndStopsTheirWorkerBeforeTheEngine) {
+    reader->endless = true;
+    openAndReveal();
+    ASSERT_TRUE(waitFor([this] { return reader->readsMade > 10; }));
+    int ran = -1;
+    engine().script.whileShutdown = [&ran] {
+        ran = audioPeaksRun() ? 1 : 0;
+    };
+    DestroyWindow(window);
+    EXPECT_EQ(ran, 0);
+}
+
 TEST_F(WindowPeaksTest, TheWindowsEndDoesNotHangWithAReadThatDoes) {
-    const auto blockade = std::make_shared<Blockade>();
+    const auto blockade = newBlockade();
     reader->reads = {{.hook = [blockade] {
         blockade->block();
     }}};
