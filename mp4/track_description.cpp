@@ -235,7 +235,9 @@ void readVideoTrack(ByteView moov, VideoTrackIndex& index) {
 
 void readVideoSampleEntry(ByteView entries, VideoTrackIndex& index) {
     bool found = false;
+    int described = 0;
     WalkChildren(entries, [&](BoxType type, ByteView payload) {
+        if (++described > 1) index.oneDescription = false;
         const bool isAvc = type == boxType("avc1") || type == boxType("avc3");
         if (found || !isAvc || payload.size() < VISUAL_ENTRY_BYTES) return;
         found = true;

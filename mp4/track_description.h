@@ -16,7 +16,8 @@ namespace velkantrix {
 void readVideoTrack(ByteView moov, VideoTrackIndex& index);
 
 // Fills in the size and configuration from the first avc1 or avc3 of an stsd's entries (ISO/IEC
-// 14496-12, 12.1.3, and 14496-15). Other codecs leave all of it as it was.
+// 14496-12, 12.1.3, and 14496-15). Other codecs leave all of it as it was. Whether there is more
+// than one entry is told in any case.
 void readVideoSampleEntry(ByteView entries, VideoTrackIndex& index);
 
 struct AudioTrackInfo {

@@ -35,6 +35,8 @@ struct VideoTrackIndex {
     MoovState moov = MoovState::Missing;
     // The picture is to be shown as it is coded: neither turned nor mirrored, its pixels square.
     bool shownAsCoded = true;
+    // All samples are of the same coding: none need other parameter sets than avcConfig.
+    bool oneDescription = true;
     // The moov holds samples of the track. A fragmented file's fragments come behind them.
     bool hasSamplesInMoov = false;
 };

@@ -25,6 +25,9 @@ namespace velkantrix {
 namespace {
 
 constexpr UINT32 STORE_ENTRIES = 1;
+constexpr wchar_t EXTENSION[] = L".mp4";
+
+std::atomic<bool> registered{false};
 
 bool isSwitchedOff() {
     return environmentVariable(L"VELKANTRIX_MP4SRC").starts_with(L'0');
@@ -172,7 +175,17 @@ HRESULT registerMp4Source() {
     if (isSwitchedOff() || done.exchange(true)) return S_OK;
     ComPtr<IMFActivate> handler;
     RETURN_IF_FAILED(createMp4ByteStreamHandler(handler));
-    return MFRegisterLocalByteStreamHandler(L".mp4", L"video/mp4", handler.get());
+    RETURN_IF_FAILED(MFRegisterLocalByteStreamHandler(EXTENSION, L"video/mp4", handler.get()));
+    registered = true;
+    return S_OK;
+}
+
+std::optional<SourceSound> mp4SourceFor(const std::wstring& path) {
+    const std::size_t dot = path.find_last_of(L"./\\");
+    if (!registered || dot == std::wstring::npos) return std::nullopt;
+    if (CompareStringOrdinal(path.c_str() + dot, -1, EXTENSION, -1, TRUE) != CSTR_EQUAL)
+        return std::nullopt;
+    return wantedSound();
 }
 
 } // namespace velkantrix

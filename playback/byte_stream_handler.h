@@ -6,7 +6,11 @@
 
 #include <mfobjects.h>
 
+#include <optional>
+#include <string>
+
 #include "base/com_ptr.h"
+#include "playback/source_track.h"
 
 namespace velkantrix {
 
@@ -19,5 +23,10 @@ namespace velkantrix {
 // the system's source then serves these files, as it does all those that ours declines. Media
 // Foundation must have been started.
 [[nodiscard]] HRESULT registerMp4Source();
+
+// How the program's own media source takes a file of that name that is opened for playing; none,
+// when it isn't asked: it isn't registered, or the name isn't one of its own. The file may be one
+// that it declines: see openServedTracks.
+[[nodiscard]] std::optional<SourceSound> mp4SourceFor(const std::wstring& path);
 
 } // namespace velkantrix

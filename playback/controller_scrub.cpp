@@ -1,5 +1,6 @@
 // controller_scrub.cpp: the UI thread starts and ends the scrub decoder threads here; what they
 // deliver comes in on their own.
+#include "playback/byte_stream_handler.h"
 #include "playback/controller.h"
 #include "playback/preview_delivery.h"
 #include "playback/scrub_decoder.h"
@@ -37,6 +38,7 @@ ScrubHost PlaybackController::scrubHost() {
     ScrubHost host;
     host.path = path_;
     host.fps = picture_.fps;
+    host.ownSource = mp4SourceFor(path_);
     host.scrub = &picture_.scrub;
     {
         const Lock device(picture_.deviceLock);

@@ -26,8 +26,6 @@
 
 namespace velkantrix {
 
-enum class SourceSound { Wanted, Unwanted };
-
 // Reads the file's index; MF_E_UNSUPPORTED_BYTESTREAM_TYPE for all files that the system's source
 // is to have: those that aren't fragmented H.264 with a table of keyframes, that are shown
 // otherwise than coded, or whose first track of sound it couldn't serve.

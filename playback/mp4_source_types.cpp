@@ -87,19 +87,6 @@ HRESULT createStream(SourceTrack track, const ComPtr<IMFMediaType>& type,
     return S_OK;
 }
 
-// No more than the sound that is there; failed where it is there and can't be served.
-HRESULT addSound(const FilePath& path, std::vector<ComPtr<Mp4MediaStream>>& streams) {
-    FileSound sound = loadFileSound(path);
-    if (!sound.isFirst) return MF_E_UNSUPPORTED_BYTESTREAM_TYPE;
-    if (!sound.track.valid) return S_OK;
-    if (!isPlainAac(sound)) return MF_E_UNSUPPORTED_BYTESTREAM_TYPE;
-    SourceTrack track;
-    if (!track.openSound(path, std::move(sound))) return MF_E_UNSUPPORTED_BYTESTREAM_TYPE;
-    ComPtr<IMFMediaType> type;
-    RETURN_IF_FAILED(describeSound(track, type));
-    return createStream(std::move(track), type, streams);
-}
-
 HRESULT createPresentation(const std::vector<ComPtr<Mp4MediaStream>>& streams, Ticks duration,
                            ComPtr<IMFPresentationDescriptor>& presentation) {
     std::vector<IMFStreamDescriptor*> descriptors;
@@ -113,15 +100,17 @@ HRESULT createPresentation(const std::vector<ComPtr<Mp4MediaStream>>& streams, T
 }
 
 HRESULT create(const FilePath& path, SourceSound sound, ComPtr<IMFMediaSource>& source) {
-    SourceTrack video;
-    if (!video.openVideo(path) || !video.reader().index().shownAsCoded)
-        return MF_E_UNSUPPORTED_BYTESTREAM_TYPE;
-    const Ticks duration = video.duration();
-    ComPtr<IMFMediaType> type;
-    RETURN_IF_FAILED(describeVideo(video, type));
+    std::optional<SourceTracks> tracks = openServedTracks(path, sound);
+    if (!tracks) return MF_E_UNSUPPORTED_BYTESTREAM_TYPE;
+    const Ticks duration = tracks->video.duration();
     std::vector<ComPtr<Mp4MediaStream>> streams;
-    RETURN_IF_FAILED(createStream(std::move(video), type, streams));
-    if (sound == SourceSound::Wanted) RETURN_IF_FAILED(addSound(path, streams));
+    ComPtr<IMFMediaType> type;
+    RETURN_IF_FAILED(describeVideo(tracks->video, type));
+    RETURN_IF_FAILED(createStream(std::move(tracks->video), type, streams));
+    if (tracks->sound) {
+        RETURN_IF_FAILED(describeSound(*tracks->sound, type));
+        RETURN_IF_FAILED(createStream(std::move(*tracks->sound), type, streams));
+    }
     ComPtr<IMFPresentationDescriptor> presentation;
     RETURN_IF_FAILED(createPresentation(streams, duration, presentation));
     ComPtr<IMFMediaEventQueue> events;

@@ -11,7 +11,7 @@
 namespace velkantrix {
 
 bool ScrubDecoder::setUp(const ScrubHost& host) {
-    if (!samples_.open(host.path)) return false;
+    if (!samples_.open(host.path, host.ownSource)) return false;
     const PictureSize size{static_cast<std::int32_t>(samples_.width()),
                            static_cast<std::int32_t>(samples_.height())};
     return SUCCEEDED(
@@ -35,7 +35,7 @@ DecodedPreview ScrubDecoder::decodeExact(double seconds, const std::function<boo
     picture_.reset();
     sampleWaits_ = false;
     draining_ = false;
-    if (!samples_.begin(target) || FAILED(transform_.restart())) return {};
+    if (!samples_.begin(target, superseded) || FAILED(transform_.restart())) return {};
     ExactSearch search(target);
     Step step = Step::Going;
     while (step == Step::Going) {

@@ -8,18 +8,21 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "base/com_ptr.h"
 #include "playback/h264_transform.h"
 #include "playback/scrub_loop.h"
+#include "playback/source_track.h"
 
 namespace velkantrix {
 
 struct ScrubHost {
     std::wstring path;
     double fps = 0;
+    std::optional<SourceSound> ownSource; // how the program's own media source would take the file
     ComPtr<IMFDXGIDeviceManager> manager;
     ScrubRequest* scrub = nullptr;
 

@@ -12,38 +12,48 @@
 namespace velkantrix {
 namespace {
 
+constexpr double MOST_UNITS = 4e18;              // well inside the range
+constexpr std::uint64_t STOP_CHECK_EVERY = 4096; // samples
+
+std::int64_t nearestUnits(double seconds, std::uint32_t scale) {
+    return std::llround(std::clamp(seconds * scale, -MOST_UNITS, MOST_UNITS));
+}
+
 // The last unit that has begun at a time.
 std::int64_t unitsAt(Ticks time, std::uint32_t scale) {
-    constexpr double MOST = 4e18;
     const double units = std::floor(static_cast<double>(time) * scale / TICKS_PER_SECOND);
-    return static_cast<std::int64_t>(std::clamp(units, -MOST, MOST));
+    return static_cast<std::int64_t>(std::clamp(units, -MOST_UNITS, MOST_UNITS));
 }
 
 } // namespace
 
 const VideoTrackIndex& ScrubSamples::index() const {
-    return index_.fragmented ? fragments_.index() : index_;
+    return fragmented_ ? track_.reader().index() : index_;
 }
 
-bool ScrubSamples::open(const FilePath& path) {
+bool ScrubSamples::open(const FilePath& path, std::optional<SourceSound> ownSource) {
     path_ = path;
-    index_ = LoadVideoTrackIndex(path);
-    if (!index_.valid || index_.avcConfig.empty() || !index_.shownAsCoded) return false;
-    try {
-        if (!AvcConfigToAnnexB(index_.avcConfig, parameterSets_, nalLengthSize_)) return false;
-    } catch (const std::bad_alloc&) { return false; }
-    return index_.fragmented ? openFragments() : openPlain();
+    {
+        const InputFile file = OpenForRandomAccess(path);
+        fragmented_ = file && scanTopLevel(file).fragmented;
+    }
+    return fragmented_ ? ownSource && openFragments(*ownSource) : openPlain();
 }
 
-// As the program's own media source does: where that leaves the file to the system's, the engine's
-// times may be others, and pictures may lie where no table leads.
-bool ScrubSamples::openFragments() {
-    if (index_.hasSamplesInMoov || !fragments_.Open(path_)) return false;
-    index_.randomAccess = RandomAccessTable(); // fragments_ has it
-    return fragments_.tableBeginsWithTrack();
+bool ScrubSamples::openFragments(SourceSound sound) {
+    std::optional<SourceTracks> tracks = openServedTracks(path_, sound);
+    if (!tracks) return false;
+    track_ = std::move(tracks->video);
+    return true;
 }
 
 bool ScrubSamples::openPlain() {
+    index_ = LoadVideoTrackIndex(path_);
+    if (!index_.valid || index_.fragmented || index_.avcConfig.empty()) return false;
+    if (!index_.shownAsCoded || !index_.oneDescription) return false;
+    try {
+        if (!AvcConfigToAnnexB(index_.avcConfig, parameterSets_, nalLengthSize_)) return false;
+    } catch (const std::bad_alloc&) { return false; }
     PlainSample first;
     if (!plain_.open(path_) || !plain_.seekToSync(INT64_MIN)) return false;
     if (plain_.next(first) != WalkOutcome::Sample) return false;
@@ -57,7 +67,7 @@ Ticks ScrubSamples::shownTime(std::int64_t pts) const {
 
 // From a keyframe's time in the table to the one at which it is shown, in seconds.
 double ScrubSamples::keyframeDelay() const {
-    if (index().fragmented) return 0;
+    if (fragmented_) return 0;
     return static_cast<double>(addTicks(keyframeOffset_, plain_.editOffset())) / plain_.timescale();
 }
 
@@ -68,10 +78,10 @@ bool ScrubSamples::keyframeAt(double seconds, ScrubSample& sample) {
     sample.pts = nearestTicks(keyframe.timeSeconds + keyframeDelay());
     sample.duration = 0;
     sample.sync = true;
-    if (index().fragmented) return true;
+    if (fragmented_) return true;
     // Where frames last differently long, composition offsets differ from keyframe to keyframe. The
     // walk knows this one's own.
-    const auto decodeTime = std::llround(keyframe.timeSeconds * plain_.timescale());
+    const std::int64_t decodeTime = nearestUnits(keyframe.timeSeconds, plain_.timescale());
     PlainSample own;
     if (!plain_.seekToSync(addTicks(decodeTime, keyframeOffset_))) return true;
     while (plain_.next(own) == WalkOutcome::Sample && own.dts <= decodeTime) {
@@ -80,44 +90,49 @@ bool ScrubSamples::keyframeAt(double seconds, ScrubSample& sample) {
     return true;
 }
 
-bool ScrubSamples::begin(Ticks time) {
-    return index().fragmented ? fragments_.Seek(secondsOf(time)) : seekPlain(time);
+bool ScrubSamples::begin(Ticks time, const std::function<bool()>& stopped) {
+    return seek(time, stopped) && findPicture(time, stopped) && seek(time, stopped);
 }
 
-bool ScrubSamples::seekPlain(Ticks time) {
+bool ScrubSamples::seek(Ticks time, const std::function<bool()>& stopped) {
+    if (fragmented_) return track_.start(time, stopped);
     needParameterSets_ = true;
-    const std::int64_t pts = subtractTicks(unitsAt(time, plain_.timescale()), plain_.editOffset());
-    if (!plain_.seekToSync(pts)) return false;
-    findPicture(pts);
-    return plain_.seekToSync(pts);
+    return plain_.seekToSync(subtractTicks(unitsAt(time, plain_.timescale()), plain_.editOffset()));
 }
 
-// By the tables alone: no sample is read.
-void ScrubSamples::findPicture(std::int64_t pts) {
+// The time of the next sample, which isn't read.
+std::optional<Ticks> ScrubSamples::pass() {
+    if (fragmented_) return track_.pass();
+    PlainSample place;
+    if (plain_.next(place) != WalkOutcome::Sample) return std::nullopt;
+    return shownTime(place.pts);
+}
+
+bool ScrubSamples::findPicture(Ticks time, const std::function<bool()>& stopped) {
     picture_.reset();
     following_.reset();
-    PlainSample place;
-    for (std::uint32_t beyond = 0; beyond < ALWAYS_ENOUGH_BEYOND;) {
-        if (plain_.next(place) != WalkOutcome::Sample) return;
-        const bool isBeyond = place.pts > pts;
-        std::optional<std::int64_t>& nearest = isBeyond ? following_ : picture_;
-        if (!nearest || (isBeyond ? place.pts < *nearest : place.pts > *nearest))
-            nearest = place.pts;
+    std::uint32_t beyond = 0;
+    for (std::uint64_t passed = 0; beyond < ALWAYS_ENOUGH_BEYOND; ++passed) {
+        if (passed % STOP_CHECK_EVERY == 0 && stopped()) return false;
+        const std::optional<Ticks> pts = pass();
+        if (!pts) return true;
+        const bool isBeyond = *pts > time;
+        std::optional<Ticks>& nearest = isBeyond ? following_ : picture_;
+        if (!nearest || (isBeyond ? *pts < *nearest : *pts > *nearest)) nearest = pts;
         if (isBeyond) ++beyond;
     }
+    return true;
 }
 
-std::int64_t ScrubSamples::shownFor(const PlainSample& place) const {
-    if (!picture_ || place.pts > *picture_) return place.duration;
-    if (place.pts == *picture_) {
-        return following_ ? subtractTicks(*following_, place.pts) : place.duration;
-    }
-    return std::min<std::int64_t>(place.duration, subtractTicks(*picture_, place.pts));
+Ticks ScrubSamples::shownFor(Ticks pts, Ticks duration) const {
+    if (!picture_ || pts > *picture_) return duration;
+    if (pts == *picture_) return following_ ? subtractTicks(*following_, pts) : duration;
+    return std::min(duration, subtractTicks(*picture_, pts));
 }
 
 WalkOutcome ScrubSamples::next(ScrubSample& sample) {
     try {
-        return index().fragmented ? nextOfFragments(sample) : nextPlain(sample);
+        return fragmented_ ? nextOfFragments(sample) : nextPlain(sample);
     } catch (const std::bad_alloc&) {
         return WalkOutcome::Failed; // as unreadable as any other sample then
     }
@@ -141,30 +156,20 @@ bool ScrubSamples::readPlain(const PlainSample& place, ScrubSample& sample) {
                     sample.data);
     if (withSets) needParameterSets_ = false;
     sample.pts = shownTime(place.pts);
-    sample.duration = ticksFromUnits(shownFor(place), plain_.timescale());
+    sample.duration = shownFor(sample.pts, ticksFromUnits(place.duration, plain_.timescale()));
     sample.sync = place.sync;
     return true;
 }
 
 WalkOutcome ScrubSamples::nextOfFragments(ScrubSample& sample) {
-    while (true) {
-        fragments_.ReadNextSample(fragmentSample_);
-        switch (fragments_.outcome()) {
-        case ReadOutcome::Sample:
-            break;
-        case ReadOutcome::Empty:
-            continue;
-        case ReadOutcome::End:
-            return WalkOutcome::End;
-        default:
-            return WalkOutcome::Failed;
-        }
-        sample.data = std::move(fragmentSample_.data);
-        sample.pts = ticksFromUnits(fragmentSample_.pts, fragments_.timescale());
-        sample.duration = ticksFromUnits(fragmentSample_.duration, fragments_.timescale());
-        sample.sync = fragmentSample_.keyframe;
-        return WalkOutcome::Sample;
-    }
+    const TrackRead read = track_.read(trackSample_, [] { return false; });
+    if (read == TrackRead::End) return WalkOutcome::End;
+    if (read != TrackRead::Sample) return WalkOutcome::Failed;
+    sample.data = std::move(trackSample_.data);
+    sample.pts = trackSample_.time;
+    sample.duration = shownFor(sample.pts, trackSample_.duration);
+    sample.sync = trackSample_.keyframe;
+    return WalkOutcome::Sample;
 }
 
 } // namespace velkantrix

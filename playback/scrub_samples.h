@@ -9,14 +9,15 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <vector>
 
 #include "base/file_path.h"
 #include "base/ticks.h"
-#include "mp4/fragment_reader.h"
 #include "mp4/plain_samples.h"
 #include "mp4/video_index.h"
+#include "playback/source_track.h"
 
 namespace velkantrix {
 
@@ -29,9 +30,11 @@ struct ScrubSample {
 
 class ScrubSamples {
 public:
-    // False when there is no index of a video track, the track isn't H.264 or is shown otherwise
-    // than coded, or its table doesn't lead to all of it.
-    [[nodiscard]] bool open(const FilePath& path);
+    // False when there is no index of a video track, the track isn't H.264, is shown otherwise than
+    // coded or has several descriptions; of a fragmented file when the engine doesn't have it from
+    // the program's own media source: another's times may be others, and it may know pictures to
+    // which no table leads. `ownSource` is how that source would take the file; none: not at all.
+    [[nodiscard]] bool open(const FilePath& path, std::optional<SourceSound> ownSource);
 
     [[nodiscard]] std::uint32_t width() const { return index().width; } // coded; 0 when not stated
     [[nodiscard]] std::uint32_t height() const { return index().height; }
@@ -40,11 +43,11 @@ public:
     // none. Parameter sets stand in front. False when it can't be read. Ends what begin began.
     [[nodiscard]] bool keyframeAt(double seconds, ScrubSample& sample);
 
-    // Goes to where decoding has to begin for the picture at that time. False when it can't. A
-    // plain file's tables give samples the times by which they are decoded. Where frames last
-    // differently long a sample may so seem to last beyond the picture behind it; up to the time
-    // given that is put right.
-    [[nodiscard]] bool begin(Ticks time);
+    // Goes to where decoding has to begin for the picture at that time. False when it can't, or
+    // when `stopped` says so. The tables give samples the times by which they are decoded. Where
+    // frames last differently long a sample may so seem to last beyond the picture behind it; up to
+    // the time given that is put right.
+    [[nodiscard]] bool begin(Ticks time, const std::function<bool()>& stopped);
 
     // The next sample in decode order; the parameter sets stand in front of the first keyframe
     // behind begin. Samples without content are passed over. Behind anything but Sample the content
@@ -53,19 +56,21 @@ public:
 
 private:
     bool openPlain();
-    bool openFragments();
+    bool openFragments(SourceSound sound);
     [[nodiscard]] Ticks shownTime(std::int64_t pts) const;
     [[nodiscard]] double keyframeDelay() const;
-    bool seekPlain(Ticks time);
-    void findPicture(std::int64_t pts);
-    [[nodiscard]] std::int64_t shownFor(const PlainSample& place) const;
+    bool seek(Ticks time, const std::function<bool()>& stopped);
+    std::optional<Ticks> pass();
+    bool findPicture(Ticks time, const std::function<bool()>& stopped);
+    [[nodiscard]] Ticks shownFor(Ticks pts, Ticks duration) const;
     WalkOutcome nextPlain(ScrubSample& sample);
     WalkOutcome nextOfFragments(ScrubSample& sample);
     bool readPlain(const PlainSample& place, ScrubSample& sample);
     [[nodiscard]] const VideoTrackIndex& index() const;
 
     FilePath path_;
-    VideoTrackIndex index_; // of a plain file; a fragmented one's is that of fragments_
+    bool fragmented_ = false;
+    VideoTrackIndex index_; // of a plain file; a fragmented one's is the track's
     std::vector<std::uint8_t> parameterSets_;
     std::uint32_t nalLengthSize_ = 0;
 
@@ -73,14 +78,16 @@ private:
     PlainSamples plain_;
     std::int64_t keyframeOffset_ = 0; // composition offset of the first keyframe
     bool needParameterSets_ = true;
-    // What was sought: the picture of the time given, and the one behind it, in the track's units.
-    std::optional<std::int64_t> picture_;
-    std::optional<std::int64_t> following_;
     ByteBuffer bytes_;
 
-    // Of a fragmented one.
-    FragmentReader fragments_;
-    ReaderSample fragmentSample_;
+    // Of a fragmented one: what the media source itself would deliver, so that both have the same
+    // times.
+    SourceTrack track_;
+    TrackSample trackSample_;
+
+    // What was sought: the picture of the time given, and the one behind it.
+    std::optional<Ticks> picture_;
+    std::optional<Ticks> following_;
 };
 
 } // namespace velkantrix

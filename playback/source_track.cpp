@@ -17,7 +17,9 @@ std::int64_t plus(std::int64_t a, std::int64_t b) {
 } // namespace
 
 bool SourceTrack::openVideo(const FilePath& path) {
-    return reader_.Open(path) && !reader_.index().hasSamplesInMoov &&
+    if (!reader_.Open(path)) return false;
+    const VideoTrackIndex& index = reader_.index();
+    return index.shownAsCoded && index.oneDescription && !index.hasSamplesInMoov &&
            reader_.tableBeginsWithTrack() && reader_.Seek(0);
 }
 
@@ -72,15 +74,25 @@ std::optional<std::uint64_t> SourceTrack::samplesToKeyframe(Ticks position,
             if (!reader_.NextFragment()) return last;
         }
         const SampleRecord sample = reader_.samples()[reader_.cursor()];
-        const auto timeOf = [&](std::uint64_t units) {
-            return ticksFromUnits(plus(static_cast<std::int64_t>(units), reader_.rebase()),
-                                  reader_.timescale());
-        };
         if (timeOf(sample.dts) > position) return last;
         if (sample.sync && timeOf(sample.pts) <= position) last = passed;
         reader_.setCursor(reader_.cursor() + 1);
     }
     return std::nullopt;
+}
+
+Ticks SourceTrack::timeOf(std::uint64_t units) const {
+    return ticksFromUnits(plus(static_cast<std::int64_t>(units), reader_.rebase()),
+                          reader_.timescale());
+}
+
+std::optional<Ticks> SourceTrack::pass() {
+    while (reader_.cursor() >= reader_.samples().size()) {
+        if (!reader_.NextFragment()) return std::nullopt;
+    }
+    const Ticks time = timeOf(reader_.samples()[reader_.cursor()].pts);
+    reader_.setCursor(reader_.cursor() + 1);
+    return time;
 }
 
 bool SourceTrack::skip(std::uint64_t samples) {
@@ -157,6 +169,18 @@ Ticks SourceTrack::duration() const {
 std::uint32_t SourceTrack::middleDuration() const {
     const FragmentSamples& samples = reader_.samples();
     return samples.empty() ? 0 : samples[samples.size() / 2].duration;
+}
+
+std::optional<SourceTracks> openServedTracks(const FilePath& path, SourceSound sound) {
+    SourceTracks tracks;
+    if (!tracks.video.openVideo(path)) return std::nullopt;
+    if (sound == SourceSound::Unwanted) return tracks;
+    FileSound found = loadFileSound(path);
+    if (!found.isFirst) return std::nullopt;
+    if (!found.track.valid) return tracks;
+    if (!isPlainAac(found)) return std::nullopt;
+    if (!tracks.sound.emplace().openSound(path, std::move(found))) return std::nullopt;
+    return tracks;
 }
 
 bool isPlainAac(const FileSound& sound) {

@@ -32,8 +32,8 @@ enum class TrackRead {
 
 class SourceTrack {
 public:
-    // The file's first video track, which must be H.264, all of it in fragments that its table
-    // leads to. It stands at its beginning.
+    // The file's first video track, which must be H.264, shown as it is coded and of one
+    // description, all of it in fragments that its table leads to. It stands at its beginning.
     [[nodiscard]] bool openVideo(const FilePath& path);
     // The track of sound that was found in the file. False when it can't be read.
     [[nodiscard]] bool openSound(const FilePath& path, FileSound sound);
@@ -48,6 +48,10 @@ public:
     // without end.
     TrackRead read(TrackSample& sample, const std::function<bool()>& stopped);
 
+    // Passes over the next sample without reading it: the time at which it is shown. None at the
+    // end, and where there is more that can't be read.
+    std::optional<Ticks> pass();
+
     // A start has found that the track ends at or before its position.
     [[nodiscard]] bool isAtEnd() const;
 
@@ -60,6 +64,7 @@ public:
     [[nodiscard]] std::uint32_t middleDuration() const;
 
 private:
+    [[nodiscard]] Ticks timeOf(std::uint64_t units) const;
     bool seekToEntryFor(Ticks position);
     bool startVideo(Ticks position, const std::function<bool()>& stopped);
     std::optional<std::uint64_t> samplesToKeyframe(Ticks position,
@@ -71,6 +76,19 @@ private:
     FragmentReader reader_;
     FileSound sound_;
 };
+
+enum class SourceSound { Wanted, Unwanted };
+
+// All that is delivered of a file.
+struct SourceTracks {
+    SourceTrack video;
+    std::optional<SourceTrack> sound; // where it is wanted and there is some
+};
+
+// What the program's own media source has of a file. None, when it leaves the file to the system's:
+// when the video isn't as SourceTrack needs it, or its first track of sound is there, wanted, and
+// can't be served. The one rule for that: previews follow it, to show what the engine shows.
+[[nodiscard]] std::optional<SourceTracks> openServedTracks(const FilePath& path, SourceSound sound);
 
 // Whether decoders of AAC can be expected to take it: low complexity, with what HE-AAC adds to
 // that.

@@ -80,6 +80,18 @@ TEST(ShownAsCoded, OnlyTheTrackThatCountsSaysSo) {
     EXPECT_TRUE(index.shownAsCoded);
 }
 
+TEST(OneDescription, SeveralEntriesAreSeveralDescriptions) {
+    for (const auto& [entries, isOne] :
+         {std::pair{avc1(64, 48), true}, std::pair{join({avc1(64, 48), avc1(64, 48)}), false},
+          std::pair{join({avc1(64, 48), box("hvc1", visualFields(64, 48))}), false}}) {
+        VideoTrackIndex index;
+        const Bytes moov = videoTrak(1, 1000, entries);
+        readVideoTrack(ByteView(moov.vector()), index);
+        EXPECT_EQ(index.oneDescription, isOne);
+        EXPECT_EQ(index.width, 64u);
+    }
+}
+
 FileSound soundOf(const Bytes& moov, const Bytes& tables = tfra(2, {{}})) {
     const TempFile temp(fragmentedFile(moov, tables));
     return loadFileSound(temp.path());

@@ -2,10 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
+#include <string_view>
 
 #include "tests/support/fragmented_file.h"
 #include "tests/support/mp4_boxes.h"
+#include "tests/support/mp4_files.h"
 #include "tests/support/temp_file.h"
 
 namespace velkantrix {
@@ -14,6 +17,10 @@ namespace {
 constexpr std::uint32_t DATA = 4096; // where a plain file's samples begin
 constexpr std::uint32_t SCALE = 600;
 constexpr Ticks SECOND = TICKS_PER_SECOND;
+
+bool never() {
+    return false;
+}
 
 // One sample of a plain file.
 struct Sample {
@@ -46,7 +53,7 @@ protected:
         file->resize(DATA + data.size());
         file->write(DATA, data);
         samples = {};
-        return samples.open(file->path());
+        return samples.open(file->path(), ownSource);
     }
 
     bool openFragments(const std::vector<Bytes>& fragments, const std::vector<std::uint64_t>& times,
@@ -58,7 +65,7 @@ protected:
         all.add(mfra(tfra(1, entries)));
         file.emplace(all);
         samples = {};
-        return samples.open(file->path());
+        return samples.open(file->path(), ownSource);
     }
 
     // The sample's units behind their start codes, parameter sets as "sets".
@@ -84,7 +91,7 @@ protected:
 
     // All that come behind the beginning for that time: "TEXT PTS DURATION" each.
     std::vector<std::string> from(Ticks time) {
-        EXPECT_TRUE(samples.begin(time)) << time;
+        EXPECT_TRUE(samples.begin(time, never)) << time;
         std::vector<std::string> all;
         while ((end = samples.next(sample)) == WalkOutcome::Sample) {
             all.push_back(textOf(sample) + " " + std::to_string(sample.pts) + " " +
@@ -94,6 +101,7 @@ protected:
     }
 
     std::optional<TempFile> file;
+    std::optional<SourceSound> ownSource = SourceSound::Wanted;
     ScrubSamples samples;
     ScrubSample sample;
     WalkOutcome end = WalkOutcome::Sample;
@@ -197,15 +205,15 @@ TEST_F(ScrubSamplesTest, AFileThatBreaksOffIsAFailure) {
     ASSERT_TRUE(openPlain(twoGroups(), elst({{4000, 600}})));
     file->resize(DATA + 6 * 6 + 3);
     samples = {};
-    ASSERT_TRUE(samples.open(file->path()));
+    ASSERT_TRUE(samples.open(file->path(), ownSource));
     EXPECT_EQ(from(0).size(), 6u);
     EXPECT_EQ(end, WalkOutcome::Failed);
     EXPECT_EQ(keyText(2), "sets I4 20000000");
 }
 
 TEST_F(ScrubSamplesTest, WhatCannotBeReadIsNotOpened) {
-    EXPECT_FALSE(ScrubSamples().open(TempFile::unusedPath()));
-    EXPECT_FALSE(ScrubSamples().open(TempFile(Bytes().text("no video at all")).path()));
+    EXPECT_FALSE(ScrubSamples().open(TempFile::unusedPath(), ownSource));
+    EXPECT_FALSE(ScrubSamples().open(TempFile(Bytes().text("no video at all")).path(), ownSource));
     EXPECT_FALSE(openPlain(twoGroups(), {}, box("hvc1", visualFields(64, 36)))) << "not H.264";
     EXPECT_FALSE(openPlain(twoGroups(), {}, avc1(64, 36, Bytes{1, 2, 3}))) << "a broken record";
     auto given = twoGroups();
@@ -213,9 +221,20 @@ TEST_F(ScrubSamplesTest, WhatCannotBeReadIsNotOpened) {
     EXPECT_FALSE(openPlain(given)) << "no keyframe";
 }
 
+TEST_F(ScrubSamplesTest, AFileWhoseSamplesAreCodedInSeveralWaysIsNotOpened) {
+    const Bytes two = join({avc1(64, 36), avc1(64, 36, avcRecord())});
+    EXPECT_FALSE(openPlain(twoGroups(), {}, two));
+    EXPECT_TRUE(openPlain(twoGroups()));
+}
+
+TEST_F(ScrubSamplesTest, ABeginningThatNobodyWantsAnyMoreIsGivenUp) {
+    ASSERT_TRUE(openPlain(twoGroups()));
+    EXPECT_FALSE(samples.begin(0, [] { return true; }));
+}
+
 TEST_F(ScrubSamplesTest, NotOpenedItFails) {
     EXPECT_FALSE(samples.keyframeAt(0, sample));
-    EXPECT_FALSE(samples.begin(0));
+    EXPECT_FALSE(samples.begin(0, never));
     EXPECT_EQ(samples.next(sample), WalkOutcome::Failed);
 }
 
@@ -232,6 +251,18 @@ TEST_F(ScrubSamplesTest, OddTimesAreTimesToo) {
 
 FragmentSample picture(const std::string& unit, bool sync = false, std::int32_t composition = 0) {
     return {nal(Bytes().text(unit)), 500, sync, composition};
+}
+
+// Its sound is of a codec that the media source leaves to the system's.
+Bytes withOtherSound(const Bytes& recording) {
+    constexpr std::string_view AAC = "mp4a";
+    std::vector<std::uint8_t> bytes = recording.vector();
+    const auto at = std::search(bytes.begin(), bytes.end(), AAC.begin(), AAC.end());
+    EXPECT_NE(at, bytes.end());
+    *at = 'x';
+    Bytes changed;
+    for (const std::uint8_t byte : bytes) changed.u8(byte);
+    return changed;
 }
 
 TEST_F(ScrubSamplesTest, FragmentsHaveTheTablesTimes) {
@@ -251,7 +282,57 @@ TEST_F(ScrubSamplesTest, FragmentsHaveTheTablesTimes) {
 
 TEST_F(ScrubSamplesTest, FragmentsWithoutATableAreNotOpened) {
     file.emplace(join({fragmentedStart(), fragment(0, {picture("I0", true)})}));
-    EXPECT_FALSE(samples.open(file->path()));
+    EXPECT_FALSE(samples.open(file->path(), ownSource));
+}
+
+TEST_F(ScrubSamplesTest, AnotherSourcesFragmentsAreNotOpenedAndPlainFilesAre) {
+    ownSource = std::nullopt;
+    EXPECT_FALSE(openFragments({fragment(0, {picture("I0", true)})}, {0}));
+    EXPECT_TRUE(openPlain(twoGroups()));
+}
+
+// What the media source has, and so the engine, and nothing else.
+TEST_F(ScrubSamplesTest, FragmentsAreOpenedAsTheMediaSourceTakesThem) {
+    const auto opens = [&](const Bytes& content, SourceSound sound) {
+        file.emplace(content);
+        samples = {};
+        const bool opened = samples.open(file->path(), sound);
+        EXPECT_EQ(opened, openServedTracks(file->path(), sound).has_value());
+        return opened;
+    };
+    EXPECT_TRUE(opens(fragmentedRecording(), SourceSound::Wanted));
+    const Bytes other = withOtherSound(fragmentedRecording());
+    EXPECT_FALSE(opens(other, SourceSound::Wanted));
+    EXPECT_TRUE(opens(other, SourceSound::Unwanted));
+}
+
+// The same pictures as of a plain file of variable rate, in two fragments: the picture that is
+// sought lies behind three that are shown later.
+TEST_F(ScrubSamplesTest, NoSampleOfFragmentsLastsBeyondTheOneBehindItEither) {
+    const auto shown = [](const std::string& unit, std::uint32_t lasts, std::int32_t composition) {
+        return FragmentSample{nal(Bytes().text(unit)), lasts, unit[0] == 'I', composition};
+    };
+    ASSERT_TRUE(openFragments(
+        {fragment(0, {shown("I0", 60, 0), shown("P4", 60, 1260), shown("B2", 900, 240)}),
+         fragment(1020, {shown("b1", 60, -720), shown("b3", 60, -660)})},
+        {0, 1020}));
+    EXPECT_EQ(from(nearestTicks(0.36)),
+              (Texts{"sets I0 0 600000 sync", "P4 13200000 600000", "B2 3600000 600000",
+                     "b1 3000000 600000", "b3 4200000 600000"}));
+}
+
+// An entry within the second doesn't count for keyframes by whole seconds, but the media source
+// begins there, and with it the samples have that entry's time.
+TEST_F(ScrubSamplesTest, DecodingBeginsWhereTheMediaSourceDoes) {
+    ASSERT_TRUE(openFragments({fragment(0, {picture("I0", true), picture("P1")}),
+                               fragment(1000, {picture("I2", true), picture("P3")})},
+                              {0, 900}));
+    EXPECT_EQ(from(9'500'000), (Texts{"sets I2 9000000 5000000 sync", "P3 14000000 5000000"}));
+    SourceTrack own;
+    TrackSample first;
+    ASSERT_TRUE(own.openVideo(file->path()) && own.start(9'500'000, never));
+    ASSERT_EQ(own.read(first, never), TrackRead::Sample);
+    EXPECT_EQ(first.time, 9'000'000);
 }
 
 TEST_F(ScrubSamplesTest, SamplesOfFragmentsWithoutContentArePassedOver) {

@@ -337,6 +337,21 @@ TEST_F(SourceTrackTest, AFileWhoseTableLeavesOutItsBeginningIsNotOpened) {
     EXPECT_FALSE(SourceTrack().openVideo(TempFile(join({begin, broken, first, behind})).path()));
 }
 
+TEST_F(SourceTrackTest, AFileOfSeveralDescriptionsOrShownTurnedIsNotOpened) {
+    const auto opens = [&](const Bytes& entries) {
+        const Bytes begin = join({ftyp(), box("moov", trak(1, 1000, "vide", stsd(entries)))});
+        use(join({begin, fragment(0, {{picture(0, true), 40, true}}),
+                  mfra(tfra(1, {{0, begin.size()}}))}));
+        track = {};
+        return track.openVideo(file->path());
+    };
+    EXPECT_TRUE(opens(avc1(64, 48)));
+    EXPECT_FALSE(opens(join({avc1(64, 48), avc1(64, 48)})));
+    EXPECT_FALSE(opens(box("avc1", visualFields(64, 48)
+                                       .add(box("avcC", avcRecord()))
+                                       .add(box("pasp", Bytes().u32(4).u32(3))))));
+}
+
 TEST_F(SourceTrackTest, AFileWithSamplesInItsMoovIsNotOpened) {
     const Bytes entry = stsd(avc1(64, 48));
     for (const std::uint32_t samples : {0U, 1U}) {

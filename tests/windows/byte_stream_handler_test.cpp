@@ -236,10 +236,16 @@ TEST_F(ByteStreamHandlerTest, RegisteredItServesWhateverOpensARecordingHere) {
         EXPECT_EQ(registerMp4Source(), S_OK);
         ASSERT_EQ(openSourceReader(mediaFile(L"fragmented").c_str(), reader), S_OK);
         EXPECT_EQ(liveMp4MediaSources(), 0);
+        EXPECT_EQ(mp4SourceFor(L"C:\\a.mp4"), std::nullopt) << "nor by previews";
     }
     const Variable on(L"VELKANTRIX_MP4SRC", L"1");
     EXPECT_EQ(registerMp4Source(), S_OK);
     EXPECT_EQ(registerMp4Source(), S_OK); // once, whoever asks
+    for (const wchar_t* const own : {L"C:\\a.mp4", L"a.b.MP4", L"\\\\?\\C:\\f.d\\a.mP4"})
+        EXPECT_EQ(mp4SourceFor(own), SourceSound::Wanted) << own;
+    for (const wchar_t* const other :
+         {L"C:\\a.m4v", L"C:\\a.mp4.mov", L"C:\\b.mp4\\a", L"mp4", L""})
+        EXPECT_EQ(mp4SourceFor(other), std::nullopt) << other;
     ASSERT_EQ(openSourceReader(mediaFile(L"fragmented").c_str(), reader), S_OK);
     EXPECT_EQ(liveMp4MediaSources(), 1);
     EXPECT_EQ(streamsOf(reader.get()), 2U);
@@ -252,6 +258,7 @@ TEST_F(ByteStreamHandlerTest, RegisteredItServesWhateverOpensARecordingHere) {
     reader.reset();
     // Without its sound only for those who don't mind.
     const Variable silent(L"MP4SRC_NOAUDIO", L"1");
+    EXPECT_EQ(mp4SourceFor(L"a.mp4"), SourceSound::Unwanted);
     ASSERT_EQ(openSourceReader(mediaFile(L"fragmented").c_str(), reader), S_OK);
     EXPECT_EQ(liveMp4MediaSources(), 1);
     EXPECT_EQ(streamsOf(reader.get()), 1U);

@@ -75,6 +75,19 @@ TEST_F(ScrubDecoderTest, EveryKindOfRecordingGivesThePictureOfItsTime) {
     }
 }
 
+TEST_F(ScrubDecoderTest, RecordingsThatTheSystemsSourceHasArePreviewedByTheReader) {
+    for (const auto& [name, own] :
+         {std::pair{L"mp4/fragmented-opus", std::optional(SourceSound::Wanted)},
+          std::pair{L"fragmented", std::optional<SourceSound>()}}) {
+        ownSource = own;
+        start(mediaFile(name), 30, {320, 180});
+        EXPECT_FALSE(ask(0.5).empty()) << name;
+        stop();
+        EXPECT_EQ(countTextures(), 0) << name;
+        EXPECT_GE(countPixels(), 1) << name;
+    }
+}
+
 // A hand that doesn't rest: each request comes before the one in front has settled.
 TEST_F(ScrubDecoderTest, SupersededRequestsAreNeverDecodedExactly) {
     startNumbered();

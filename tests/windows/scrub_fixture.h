@@ -44,6 +44,7 @@ protected:
         host = {};
         host.path = path;
         host.fps = fps;
+        host.ownSource = ownSource;
         host.manager = presenter.deviceManager;
         host.scrub = &scrub;
         host.videoSize = [this] {
@@ -133,6 +134,7 @@ protected:
         return outcome;
     }
 
+    std::optional<SourceSound> ownSource = SourceSound::Wanted; // as in the application
     Mutex deviceLock;
     ScrubRequest scrub;
     ScrubHost host;
