@@ -49,7 +49,8 @@ struct Samples {
 std::optional<Samples> samplesFor(ScrubSamples& reader, double seconds) {
     Samples samples;
     const Ticks target = addTicks(nearestTicks(seconds), SCRUB_SLACK);
-    if (!reader.keyframeAt(seconds, samples.key) || !reader.begin(target)) return std::nullopt;
+    if (!reader.keyframeAt(seconds, samples.key) || !reader.begin(target, [] { return false; }))
+        return std::nullopt;
     ExactSearch search(target);
     ScrubSample sample;
     while (reader.next(sample) == WalkOutcome::Sample) {
@@ -65,12 +66,12 @@ bool decodeBare(H264Transform& transform, const std::vector<ScrubSample>& sample
     ComPtr<IMFSample> best;
     Ticks bestTime = -1;
     const auto pullAll = [&] {
-        ComPtr<IMFSample> picture;
+        DecodedPicture picture;
         while (SUCCEEDED(transform.pull(picture))) {
             LONGLONG time = 0;
-            picture->GetSampleTime(&time);
+            picture.sample->GetSampleTime(&time);
             if (time > target && best) continue;
-            if (time > bestTime) best = picture;
+            if (time > bestTime) best = picture.sample;
             bestTime = std::max<Ticks>(bestTime, time);
         }
     };
@@ -87,7 +88,7 @@ class Bench {
 public:
     Bench(const wchar_t* path, HWND window) : path_(path) {
         const Lock held(lock_);
-        ok_ = setUpPresenter(presenter_, window) && reader_.open(path);
+        ok_ = setUpPresenter(presenter_, window) && reader_.open(path, SourceSound::Wanted);
         const PictureSize size{static_cast<std::int32_t>(reader_.width()),
                                static_cast<std::int32_t>(reader_.height())};
         setVideoSize(presenter_, size.width, size.height);

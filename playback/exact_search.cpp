@@ -22,6 +22,8 @@ ExactSearch::Feed ExactSearch::fed(Ticks pts, Ticks duration) {
 }
 
 bool ExactSearch::keeps(Ticks time) {
+    // Rounded up beyond the target it is still the one that is wanted.
+    if (wanted_ && time > target_ && subtractTicks(time, *wanted_) < SAME_TIME) time = *wanted_;
     // A picture beyond the target only stands in for one that doesn't come.
     const bool standsIn = kept_ && *kept_ > target_;
     const bool better = time <= target_ ? !kept_ || standsIn || time > *kept_

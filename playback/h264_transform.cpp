@@ -6,6 +6,7 @@
 
 #include <cstring>
 #include <span>
+#include <utility>
 
 #include "platform/hresult.h"
 
@@ -48,11 +49,26 @@ UINT32 attributeOf(IMFTransform* transform, const GUID& key) {
 
 ComPtr<IMFTransform> firstSynchronous(const FoundTransforms& found) {
     for (IMFActivate* const one : found.all()) {
+        if (MFGetAttributeUINT32(one, MF_TRANSFORM_FLAGS_Attribute, 0) & MFT_ENUM_FLAG_ASYNCMFT)
+            continue;
         ComPtr<IMFTransform> transform;
         if (FAILED(one->ActivateObject(__uuidof(IMFTransform), transform.putVoid()))) continue;
         if (transform && attributeOf(transform.get(), MF_TRANSFORM_ASYNC) == 0) return transform;
+        transform.reset();
+        ignoreResult(one->ShutdownObject(), "it isn't used");
     }
     return {};
+}
+
+// As the presenter's shader takes NV12. A type that says nothing is taken for that.
+bool isDrawable(IMFMediaType* type) {
+    const UINT32 matrix = MFGetAttributeUINT32(type, MF_MT_YUV_MATRIX, 0);
+    const UINT32 range = MFGetAttributeUINT32(type, MF_MT_VIDEO_NOMINAL_RANGE, 0);
+    const UINT32 lines = MFGetAttributeUINT32(type, MF_MT_INTERLACE_MODE, 0);
+    return (matrix == MFVideoTransferMatrix_Unknown || matrix == MFVideoTransferMatrix_BT709) &&
+           (range == MFNominalRange_Unknown || range == MFNominalRange_16_235) &&
+           (lines == MFVideoInterlace_Unknown || lines == MFVideoInterlace_Progressive ||
+            lines == MFVideoInterlace_MixedInterlaceOrProgressive);
 }
 
 ComPtr<IMFTransform> findDecoder() {
@@ -150,6 +166,7 @@ void H264Transform::takeSize(IMFMediaType* type) {
         output_ = sizeOf(width, height);
     shown_ = output_;
     atCorner_ = true;
+    drawable_ = isDrawable(type);
     MFVideoArea area = {};
     if (FAILED(type->GetBlob(MF_MT_MINIMUM_DISPLAY_APERTURE, reinterpret_cast<UINT8*>(&area),
                              sizeof area, nullptr)))
@@ -175,11 +192,13 @@ HRESULT H264Transform::drain() {
     return transform_->ProcessMessage(MFT_MESSAGE_COMMAND_DRAIN, 0);
 }
 
-HRESULT H264Transform::pull(ComPtr<IMFSample>& picture) {
+HRESULT H264Transform::pull(DecodedPicture& picture) {
     constexpr DWORD GIVES_SAMPLES =
         MFT_OUTPUT_STREAM_PROVIDES_SAMPLES | MFT_OUTPUT_STREAM_CAN_PROVIDE_SAMPLES;
     int changes = 0;
     int waits = 0;
+    int empty = 0;
+    picture = {};
     while (true) {
         MFT_OUTPUT_STREAM_INFO info = {};
         RETURN_IF_FAILED(transform_->GetOutputStreamInfo(0, &info));
@@ -187,7 +206,7 @@ HRESULT H264Transform::pull(ComPtr<IMFSample>& picture) {
         MFT_OUTPUT_DATA_BUFFER buffer = {};
         DWORD status = 0;
         const HRESULT result = transform_->ProcessOutput(0, 1, &buffer, &status);
-        picture = ComPtr<IMFSample>::adopt(buffer.pSample);
+        auto sample = ComPtr<IMFSample>::adopt(buffer.pSample);
         const auto events = ComPtr<IMFCollection>::adopt(buffer.pEvents);
         if (result == MF_E_TRANSFORM_STREAM_CHANGE) {
             if (++changes > MOST_STREAM_CHANGES) return result;
@@ -199,21 +218,28 @@ HRESULT H264Transform::pull(ComPtr<IMFSample>& picture) {
             Sleep(ALLOCATOR_WAIT);
             continue;
         }
-        if (SUCCEEDED(result) && !picture) return MF_E_TRANSFORM_NEED_MORE_INPUT;
-        return result;
+        RETURN_IF_FAILED(result);
+        if (sample) return accept(picture, std::move(sample));
+        if (++empty > MOST_EMPTY_OUTPUTS) return MF_E_TRANSFORM_NEED_MORE_INPUT;
     }
 }
 
-HRESULT H264Transform::textureOf(IMFSample* picture, DecodedTexture& decoded) const {
+HRESULT H264Transform::accept(DecodedPicture& picture, ComPtr<IMFSample> sample) const {
+    if (!drawable_) return E_NOTIMPL;
+    picture = {std::move(sample), shown_, atCorner_};
+    return S_OK;
+}
+
+HRESULT H264Transform::textureOf(const DecodedPicture& picture, DecodedTexture& decoded) {
     ComPtr<IMFMediaBuffer> buffer;
     ComPtr<IMFDXGIBuffer> place;
-    RETURN_IF_FAILED(picture->GetBufferByIndex(0, buffer.put()));
+    RETURN_IF_FAILED(picture.sample->GetBufferByIndex(0, buffer.put()));
     RETURN_IF_FAILED(buffer->QueryInterface(__uuidof(IMFDXGIBuffer), place.putVoid()));
     RETURN_IF_FAILED(place->GetSubresourceIndex(&decoded.slice));
     RETURN_IF_FAILED(place->GetResource(__uuidof(ID3D11Texture2D), decoded.texture.putVoid()));
-    decoded.sample = ComPtr<IMFSample>::share(picture);
-    decoded.shown = shown_;
-    decoded.atCorner = atCorner_;
+    decoded.sample = picture.sample;
+    decoded.shown = picture.shown;
+    decoded.atCorner = picture.atCorner;
     return S_OK;
 }
 

@@ -25,6 +25,13 @@ struct CodedVideo {
     FrameRate rate;
 };
 
+// A picture as it came out: with what its own output type said, for the next may have another.
+struct DecodedPicture {
+    ComPtr<IMFSample> sample;
+    PictureSize shown;    // of what is to be seen of it
+    bool atCorner = true; // that begins at the top left
+};
+
 // A picture in a texture.
 struct DecodedTexture {
     ComPtr<IMFSample> sample; // nothing else is decoded into the texture before it goes
@@ -56,11 +63,12 @@ public:
 
     // The next picture. MF_E_TRANSFORM_NEED_MORE_INPUT: there is none. MF_E_SAMPLEALLOCATOR_EMPTY:
     // there is no room for it, and waiting a little didn't help. E_NOTIMPL: this decoder can't be
-    // used for this stream; it wants memory from its caller, or has no NV12 any more.
-    [[nodiscard]] HRESULT pull(ComPtr<IMFSample>& picture);
+    // used for this stream; it wants memory from its caller, has no NV12 any more, or gives
+    // pictures that the presenter would draw in wrong colours or as the lines of two moments.
+    [[nodiscard]] HRESULT pull(DecodedPicture& picture);
 
     // Where the picture lies; fails when it isn't in a texture.
-    [[nodiscard]] HRESULT textureOf(IMFSample* picture, DecodedTexture& decoded) const;
+    [[nodiscard]] static HRESULT textureOf(const DecodedPicture& picture, DecodedTexture& decoded);
 
     // Of the pictures, as the decoder says.
     [[nodiscard]] PictureSize outputSize() const { return output_; }
@@ -70,16 +78,19 @@ private:
     [[nodiscard]] HRESULT setInputType(const CodedVideo& video);
     [[nodiscard]] HRESULT setOutputType();
     void takeSize(IMFMediaType* type);
+    [[nodiscard]] HRESULT accept(DecodedPicture& picture, ComPtr<IMFSample> sample) const;
 
     ComPtr<IMFTransform> transform_;
     PictureSize coded_;  // the track's
     PictureSize output_; // of a picture as it is decoded
     PictureSize shown_;  // of what is to be seen of it
     bool atCorner_ = true;
+    bool drawable_ = true; // as the presenter draws NV12
     bool streaming_ = false;
 };
 
 inline constexpr int MOST_STREAM_CHANGES = 64; // for one picture
 inline constexpr int MOST_ALLOCATOR_WAITS = 50;
+inline constexpr int MOST_EMPTY_OUTPUTS = 64;
 
 } // namespace velkantrix

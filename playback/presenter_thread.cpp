@@ -67,7 +67,7 @@ bool PlaybackController::draw(bool isPreview) {
                            .exposure = picture_.exposure,
                            .dim = picture_.dim};
     if (isPreview && !look.isNv12) {
-        const Lock pixels(picture_.previewBufferLock); // the decoders wait for no more than this
+        const Lock pixels(picture_.previewBufferLock);
         if (!uploadPreview(presenter_, previewPixels_)) return false;
     }
     const DrawResult result = drawPicture(presenter_, engine_.get(), look);

@@ -15,6 +15,11 @@ constexpr std::size_t BYTES_PER_PIXEL = 4;
 constexpr double NTSC = 1001.0; // 29.97 is 30000 / 1001
 constexpr double MOST_FPS = 1'000'000;
 
+// Coded sizes are even: a decoder that knows nothing of the odd one states that which holds it.
+bool isSizeOf(std::int32_t shown, std::int32_t video) {
+    return shown - shown % 2 == video - video % 2 || shown == video + video % 2;
+}
+
 } // namespace
 
 PictureSize evenSize(PictureSize size) {
@@ -24,7 +29,9 @@ PictureSize evenSize(PictureSize size) {
 std::optional<PictureSize> previewPart(const DecodedPlace& decoded, PictureSize video) {
     const PictureSize part = evenSize(video);
     if (part.width <= 0 || part.height <= 0) return std::nullopt;
-    if (!decoded.atCorner || evenSize(decoded.shown) != part) return std::nullopt;
+    if (!decoded.atCorner || !isSizeOf(decoded.shown.width, video.width) ||
+        !isSizeOf(decoded.shown.height, video.height))
+        return std::nullopt;
     if (decoded.texture.width < part.width || decoded.texture.height < part.height)
         return std::nullopt;
     return part;

@@ -4,6 +4,8 @@
 
 #include <mferror.h>
 
+#include <utility>
+
 #include "platform/com.h"
 #include "platform/hresult.h"
 #include "playback/scrub_fallback.h"
@@ -11,7 +13,8 @@
 namespace velkantrix {
 
 bool ScrubDecoder::setUp(const ScrubHost& host) {
-    if (!samples_.open(host.path, host.ownSource)) return false;
+    // Closing the file waits for this thread.
+    if (!samples_.open(host.path, host.ownSource) || !host.scrub->decodersRunning) return false;
     const PictureSize size{static_cast<std::int32_t>(samples_.width()),
                            static_cast<std::int32_t>(samples_.height())};
     return SUCCEEDED(
@@ -19,36 +22,53 @@ bool ScrubDecoder::setUp(const ScrubHost& host) {
 }
 
 DecodedPreview ScrubDecoder::decodeKey(double seconds) {
-    picture_.reset();
+    picture_ = {};
     if (!samples_.keyframeAt(seconds, sample_)) return {};
-    if (FAILED(transform_.restart()) || FAILED(transform_.feed(sample_)) ||
-        FAILED(transform_.drain()))
-        return {};
-    const HRESULT pulled = transform_.pull(picture_);
-    if (pulled == E_NOTIMPL) return {.outcome = ScrubOutcome::Unusable};
-    if (FAILED(pulled)) return {};
+    const HRESULT decoded = decodeSample();
+    if (FAILED(decoded)) return failed(decoded);
+    failures_ = 0;
     return {.outcome = ScrubOutcome::Done, .seconds = secondsOf(sample_.pts)};
+}
+
+HRESULT ScrubDecoder::decodeSample() {
+    RETURN_IF_FAILED(transform_.restart());
+    RETURN_IF_FAILED(transform_.feed(sample_));
+    RETURN_IF_FAILED(transform_.drain());
+    return transform_.pull(picture_);
+}
+
+DecodedPreview ScrubDecoder::failed(HRESULT result) {
+    if (result == MF_E_SAMPLEALLOCATOR_EMPTY) return {};
+    const bool isLast = result == E_NOTIMPL || ++failures_ >= MOST_TRANSFORM_FAILURES;
+    return {.outcome = isLast ? ScrubOutcome::Unusable : ScrubOutcome::Missed};
 }
 
 DecodedPreview ScrubDecoder::decodeExact(double seconds, const std::function<bool()>& superseded) {
     const Ticks target = addTicks(nearestTicks(seconds), SCRUB_SLACK);
-    picture_.reset();
+    picture_ = {};
     sampleWaits_ = false;
     draining_ = false;
-    if (!samples_.begin(target, superseded) || FAILED(transform_.restart())) return {};
+    if (!samples_.begin(target, superseded)) return {};
     ExactSearch search(target);
-    Step step = Step::Going;
+    Step step = stepFor(transform_.restart());
     while (step == Step::Going) {
         if (superseded()) step = Step::NotFound;
         if (step == Step::Going && !draining_) step = feedNext(search);
         if (step == Step::Going) step = pullAll(search);
     }
-    if (step == Step::Unusable) return {.outcome = ScrubOutcome::Unusable};
-    if (step == Step::NotFound || !picture_) {
-        picture_.reset();
-        return {};
+    if (step == Step::Found && picture_.sample) {
+        failures_ = 0;
+        return {.outcome = ScrubOutcome::Done, .seconds = secondsOf(pictureTime_)};
     }
-    return {.outcome = ScrubOutcome::Done, .seconds = secondsOf(pictureTime_)};
+    picture_ = {};
+    if (step == Step::NotFound) return {};
+    return failed(step == Step::Unusable ? E_NOTIMPL : E_FAIL);
+}
+
+ScrubDecoder::Step ScrubDecoder::stepFor(HRESULT result) {
+    if (SUCCEEDED(result)) return Step::Going;
+    if (result == E_NOTIMPL) return Step::Unusable;
+    return result == MF_E_SAMPLEALLOCATOR_EMPTY ? Step::NotFound : Step::Failed;
 }
 
 ScrubDecoder::Step ScrubDecoder::feedNext(ExactSearch& search) {
@@ -61,7 +81,7 @@ ScrubDecoder::Step ScrubDecoder::feedNext(ExactSearch& search) {
     const HRESULT fed = transform_.feed(sample_);
     sampleWaits_ = fed == MF_E_NOTACCEPTING;
     if (sampleWaits_) return Step::Going;
-    if (FAILED(fed)) return Step::NotFound;
+    if (FAILED(fed)) return Step::Failed;
     if (search.fed(sample_.pts, sample_.duration) == ExactSearch::Feed::More) return Step::Going;
     return endFeeding(search);
 }
@@ -70,24 +90,23 @@ ScrubDecoder::Step ScrubDecoder::endFeeding(ExactSearch& search) {
     search.allFed();
     draining_ = true;
     if (search.found()) return Step::Found;
-    return SUCCEEDED(transform_.drain()) ? Step::Going : Step::NotFound;
+    return SUCCEEDED(transform_.drain()) ? Step::Going : Step::Failed;
 }
 
 ScrubDecoder::Step ScrubDecoder::pullAll(ExactSearch& search) {
     bool any = false;
     while (true) {
-        ComPtr<IMFSample> picture;
+        DecodedPicture picture;
         const HRESULT pulled = transform_.pull(picture);
-        if (pulled == E_NOTIMPL) return Step::Unusable;
         if (pulled == MF_E_TRANSFORM_NEED_MORE_INPUT) {
             if (draining_) return Step::Found; // as far as it can be had
             // Neither in nor out: it would never end.
-            return sampleWaits_ && !any ? Step::NotFound : Step::Going;
+            return sampleWaits_ && !any ? Step::Failed : Step::Going;
         }
-        if (FAILED(pulled)) return Step::NotFound;
+        if (FAILED(pulled)) return stepFor(pulled);
         any = true;
         LONGLONG time = 0;
-        if (FAILED(picture->GetSampleTime(&time)) || !search.keeps(time)) continue;
+        if (FAILED(picture.sample->GetSampleTime(&time)) || !search.keeps(time)) continue;
         picture_ = std::move(picture);
         pictureTime_ = time;
         if (search.found()) return Step::Found;
@@ -95,8 +114,8 @@ ScrubDecoder::Step ScrubDecoder::pullAll(ExactSearch& search) {
 }
 
 bool ScrubDecoder::takeTexture(DecodedTexture& decoded) {
-    const ComPtr<IMFSample> picture = std::move(picture_);
-    return picture && SUCCEEDED(transform_.textureOf(picture.get(), decoded));
+    const DecodedPicture picture = std::exchange(picture_, {});
+    return picture.sample && SUCCEEDED(H264Transform::textureOf(picture, decoded));
 }
 
 void runScrubDecoder(const ScrubHost& host) {

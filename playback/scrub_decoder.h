@@ -30,7 +30,11 @@ public:
     [[nodiscard]] bool takeTexture(DecodedTexture& decoded);
 
 private:
-    enum class Step { Going, Found, NotFound, Unusable };
+    // Failed: the transform did; NotFound: anything else.
+    enum class Step { Going, Found, NotFound, Failed, Unusable };
+    [[nodiscard]] HRESULT decodeSample();
+    [[nodiscard]] DecodedPreview failed(HRESULT result);
+    [[nodiscard]] static Step stepFor(HRESULT result);
     Step feedNext(ExactSearch& search);
     Step pullAll(ExactSearch& search);
     Step endFeeding(ExactSearch& search);
@@ -38,12 +42,16 @@ private:
     ScrubSamples samples_;
     H264Transform transform_;
     ScrubSample sample_;
-    ComPtr<IMFSample> picture_; // the best of what was decoded last
+    DecodedPicture picture_; // the best of what was decoded last
     Ticks pictureTime_ = 0;
+    int failures_ = 0; // of the transform, since it last gave what was asked for
 
     // Of an exact search.
     bool sampleWaits_ = false; // the transform didn't take it yet
     bool draining_ = false;
 };
+
+// After so many in a row a transform isn't asked any more.
+inline constexpr int MOST_TRANSFORM_FAILURES = 5;
 
 } // namespace velkantrix

@@ -1,5 +1,7 @@
 #include "playback/scrub_request.h"
 
+#include <algorithm>
+
 namespace velkantrix {
 
 void requestPreview(ScrubRequest& scrub, double seconds) {
@@ -39,7 +41,8 @@ bool isFresh(const ScrubRequest& scrub, const PreviewFrame& frame) {
 
 void publishPreview(ScrubRequest& scrub, const PreviewFrame& frame) {
     scrub.previewRequestId = frame.number;
-    scrub.previewTime = frame.seconds;
+    // The edit list may put the first picture's time in front of the beginning, where it is shown.
+    scrub.previewTime = std::max(frame.seconds, 0.0);
     scrub.previewIsNv12 = frame.isNv12;
     scrub.previewPending = true;
 }

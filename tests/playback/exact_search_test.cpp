@@ -101,6 +101,17 @@ TEST(ExactSearch, DecodersMayRoundTimes) {
     EXPECT_TRUE(search.found());
 }
 
+TEST(ExactSearch, TheWantedOneMayBeRoundedUpBeyondTheTarget) {
+    ExactSearch search(1'000'000);
+    EXPECT_EQ(search.fed(600'000, 400'000), Feed::More);
+    EXPECT_EQ(search.fed(1'000'000, 400'000), Feed::More);
+    search.allFed();
+    EXPECT_TRUE(search.keeps(600'000));
+    EXPECT_TRUE(search.keeps(1'000'004)) << "it takes the place of the one before";
+    EXPECT_TRUE(search.found());
+    EXPECT_FALSE(search.keeps(1'400'000));
+}
+
 TEST(ExactSearch, TimesAtTheEndsOfTheRangeAreTimes) {
     constexpr Ticks LEAST = std::numeric_limits<Ticks>::min();
     constexpr Ticks MOST = std::numeric_limits<Ticks>::max();

@@ -24,7 +24,10 @@ TEST(PreviewPart, OddVideosAreOnePixelNarrowerOrLower) {
     EXPECT_EQ(previewPart({{128, 80}, {127, 71}, true}, {127, 71}), even);
     EXPECT_EQ(previewPart({{128, 80}, {126, 70}, true}, {127, 71}), even);
     EXPECT_EQ(previewPart({{128, 80}, {127, 71}, true}, {126, 70}), even);
-    EXPECT_EQ(previewPart({{128, 80}, {128, 71}, true}, {127, 71}), std::nullopt);
+    EXPECT_EQ(previewPart({{128, 80}, {128, 72}, true}, {127, 71}), even) << "rounded up";
+    EXPECT_EQ(previewPart({{128, 80}, {128, 71}, true}, {127, 71}), even);
+    EXPECT_EQ(previewPart({{130, 80}, {129, 71}, true}, {127, 71}), std::nullopt);
+    EXPECT_EQ(previewPart({{128, 80}, {128, 70}, true}, {126, 70}), std::nullopt);
 }
 
 TEST(PreviewPart, APictureThatIsTurnedStretchedOrCroppedIsNone) {

@@ -97,5 +97,11 @@ TEST(PublishPreview, TheFrameIsTheOneThatWaits) {
     EXPECT_FALSE(scrub.previewIsNv12);
 }
 
+TEST(PublishPreview, APictureFromBeforeTheBeginningIsShownAtTheBeginning) {
+    ScrubRequest scrub;
+    publishPreview(scrub, {.number = 1, .seconds = -0.04, .exact = true});
+    EXPECT_EQ(scrub.previewTime, 0) << "a negative time means that there is none";
+}
+
 } // namespace
 } // namespace velkantrix

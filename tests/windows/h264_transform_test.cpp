@@ -61,7 +61,7 @@ protected:
     ScriptedDecoders decoders;
     std::shared_ptr<TransformScript> script = std::make_shared<TransformScript>();
     std::unique_ptr<H264Transform> transform;
-    ComPtr<IMFSample> picture;
+    DecodedPicture picture;
 };
 
 TEST_F(H264TransformTest, HardwareIsLookedForFirst) {
@@ -99,6 +99,23 @@ TEST_F(H264TransformTest, TheFirstThatCanBeActivatedAndIsSynchronousIsTaken) {
     EXPECT_THAT(async->calls, IsEmpty());
     EXPECT_THAT(last->calls, IsEmpty());
     EXPECT_EQ(ScriptedDecoders::liveActivates(), 0);
+}
+
+TEST_F(H264TransformTest, OneThatIsNotTakenIsShutDown) {
+    const auto async = scriptOf(true);
+    decoders.hardware = {{async}, {script}};
+    EXPECT_EQ(setUp(), S_OK);
+    EXPECT_EQ(async->shutdowns, 1);
+    EXPECT_EQ(script->shutdowns, 0);
+}
+
+TEST_F(H264TransformTest, OneThatIsRegisteredAsAsynchronousIsNotEvenActivated) {
+    const auto async = scriptOf(true);
+    decoders.hardware = {{async, MFT_ENUM_FLAG_HARDWARE | MFT_ENUM_FLAG_ASYNCMFT},
+                         {script, MFT_ENUM_FLAG_SYNCMFT}};
+    EXPECT_EQ(setUp(), S_OK);
+    EXPECT_EQ(async->activations, 0);
+    EXPECT_EQ(script->activations, 1);
 }
 
 TEST_F(H264TransformTest, WhereAllHardwareIsAsynchronousSoftwareIsTaken) {
@@ -219,10 +236,10 @@ TEST_F(H264TransformTest, APictureIsPulled) {
     script->outputs = {{.time = 30}};
     ASSERT_EQ(pull(), S_OK);
     LONGLONG time = 0;
-    EXPECT_EQ(picture->GetSampleTime(&time), S_OK);
+    EXPECT_EQ(picture.sample->GetSampleTime(&time), S_OK);
     EXPECT_EQ(time, 30);
     EXPECT_EQ(pull(), MF_E_TRANSFORM_NEED_MORE_INPUT);
-    EXPECT_FALSE(picture);
+    EXPECT_FALSE(picture.sample);
 }
 
 TEST_F(H264TransformTest, AStreamChangeIsFollowedByAnotherTry) {
@@ -230,8 +247,47 @@ TEST_F(H264TransformTest, AStreamChangeIsFollowedByAnotherTry) {
     ASSERT_EQ(setUp(), S_OK);
     script->outputs = {{MF_E_TRANSFORM_STREAM_CHANGE}, {.time = 30}};
     ASSERT_EQ(pull(), S_OK);
-    EXPECT_TRUE(picture);
+    EXPECT_TRUE(picture.sample);
     EXPECT_EQ(transform->outputSize(), (PictureSize{1920, 1088}));
+}
+
+TEST_F(H264TransformTest, APictureIsShownAsTheTypeSaidWithWhichItCame) {
+    script->types = {{MFVideoFormat_NV12, 640, 368, areaOf(640, 360)}};
+    script->typesAfterChange = {{MFVideoFormat_NV12, 1920, 1088, areaOf(1918, 1080, 2)}};
+    ASSERT_EQ(setUp(), S_OK);
+    script->outputs = {{.time = 30}, {MF_E_TRANSFORM_STREAM_CHANGE}, {.time = 60}};
+    ASSERT_EQ(pull(), S_OK);
+    const DecodedPicture first = picture;
+    ASSERT_EQ(pull(), S_OK);
+    EXPECT_EQ(first.shown, (PictureSize{640, 360}));
+    EXPECT_TRUE(first.atCorner);
+    EXPECT_EQ(picture.shown, (PictureSize{1918, 1080}));
+    EXPECT_FALSE(picture.atCorner);
+}
+
+TEST_F(H264TransformTest, PicturesThatThePresenterCannotDrawAreNotUsed) {
+    struct Case {
+        GUID key;
+        UINT32 value;
+        HRESULT result;
+    };
+    for (const auto& [key, value, result] :
+         {Case{MF_MT_YUV_MATRIX, MFVideoTransferMatrix_BT709, S_OK},
+          Case{MF_MT_YUV_MATRIX, MFVideoTransferMatrix_BT601, E_NOTIMPL},
+          Case{MF_MT_YUV_MATRIX, MFVideoTransferMatrix_SMPTE240M, E_NOTIMPL},
+          Case{MF_MT_VIDEO_NOMINAL_RANGE, MFNominalRange_16_235, S_OK},
+          Case{MF_MT_VIDEO_NOMINAL_RANGE, MFNominalRange_0_255, E_NOTIMPL},
+          Case{MF_MT_INTERLACE_MODE, MFVideoInterlace_Progressive, S_OK},
+          Case{MF_MT_INTERLACE_MODE, MFVideoInterlace_MixedInterlaceOrProgressive, S_OK},
+          Case{MF_MT_INTERLACE_MODE, MFVideoInterlace_FieldInterleavedUpperFirst, E_NOTIMPL}}) {
+        // What is offered before anything is decoded may be wrong, and doesn't count.
+        script->types = {{MFVideoFormat_NV12, 640, 360, {}, {{MF_MT_VIDEO_NOMINAL_RANGE, 1}}}};
+        script->typesAfterChange = {{MFVideoFormat_NV12, 640, 360, {}, {{key, value}}}};
+        ASSERT_EQ(setUp(), S_OK);
+        script->outputs = {{MF_E_TRANSFORM_STREAM_CHANGE}, {.time = 30}};
+        EXPECT_EQ(pull(), result) << value;
+        EXPECT_EQ(static_cast<bool>(picture.sample), result == S_OK);
+    }
 }
 
 TEST_F(H264TransformTest, SixtyFourStreamChangesAreFollowedAndNoMore) {
@@ -265,6 +321,15 @@ TEST_F(H264TransformTest, SuccessWithoutAPictureIsNone) {
     ASSERT_EQ(setUp(), S_OK);
     script->outputs = {{.hasPicture = false}};
     EXPECT_EQ(pull(), MF_E_TRANSFORM_NEED_MORE_INPUT);
+    script->outputs.assign(1000, {.hasPicture = false});
+    EXPECT_EQ(pull(), MF_E_TRANSFORM_NEED_MORE_INPUT);
+    EXPECT_GT(script->outputs.size(), 900u) << "not for ever";
+}
+
+TEST_F(H264TransformTest, BehindSuccessWithoutAPictureThereMayBeOne) {
+    ASSERT_EQ(setUp(), S_OK);
+    script->outputs = {{.hasPicture = false}, {.hasPicture = false}, {.time = 30}};
+    EXPECT_EQ(pull(), S_OK);
 }
 
 TEST_F(H264TransformTest, ADecoderThatWantsMemoryFromItsCallerIsNotUsed) {
@@ -281,7 +346,7 @@ TEST_F(H264TransformTest, APictureInMemoryIsInNoTexture) {
     script->outputs = {{.time = 30}};
     ASSERT_EQ(pull(), S_OK);
     DecodedTexture decoded;
-    EXPECT_TRUE(FAILED(transform->textureOf(picture.get(), decoded)));
+    EXPECT_TRUE(FAILED(H264Transform::textureOf(picture, decoded)));
 }
 
 } // namespace

@@ -95,6 +95,7 @@ HRESULT ScriptedTransform::GetOutputAvailableType(DWORD, DWORD index, IMFMediaTy
         (*type)->SetBlob(MF_MT_MINIMUM_DISPLAY_APERTURE,
                          reinterpret_cast<const UINT8*>(&offered.aperture),
                          sizeof offered.aperture);
+    for (const auto& [key, value] : offered.more) (*type)->SetUINT32(key, value);
     return S_OK;
 }
 
@@ -154,19 +155,23 @@ HRESULT ScriptedTransform::ProcessOutput(DWORD, DWORD, MFT_OUTPUT_DATA_BUFFER* b
     return output.result;
 }
 
-// The list's entries. Nobody asks them for attributes.
+// The list's entries.
 class ScriptedActivate final : public Counted<IMFActivate> {
 public:
-    explicit ScriptedActivate(std::shared_ptr<TransformScript> script)
-        : script_(std::move(script)) {
+    explicit ScriptedActivate(const ScriptedCandidate& candidate)
+        : script_(candidate.script), flags_(candidate.flags) {
         ++activates;
     }
     STDMETHODIMP ActivateObject(REFIID id, void** object) override {
         if (!script_) return E_FAIL;
+        ++script_->activations;
         const auto transform = ComPtr<ScriptedTransform>::adopt(new ScriptedTransform(script_));
         return transform->QueryInterface(id, object);
     }
-    STDMETHODIMP ShutdownObject() override { return S_OK; }
+    STDMETHODIMP ShutdownObject() override {
+        if (script_) ++script_->shutdowns;
+        return S_OK;
+    }
     STDMETHODIMP DetachObject() override { return S_OK; }
 
     STDMETHODIMP GetItem(REFGUID, PROPVARIANT*) override { return E_NOTIMPL; }
@@ -175,7 +180,11 @@ public:
     STDMETHODIMP Compare(IMFAttributes*, MF_ATTRIBUTES_MATCH_TYPE, BOOL*) override {
         return E_NOTIMPL;
     }
-    STDMETHODIMP GetUINT32(REFGUID, UINT32*) override { return E_NOTIMPL; }
+    STDMETHODIMP GetUINT32(REFGUID key, UINT32* value) override {
+        if (flags_ == 0 || key != MF_TRANSFORM_FLAGS_Attribute) return MF_E_ATTRIBUTENOTFOUND;
+        *value = flags_;
+        return S_OK;
+    }
     STDMETHODIMP GetUINT64(REFGUID, UINT64*) override { return E_NOTIMPL; }
     STDMETHODIMP GetDouble(REFGUID, double*) override { return E_NOTIMPL; }
     STDMETHODIMP GetGUID(REFGUID, GUID*) override { return E_NOTIMPL; }
@@ -206,6 +215,7 @@ private:
     ~ScriptedActivate() override { --activates; }
 
     std::shared_ptr<TransformScript> script_;
+    UINT32 flags_;
 };
 
 ScriptedDecoders::ScriptedDecoders() {
@@ -241,7 +251,6 @@ extern "C" HRESULT WINAPI __wrap_MFTEnumEx(GUID category, UINT32 flags,
     *found = nullptr;
     if (list.empty()) return S_OK;
     *found = static_cast<IMFActivate**>(CoTaskMemAlloc(list.size() * sizeof(IMFActivate*)));
-    for (std::size_t i = 0; i < list.size(); ++i)
-        (*found)[i] = new ScriptedActivate(list[i].script);
+    for (std::size_t i = 0; i < list.size(); ++i) (*found)[i] = new ScriptedActivate(list[i]);
     return S_OK;
 }

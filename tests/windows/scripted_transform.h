@@ -32,6 +32,7 @@ struct ScriptedType {
     UINT32 width = 0; // 0: it doesn't say
     UINT32 height = 0;
     MFVideoArea aperture{}; // none when empty
+    std::vector<std::pair<GUID, UINT32>> more{};
 };
 
 // What was fed.
@@ -62,11 +63,14 @@ struct TransformScript {
     ComPtr<IMFMediaType> outputType;
     ComPtr<IMFAttributes> attributes;
     ULONG_PTR manager = 0;
+    int activations = 0;
+    int shutdowns = 0; // by way of what activated it
 };
 
 // What a search for decoders finds.
 struct ScriptedCandidate {
     std::shared_ptr<TransformScript> script; // none: it can't be activated
+    UINT32 flags = 0;                        // as it is registered; 0: it doesn't say
 };
 
 struct DecoderSearch {

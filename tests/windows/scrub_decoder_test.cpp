@@ -255,6 +255,8 @@ protected:
         decoders.hardware = {{script}};
         host.path = mediaFile(L"numbered-25-30-0");
         host.fps = FPS;
+        host.scrub = &scrub;
+        scrub.decodersRunning = true;
         EXPECT_TRUE(decoder.setUp(host));
     }
 
@@ -265,6 +267,7 @@ protected:
     ComApartment apartment{COINIT_MULTITHREADED};
     ScriptedDecoders decoders;
     std::shared_ptr<TransformScript> script = std::make_shared<TransformScript>();
+    ScrubRequest scrub;
     ScrubHost host;
     ScrubDecoder decoder;
     std::function<bool()> superseded;
@@ -318,6 +321,37 @@ TEST_F(ExactDecode, ADecoderThatFailsIsGivenUp) {
     script->outputs.assign(2, {MF_E_SAMPLEALLOCATOR_EMPTY});
     script->givesFedPictures = true;
     EXPECT_EQ(decode(1).outcome, ScrubOutcome::Done) << "not now is no failure";
+}
+
+TEST_F(ExactDecode, ADecoderThatFailsAgainAndAgainIsNotUsed) {
+    script->inputResult = E_FAIL;
+    for (int i = 1; i < MOST_TRANSFORM_FAILURES; ++i)
+        EXPECT_EQ(decoder.decodeKey(1).outcome, ScrubOutcome::Missed) << i;
+    script->inputResult = S_OK;
+    script->outputs = {{.time = 0}};
+    EXPECT_EQ(decoder.decodeKey(1).outcome, ScrubOutcome::Done) << "it works after all";
+    for (int i = 1; i < MOST_TRANSFORM_FAILURES; ++i)
+        EXPECT_EQ(decode(1).outcome, ScrubOutcome::Missed) << "no picture ever comes";
+    EXPECT_EQ(decode(1).outcome, ScrubOutcome::Unusable);
+}
+
+TEST_F(ExactDecode, WhatIsNoFaultOfTheDecoderDoesNotCountAgainstIt) {
+    for (int i = 0; i < 3 * MOST_TRANSFORM_FAILURES; ++i) {
+        script->outputs.assign(60, {MF_E_SAMPLEALLOCATOR_EMPTY});
+        EXPECT_EQ(decoder.decodeKey(1).outcome, ScrubOutcome::Missed);
+        superseded = [] {
+            return true;
+        };
+        EXPECT_EQ(decode(1).outcome, ScrubOutcome::Missed);
+    }
+}
+
+TEST_F(ExactDecode, OnceTheFileIsClosedNoDecoderIsLookedFor) {
+    scrub.decodersRunning = false;
+    const std::size_t before = decoders.searches.size();
+    ScrubDecoder late;
+    EXPECT_FALSE(late.setUp(host));
+    EXPECT_EQ(decoders.searches.size(), before);
 }
 
 } // namespace
