@@ -5,6 +5,7 @@
 #include <mfapi.h>
 #include <mferror.h>
 
+#include <algorithm>
 #include <new>
 #include <span>
 #include <utility>
@@ -91,23 +92,37 @@ HRESULT FallbackReader::prepare() {
     return setType(size);
 }
 
-HRESULT FallbackReader::seekTo(double seconds) {
+HRESULT FallbackReader::seekTo(double seconds, const Stopped& stopped) {
     best_ = {};
     ahead_ = {};
     sought_.reset();
     RETURN_IF_FAILED(prepare());
-    RETURN_IF_FAILED(seekReader(reader_.get(), nearestTicks(seconds)));
-    RETURN_IF_FAILED(read(best_));
-    if (!best_.sample) return MF_E_END_OF_STREAM;
-    RETURN_IF_FAILED(read(ahead_));
+    RETURN_IF_FAILED(seekToFrame(seconds, stopped));
+    RETURN_IF_FAILED(read(ahead_, stopped));
     sought_ = seconds;
     return S_OK;
 }
 
-// Some reads give no sample, though there are more.
-HRESULT FallbackReader::read(Frame& frame) {
-    frame = {};
+// Behind the last frame a reader is at its end at once: then that frame is looked for further and
+// further in front.
+HRESULT FallbackReader::seekToFrame(double seconds, const Stopped& stopped) {
+    double back = 0;
     while (true) {
+        if (stopped()) return E_ABORT;
+        const double position = std::max(seconds - back, 0.0);
+        RETURN_IF_FAILED(seekReader(reader_.get(), nearestTicks(position)));
+        RETURN_IF_FAILED(read(best_, stopped));
+        if (best_.sample) return S_OK;
+        if (!(position > 0)) return MF_E_END_OF_STREAM;
+        back = back * 2 + 1;
+    }
+}
+
+// Some reads give no sample, though there are more.
+HRESULT FallbackReader::read(Frame& frame, const Stopped& stopped) {
+    frame = {};
+    for (int empty = 0; empty < MOST_EMPTY_READS; ++empty) {
+        if (stopped()) return E_ABORT;
         DWORD flags = 0;
         LONGLONG time = 0;
         RETURN_IF_FAILED(
@@ -117,6 +132,7 @@ HRESULT FallbackReader::read(Frame& frame) {
         if (flags & MF_SOURCE_READERF_CURRENTMEDIATYPECHANGED) RETURN_IF_FAILED(readGrantedType());
         if (frame.sample || (flags & MF_SOURCE_READERF_ENDOFSTREAM)) return S_OK;
     }
+    return E_FAIL;
 }
 
 HRESULT FallbackReader::copyPixels(IMFSample* sample) {
@@ -130,13 +146,18 @@ HRESULT FallbackReader::copyPixels(IMFSample* sample) {
 }
 
 // A reader that failed may never work again, as on a device that is gone: the next request has one
-// of its own.
-DecodedPreview FallbackReader::miss() {
+// of its own. One that was given up, or has no frame at all, is as good as before.
+DecodedPreview FallbackReader::missFor(HRESULT result) {
+    if (result != E_ABORT && result != MF_E_END_OF_STREAM) return miss();
     sought_.reset();
     best_ = {};
     ahead_ = {};
-    reader_.reset();
     return {};
+}
+
+DecodedPreview FallbackReader::miss() {
+    reader_.reset();
+    return missFor(E_ABORT);
 }
 
 DecodedPreview FallbackReader::take(const Frame& frame, bool exact) {
@@ -144,20 +165,26 @@ DecodedPreview FallbackReader::take(const Frame& frame, bool exact) {
     return {.outcome = ScrubOutcome::Done, .seconds = secondsOf(frame.time), .exact = exact};
 }
 
+// Newer requests don't end it, or none would ever be answered while the hand moves.
 DecodedPreview FallbackReader::decodeKey(double seconds) {
-    if (FAILED(seekTo(seconds))) return miss();
+    const HRESULT sought = seekTo(seconds, [this] { return !host_.scrub->decodersRunning; });
+    if (FAILED(sought)) return missFor(sought);
     const Ticks target = addTicks(nearestTicks(seconds), SCRUB_SLACK);
     return take(best_, !ahead_.sample || ahead_.time > target);
 }
 
 DecodedPreview FallbackReader::decodeExact(double seconds,
                                            const std::function<bool()>& superseded) {
-    if (sought_ != seconds && FAILED(seekTo(seconds))) return miss();
+    if (sought_ != seconds) {
+        const HRESULT sought = seekTo(seconds, superseded);
+        if (FAILED(sought)) return missFor(sought);
+    }
     const Ticks target = addTicks(nearestTicks(seconds), SCRUB_SLACK);
     while (ahead_.sample && ahead_.time <= target) {
         if (superseded()) return {};
         best_ = std::exchange(ahead_, {});
-        if (FAILED(read(ahead_))) return miss();
+        const HRESULT got = read(ahead_, superseded);
+        if (FAILED(got)) return missFor(got);
     }
     return take(best_, true);
 }

@@ -50,10 +50,13 @@ private:
     [[nodiscard]] HRESULT openReader();
     [[nodiscard]] HRESULT setType(PictureSize size);
     [[nodiscard]] HRESULT readGrantedType();
-    [[nodiscard]] HRESULT seekTo(double seconds);
-    [[nodiscard]] HRESULT read(Frame& frame);
+    using Stopped = std::function<bool()>;
+    [[nodiscard]] HRESULT seekTo(double seconds, const Stopped& stopped);
+    [[nodiscard]] HRESULT seekToFrame(double seconds, const Stopped& stopped);
+    [[nodiscard]] HRESULT read(Frame& frame, const Stopped& stopped);
     [[nodiscard]] HRESULT copyPixels(IMFSample* sample);
     [[nodiscard]] DecodedPreview take(const Frame& frame, bool exact);
+    [[nodiscard]] DecodedPreview missFor(HRESULT result);
     [[nodiscard]] DecodedPreview miss();
 
     const ScrubHost& host_;
@@ -65,5 +68,8 @@ private:
     std::optional<double> sought_; // where the two are
     std::vector<std::uint8_t> pixels_;
 };
+
+// In a row: a reader that gives neither pictures nor an end would never be left.
+inline constexpr int MOST_EMPTY_READS = 10'000;
 
 } // namespace velkantrix

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <cstring>
 #include <functional>
+#include <limits>
 #include <vector>
 
 #include "base/ticks.h"
@@ -35,7 +36,8 @@ struct PixelScript {
     HRESULT typeResult = S_OK;
     HRESULT seekResult = S_OK;
     std::atomic<int> readsBeforeFailure{1'000'000};
-    int emptyReads = 0; // before each picture
+    int emptyReads = 0;                               // before each picture
+    Ticks length = std::numeric_limits<Ticks>::max(); // behind it there is an end at once
     std::function<void()> onRead;
 
     std::atomic<int> made{0};
@@ -70,6 +72,7 @@ public:
         next_ = 0;
         for (std::size_t i = 0; i < script_.pictures.size(); ++i)
             if (script_.pictures[i].isKey && script_.pictures[i].time <= at) next_ = i;
+        if (at >= script_.length) next_ = script_.pictures.size();
         return script_.seekResult;
     }
     HRESULT STDMETHODCALLTYPE ReadSample(DWORD, DWORD, DWORD*, DWORD* flags, LONGLONG* time,

@@ -25,6 +25,7 @@ protected:
             script.pictures.push_back({i * SECOND, static_cast<std::uint8_t>(10 * i), i % 4 == 0});
         host.path = L"any file";
         host.scrub = &scrub;
+        scrub.decodersRunning = true;
         host.videoSize = [this] {
             return size;
         };
@@ -107,6 +108,39 @@ TEST_F(ScrubFallback, AFrameThatBeginsAMillisecondLaterIsMeant) {
 TEST_F(ScrubFallback, AtTheEndTheLastFrameIsShown) {
     EXPECT_FALSE(reader.decodeKey(100).exact);
     expectFrame(exact(100), 7, true);
+}
+
+TEST_F(ScrubFallback, BehindTheEndTheLastFrameIsLookedForInFront) {
+    script.length = 8 * SECOND;
+    expectFrame(reader.decodeKey(9.5), 4, false);
+    expectFrame(exact(9.5), 7, true);
+    EXPECT_THAT(script.positions, ElementsAre(95'000'000, 85'000'000, 65'000'000));
+    expectFrame(exact(1000), 7, true);
+    EXPECT_EQ(script.made, 1) << "an end is no failure";
+}
+
+TEST_F(ScrubFallback, AReaderWithoutPicturesOrEndIsLeft) {
+    script.emptyReads = std::numeric_limits<int>::max();
+    EXPECT_EQ(reader.decodeKey(1).outcome, ScrubOutcome::Missed);
+    EXPECT_EQ(script.reads, MOST_EMPTY_READS);
+    script.emptyReads = 0;
+    expectFrame(reader.decodeKey(0.5), 0, true);
+}
+
+TEST_F(ScrubFallback, ItIsGivenUpBetweenItsStepsOnceTheFileIsClosed) {
+    script.onRead = [this] {
+        scrub.decodersRunning = false;
+    };
+    EXPECT_EQ(reader.decodeKey(6.5).outcome, ScrubOutcome::Missed);
+    EXPECT_EQ(script.reads, 1);
+    scrub.decodersRunning = true;
+    superseded = true;
+    EXPECT_EQ(exact(6.5).outcome, ScrubOutcome::Missed);
+    EXPECT_EQ(script.reads, 1);
+    script.onRead = {};
+    superseded = false;
+    expectFrame(exact(6.5), 6, true);
+    EXPECT_EQ(script.made, 1);
 }
 
 TEST_F(ScrubFallback, BeforeTheFirstFrameTheFirstIsShown) {
