@@ -132,10 +132,12 @@ STDMETHODIMP Mp4MediaSource::Shutdown() {
     ignoreResult(events_->Shutdown(), "it may be shut down already");
     for (const ComPtr<Mp4MediaStream>& stream : streams) {
         stream->shutDown();
+        HRESULT closing = E_OUTOFMEMORY;
         try {
             // Behind the work that may still be reading.
-            ignoreResult(line_->add([stream] { stream->closeFile(); }), "or the last reference");
-        } catch (const std::bad_alloc&) {} // likewise
+            closing = line_->add([stream] { stream->closeFile(); });
+        } catch (const std::bad_alloc&) { closing = E_OUTOFMEMORY; }
+        ignoreResult(closing, "else the stream's last reference closes it");
     }
     return S_OK;
 }
@@ -182,7 +184,7 @@ HRESULT Mp4MediaSource::readSelection(IMFPresentationDescriptor* descriptor,
     return S_OK;
 }
 
-void Mp4MediaSource::runStart(StartOrder order) {
+void Mp4MediaSource::runStart(const StartOrder& order) {
     bool isSeek = false;
     Ticks position = order.position;
     const HRESULT placed = tryStart(order, position, isSeek);
@@ -227,9 +229,8 @@ void Mp4MediaSource::dropRequests(std::vector<std::deque<Request>>& dropped) {
     for (std::deque<Request>& waiting : requests_) {
         if (waiting.empty()) continue;
         try {
-            dropped.push_back(std::move(waiting));
-        } catch (const std::bad_alloc&) {} // then they go here and now
-        waiting.clear();
+            dropped.emplace_back().swap(waiting);
+        } catch (const std::bad_alloc&) { waiting.clear(); } // under the lock, for want of room
     }
 }
 

@@ -84,7 +84,7 @@ private:
     [[nodiscard]] bool isStale(std::uint64_t serial) const { return serial_ != serial; }
 
     // On the line of work.
-    void runStart(StartOrder order) EXCLUDES(lock_);
+    void runStart(const StartOrder& order) EXCLUDES(lock_);
     [[nodiscard]] bool seekSelected(const std::vector<ComPtr<Mp4MediaStream>>& streams,
                                     const StartOrder& order, Ticks position);
     [[nodiscard]] HRESULT tryStart(const StartOrder& order, Ticks& position, bool& isSeek)
