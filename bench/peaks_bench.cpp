@@ -29,6 +29,7 @@ HRESULT readAll(const wchar_t* path) {
         ComPtr<IMFSample> sample;
         LONGLONG time = 0;
         RETURN_IF_FAILED(reader->ReadSample(FIRST_AUDIO, 0, nullptr, &flags, &time, sample.put()));
+        if (flags & MF_SOURCE_READERF_ERROR) return E_FAIL;
     }
     return S_OK;
 }

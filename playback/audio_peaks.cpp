@@ -94,6 +94,7 @@ void startWorker(PeakState& state, const std::wstring& path, double duration,
     job->generation = generation;
     job->table = state.table;
     state.worker = startThread([job] { analyse(*job); });
+    if (!state.worker) state.table.reset(); // as without memory: it may be tried again
 }
 
 } // namespace

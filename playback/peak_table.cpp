@@ -49,9 +49,11 @@ PeakFiller::PeakFiller(PeakTable& table, PcmFormat format, double duration)
 
 void PeakFiller::continueAt(Ticks time) {
     const double place = secondsOf(time) * format_.rate;
-    if (std::abs(place - static_cast<double>(frames_)) <= WORTH_MOVING * format_.rate) return;
-    frames_ = wholeFrames(place);
-    raiseValidToHere();
+    const double ahead = place - static_cast<double>(frames_);
+    const bool agrees = std::abs(ahead) <= WORTH_MOVING * format_.rate;
+    unsureOfGap_ = !agrees && ahead > 0;
+    if (!agrees) frames_ = wholeFrames(place);
+    raiseValidToHere(); // of the block before, when this one agrees with it
 }
 
 void PeakFiller::changeFormat(PcmFormat format) {
@@ -133,7 +135,7 @@ void PeakFiller::raiseValid(std::int32_t valid) {
 }
 
 void PeakFiller::raiseValidToHere() {
-    if (frames_ <= 0) return;
+    if (unsureOfGap_ || frames_ <= 0) return;
     const double passed = std::min(bucketsBefore(frames_), double{PEAK_BUCKETS});
     raiseValid(static_cast<std::int32_t>(passed));
 }

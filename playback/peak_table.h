@@ -56,8 +56,10 @@ public:
     PeakFiller(PeakTable& table, PcmFormat format, double duration);
 
     // The next block is presented at `time`. Sound that begins late, or has a gap, is silent up to
-    // there. Times that are off by no more than a tenth of a second count for nothing; any other
-    // difference moves the block to its time, so that what one wrong time spoils the next mends.
+    // there, which is complete once another time agrees, or the sound ends. Times that are off by
+    // no more than a tenth of a second count for nothing, so that where a clock runs short up to
+    // that much is drawn as silence; any other difference moves the block to its time, so that what
+    // one wrong time spoils the next mends.
     void continueAt(Ticks time);
 
     // The next block has that format, which is usable.
@@ -82,7 +84,8 @@ private:
     PeakTable& table_;
     PcmFormat format_;
     double duration_;
-    std::int64_t frames_ = 0; // from the source's start to the next block; below 0 before it
+    std::int64_t frames_ = 0;  // from the source's start to the next block; below 0 before it
+    bool unsureOfGap_ = false; // the last block lies behind a gap that its time alone tells of
 };
 
 } // namespace velkantrix

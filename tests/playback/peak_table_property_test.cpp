@@ -20,9 +20,11 @@ struct PlainTable {
     std::vector<float> peaks = std::vector<float>(4096);
     int valid = 0;
     std::int64_t frames = 0;
+    bool waits = false; // for a time that agrees with the jump ahead
 };
 
 void passPlainly(PlainTable& table, PcmFormat format, double duration) {
+    if (table.waits) return;
     const double passed =
         std::trunc((static_cast<double>(table.frames) / format.rate) / duration * 4096);
     table.valid = std::max(table.valid, static_cast<int>(std::clamp(passed, 0.0, 4096.0)));
@@ -47,8 +49,10 @@ void addPlainly(PlainTable& table, PcmFormat format, double duration, const Samp
 
 void movePlainly(PlainTable& table, PcmFormat format, double duration, Ticks time) {
     const double place = static_cast<double>(time) / 10'000'000 * format.rate;
-    if (std::abs(place - static_cast<double>(table.frames)) <= 0.1 * format.rate) return;
-    table.frames = static_cast<std::int64_t>(std::clamp(place, -0x1p53, 0x1p53));
+    const double here = static_cast<double>(table.frames);
+    const bool moves = std::abs(place - here) > 0.1 * format.rate;
+    table.waits = moves && place > here;
+    if (moves) table.frames = static_cast<std::int64_t>(std::clamp(place, -0x1p53, 0x1p53));
     passPlainly(table, format, duration);
 }
 

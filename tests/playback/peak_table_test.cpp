@@ -1,8 +1,6 @@
 #include "playback/peak_table.h"
 
 #include <algorithm>
-#include <cmath>
-#include <cstdlib>
 #include <limits>
 #include <utility>
 
@@ -143,10 +141,13 @@ TEST_F(PeakFillerTest, TheEndMakesAllOfTheTableValid) {
 
 TEST_F(PeakFillerTest, SoundThatBeginsLateIsSilentUpToThere) {
     filler.continueAt(TICKS_PER_SECOND / 2);
-    EXPECT_EQ(table.audioPeaksValid, 2048);
     add({16384, 0});
     EXPECT_EQ(at(2048), 0.5F);
+    EXPECT_EQ(table.audioPeaksValid, 0); // one time alone may be wrong
+    filler.continueAt(TICKS_PER_SECOND / 2);
     EXPECT_EQ(table.audioPeaksValid, 2050);
+    add({0});
+    EXPECT_EQ(table.audioPeaksValid, 2051);
     for (std::size_t i = 0; i < 2048; ++i) ASSERT_EQ(at(i), 0) << i;
 }
 
@@ -170,7 +171,8 @@ TEST_F(PeakFillerTest, TimesThatAreALittleOffCountForNothing) {
     add({16384});
     EXPECT_EQ(at(2048), 0.5F);
     filler.continueAt(TICKS_PER_SECOND * 61 / 100);
-    EXPECT_EQ(table.audioPeaksValid, 2498);
+    add({16384});
+    EXPECT_EQ(at(2048 + 450), 0.5F);
 }
 
 TEST_F(PeakFillerTest, ATimeThatGoesBackMovesTheSoundThere) {
@@ -201,6 +203,26 @@ TEST_F(PeakFillerTest, OneWrongTimeSpoilsNoMoreThanItsBlock) {
         EXPECT_EQ(other.audioPeaks[2 * 512 + 8], 0);
         EXPECT_EQ(other.audioPeaksValid, 4096);
     }
+}
+
+TEST_F(PeakFillerTest, WhatLiesInFrontOfAWrongTimeDoesNotCountAsComplete) {
+    add(Samples(512));
+    for (const int eighths : {6, 7}) { // two wrong ones, each beyond the other
+        filler.continueAt(TICKS_PER_SECOND * eighths / 8);
+        add(Samples(8));
+        EXPECT_EQ(table.audioPeaksValid, 512) << eighths;
+    }
+    filler.continueAt(TICKS_PER_SECOND / 8);
+    EXPECT_EQ(table.audioPeaksValid, 512);
+    add(Samples(8));
+    EXPECT_EQ(table.audioPeaksValid, 520);
+}
+
+TEST_F(PeakFillerTest, TheEndBearsOutAGap) {
+    filler.continueAt(TICKS_PER_SECOND / 2);
+    add({16384});
+    filler.finish();
+    EXPECT_EQ(table.audioPeaksValid, 4096);
 }
 
 TEST_F(PeakFillerTest, WhatLiesBeforeTheStartIsLeftOut) {
@@ -269,9 +291,10 @@ TEST_F(PeakFillerTest, ManySmallDifferencesComeToOneThatCounts) {
 
 TEST_F(PeakFillerTest, ATimeWithoutBoundsIsTheSourcesEnd) {
     filler.continueAt(std::numeric_limits<Ticks>::max());
-    EXPECT_EQ(table.audioPeaksValid, 4096);
     add({16384});
     EXPECT_EQ(at(4095), 0.5F);
+    filler.continueAt(std::numeric_limits<Ticks>::max());
+    EXPECT_EQ(table.audioPeaksValid, 4096);
 }
 
 // Changes of what is complete
@@ -293,6 +316,8 @@ TEST_F(PeakFillerTest, WhateverChangesOfWhatIsCompleteIsCounted) {
     EXPECT_FALSE(hasChanged()); // softer than what is there
     add({1024});
     EXPECT_TRUE(hasChanged()); // as many, one of them louder
+    filler.continueAt(TICKS_PER_SECOND * 3 / 4);
+    EXPECT_FALSE(hasChanged());
     filler.continueAt(TICKS_PER_SECOND * 3 / 4);
     EXPECT_TRUE(hasChanged()); // a gap
     filler.finish();
@@ -356,8 +381,6 @@ TEST(UsableFormat, WithoutARateOrAChannelThereIsNone) {
     EXPECT_EQ(usableFormat({.rate = 48'000, .channels = 0}), PcmFormat{});
     EXPECT_EQ(usableFormat({.rate = 0, .channels = 9}), PcmFormat{});
 }
-
-// Beside a plain computation
 
 } // namespace
 } // namespace velkantrix
