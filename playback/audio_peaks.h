@@ -42,7 +42,8 @@ void stopAudioPeaks();
 // At the end of the window, of the process, and before the file is replaced: the peaks are
 // forgotten, and their worker is stopped and waited for, so many milliseconds at most, unless that
 // has been done. Whether no worker runs any more, be it an earlier one. While one does, it may hold
-// the file open: Media Foundation must not be shut down, and the file not be replaced.
+// the file open: Media Foundation must not be shut down, and the file not be replaced. When none
+// does, the program's own source may still be closing it (held_files.h).
 [[nodiscard]] bool endAudioPeaks(std::uint32_t longestWait = LONGEST_PEAKS_WAIT);
 
 } // namespace velkantrix

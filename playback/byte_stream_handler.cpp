@@ -17,6 +17,7 @@
 #include "platform/hresult.h"
 #include "platform/source_choice.h"
 #include "playback/forwarded_attributes.h"
+#include "playback/held_files.h"
 #include "playback/mp4_media_source.h"
 #include "playback/work_line.h"
 
@@ -62,6 +63,7 @@ public:
 
     // On a work queue; once.
     HRESULT run() {
+        const HeldFile held; // until the source's streams hold theirs
         outcome_ = cancelled_ ? E_ABORT : createMp4MediaSource(path_, sound_, source_);
         return outcome_;
     }

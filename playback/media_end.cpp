@@ -3,13 +3,15 @@
 #include "platform/media_startup.h"
 #include "playback/audio_peaks.h"
 #include "playback/end_scan.h"
+#include "playback/held_files.h"
 
 namespace velkantrix {
 
 bool endMedia() {
     const bool scansEnded = endAllScans();
     const bool peaksEnded = endAudioPeaks();
-    if (!scansEnded || !peaksEnded) return false;
+    const bool filesClosed = sourceFilesAreClosed();
+    if (!scansEnded || !peaksEnded || !filesClosed) return false;
     stopMedia();
     return true;
 }

@@ -34,6 +34,7 @@ Mp4MediaStream::Mp4MediaStream(DWORD number, SourceTrack track,
     : EventGenerator(std::move(events)),
       number_(number),
       descriptor_(std::move(descriptor)),
+      held_(std::in_place),
       track_(std::move(track)) {}
 
 STDMETHODIMP Mp4MediaStream::GetMediaSource(IMFMediaSource** source) {
@@ -138,6 +139,7 @@ HRESULT Mp4MediaStream::makeSample(const TrackSample& from, IUnknown* token,
 void Mp4MediaStream::closeFile() {
     const Lock held(lock_);
     track_ = SourceTrack();
+    held_.reset();
 }
 
 } // namespace velkantrix

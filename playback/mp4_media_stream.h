@@ -7,12 +7,14 @@
 
 #include <atomic>
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "base/com_ptr.h"
 #include "base/mutex.h"
 #include "base/ticks.h"
 #include "playback/event_generator.h"
+#include "playback/held_files.h"
 #include "playback/source_track.h"
 
 namespace velkantrix {
@@ -79,7 +81,8 @@ private:
     const ComPtr<IMFStreamDescriptor> descriptor_;
 
     // Taken after the source's lock, and not together with the other one here.
-    Mutex lock_; // held while the file is read
+    Mutex lock_;                                     // held while the file is read
+    std::optional<HeldFile> held_ GUARDED_BY(lock_); // goes behind the track
     SourceTrack track_ GUARDED_BY(lock_);
     bool discontinuity_ GUARDED_BY(lock_) = false; // the next sample doesn't follow the last one
     bool failed_ GUARDED_BY(lock_) = false;        // since the last seek

@@ -11,6 +11,7 @@
 
 #include "platform/media_startup.h"
 #include "playback/end_scan.h"
+#include "playback/held_files.h"
 #include "tests/windows/blockade.h"
 #include "tests/windows/peaks_fixture.h"
 #include "tests/windows/reader_maker.h"
@@ -67,6 +68,13 @@ TEST_F(MediaEndTest, GoesOnWhileTheSearchForPeaksDoesAndEndsBehindIt) {
     EXPECT_TRUE(mediaWorks());
     scanned->lift();
     ASSERT_TRUE(waitFor([&] { return scan.use_count() == 1; }));
+
+    {
+        const HeldFile held;
+        EXPECT_FALSE(sourceFilesAreClosed(20));
+        EXPECT_FALSE(endMedia());
+        EXPECT_TRUE(mediaWorks());
+    }
     EXPECT_TRUE(endMedia());
     EXPECT_FALSE(mediaWorks());
 }

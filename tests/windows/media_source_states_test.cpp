@@ -3,6 +3,7 @@
 #include <functional>
 #include <thread>
 
+#include "playback/held_files.h"
 #include "tests/windows/media_source_fixture.h"
 
 namespace velkantrix {
@@ -306,14 +307,11 @@ TEST_F(MediaSourceTest, AfterItsShutdownTheFileIsFree) {
     ASSERT_EQ(open(copy), S_OK);
     begin();
     for (int i = 0; i < 50; ++i) ASSERT_EQ(video()->RequestSample(nullptr), S_OK);
+    EXPECT_FALSE(sourceFilesAreClosed(0));
     ASSERT_EQ(source->Shutdown(), S_OK);
     // Although source and streams are still held here.
-    EXPECT_TRUE(waitFor([&] {
-        const HANDLE file =
-            CreateFileW(copy.c_str(), GENERIC_READ | DELETE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
-        if (file == INVALID_HANDLE_VALUE) return false;
-        return CloseHandle(file) != FALSE;
-    }));
+    ASSERT_TRUE(sourceFilesAreClosed(LONGEST_WAIT));
+    EXPECT_NE(DeleteFileW(copy.c_str()), FALSE);
 }
 
 TEST_F(MediaSourceTest, AStreamKnowsItsSourceAndItsDescription) {
