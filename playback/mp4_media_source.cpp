@@ -99,7 +99,7 @@ HRESULT Mp4MediaSource::startWith(StartOrder order, IMFPresentationDescriptor* d
 STDMETHODIMP Mp4MediaSource::Stop() {
     const Lock held(lock_);
     if (shutDown_) return MF_E_SHUTDOWN;
-    RETURN_IF_FAILED(add(&Mp4MediaSource::runStop));
+    RETURN_IF_FAILED(add(&Mp4MediaSource::runStop, commands_ + 1));
     ++serial_;
     ++commands_;
     commanded_ = State::Stopped;
@@ -110,7 +110,7 @@ STDMETHODIMP Mp4MediaSource::Pause() {
     const Lock held(lock_);
     if (shutDown_) return MF_E_SHUTDOWN;
     if (commanded_ != State::Started) return MF_E_INVALID_STATE_TRANSITION;
-    RETURN_IF_FAILED(add(&Mp4MediaSource::runPause));
+    RETURN_IF_FAILED(add(&Mp4MediaSource::runPause, commands_ + 1));
     ++commands_;
     commanded_ = State::Paused;
     return S_OK;
@@ -132,12 +132,9 @@ STDMETHODIMP Mp4MediaSource::Shutdown() {
     ignoreResult(events_->Shutdown(), "it may be shut down already");
     for (const ComPtr<Mp4MediaStream>& stream : streams) {
         stream->shutDown();
-        HRESULT closing = E_OUTOFMEMORY;
-        try {
-            // Behind the work that may still be reading.
-            closing = line_->add([stream] { stream->closeFile(); });
-        } catch (const std::bad_alloc&) { closing = E_OUTOFMEMORY; }
-        ignoreResult(closing, "else the stream's last reference closes it");
+        // Behind the work that may still be reading.
+        ignoreResult(line_->add([stream] { stream->closeFile(); }),
+                     "else the stream's last reference closes it");
     }
     return S_OK;
 }
@@ -152,7 +149,7 @@ HRESULT Mp4MediaSource::request(DWORD stream, IUnknown* token) {
         if (streams_[stream]->ended()) return MF_E_END_OF_STREAM;
     }
     try {
-        requests_[stream].push_back({ComPtr<IUnknown>::share(token), serial_});
+        requests_[stream].push_back({ComPtr<IUnknown>::share(token), serial_, commands_});
     } catch (const std::bad_alloc&) { return E_OUTOFMEMORY; }
     const HRESULT added = add(&Mp4MediaSource::runDelivery, stream);
     if (FAILED(added)) requests_[stream].pop_back();
@@ -161,10 +158,8 @@ HRESULT Mp4MediaSource::request(DWORD stream, IUnknown* token) {
 
 template <class... Parameters, class... Arguments>
 HRESULT Mp4MediaSource::add(void (Mp4MediaSource::*work)(Parameters...), Arguments... arguments) {
-    try {
-        return line_->add([self = ComPtr<Mp4MediaSource>::share(this), work,
-                           ... values = std::move(arguments)] { (self.get()->*work)(values...); });
-    } catch (const std::bad_alloc&) { return E_OUTOFMEMORY; }
+    return line_->add([self = ComPtr<Mp4MediaSource>::share(this), work,
+                       ... values = std::move(arguments)] { (self.get()->*work)(values...); });
 }
 
 HRESULT Mp4MediaSource::readSelection(IMFPresentationDescriptor* descriptor,
@@ -188,25 +183,29 @@ void Mp4MediaSource::runStart(const StartOrder& order) {
     bool isSeek = false;
     Ticks position = order.position;
     const HRESULT placed = tryStart(order, position, isSeek);
-    std::vector<std::deque<Request>> dropped; // foreign objects: released without the lock
+    std::vector<Request> dropped; // foreign objects: released without the lock
     const Lock held(lock_);
     --pendingStarts_;
     if (shutDown_) return;
-    if (FAILED(placed)) {
-        state_ = State::Stopped; // some streams may stand elsewhere than others
-        if (order.command == commands_) {
-            commanded_ = State::Stopped;
-            dropRequests(dropped);
-        }
-        queuePosition(this, MESourceStarted, placed, position);
-        return;
-    }
+    done_ = order.command;
+    if (FAILED(placed)) return failStart(order, placed, dropped);
     position_ = position;
     endedCount_ = 0;
     started_ = true;
     state_ = State::Started;
     announceStart(position, isSeek);
     deliverWaiting();
+}
+
+// It stands as after a stop: some streams may be elsewhere than others.
+void Mp4MediaSource::failStart(const StartOrder& order, HRESULT failure,
+                               std::vector<Request>& dropped) {
+    state_ = State::Stopped;
+    started_ = false;
+    position_ = 0;
+    if (order.command == commands_) commanded_ = State::Stopped;
+    dropRequests(order.command, dropped);
+    queuePosition(this, MESourceStarted, failure, order.position);
 }
 
 HRESULT Mp4MediaSource::tryStart(const StartOrder& order, Ticks& position, bool& isSeek) {
@@ -225,16 +224,19 @@ HRESULT Mp4MediaSource::tryStart(const StartOrder& order, Ticks& position, bool&
     } catch (const std::bad_alloc&) { return E_OUTOFMEMORY; }
 }
 
-void Mp4MediaSource::dropRequests(std::vector<std::deque<Request>>& dropped) {
+// Those that were made up to a command. Where there is no room for them they go under the lock.
+void Mp4MediaSource::dropRequests(std::uint64_t command, std::vector<Request>& dropped) {
     for (std::deque<Request>& waiting : requests_) {
-        if (waiting.empty()) continue;
-        try {
-            dropped.emplace_back().swap(waiting);
-        } catch (const std::bad_alloc&) { waiting.clear(); } // under the lock, for want of room
+        for (; !waiting.empty() && waiting.front().command <= command; waiting.pop_front()) {
+            try {
+                dropped.push_back(std::move(waiting.front()));
+            } catch (const std::bad_alloc&) { continue; }
+        }
     }
 }
 
-// What was asked for during a pause. Stale requests among them are dropped when their turn comes.
+// What was asked for during a pause. Stale requests among them are dropped when their turn comes;
+// those that have their own work still before them get it twice, and the second finds nothing.
 void Mp4MediaSource::deliverWaiting() {
     for (DWORD number = 0; number < requests_.size(); ++number) {
         for (std::size_t i = 0; i < requests_[number].size(); ++i) {
@@ -281,11 +283,12 @@ void Mp4MediaSource::endPresentationWhenAllEnded() {
     if (endedCount_ > 0 && endedCount_ == selectedCount()) queueEvent(this, MEEndOfPresentation);
 }
 
-void Mp4MediaSource::runStop() {
-    std::vector<std::deque<Request>> dropped; // foreign objects: released without the lock
+void Mp4MediaSource::runStop(std::uint64_t command) {
+    std::vector<Request> dropped; // foreign objects: released without the lock
     const Lock held(lock_);
     if (shutDown_) return;
-    dropRequests(dropped);
+    done_ = command;
+    dropRequests(command, dropped);
     state_ = State::Stopped;
     started_ = false;
     position_ = 0;
@@ -295,10 +298,14 @@ void Mp4MediaSource::runStop() {
     queueEvent(this, MESourceStopped);
 }
 
-void Mp4MediaSource::runPause() {
+void Mp4MediaSource::runPause(std::uint64_t command) {
+    std::vector<Request> dropped; // foreign objects: released without the lock
     const Lock held(lock_);
     if (shutDown_) return;
+    done_ = command;
     if (state_ != State::Started) { // the start in front of it failed
+        if (command == commands_) commanded_ = State::Stopped;
+        dropRequests(command, dropped);
         queueEvent(this, MESourcePaused, MF_E_INVALID_STATE_TRANSITION);
         return;
     }
@@ -310,9 +317,11 @@ void Mp4MediaSource::runPause() {
 }
 
 // None while the source is paused: requests wait then, and the next start adds the work for them.
+// None either when the oldest was made behind a command that is still to come on the line.
 ComPtr<Mp4MediaStream> Mp4MediaSource::takeRequest(DWORD number, Request& request) {
     const Lock held(lock_);
     if (shutDown_ || state_ != State::Started || requests_[number].empty()) return nullptr;
+    if (requests_[number].front().command > done_) return nullptr;
     request = std::move(requests_[number].front());
     requests_[number].pop_front();
     return streams_[number];

@@ -57,11 +57,12 @@ public:
 private:
     enum class State { Stopped, Started, Paused };
 
-    // Carries the number of the start that it was made after: behind a later one nobody waits for
-    // it.
+    // Carries the numbers of what it was made after. Behind a later start at a position nobody
+    // waits for it; before its own command is done it isn't its turn.
     struct Request {
         ComPtr<IUnknown> token;
         std::uint64_t serial = 0;
+        std::uint64_t command = 0;
     };
 
     struct StartOrder {
@@ -89,13 +90,15 @@ private:
                                     const StartOrder& order, Ticks position);
     [[nodiscard]] HRESULT tryStart(const StartOrder& order, Ticks& position, bool& isSeek)
         EXCLUDES(lock_);
-    void dropRequests(std::vector<std::deque<Request>>& dropped) REQUIRES(lock_);
+    void failStart(const StartOrder& order, HRESULT failure, std::vector<Request>& dropped)
+        REQUIRES(lock_);
+    void dropRequests(std::uint64_t command, std::vector<Request>& dropped) REQUIRES(lock_);
     void announceStart(Ticks position, bool isSeek) REQUIRES(lock_);
     void endStream(Mp4MediaStream* stream) REQUIRES(lock_);
     void endPresentationWhenAllEnded() REQUIRES(lock_);
     void deliverWaiting() REQUIRES(lock_);
-    void runStop() EXCLUDES(lock_);
-    void runPause() EXCLUDES(lock_);
+    void runStop(std::uint64_t command) EXCLUDES(lock_);
+    void runPause(std::uint64_t command) EXCLUDES(lock_);
     ComPtr<Mp4MediaStream> takeRequest(DWORD number, Request& request) EXCLUDES(lock_);
     void runDelivery(DWORD number) EXCLUDES(lock_);
     void settle(DWORD number, Mp4MediaStream* stream, const Delivery& delivery) REQUIRES(lock_);
@@ -114,6 +117,7 @@ private:
     bool shutDown_ GUARDED_BY(lock_) = false;
     State commanded_ GUARDED_BY(lock_) = State::Stopped; // by the last call
     std::uint64_t commands_ GUARDED_BY(lock_) = 0;       // starts, stops and pauses asked for
+    std::uint64_t done_ GUARDED_BY(lock_) = 0;           // how many of them were done
     std::size_t pendingStarts_ GUARDED_BY(lock_) = 0;    // asked for and not done yet
     State state_ GUARDED_BY(lock_) = State::Stopped;     // by what was done of them
     bool started_ GUARDED_BY(lock_) = false;             // since the last stop

@@ -2,11 +2,9 @@
 
 #include <mfapi.h>
 
-#include <utility>
-
 namespace velkantrix {
 
-HRESULT WorkLine::add(std::function<void()> work) {
+HRESULT WorkLine::addFunction(std::function<void()> work) {
     const Lock held(lock_);
     waiting_.push_back(std::move(work));
     if (asked_) return S_OK;

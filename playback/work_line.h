@@ -7,6 +7,8 @@
 
 #include <deque>
 #include <functional>
+#include <new>
+#include <utility>
 
 #include "base/mutex.h"
 #include "platform/com.h"
@@ -17,8 +19,13 @@ namespace velkantrix {
 // not throw.
 class WorkLine final : public ComObject<IMFAsyncCallback> {
 public:
-    // Failed: it will not run. Throws std::bad_alloc, with nothing changed.
-    [[nodiscard]] HRESULT add(std::function<void()> work) EXCLUDES(lock_);
+    // Failed, be it for want of memory: it will not run.
+    template <class Work>
+    [[nodiscard]] HRESULT add(Work work) EXCLUDES(lock_) {
+        try {
+            return addFunction(std::move(work));
+        } catch (const std::bad_alloc&) { return E_OUTOFMEMORY; }
+    }
 
     // Drops all that hasn't begun.
     void clear() EXCLUDES(lock_);
@@ -27,6 +34,7 @@ public:
     STDMETHODIMP Invoke(IMFAsyncResult* result) override EXCLUDES(lock_);
 
 private:
+    HRESULT addFunction(std::function<void()> work) EXCLUDES(lock_);
     HRESULT askForThread() REQUIRES(lock_);
     std::function<void()> takeFirst() EXCLUDES(lock_);
 

@@ -9,9 +9,11 @@
 #include <mferror.h>
 #include <mfidl.h>
 
+#include <algorithm>
 #include <optional>
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -69,6 +71,19 @@ inline ReadSample readSample(IMFSample* sample) {
     read.bytes.assign(data, data + size);
     static_cast<void>(buffer->Unlock());
     return read;
+}
+
+// A copy whose fragment at `number` is no fragment any more; the table still names it.
+inline void spoilFragment(const std::wstring& from, const std::wstring& to, int number) {
+    std::vector<char> bytes = bytesOf(from);
+    const std::string_view mark = "moof";
+    auto at = bytes.begin();
+    for (int i = 0; i <= number; ++i) {
+        at = std::search(at + 1, bytes.end(), mark.begin(), mark.end());
+        ASSERT_NE(at, bytes.end());
+    }
+    std::copy_n("free", 4, at);
+    writeBytes(to, bytes);
 }
 
 class MediaSourceTest : public FolderTest {

@@ -241,19 +241,6 @@ TEST_F(MediaSourceTest, AStreamThatIsNotSelectedIsLeftOut) {
     expectNext(source.get(), MEEndOfPresentation);
 }
 
-// A copy whose fragment at `number` is no fragment any more; the table still names it.
-void spoilFragment(const std::wstring& from, const std::wstring& to, int number) {
-    std::vector<char> bytes = bytesOf(from);
-    const std::string_view mark = "moof";
-    auto at = bytes.begin();
-    for (int i = 0; i <= number; ++i) {
-        at = std::search(at + 1, bytes.end(), mark.begin(), mark.end());
-        ASSERT_NE(at, bytes.end());
-    }
-    std::copy_n("free", 4, at);
-    writeBytes(to, bytes);
-}
-
 TEST_F(MediaSourceTest, AFailedReadWhileSamplesRemainIsAnErrorAndNoEnd) {
     const std::wstring broken = inFolder(L"broken.mp4");
     spoilFragment(mediaFile(RECORDING), broken, 11);
@@ -289,7 +276,7 @@ TEST_F(MediaSourceTest, AStartAtAPlaceThatCanNotBeReadFailsAsAWhole) {
     // Nothing runs now, until it is started at another place.
     EXPECT_EQ(video()->RequestSample(nullptr), MF_E_MEDIA_SOURCE_WRONGSTATE);
     EXPECT_EQ(source->Pause(), MF_E_INVALID_STATE_TRANSITION);
-    goTo(0, 0);
+    goTo(std::nullopt, 0, false); // as from a stop
     EXPECT_TRUE(sampleOf(video()));
 }
 
