@@ -60,7 +60,8 @@ ComPtr<IMFTransform> firstSynchronous(const FoundTransforms& found) {
     return {};
 }
 
-// As the presenter's shader takes NV12. A type that says nothing is taken for that.
+// As the presenter's shader takes NV12. A type that says nothing is taken for that. Of a mixed one
+// each picture says whether its lines are of two moments.
 bool isDrawable(IMFMediaType* type) {
     const UINT32 matrix = MFGetAttributeUINT32(type, MF_MT_YUV_MATRIX, 0);
     const UINT32 range = MFGetAttributeUINT32(type, MF_MT_VIDEO_NOMINAL_RANGE, 0);
@@ -225,7 +226,8 @@ HRESULT H264Transform::pull(DecodedPicture& picture) {
 }
 
 HRESULT H264Transform::accept(DecodedPicture& picture, ComPtr<IMFSample> sample) const {
-    if (!drawable_) return E_NOTIMPL;
+    if (!drawable_ || MFGetAttributeUINT32(sample.get(), MFSampleExtension_Interlaced, FALSE))
+        return E_NOTIMPL;
     picture = {std::move(sample), shown_, atCorner_};
     return S_OK;
 }

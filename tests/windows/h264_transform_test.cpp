@@ -290,6 +290,21 @@ TEST_F(H264TransformTest, PicturesThatThePresenterCannotDrawAreNotUsed) {
     }
 }
 
+TEST_F(H264TransformTest, OfMixedVideoPicturesOfTwoMomentsAreNotUsed) {
+    script->types = {{MFVideoFormat_NV12,
+                      640,
+                      360,
+                      {},
+                      {{MF_MT_INTERLACE_MODE, MFVideoInterlace_MixedInterlaceOrProgressive}}}};
+    ASSERT_EQ(setUp(), S_OK);
+    script->outputs = {
+        {.time = 30}, {.time = 60, .interlaced = FALSE}, {.time = 90, .interlaced = TRUE}};
+    EXPECT_EQ(pull(), S_OK);
+    EXPECT_EQ(pull(), S_OK);
+    EXPECT_EQ(pull(), E_NOTIMPL);
+    EXPECT_FALSE(picture.sample);
+}
+
 TEST_F(H264TransformTest, SixtyFourStreamChangesAreFollowedAndNoMore) {
     ASSERT_EQ(setUp(), S_OK);
     for (int i = 0; i < 64; ++i) script->outputs.push_back({MF_E_TRANSFORM_STREAM_CHANGE});

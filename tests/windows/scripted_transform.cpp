@@ -13,14 +13,15 @@ namespace {
 std::atomic<int> activates{0};
 ScriptedDecoders* decoders = nullptr;
 
-ComPtr<IMFSample> memorySample(Ticks time) {
+ComPtr<IMFSample> memorySample(const ScriptedOutput& output) {
     ComPtr<IMFSample> sample;
     ComPtr<IMFMediaBuffer> buffer;
     MFCreateMemoryBuffer(16, buffer.put());
     buffer->SetCurrentLength(16);
     MFCreateSample(sample.put());
     sample->AddBuffer(buffer.get());
-    sample->SetSampleTime(time);
+    sample->SetSampleTime(output.time);
+    if (output.interlaced) sample->SetUINT32(MFSampleExtension_Interlaced, *output.interlaced);
     return sample;
 }
 
@@ -79,6 +80,9 @@ public:
 private:
     std::shared_ptr<TransformScript> script_;
     bool changed_ = false;
+    std::deque<Ticks> held_; // pictures
+    bool gives_ = false;     // the first of them
+    bool isDraining_ = false;
 };
 
 HRESULT ScriptedTransform::GetOutputAvailableType(DWORD, DWORD index, IMFMediaType** type) {
@@ -103,9 +107,12 @@ HRESULT ScriptedTransform::ProcessMessage(MFT_MESSAGE_TYPE message, ULONG_PTR pa
     switch (message) {
     case MFT_MESSAGE_COMMAND_FLUSH:
         script_->calls.emplace_back("flush");
+        held_.clear();
+        isDraining_ = gives_ = false;
         return S_OK;
     case MFT_MESSAGE_COMMAND_DRAIN:
         script_->calls.emplace_back("drain");
+        isDraining_ = true;
         return S_OK;
     case MFT_MESSAGE_NOTIFY_START_OF_STREAM:
         script_->calls.emplace_back("start");
@@ -128,6 +135,11 @@ HRESULT ScriptedTransform::ProcessMessage(MFT_MESSAGE_TYPE message, ULONG_PTR pa
 
 HRESULT ScriptedTransform::ProcessInput(DWORD, IMFSample* sample, DWORD) {
     if (FAILED(script_->inputResult)) return script_->inputResult;
+    if (script_->mostHeld > 0 && held_.size() >= script_->mostHeld) {
+        ++script_->refusals;
+        gives_ = true;
+        return MF_E_NOTACCEPTING;
+    }
     FedSample fed;
     LONGLONG number = 0;
     sample->GetSampleTime(&fed.time);
@@ -141,17 +153,23 @@ HRESULT ScriptedTransform::ProcessInput(DWORD, IMFSample* sample, DWORD) {
     fed.bytes.assign(reinterpret_cast<const char*>(bytes), length);
     buffer->Unlock();
     if (script_->givesFedPictures) script_->outputs.push_back({.time = fed.time});
+    if (script_->mostHeld > 0) held_.push_back(fed.time);
     script_->fed.push_back(std::move(fed));
     return S_OK;
 }
 
 HRESULT ScriptedTransform::ProcessOutput(DWORD, DWORD, MFT_OUTPUT_DATA_BUFFER* buffers, DWORD*) {
+    if (!held_.empty() && (gives_ || isDraining_)) {
+        script_->outputs.push_back({.time = held_.front()});
+        held_.pop_front();
+        gives_ = false;
+    }
     if (script_->outputs.empty()) return MF_E_TRANSFORM_NEED_MORE_INPUT;
     const ScriptedOutput output = script_->outputs.front();
     script_->outputs.pop_front();
     if (output.result == MF_E_TRANSFORM_STREAM_CHANGE) changed_ = true;
     if (SUCCEEDED(output.result) && output.hasPicture)
-        buffers->pSample = memorySample(output.time).detach();
+        buffers->pSample = memorySample(output).detach();
     return output.result;
 }
 

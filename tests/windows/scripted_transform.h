@@ -10,6 +10,7 @@
 #include <deque>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,7 @@ struct ScriptedOutput {
     HRESULT result = S_OK;
     Ticks time = 0; // of the picture, which lies in memory
     bool hasPicture = true;
+    std::optional<UINT32> interlaced{}; // as the picture says of itself
 };
 
 // An output type that is offered.
@@ -56,9 +58,13 @@ struct TransformScript {
     std::vector<ScriptedType> typesAfterChange; // none: the same
     std::deque<ScriptedOutput> outputs;         // behind them it needs more input
     bool givesFedPictures = false;              // instead: each sample at once, in memory
+    // Or so: a sample beyond so many is refused, and then the first picture comes; the rest when it
+    // is drained. 0: not so.
+    std::size_t mostHeld = 0;
 
     std::vector<std::string> calls; // "flush", "start", "drain", "begin", "end", "manager"
     std::vector<FedSample> fed;
+    int refusals = 0; // by mostHeld
     ComPtr<IMFMediaType> inputType;
     ComPtr<IMFMediaType> outputType;
     ComPtr<IMFAttributes> attributes;
