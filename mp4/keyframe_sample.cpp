@@ -137,6 +137,7 @@ KeyframeSample readKeyframe(const FilePath& path, const VideoTrackIndex& index, 
     convertToAnnexB(bytes.view(), nalLengthSize, parameterSets, sample.data);
     sample.timeSeconds = static_cast<double>(keyframe->time) / index.timescale;
     sample.ok = sample.data.size() > parameterSets.size();
+    sample.sync = sample.ok && keyframe->place.sync;
     if (!sample.ok) sample.data.clear();
     return sample;
 }

@@ -24,6 +24,7 @@ VideoTrackIndex indexOf(RandomAccessTable table, bool fragmented, std::uint32_t 
 
 void expectUnit(const KeyframeSample& sample, const Bytes& unit) {
     EXPECT_TRUE(sample.ok);
+    EXPECT_TRUE(sample.sync);
     EXPECT_EQ(sample.data, join({PARAMETER_SETS, Bytes{0, 0, 0, 1}, unit}).vector());
 }
 
