@@ -97,9 +97,38 @@ bool FragmentReader::beginIn(const FileBox& box, const RandomAccessEntry& entry,
     incomplete_ = track.incomplete;
     passed_ = box.offset; // nothing in front of it is missed
     outcome_ = ReadOutcome::Nothing;
-    take(std::move(track), box);
+    take(std::move(track), box, nextDecodeTime);
     cursor_ = first;
     rebase_ = static_cast<std::int64_t>(entry.time - sample.pts);
+    return true;
+}
+
+FragmentReader::Place FragmentReader::place() const {
+    return {.fragment = track_.fragmentOffset,
+            .decodeTimeInFront = decodeTimeInFront_,
+            .passed = passed_,
+            .cursor = cursor_,
+            .rebase = rebase_,
+            .incomplete = incomplete_};
+}
+
+bool FragmentReader::returnTo(const Place& place) {
+    if (!file_) return false;
+    if (place.fragment != track_.fragmentOffset) {
+        const auto box = readBoxHeader(file_, place.fragment, fileLength_);
+        FragmentTrack track;
+        if (!box || box->type != boxType("moof")) return false;
+        if (parseFragment(*box, place.decodeTimeInFront, track) != Load::Done) return false;
+        take(std::move(track), *box, place.decodeTimeInFront);
+    }
+    allowAllOfFile();
+    needParameterSets_ = true;
+    searchEnd_.reset();
+    outcome_ = ReadOutcome::Nothing;
+    passed_ = place.passed;
+    incomplete_ = place.incomplete;
+    cursor_ = place.cursor;
+    rebase_ = place.rebase;
     return true;
 }
 
@@ -186,17 +215,20 @@ FragmentReader::Load FragmentReader::parseFragment(const FileBox& box, std::uint
 // The next fragment on the way.
 FragmentReader::Load FragmentReader::loadFragment(const FileBox& box) {
     FragmentTrack track;
-    const Load load = parseFragment(box, track_.nextDecodeTime, track);
+    const std::uint64_t decodeTimeInFront = track_.nextDecodeTime;
+    const Load load = parseFragment(box, decodeTimeInFront, track);
     if (load == Load::Failed) return load;
     if (track.incomplete) incomplete_ = true;
     track_.nextDecodeTime = track.nextDecodeTime;
     if (track.found) pass(box.offset);
-    if (load == Load::Done) take(std::move(track), box);
+    if (load == Load::Done) take(std::move(track), box, decodeTimeInFront);
     return load;
 }
 
-void FragmentReader::take(FragmentTrack&& track, const FileBox& box) {
+void FragmentReader::take(FragmentTrack&& track, const FileBox& box,
+                          std::uint64_t decodeTimeInFront) {
     track_ = std::move(track);
+    decodeTimeInFront_ = decodeTimeInFront;
     fragmentSize_ = box.size;
     cursor_ = 0;
     searchEnd_.reset();

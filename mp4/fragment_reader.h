@@ -67,6 +67,17 @@ public:
     bool ReadNextSample(ReaderSample& sample);
     [[nodiscard]] ReadOutcome outcome() const { return outcome_; }
 
+    // Where it stands, to go back to while the file stays open.
+    struct Place {
+        std::uint64_t fragment = 0, decodeTimeInFront = 0, passed = 0, cursor = 0;
+        std::int64_t rebase = 0;
+        bool incomplete = false;
+    };
+    [[nodiscard]] Place place() const;
+    // As a seek to there would: parameter sets come again. A fragment that is still loaded isn't
+    // read again. False when it can't be read any more; the reader then stays where it was.
+    [[nodiscard]] bool returnTo(const Place& place);
+
     // No fragment of the track lies in front of all those that the table names: nothing is missed
     // by beginning with its first entry. False where it can't be seen. Behind opening, before
     // seeking.
@@ -95,7 +106,7 @@ private:
     bool finishOpening(const FilePath& path);
     Load parseFragment(const FileBox& box, std::uint64_t nextDecodeTime, FragmentTrack& track);
     Load loadFragment(const FileBox& box);
-    void take(FragmentTrack&& track, const FileBox& box);
+    void take(FragmentTrack&& track, const FileBox& box, std::uint64_t decodeTimeInFront);
     bool seekTo(const RandomAccessEntry* entry);
     bool begin(const RandomAccessEntry& entry, std::uint64_t nextDecodeTime);
     bool beginIn(const FileBox& box, const RandomAccessEntry& entry, std::uint64_t nextDecodeTime,
@@ -123,7 +134,8 @@ private:
     double durationSeconds_ = 0;
 
     FragmentTrack track_; // with the loaded fragment's samples and offset; offset 0: none
-    std::uint64_t fragmentSize_ = 0; // of its moof, bytes
+    std::uint64_t fragmentSize_ = 0;      // of its moof, bytes
+    std::uint64_t decodeTimeInFront_ = 0; // with which it was parsed
     std::uint64_t cursor_ = 0;
     std::int64_t rebase_ = 0;
     std::vector<std::uint64_t> knownFragments_; // offsets of those in the table, ascending

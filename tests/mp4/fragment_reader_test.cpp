@@ -116,6 +116,48 @@ TEST_F(FragmentReaderTest, NextFragmentLoadsTheOneBehind) {
     EXPECT_EQ(restAsTexts(), Texts{"d@300*"}) << "the last good fragment stays";
 }
 
+TEST_F(FragmentReaderTest, APlaceIsGoneBackToWithItsTimes) {
+    EXPECT_FALSE(reader.returnTo(reader.place())) << "nothing is open";
+    openPieces({fragment(1000, {key("a"), other("b")}),
+                fragment(std::nullopt, {key("c"), other("d")}),
+                fragment(std::nullopt, {key("e")})});
+    reader.setCursor(1);
+    const FragmentReader::Place first = reader.place();
+    ASSERT_TRUE(reader.NextFragment());
+    reader.setCursor(1);
+    const FragmentReader::Place second = reader.place();
+    EXPECT_EQ(restAsTexts(), (Texts{"d@300", "e@400*"}));
+    for (int i = 0; i < 2; ++i) {
+        ASSERT_TRUE(reader.returnTo(second));
+        EXPECT_EQ(reader.outcome(), ReadOutcome::Nothing);
+        EXPECT_EQ(restAsTexts(), (Texts{"d@300", "e@400*"}));
+        EXPECT_EQ(last, ReadOutcome::End);
+        ASSERT_TRUE(reader.returnTo(first));
+        EXPECT_EQ(restAsTexts(), (Texts{"b@100", "c@200*", "d@300", "e@400*"}));
+    }
+}
+
+TEST_F(FragmentReaderTest, WhatWasLostBehindAPlaceIsLostAgain) {
+    openPieces({fragment(0, {key("a")}), Bytes().u32(4).text("moof")});
+    const FragmentReader::Place place = reader.place();
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(restAsTexts(), Texts{"a@0*"});
+        EXPECT_EQ(last, ReadOutcome::Failed);
+        ASSERT_TRUE(reader.returnTo(place));
+    }
+}
+
+TEST_F(FragmentReaderTest, APlaceInTheLoadedFragmentTakesNoReadAndAnotherOneDoes) {
+    openPieces({fragment(0, {key("a"), other("b")}), fragment(200, {key("c")})});
+    const FragmentReader::Place first = reader.place();
+    ASSERT_TRUE(reader.NextFragment());
+    const FragmentReader::Place second = reader.place();
+    file->resize(ftyp().size());
+    EXPECT_TRUE(reader.returnTo(second));
+    EXPECT_FALSE(reader.returnTo(first));
+    EXPECT_EQ(reader.samples().size(), 1u) << "it stays where it was";
+}
+
 // Handing out as Annex B byte stream.
 class FragmentReaderAnnexB : public FragmentReaderTest {
 protected:
