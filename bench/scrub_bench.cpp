@@ -53,7 +53,7 @@ std::optional<Samples> samplesFor(ScrubSamples& reader, double seconds) {
         return std::nullopt;
     ExactSearch search(target);
     ScrubSample sample;
-    while (reader.next(sample) == WalkOutcome::Sample) {
+    while (reader.next(sample, [] { return false; }) == WalkOutcome::Sample) {
         samples.exact.push_back(sample);
         if (search.fed(sample.pts, sample.duration) == ExactSearch::Feed::Drain) break;
     }

@@ -46,6 +46,9 @@ public:
     // fragments.
     WalkOutcome next(PlainSample& sample);
 
+    // All samples that stsz states have been handed out, whatever the other tables say.
+    [[nodiscard]] bool isBehindLast() const { return file_ && next_ >= sizes_.count(); }
+
     void seekToStart();
     // Goes to the last sync sample, in decode order, whose composition time is at or before `pts`
     // (ticks, without editOffset()), to the first sync sample where there is none. False when there

@@ -53,7 +53,7 @@ DecodedPreview ScrubDecoder::decodeExact(double seconds, const std::function<boo
     Step step = stepFor(transform_.restart());
     while (step == Step::Going) {
         if (superseded()) step = Step::NotFound;
-        if (step == Step::Going && !draining_) step = feedNext(search);
+        if (step == Step::Going && !draining_) step = feedNext(search, superseded);
         if (step == Step::Going) step = pullAll(search);
     }
     if (step == Step::Found && picture_.sample) {
@@ -71,9 +71,10 @@ ScrubDecoder::Step ScrubDecoder::stepFor(HRESULT result) {
     return result == MF_E_SAMPLEALLOCATOR_EMPTY ? Step::NotFound : Step::Failed;
 }
 
-ScrubDecoder::Step ScrubDecoder::feedNext(ExactSearch& search) {
+ScrubDecoder::Step ScrubDecoder::feedNext(ExactSearch& search,
+                                          const std::function<bool()>& superseded) {
     if (!sampleWaits_) {
-        const WalkOutcome read = samples_.next(sample_);
+        const WalkOutcome read = samples_.next(sample_, superseded);
         // What can't be read might have been the frame that is looked for.
         if (read == WalkOutcome::Failed && !search.covered()) return Step::NotFound;
         if (read != WalkOutcome::Sample) return endFeeding(search);

@@ -35,7 +35,7 @@ private:
     [[nodiscard]] HRESULT decodeSample();
     [[nodiscard]] DecodedPreview failed(HRESULT result);
     [[nodiscard]] static Step stepFor(HRESULT result);
-    Step feedNext(ExactSearch& search);
+    Step feedNext(ExactSearch& search, const std::function<bool()>& superseded);
     Step pullAll(ExactSearch& search);
     Step endFeeding(ExactSearch& search);
 

@@ -73,7 +73,7 @@ double ScrubSamples::keyframeDelay() const {
 
 bool ScrubSamples::keyframeAt(double seconds, ScrubSample& sample) {
     KeyframeSample keyframe = ReadKeyframeSample(path_, index(), seconds - keyframeDelay());
-    if (!keyframe.ok) return false;
+    if (!keyframe.ok || !keyframe.sync) return false;
     sample.data = std::move(keyframe.data);
     sample.pts = nearestTicks(keyframe.timeSeconds + keyframeDelay());
     sample.duration = 0;
@@ -90,32 +90,33 @@ bool ScrubSamples::keyframeAt(double seconds, ScrubSample& sample) {
     return true;
 }
 
-bool ScrubSamples::begin(Ticks time, const std::function<bool()>& stopped) {
-    return seek(time, stopped) && findPicture(time, stopped) && seek(time, stopped);
+bool ScrubSamples::begin(Ticks time, const Stopped& stopped) {
+    if (fragmented_)
+        return track_.start(time, stopped) && findPicture(time, stopped) && track_.startAgain();
+    return seekPlain(time) && findPicture(time, stopped) && seekPlain(time);
 }
 
-bool ScrubSamples::seek(Ticks time, const std::function<bool()>& stopped) {
-    if (fragmented_) return track_.start(time, stopped);
+bool ScrubSamples::seekPlain(Ticks time) {
     needParameterSets_ = true;
     return plain_.seekToSync(subtractTicks(unitsAt(time, plain_.timescale()), plain_.editOffset()));
 }
 
 // The time of the next sample, which isn't read.
-std::optional<Ticks> ScrubSamples::pass() {
-    if (fragmented_) return track_.pass();
+std::optional<Ticks> ScrubSamples::pass(const Stopped& stopped) {
+    if (fragmented_) return track_.pass(stopped);
     PlainSample place;
     if (plain_.next(place) != WalkOutcome::Sample) return std::nullopt;
     return shownTime(place.pts);
 }
 
-bool ScrubSamples::findPicture(Ticks time, const std::function<bool()>& stopped) {
+bool ScrubSamples::findPicture(Ticks time, const Stopped& stopped) {
     picture_.reset();
     following_.reset();
     std::uint32_t beyond = 0;
     for (std::uint64_t passed = 0; beyond < ALWAYS_ENOUGH_BEYOND; ++passed) {
         if (passed % STOP_CHECK_EVERY == 0 && stopped()) return false;
-        const std::optional<Ticks> pts = pass();
-        if (!pts) return true;
+        const std::optional<Ticks> pts = pass(stopped);
+        if (!pts) return !stopped();
         const bool isBeyond = *pts > time;
         std::optional<Ticks>& nearest = isBeyond ? following_ : picture_;
         if (!nearest || (isBeyond ? *pts < *nearest : *pts > *nearest)) nearest = pts;
@@ -130,22 +131,24 @@ Ticks ScrubSamples::shownFor(Ticks pts, Ticks duration) const {
     return std::min(duration, subtractTicks(*picture_, pts));
 }
 
-WalkOutcome ScrubSamples::next(ScrubSample& sample) {
+WalkOutcome ScrubSamples::next(ScrubSample& sample, const Stopped& stopped) {
     try {
-        return fragmented_ ? nextOfFragments(sample) : nextPlain(sample);
+        return fragmented_ ? nextOfFragments(sample, stopped) : nextPlain(sample, stopped);
     } catch (const std::bad_alloc&) {
         return WalkOutcome::Failed; // as unreadable as any other sample then
     }
 }
 
-WalkOutcome ScrubSamples::nextPlain(ScrubSample& sample) {
-    while (true) {
+WalkOutcome ScrubSamples::nextPlain(ScrubSample& sample, const Stopped& stopped) {
+    do {
         PlainSample place;
         const WalkOutcome outcome = plain_.next(place);
+        if (outcome == WalkOutcome::Failed && plain_.isBehindLast()) return WalkOutcome::End;
         if (outcome != WalkOutcome::Sample) return outcome;
         if (!readPlain(place, sample)) return WalkOutcome::Failed;
         if (!sample.data.empty()) return outcome;
-    }
+    } while (!stopped());
+    return WalkOutcome::Failed;
 }
 
 bool ScrubSamples::readPlain(const PlainSample& place, ScrubSample& sample) {
@@ -161,8 +164,8 @@ bool ScrubSamples::readPlain(const PlainSample& place, ScrubSample& sample) {
     return true;
 }
 
-WalkOutcome ScrubSamples::nextOfFragments(ScrubSample& sample) {
-    const TrackRead read = track_.read(trackSample_, [] { return false; });
+WalkOutcome ScrubSamples::nextOfFragments(ScrubSample& sample, const Stopped& stopped) {
+    const TrackRead read = track_.read(trackSample_, stopped);
     if (read == TrackRead::End) return WalkOutcome::End;
     if (read != TrackRead::Sample) return WalkOutcome::Failed;
     sample.data = std::move(trackSample_.data);

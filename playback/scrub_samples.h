@@ -30,6 +30,8 @@ struct ScrubSample {
 
 class ScrubSamples {
 public:
+    using Stopped = std::function<bool()>;
+
     // False when there is no index of a video track, the track isn't H.264, is shown otherwise than
     // coded or has several descriptions; of a fragmented file when the engine doesn't have it from
     // the program's own media source: another's times may be others, and it may know pictures to
@@ -40,31 +42,33 @@ public:
     [[nodiscard]] std::uint32_t height() const { return index().height; }
 
     // The keyframe at or before a time, by the index's whole seconds; the first one when there is
-    // none. Parameter sets stand in front. False when it can't be read. Ends what begin began.
+    // none. Parameter sets stand in front. False when it can't be read or is no keyframe. Ends what
+    // begin began.
     [[nodiscard]] bool keyframeAt(double seconds, ScrubSample& sample);
 
     // Goes to where decoding has to begin for the picture at that time. False when it can't, or
     // when `stopped` says so. The tables give samples the times by which they are decoded. Where
     // frames last differently long a sample may so seem to last beyond the picture behind it; up to
     // the time given that is put right.
-    [[nodiscard]] bool begin(Ticks time, const std::function<bool()>& stopped);
+    [[nodiscard]] bool begin(Ticks time, const Stopped& stopped);
 
     // The next sample in decode order; the parameter sets stand in front of the first keyframe
     // behind begin. Samples without content are passed over. Behind anything but Sample the content
-    // of `sample` is of no use.
-    [[nodiscard]] WalkOutcome next(ScrubSample& sample);
+    // of `sample` is of no use. End: all that the file's tables state have been handed out, even
+    // where they don't agree with each other. Failed also when `stopped` says so.
+    [[nodiscard]] WalkOutcome next(ScrubSample& sample, const Stopped& stopped);
 
 private:
     bool openPlain();
     bool openFragments(SourceSound sound);
     [[nodiscard]] Ticks shownTime(std::int64_t pts) const;
     [[nodiscard]] double keyframeDelay() const;
-    bool seek(Ticks time, const std::function<bool()>& stopped);
-    std::optional<Ticks> pass();
-    bool findPicture(Ticks time, const std::function<bool()>& stopped);
+    bool seekPlain(Ticks time);
+    std::optional<Ticks> pass(const Stopped& stopped);
+    bool findPicture(Ticks time, const Stopped& stopped);
     [[nodiscard]] Ticks shownFor(Ticks pts, Ticks duration) const;
-    WalkOutcome nextPlain(ScrubSample& sample);
-    WalkOutcome nextOfFragments(ScrubSample& sample);
+    WalkOutcome nextPlain(ScrubSample& sample, const Stopped& stopped);
+    WalkOutcome nextOfFragments(ScrubSample& sample, const Stopped& stopped);
     bool readPlain(const PlainSample& place, ScrubSample& sample);
     [[nodiscard]] const VideoTrackIndex& index() const;
 

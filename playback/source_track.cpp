@@ -36,7 +36,9 @@ bool SourceTrack::start(Ticks position, const std::function<bool()>& stopped) {
     if (reader_.annexB()) return startVideo(position, stopped);
     if (!reader_.Seek(secondsOf(position))) return false;
     placeFirstSound();
-    return advanceTo(position, stopped);
+    if (!advanceTo(position, stopped)) return false;
+    begin_ = reader_.place();
+    return true;
 }
 
 // The table may leave out keyframes: of fragments with several, or that begin in the middle of a
@@ -44,8 +46,10 @@ bool SourceTrack::start(Ticks position, const std::function<bool()>& stopped) {
 // begins where that does, so it matters which one is the last.
 bool SourceTrack::startVideo(Ticks position, const std::function<bool()>& stopped) {
     if (!seekToEntryFor(position)) return false;
-    const std::optional<std::uint64_t> samples = samplesToKeyframe(position, stopped);
-    return samples && seekToEntryFor(position) && skip(*samples);
+    const std::optional<FragmentReader::Place> keyframe = findKeyframe(position, stopped);
+    if (!keyframe) return false;
+    begin_ = *keyframe;
+    return startAgain();
 }
 
 // The reader's own lookup knows whole seconds only; it counts where the place that the table names
@@ -62,11 +66,11 @@ bool SourceTrack::seekToEntryFor(Ticks position) {
            reader_.Seek(secondsOf(position));
 }
 
-// How many samples lie in front of the last keyframe at or before the position, from here on. What
-// is decoded behind it is shown behind it.
-std::optional<std::uint64_t> SourceTrack::samplesToKeyframe(Ticks position,
-                                                            const std::function<bool()>& stopped) {
-    std::uint64_t last = 0;
+// The last keyframe at or before the position, from here on; here, when there is none. What is
+// decoded behind it is shown behind it.
+std::optional<FragmentReader::Place>
+SourceTrack::findKeyframe(Ticks position, const std::function<bool()>& stopped) {
+    FragmentReader::Place last = reader_.place();
     for (std::uint64_t passed = 0; passed < MAX_PASSED_SAMPLES; ++passed) {
         if (passed % STOP_CHECK_EVERY == 0 && stopped()) return std::nullopt;
         while (reader_.cursor() >= reader_.samples().size()) {
@@ -75,7 +79,7 @@ std::optional<std::uint64_t> SourceTrack::samplesToKeyframe(Ticks position,
         }
         const SampleRecord sample = reader_.samples()[reader_.cursor()];
         if (timeOf(sample.dts) > position) return last;
-        if (sample.sync && timeOf(sample.pts) <= position) last = passed;
+        if (sample.sync && timeOf(sample.pts) <= position) last = reader_.place();
         reader_.setCursor(reader_.cursor() + 1);
     }
     return std::nullopt;
@@ -86,26 +90,13 @@ Ticks SourceTrack::timeOf(std::uint64_t units) const {
                           reader_.timescale());
 }
 
-std::optional<Ticks> SourceTrack::pass() {
+std::optional<Ticks> SourceTrack::pass(const std::function<bool()>& stopped) {
     while (reader_.cursor() >= reader_.samples().size()) {
-        if (!reader_.NextFragment()) return std::nullopt;
+        if (stopped() || !reader_.NextFragment()) return std::nullopt;
     }
     const Ticks time = timeOf(reader_.samples()[reader_.cursor()].pts);
     reader_.setCursor(reader_.cursor() + 1);
     return time;
-}
-
-bool SourceTrack::skip(std::uint64_t samples) {
-    while (samples > 0) {
-        const std::uint64_t here = reader_.samples().size() - reader_.cursor();
-        if (samples < here) {
-            reader_.setCursor(reader_.cursor() + samples);
-            return true;
-        }
-        samples -= here;
-        if (!reader_.NextFragment()) return false;
-    }
-    return true;
 }
 
 // A table's times can't be below 0. The first sample of sound mostly comes before that, by what the

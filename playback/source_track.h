@@ -44,13 +44,16 @@ public:
     // steps than any recording has; also when `stopped` says so.
     [[nodiscard]] bool start(Ticks position, const std::function<bool()>& stopped);
 
+    // Goes back to where the last start that succeeded came to.
+    [[nodiscard]] bool startAgain() { return reader_.returnTo(begin_); }
+
     // The next sample in decode order. Damaged ones that hold no picture are passed over, but not
     // without end.
     TrackRead read(TrackSample& sample, const std::function<bool()>& stopped);
 
     // Passes over the next sample without reading it: the time at which it is shown. None at the
-    // end, and where there is more that can't be read.
-    std::optional<Ticks> pass();
+    // end, where there is more that can't be read, and when `stopped` says so.
+    std::optional<Ticks> pass(const std::function<bool()>& stopped);
 
     // A start has found that the track ends at or before its position.
     [[nodiscard]] bool isAtEnd() const;
@@ -67,13 +70,13 @@ private:
     [[nodiscard]] Ticks timeOf(std::uint64_t units) const;
     bool seekToEntryFor(Ticks position);
     bool startVideo(Ticks position, const std::function<bool()>& stopped);
-    std::optional<std::uint64_t> samplesToKeyframe(Ticks position,
-                                                   const std::function<bool()>& stopped);
-    bool skip(std::uint64_t samples);
+    std::optional<FragmentReader::Place> findKeyframe(Ticks position,
+                                                      const std::function<bool()>& stopped);
     void placeFirstSound();
     bool advanceTo(Ticks position, const std::function<bool()>& stopped);
 
     FragmentReader reader_;
+    FragmentReader::Place begin_;
     FileSound sound_;
 };
 

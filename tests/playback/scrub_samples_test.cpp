@@ -39,7 +39,7 @@ protected:
         Bytes data;
         for (std::size_t i = 0; i < given.size(); ++i) {
             const Bytes bytes = nal(Bytes().text(given[i].unit));
-            times.push_back({1, given[i].duration});
+            times.push_back({i + 1 == given.size() ? 1 + timesTooMany : 1, given[i].duration});
             offsets.push_back({1, static_cast<std::uint32_t>(given[i].composition)});
             if (given[i].sync) syncs.push_back(static_cast<std::uint32_t>(i + 1));
             sizes.push_back(static_cast<std::uint32_t>(bytes.size()));
@@ -93,7 +93,7 @@ protected:
     std::vector<std::string> from(Ticks time) {
         EXPECT_TRUE(samples.begin(time, never)) << time;
         std::vector<std::string> all;
-        while ((end = samples.next(sample)) == WalkOutcome::Sample) {
+        while ((end = samples.next(sample, never)) == WalkOutcome::Sample) {
             all.push_back(textOf(sample) + " " + std::to_string(sample.pts) + " " +
                           std::to_string(sample.duration) + (sample.sync ? " sync" : ""));
         }
@@ -101,6 +101,7 @@ protected:
     }
 
     std::optional<TempFile> file;
+    std::uint32_t timesTooMany = 0; // in a plain file's stts, for samples that there aren't
     std::optional<SourceSound> ownSource = SourceSound::Wanted;
     ScrubSamples samples;
     ScrubSample sample;
@@ -211,6 +212,19 @@ TEST_F(ScrubSamplesTest, AFileThatBreaksOffIsAFailure) {
     EXPECT_EQ(keyText(2), "sets I4 20000000");
 }
 
+TEST_F(ScrubSamplesTest, TablesThatDoNotAgreeEndWhereTheirSamplesDo) {
+    timesTooMany = 1;
+    ASSERT_TRUE(openPlain(twoGroups(), elst({{4000, 600}})));
+    EXPECT_EQ(from(0).size(), 8u);
+    EXPECT_EQ(end, WalkOutcome::End);
+    EXPECT_EQ(samples.next(sample, never), WalkOutcome::End);
+    file->resize(DATA + 6 * 6 + 3);
+    samples = {};
+    ASSERT_TRUE(samples.open(file->path(), ownSource));
+    EXPECT_EQ(from(0).size(), 6u);
+    EXPECT_EQ(end, WalkOutcome::Failed) << "not all samples are there";
+}
+
 TEST_F(ScrubSamplesTest, WhatCannotBeReadIsNotOpened) {
     EXPECT_FALSE(ScrubSamples().open(TempFile::unusedPath(), ownSource));
     EXPECT_FALSE(ScrubSamples().open(TempFile(Bytes().text("no video at all")).path(), ownSource));
@@ -235,7 +249,7 @@ TEST_F(ScrubSamplesTest, ABeginningThatNobodyWantsAnyMoreIsGivenUp) {
 TEST_F(ScrubSamplesTest, NotOpenedItFails) {
     EXPECT_FALSE(samples.keyframeAt(0, sample));
     EXPECT_FALSE(samples.begin(0, never));
-    EXPECT_EQ(samples.next(sample), WalkOutcome::Failed);
+    EXPECT_EQ(samples.next(sample, never), WalkOutcome::Failed);
 }
 
 TEST_F(ScrubSamplesTest, OddTimesAreTimesToo) {
@@ -321,6 +335,20 @@ TEST_F(ScrubSamplesTest, NoSampleOfFragmentsLastsBeyondTheOneBehindItEither) {
                      "b1 3000000 600000", "b3 4200000 600000"}));
 }
 
+// The table names each fragment, as ffmpeg's does; the way back to a keyframe has its limit.
+TEST_F(ScrubSamplesTest, WhatIsNotSaidToBeAKeyframeIsNotGivenForOne) {
+    std::vector<Bytes> fragments;
+    std::vector<std::uint64_t> times;
+    for (std::uint64_t i = 0; i < 70; ++i) {
+        fragments.push_back(fragment(i * 1000, {{nal(Bytes().text("P")), 1000, i == 0}}));
+        times.push_back(i * 1000);
+    }
+    ASSERT_TRUE(openFragments(fragments, times));
+    EXPECT_EQ(keyText(64), "sets P 0");
+    EXPECT_FALSE(samples.keyframeAt(65, sample));
+    EXPECT_FALSE(samples.keyframeAt(69, sample));
+}
+
 // An entry within the second doesn't count for keyframes by whole seconds, but the media source
 // begins there, and with it the samples have that entry's time.
 TEST_F(ScrubSamplesTest, DecodingBeginsWhereTheMediaSourceDoes) {
@@ -340,6 +368,43 @@ TEST_F(ScrubSamplesTest, SamplesOfFragmentsWithoutContentArePassedOver) {
         openFragments({fragment(0, {picture("I0", true), picture(""), picture("P2")})}, {0}));
     EXPECT_EQ(from(0), (Texts{"sets I0 0 5000000 sync", "P2 10000000 5000000"}));
     EXPECT_EQ(end, WalkOutcome::End);
+}
+
+// A hundred fragments of one picture each, of which the table names the first.
+TEST_F(ScrubSamplesTest, AWalkThroughFragmentsIsGivenUpAtAnyOfThem) {
+    Bytes all = fragmentedStart();
+    const std::uint64_t first = all.size();
+    for (std::uint64_t i = 0; i < 100; ++i)
+        all.add(fragment(i * 100, {{nal(Bytes().text("P")), 100, i == 0}}));
+    file.emplace(all.add(mfra(tfra(1, {{0, first}}))));
+    ASSERT_TRUE(samples.open(file->path(), ownSource));
+    int asked = 0;
+    ASSERT_TRUE(samples.begin(5 * SECOND, [&] { return ++asked < 0; }));
+    const int asksOfAll = asked;
+    EXPECT_GE(asksOfAll, 50 + 50 + 17) << "to the position, and again to 17 pictures behind it";
+    for (int last = 1; last <= asksOfAll; ++last) {
+        asked = 0;
+        EXPECT_FALSE(samples.begin(5 * SECOND, [&] { return ++asked >= last; }));
+        EXPECT_LE(asked, last + 1) << "once more, to know why it ended";
+    }
+    asked = 0;
+    ASSERT_TRUE(samples.begin(5 * SECOND, never));
+    while (samples.next(sample, [&] { return ++asked >= 30; }) == WalkOutcome::Sample) continue;
+    EXPECT_EQ(asked, 30);
+}
+
+TEST_F(ScrubSamplesTest, SamplesWithoutContentEndWhenNobodyWantsMore) {
+    auto given = twoGroups();
+    for (std::size_t i = 1; i < given.size(); ++i) given[i].unit.clear();
+    ASSERT_TRUE(openPlain(given));
+    ASSERT_TRUE(samples.begin(0, never));
+    int asked = 0;
+    const auto third = [&] {
+        return ++asked >= 3;
+    };
+    EXPECT_EQ(samples.next(sample, third), WalkOutcome::Sample);
+    EXPECT_EQ(samples.next(sample, third), WalkOutcome::Failed);
+    EXPECT_EQ(asked, 3);
 }
 
 TEST_F(ScrubSamplesTest, AFragmentThatBreaksOffIsAFailure) {

@@ -166,6 +166,34 @@ TEST_F(UnnamedKeyframesTest, WhatIsReadFromThereIsWholeAndBeginsWithParameterSet
     EXPECT_EQ(last, TrackRead::End);
 }
 
+TEST_F(UnnamedKeyframesTest, AStartCanBeGoneBackTo) {
+    EXPECT_FALSE(track.startAgain()) << "nothing is open";
+    ASSERT_TRUE(track.openVideo(file->path()));
+    for (const Ticks position : {250 * MS, 650 * MS, 700 * MS}) {
+        ASSERT_TRUE(track.start(position, never));
+        TrackSample first;
+        ASSERT_EQ(track.read(first, never), TrackRead::Sample);
+        const std::vector<Ticks> behind = rest();
+        ASSERT_TRUE(track.startAgain());
+        TrackSample again;
+        ASSERT_EQ(track.read(again, never), TrackRead::Sample);
+        EXPECT_EQ(again.time, first.time);
+        EXPECT_EQ(again.data, first.data) << "with parameter sets";
+        EXPECT_EQ(rest(), behind);
+        EXPECT_EQ(last, TrackRead::End);
+    }
+}
+
+TEST_F(UnnamedKeyframesTest, PicturesArePassedOverUntilNobodyWantsToAnyMore) {
+    ASSERT_TRUE(track.openVideo(file->path()) && track.start(400 * MS, never));
+    const auto gone = [] {
+        return true;
+    };
+    EXPECT_EQ(track.pass(gone), 400 * MS);
+    EXPECT_EQ(track.pass(gone), std::nullopt) << "the next fragment isn't loaded";
+    EXPECT_EQ(track.pass(never), 500 * MS);
+}
+
 TEST_F(UnnamedKeyframesTest, TheSearchEndsWhenNobodyWantsItAnyMore) {
     ASSERT_TRUE(track.openVideo(file->path()));
     EXPECT_FALSE(track.start(500 * MS, [] { return true; }));
