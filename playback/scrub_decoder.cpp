@@ -25,9 +25,8 @@ DecodedPreview ScrubDecoder::decodeKey(double seconds) {
     picture_ = {};
     if (!samples_.keyframeAt(seconds, sample_)) return {};
     const HRESULT decoded = decodeSample();
-    if (FAILED(decoded)) return failed(decoded);
-    failures_ = 0;
-    return {.outcome = ScrubOutcome::Done, .seconds = secondsOf(sample_.pts)};
+    if (FAILED(decoded)) return failed(keyframes_, decoded);
+    return done(keyframes_, sample_.pts);
 }
 
 HRESULT ScrubDecoder::decodeSample() {
@@ -37,9 +36,16 @@ HRESULT ScrubDecoder::decodeSample() {
     return transform_.pull(picture_);
 }
 
-DecodedPreview ScrubDecoder::failed(HRESULT result) {
+DecodedPreview ScrubDecoder::done(Record& record, Ticks time) {
+    record = {.succeeded = true};
+    return {.outcome = ScrubOutcome::Done, .seconds = secondsOf(time)};
+}
+
+// A decoder that has worked gives no picture where what it was fed is damaged.
+DecodedPreview ScrubDecoder::failed(Record& record, HRESULT result) {
     if (result == MF_E_SAMPLEALLOCATOR_EMPTY) return {};
-    const bool isLast = result == E_NOTIMPL || ++failures_ >= MOST_TRANSFORM_FAILURES;
+    if (result == MF_E_TRANSFORM_NEED_MORE_INPUT && record.succeeded) return {};
+    const bool isLast = result == E_NOTIMPL || ++record.failures >= MOST_TRANSFORM_FAILURES;
     return {.outcome = isLast ? ScrubOutcome::Unusable : ScrubOutcome::Missed};
 }
 
@@ -56,13 +62,11 @@ DecodedPreview ScrubDecoder::decodeExact(double seconds, const std::function<boo
         if (step == Step::Going && !draining_) step = feedNext(search, superseded);
         if (step == Step::Going) step = pullAll(search);
     }
-    if (step == Step::Found && picture_.sample) {
-        failures_ = 0;
-        return {.outcome = ScrubOutcome::Done, .seconds = secondsOf(pictureTime_)};
-    }
+    if (step == Step::Found && picture_.sample) return done(exact_, pictureTime_);
     picture_ = {};
     if (step == Step::NotFound) return {};
-    return failed(step == Step::Unusable ? E_NOTIMPL : E_FAIL);
+    if (step == Step::Found) return failed(exact_, MF_E_TRANSFORM_NEED_MORE_INPUT);
+    return failed(exact_, step == Step::Unusable ? E_NOTIMPL : E_FAIL);
 }
 
 ScrubDecoder::Step ScrubDecoder::stepFor(HRESULT result) {

@@ -33,7 +33,14 @@ private:
     // Failed: the transform did; NotFound: anything else.
     enum class Step { Going, Found, NotFound, Failed, Unusable };
     [[nodiscard]] HRESULT decodeSample();
-    [[nodiscard]] DecodedPreview failed(HRESULT result);
+    // What a way of decoding has come to so far. Keyframes alone say nothing of what is coded from
+    // others.
+    struct Record {
+        int failures = 0; // of the transform, since it last gave what was asked for
+        bool succeeded = false;
+    };
+    [[nodiscard]] static DecodedPreview done(Record& record, Ticks time);
+    [[nodiscard]] static DecodedPreview failed(Record& record, HRESULT result);
     [[nodiscard]] static Step stepFor(HRESULT result);
     Step feedNext(ExactSearch& search, const std::function<bool()>& superseded);
     Step pullAll(ExactSearch& search);
@@ -44,7 +51,8 @@ private:
     ScrubSample sample_;
     DecodedPicture picture_; // the best of what was decoded last
     Ticks pictureTime_ = 0;
-    int failures_ = 0; // of the transform, since it last gave what was asked for
+    Record keyframes_;
+    Record exact_;
 
     // Of an exact search.
     bool sampleWaits_ = false; // the transform didn't take it yet

@@ -293,6 +293,17 @@ TEST_F(ExactDecode, ADecoderThatHoldsPicturesBackIsDrained) {
     EXPECT_EQ(std::count(script->calls.begin(), script->calls.end(), "drain"), 1);
 }
 
+TEST_F(ExactDecode, WhatIsRefusedIsFedAgainOncePicturesWereTaken) {
+    script->mostHeld = 2;
+    const DecodedPreview got = decode(1.3);
+    EXPECT_EQ(got.outcome, ScrubOutcome::Done);
+    EXPECT_EQ(got.seconds, 1.28);
+    EXPECT_GE(script->refusals, 2);
+    ASSERT_EQ(script->fed.size(), 6u) << "each once";
+    for (std::size_t i = 0; i < script->fed.size(); ++i)
+        EXPECT_EQ(script->fed[i].time, 12'000'000 + static_cast<Ticks>(i) * 400'000);
+}
+
 TEST_F(ExactDecode, ItIsGivenUpOnceSuperseded) {
     script->givesFedPictures = true;
     int looks = 0;
@@ -333,6 +344,33 @@ TEST_F(ExactDecode, ADecoderThatFailsAgainAndAgainIsNotUsed) {
     for (int i = 1; i < MOST_TRANSFORM_FAILURES; ++i)
         EXPECT_EQ(decode(1).outcome, ScrubOutcome::Missed) << "no picture ever comes";
     EXPECT_EQ(decode(1).outcome, ScrubOutcome::Unusable);
+}
+
+// The data may be damaged here and there.
+TEST_F(ExactDecode, ADecoderThatHasWorkedIsNotBlamedForPicturesThatDoNotCome) {
+    script->givesFedPictures = true;
+    EXPECT_EQ(decoder.decodeKey(1).outcome, ScrubOutcome::Done);
+    EXPECT_EQ(decode(1).outcome, ScrubOutcome::Done);
+    script->givesFedPictures = false;
+    script->outputs.clear();
+    for (int i = 0; i < 3 * MOST_TRANSFORM_FAILURES; ++i) {
+        EXPECT_EQ(decoder.decodeKey(1).outcome, ScrubOutcome::Missed) << i;
+        EXPECT_EQ(decode(1).outcome, ScrubOutcome::Missed) << i;
+    }
+    script->inputResult = E_FAIL;
+    for (int i = 1; i < MOST_TRANSFORM_FAILURES; ++i)
+        EXPECT_EQ(decode(1).outcome, ScrubOutcome::Missed) << i;
+    EXPECT_EQ(decode(1).outcome, ScrubOutcome::Unusable);
+}
+
+TEST_F(ExactDecode, ADecoderThatGivesKeyframesAloneIsNotUsed) {
+    for (int i = 1; i <= MOST_TRANSFORM_FAILURES; ++i) {
+        script->outputs = {{.time = 0}};
+        EXPECT_EQ(decoder.decodeKey(1).outcome, ScrubOutcome::Done) << i;
+        script->outputs = {{E_FAIL}};
+        const bool isLast = i == MOST_TRANSFORM_FAILURES;
+        EXPECT_EQ(decode(1).outcome, isLast ? ScrubOutcome::Unusable : ScrubOutcome::Missed) << i;
+    }
 }
 
 TEST_F(ExactDecode, WhatIsNoFaultOfTheDecoderDoesNotCountAgainstIt) {
