@@ -17,6 +17,8 @@ namespace velkantrix {
 namespace {
 
 constexpr UINT32 BYTES_PER_PIXEL = 4;
+constexpr HRESULT NOTHING_COMES = E_PENDING; // nor is an end or a failure told
+constexpr int READER_IS_SPOILED = 2;         // failures within one request
 
 // A buffer's bytes, for as long as this lives.
 class LockedBytes {
@@ -67,7 +69,8 @@ HRESULT FallbackReader::setType(PictureSize size) {
     RETURN_IF_FAILED(type->SetUINT32(MF_MT_DEFAULT_STRIDE, width * BYTES_PER_PIXEL));
     RETURN_IF_FAILED(reader_->SetCurrentMediaType(FIRST_VIDEO, nullptr, type.get()));
     size_ = size;
-    return readGrantedType();
+    RETURN_IF_FAILED(readGrantedType());
+    return granted_.size == size_ ? S_OK : MF_E_INVALIDMEDIATYPE;
 }
 
 HRESULT FallbackReader::readGrantedType() {
@@ -76,18 +79,17 @@ HRESULT FallbackReader::readGrantedType() {
     UINT32 height = 0;
     RETURN_IF_FAILED(reader_->GetCurrentMediaType(FIRST_VIDEO, type.put()));
     RETURN_IF_FAILED(MFGetAttributeSize(type.get(), MF_MT_FRAME_SIZE, &width, &height));
-    const PictureSize granted{static_cast<std::int32_t>(width), static_cast<std::int32_t>(height)};
-    if (granted != size_) return MF_E_INVALIDMEDIATYPE;
     const UINT32 stride =
         MFGetAttributeUINT32(type.get(), MF_MT_DEFAULT_STRIDE, width * BYTES_PER_PIXEL);
-    stride_ = static_cast<std::int32_t>(stride); // a signed number in an unsigned attribute
+    granted_.size = {static_cast<std::int32_t>(width), static_cast<std::int32_t>(height)};
+    granted_.stride = static_cast<std::int32_t>(stride); // signed, in an unsigned attribute
     return S_OK;
 }
 
 HRESULT FallbackReader::prepare() {
     const PictureSize size = host_.videoSize();
     if (size.width <= 0 || size.height <= 0) return E_FAIL;
-    if (reader_ && size == size_) return S_OK;
+    if (reader_ && size == size_ && granted_.size == size) return S_OK;
     if (!reader_) RETURN_IF_FAILED(openReader());
     return setType(size);
 }
@@ -103,19 +105,31 @@ HRESULT FallbackReader::seekTo(double seconds, const Stopped& stopped) {
     return S_OK;
 }
 
-// Behind the last frame a reader is at its end at once: then that frame is looked for further and
-// further in front.
+// Behind the last frame a reader is at its end at once, or fails, as a source may that can't start
+// there: then that frame is looked for further and further in front. A reader that fails there too
+// may have been spoiled by the first failure, or its device be gone: one more is opened.
 HRESULT FallbackReader::seekToFrame(double seconds, const Stopped& stopped) {
     double back = 0;
+    int failures = 0;
     while (true) {
         if (stopped()) return E_ABORT;
         const double position = std::max(seconds - back, 0.0);
-        RETURN_IF_FAILED(seekReader(reader_.get(), nearestTicks(position)));
-        RETURN_IF_FAILED(read(best_, stopped));
-        if (best_.sample) return S_OK;
-        if (!(position > 0)) return MF_E_END_OF_STREAM;
+        HRESULT got = firstFrameFrom(position, stopped);
+        if (FAILED(got) && ++failures == READER_IS_SPOILED) {
+            reader_.reset();
+            RETURN_IF_FAILED(prepare());
+            got = firstFrameFrom(position, stopped);
+        }
+        if (got == E_ABORT || got == NOTHING_COMES) return got;
+        if (SUCCEEDED(got) && best_.sample) return S_OK;
+        if (!(position > 0)) return FAILED(got) ? got : MF_E_END_OF_STREAM;
         back = back * 2 + 1;
     }
+}
+
+HRESULT FallbackReader::firstFrameFrom(double seconds, const Stopped& stopped) {
+    RETURN_IF_FAILED(seekReader(reader_.get(), nearestTicks(seconds)));
+    return read(best_, stopped);
 }
 
 // Some reads give no sample, though there are more.
@@ -130,18 +144,20 @@ HRESULT FallbackReader::read(Frame& frame, const Stopped& stopped) {
         frame.time = time;
         if (flags & MF_SOURCE_READERF_ERROR) return E_FAIL;
         if (flags & MF_SOURCE_READERF_CURRENTMEDIATYPECHANGED) RETURN_IF_FAILED(readGrantedType());
+        frame.layout = granted_;
         if (frame.sample || (flags & MF_SOURCE_READERF_ENDOFSTREAM)) return S_OK;
     }
-    return E_FAIL;
+    return NOTHING_COMES;
 }
 
-HRESULT FallbackReader::copyPixels(IMFSample* sample) {
+HRESULT FallbackReader::copyPixels(const Frame& frame) {
+    if (frame.layout.size != size_) return MF_E_INVALIDMEDIATYPE;
     ComPtr<IMFMediaBuffer> buffer;
-    RETURN_IF_FAILED(sample->ConvertToContiguousBuffer(buffer.put()));
+    RETURN_IF_FAILED(frame.sample->ConvertToContiguousBuffer(buffer.put()));
     const LockedBytes locked(buffer.get());
     RETURN_IF_FAILED(locked.result());
     try {
-        return copyRows(locked.bytes(), stride_, size_, pixels_) ? S_OK : E_FAIL;
+        return copyRows(locked.bytes(), frame.layout.stride, size_, pixels_) ? S_OK : E_FAIL;
     } catch (const std::bad_alloc&) { return E_OUTOFMEMORY; }
 }
 
@@ -161,7 +177,7 @@ DecodedPreview FallbackReader::miss() {
 }
 
 DecodedPreview FallbackReader::take(const Frame& frame, bool exact) {
-    if (FAILED(copyPixels(frame.sample.get()))) return miss();
+    if (FAILED(copyPixels(frame))) return miss();
     return {.outcome = ScrubOutcome::Done, .seconds = secondsOf(frame.time), .exact = exact};
 }
 

@@ -41,9 +41,15 @@ public:
     [[nodiscard]] PictureSize size() const { return size_; }
 
 private:
+    // How a type has its pictures lie in memory.
+    struct Layout {
+        PictureSize size;
+        std::int32_t stride = 0;
+    };
     struct Frame {
         ComPtr<IMFSample> sample; // none: there are no more
         Ticks time = 0;
+        Layout layout; // of the type that it came with: the next may have another
     };
 
     [[nodiscard]] HRESULT prepare();
@@ -53,8 +59,9 @@ private:
     using Stopped = std::function<bool()>;
     [[nodiscard]] HRESULT seekTo(double seconds, const Stopped& stopped);
     [[nodiscard]] HRESULT seekToFrame(double seconds, const Stopped& stopped);
+    [[nodiscard]] HRESULT firstFrameFrom(double seconds, const Stopped& stopped);
     [[nodiscard]] HRESULT read(Frame& frame, const Stopped& stopped);
-    [[nodiscard]] HRESULT copyPixels(IMFSample* sample);
+    [[nodiscard]] HRESULT copyPixels(const Frame& frame);
     [[nodiscard]] DecodedPreview take(const Frame& frame, bool exact);
     [[nodiscard]] DecodedPreview missFor(HRESULT result);
     [[nodiscard]] DecodedPreview miss();
@@ -62,7 +69,7 @@ private:
     const ScrubHost& host_;
     ComPtr<IMFSourceReader> reader_; // opened for the first request, and again after a failure
     PictureSize size_;               // of the type that is set
-    std::int32_t stride_ = 0;        // as granted
+    Layout granted_;                 // of the next frame
     Frame best_;
     Frame ahead_;
     std::optional<double> sought_; // where the two are

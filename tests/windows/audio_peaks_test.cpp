@@ -85,7 +85,7 @@ TEST_F(ScriptedPeaksTest, IsOpenedByItsPathWithoutAttributesFromManyThreadsApart
     reader->reads = {{.flags = ENDS}};
     analyse();
     EXPECT_EQ(asked.url, L"C:\\any.mp4");
-    EXPECT_FALSE(asked.hasAttributes);
+    EXPECT_FALSE(asked.attributes);
     EXPECT_EQ(apartment, APTTYPE_MTA);
     EXPECT_EQ(qualifier, APTTYPEQUALIFIER_NONE); // it entered it itself
 }

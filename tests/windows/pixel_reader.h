@@ -23,6 +23,7 @@ struct PixelPicture {
     Ticks time = 0;
     std::uint8_t grey = 0; // of the top row; each row below has one more
     bool isKey = false;
+    std::function<void()> newType{}; // changes what is granted, from this one on
 };
 
 // What the test says, and what was seen. Outlives its readers.
@@ -38,6 +39,8 @@ struct PixelScript {
     std::atomic<int> readsBeforeFailure{1'000'000};
     int emptyReads = 0;                               // before each picture
     Ticks length = std::numeric_limits<Ticks>::max(); // behind it there is an end at once
+    HRESULT behindLength = S_OK;                      // or this, by the first read
+    bool staysFailed = false;                         // a reader that failed does so from then on
     std::function<void()> onRead;
 
     std::atomic<int> made{0};
@@ -72,7 +75,8 @@ public:
         next_ = 0;
         for (std::size_t i = 0; i < script_.pictures.size(); ++i)
             if (script_.pictures[i].isKey && script_.pictures[i].time <= at) next_ = i;
-        if (at >= script_.length) next_ = script_.pictures.size();
+        behind_ = at >= script_.length;
+        if (behind_) next_ = script_.pictures.size();
         return script_.seekResult;
     }
     HRESULT STDMETHODCALLTYPE ReadSample(DWORD, DWORD, DWORD*, DWORD* flags, LONGLONG* time,
@@ -83,6 +87,11 @@ public:
         ++script_.reads;
         if (script_.onRead) script_.onRead();
         if (script_.readsBeforeFailure-- <= 0) return MF_E_INVALID_STREAM_DATA;
+        if (behind_) failure_ = script_.behindLength;
+        if (const HRESULT failure = failure_; FAILED(failure)) {
+            if (!script_.staysFailed) failure_ = S_OK;
+            return failure;
+        }
         if (++empty_ <= script_.emptyReads) return S_OK;
         empty_ = 0;
         if (next_ >= script_.pictures.size()) {
@@ -91,6 +100,10 @@ public:
         }
         const PixelPicture& picture = script_.pictures[next_++];
         *time = picture.time;
+        if (picture.newType) {
+            picture.newType();
+            *flags = MF_SOURCE_READERF_CURRENTMEDIATYPECHANGED;
+        }
         return makeSample(picture, sample);
     }
 
@@ -128,6 +141,8 @@ private:
     PixelScript& script_;
     std::size_t next_ = 0;
     int empty_ = 0;
+    bool behind_ = false; // the length
+    HRESULT failure_ = S_OK;
 };
 
 } // namespace velkantrix

@@ -1,5 +1,7 @@
 #include "tests/windows/reader_maker.h"
 
+#include <mfapi.h>
+
 namespace velkantrix {
 
 ReaderMaker& readerMaker() {
@@ -19,6 +21,10 @@ extern "C" HRESULT WINAPI __wrap_MFCreateSourceReaderFromURL(const wchar_t* url,
                                                              IMFSourceReader** reader) {
     const velkantrix::ReaderMaker& maker = velkantrix::readerMaker();
     if (!maker) return __real_MFCreateSourceReaderFromURL(url, attributes, reader);
-    *reader = maker({.url = url, .hasAttributes = attributes != nullptr}).detach();
+    velkantrix::ReaderRequest request{.url = url};
+    if (attributes && (FAILED(MFCreateAttributes(request.attributes.put(), 0)) ||
+                       FAILED(attributes->CopyAllItems(request.attributes.get()))))
+        return E_OUTOFMEMORY;
+    *reader = maker(request).detach();
     return *reader ? S_OK : E_FAIL;
 }

@@ -15,7 +15,7 @@ namespace velkantrix {
 // How a reader was asked for.
 struct ReaderRequest {
     std::wstring url;
-    bool hasAttributes = false;
+    ComPtr<IMFAttributes> attributes{}; // a copy; none: without
 };
 
 using ReaderMaker = std::function<ComPtr<IMFSourceReader>(const ReaderRequest&)>;

@@ -29,7 +29,8 @@ protected:
         host.videoSize = [this] {
             return size;
         };
-        readerMaker() = [this](const ReaderRequest&) {
+        readerMaker() = [this](const ReaderRequest& request) {
+            asked = request;
             return opens ? ComPtr<IMFSourceReader>::adopt(new PixelReader(script))
                          : ComPtr<IMFSourceReader>();
         };
@@ -60,6 +61,7 @@ protected:
     bool opens = true;
     bool superseded = false;
     PixelScript script;
+    ReaderRequest asked;
     ScrubRequest scrub;
     ScrubHost host;
     FallbackReader reader{host};
@@ -84,6 +86,36 @@ TEST_F(ScrubFallback, TheReaderIsAskedForPixelsOfTheVideosSize) {
     EXPECT_THAT(script.selections, ElementsAre(std::pair<DWORD, BOOL>(ALL_STREAMS, FALSE),
                                                std::pair<DWORD, BOOL>(FIRST_VIDEO, TRUE)));
     EXPECT_THAT(script.positions, ElementsAre(SECOND / 2));
+}
+
+TEST_F(ScrubFallback, TheReaderIsAskedForTheFileAndTheDevice) {
+    UINT token = 0;
+    ASSERT_EQ(MFCreateDXGIDeviceManager(&token, host.manager.put()), S_OK);
+    expectFrame(reader.decodeKey(0.5), 0, true);
+    EXPECT_EQ(asked.url, L"any file");
+    ASSERT_TRUE(asked.attributes);
+    ComPtr<IUnknown> manager;
+    asked.attributes->GetUnknown(MF_SOURCE_READER_D3D_MANAGER, __uuidof(IUnknown),
+                                 manager.putVoid());
+    ComPtr<IUnknown> given;
+    host.manager->QueryInterface(__uuidof(IUnknown), given.putVoid());
+    EXPECT_EQ(manager.get(), given.get());
+    for (const auto& [key, value] :
+         {std::pair{MF_SOURCE_READER_ENABLE_ADVANCED_VIDEO_PROCESSING, TRUE},
+          std::pair{MF_READWRITE_ENABLE_HARDWARE_TRANSFORMS, TRUE},
+          std::pair{MF_SOURCE_READER_DISABLE_DXVA, FALSE}}) {
+        UINT32 got = 7;
+        EXPECT_EQ(asked.attributes->GetUINT32(key, &got), S_OK);
+        EXPECT_EQ(got, static_cast<UINT32>(value));
+    }
+}
+
+TEST_F(ScrubFallback, WithoutADeviceNoneIsGiven) {
+    expectFrame(reader.decodeKey(0.5), 0, true);
+    ComPtr<IUnknown> manager;
+    EXPECT_EQ(asked.attributes->GetUnknown(MF_SOURCE_READER_D3D_MANAGER, __uuidof(IUnknown),
+                                           manager.putVoid()),
+              MF_E_ATTRIBUTENOTFOUND);
 }
 
 TEST_F(ScrubFallback, TheKeyframeIsShownFirstAndThenTheFrameItself) {
@@ -117,6 +149,27 @@ TEST_F(ScrubFallback, BehindTheEndTheLastFrameIsLookedForInFront) {
     EXPECT_THAT(script.positions, ElementsAre(95'000'000, 85'000'000, 65'000'000));
     expectFrame(exact(1000), 7, true);
     EXPECT_EQ(script.made, 1) << "an end is no failure";
+}
+
+TEST_F(ScrubFallback, AnEndThatIsToldByAFailureIsOneToo) {
+    script.length = 8 * SECOND;
+    script.behindLength = MF_E_INVALIDREQUEST;
+    expectFrame(reader.decodeKey(8.5), 4, false);
+    expectFrame(exact(8.5), 7, true);
+    EXPECT_EQ(script.made, 1);
+    expectFrame(exact(1000), 7, true);
+    EXPECT_EQ(script.made, 2) << "one failure might have caused the next";
+}
+
+TEST_F(ScrubFallback, AReaderThatStaysFailedBehindTheEndIsReplacedOnTheWay) {
+    script.length = 8 * SECOND;
+    script.behindLength = MF_E_INVALIDREQUEST;
+    script.staysFailed = true;
+    expectFrame(exact(8.5), 7, true);
+    EXPECT_THAT(script.positions, ElementsAre(85'000'000, 75'000'000, 75'000'000));
+    EXPECT_EQ(script.made, 2);
+    EXPECT_EQ(exact(1000).outcome, ScrubOutcome::Missed);
+    EXPECT_EQ(script.made, 3) << "no more than once for a request";
 }
 
 TEST_F(ScrubFallback, AReaderWithoutPicturesOrEndIsLeft) {
@@ -217,6 +270,29 @@ TEST_F(ScrubFallback, AVideoOfAnotherSizeByNowIsAskedForAnew) {
     EXPECT_EQ(reader.decodeKey(4.5).outcome, ScrubOutcome::Missed);
 }
 
+// A frame is read ahead to know the one that is shown, and may come with another type.
+TEST_F(ScrubFallback, RowsLieAsTheirOwnPicturesTypeSays) {
+    script.pictures[5].newType = [this] {
+        script.stride = -8;
+    };
+    expectFrame(reader.decodeKey(4.5), 4, true);
+    expectFrame(reader.decodeKey(6.5), 4, false);
+    expectFrame(exact(6.5), 6, true);
+}
+
+TEST_F(ScrubFallback, APictureOfAnotherSizeIsMissedAndTheOneInFrontOfItIsNot) {
+    script.pictures[5].newType = [this] {
+        script.width = 3;
+        script.stride = 12;
+    };
+    expectFrame(reader.decodeKey(4.5), 4, true);
+    script.width = 2;
+    script.stride = 8;
+    expectFrame(reader.decodeKey(5.5), 4, false);
+    EXPECT_EQ(script.made, 1) << "it is asked for the size again";
+    EXPECT_EQ(exact(5.5).outcome, ScrubOutcome::Missed);
+}
+
 TEST_F(ScrubFallback, ReadsWithoutAPictureAreFollowedByOthers) {
     script.emptyReads = 3;
     expectFrame(reader.decodeKey(6.5), 4, false);
@@ -243,7 +319,7 @@ TEST_F(ScrubFallback, AReaderThatFailedIsReplaced) {
     script.seekResult = S_OK;
     script.typeResult = MF_E_INVALIDMEDIATYPE;
     EXPECT_EQ(reader.decodeKey(7.5).outcome, ScrubOutcome::Missed);
-    EXPECT_EQ(script.made, 3);
+    EXPECT_EQ(script.made, 4) << "one for the seek's failure, one for this";
 }
 
 TEST_F(ScrubFallback, AFileWithoutPicturesIsMissed) {
