@@ -39,6 +39,13 @@ SourceSound wantedSound() {
                                                           : SourceSound::Unwanted;
 }
 
+// How files that are opened now are taken; none: they are left to the system's source.
+std::optional<SourceSound> servedSound() {
+    const SourceSound sound = wantedSound();
+    if (sound == SourceSound::Unwanted && allStreamsAreWanted()) return std::nullopt;
+    return sound;
+}
+
 // What the stream itself says that it was opened from, else what the caller says. Empty: no file.
 std::wstring fileOf(IMFByteStream* stream, LPCWSTR url) {
     ComPtr<IMFAttributes> attributes;
@@ -143,14 +150,13 @@ STDMETHODIMP Mp4ByteStreamHandler::BeginCreateObject(IMFByteStream* stream, LPCW
                                                      IMFAsyncCallback* callback, IUnknown* state) {
     if (cancelCookie) *cancelCookie = nullptr;
     if (!stream || !callback || !(flags & MF_RESOLUTION_MEDIASOURCE)) return E_INVALIDARG;
-    const SourceSound sound = wantedSound();
-    if (sound == SourceSound::Unwanted && allStreamsAreWanted())
-        return MF_E_UNSUPPORTED_BYTESTREAM_TYPE;
+    const std::optional<SourceSound> sound = servedSound();
+    if (!sound) return MF_E_UNSUPPORTED_BYTESTREAM_TYPE;
     try {
         std::wstring path = fileOf(stream, url);
         if (path.empty()) return MF_E_UNSUPPORTED_BYTESTREAM_TYPE;
         const auto creation =
-            ComPtr<SourceCreation>::adopt(new SourceCreation(std::move(path), sound));
+            ComPtr<SourceCreation>::adopt(new SourceCreation(std::move(path), *sound));
         ComPtr<IMFAsyncResult> result;
         RETURN_IF_FAILED(MFCreateAsyncResult(creation.get(), callback, state, result.put()));
         const auto line = ComPtr<WorkLine>::adopt(new WorkLine);
@@ -187,7 +193,7 @@ std::optional<SourceSound> mp4SourceFor(const std::wstring& path) {
     if (!registered || dot == std::wstring::npos) return std::nullopt;
     if (CompareStringOrdinal(path.c_str() + dot, -1, EXTENSION, -1, TRUE) != CSTR_EQUAL)
         return std::nullopt;
-    return wantedSound();
+    return servedSound();
 }
 
 } // namespace velkantrix

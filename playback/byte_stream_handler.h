@@ -25,8 +25,8 @@ namespace velkantrix {
 [[nodiscard]] HRESULT registerMp4Source();
 
 // How the program's own media source takes a file of that name that is opened for playing; none,
-// when it isn't asked: it isn't registered, or the name isn't one of its own. The file may be one
-// that it declines: see openServedTracks.
+// when it isn't asked: it isn't registered, the name isn't one of its own, or the sound that it is
+// to leave out is wanted. The file may be one that it declines: see openServedTracks.
 [[nodiscard]] std::optional<SourceSound> mp4SourceFor(const std::wstring& path);
 
 } // namespace velkantrix

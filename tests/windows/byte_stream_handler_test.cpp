@@ -265,6 +265,7 @@ TEST_F(ByteStreamHandlerTest, RegisteredItServesWhateverOpensARecordingHere) {
     reader.reset();
     EXPECT_TRUE(waitFor([] { return liveMp4MediaSources() == 0; }));
     const AllStreamsWanted choice;
+    EXPECT_EQ(mp4SourceFor(L"a.mp4"), std::nullopt);
     ASSERT_EQ(openSourceReader(mediaFile(L"fragmented").c_str(), reader), S_OK);
     EXPECT_EQ(liveMp4MediaSources(), 0);
     EXPECT_EQ(streamsOf(reader.get()), 2U);
