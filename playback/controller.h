@@ -85,6 +85,7 @@ public:
     [[nodiscard]] std::uint32_t previewPresentCount() const { return picture_.previewPresentCount; }
     // The preview on screen, in seconds; -1 when there is none.
     [[nodiscard]] double previewShownTime() const { return picture_.scrub.previewShownTime; }
+    [[nodiscard]] bool previewIsNv12() const { return picture_.scrub.previewIsNv12; } // the latest
     [[nodiscard]] std::uint32_t exactDecodes() const { return picture_.scrub.exactDecodes; }
 
 private:

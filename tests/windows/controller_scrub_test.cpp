@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "playback/byte_stream_handler.h"
 #include "tests/support/random_choices.h"
 #include "tests/windows/controller_engine_fixture.h"
 #include "tests/windows/scripted_device.h"
@@ -16,6 +17,8 @@ constexpr double HALF_A_MILLISECOND = 0.0005;
 
 class ControllerScrub : public ControllerTest {
 protected:
+    ControllerScrub() { EXPECT_EQ(registerMp4Source(), S_OK); } // as the application has it
+
     void openNumbered(const std::wstring& name = L"numbered-25-30-3") {
         openAndWait(name);
         ASSERT_TRUE(waitFor([&] { return controller.enginePresented(); }));
@@ -88,6 +91,24 @@ TEST_F(ControllerScrub, AFileWithoutPicturesHasNoPreviews) {
     waitFor([&] { return GetTickCount64() - begun >= 150; });
     EXPECT_EQ(controller.previewPresentCount(), 0u);
     controller.endScrub(3, false);
+}
+
+// The engine has the one from the program's own source, and the other from the system's.
+TEST_F(ControllerScrub, FragmentsArePreviewedAsTheirSourceIs) {
+    const TestFolder folder;
+    const std::wstring copy = folder.path(L"copy.m4v");
+    ASSERT_TRUE(CopyFileW(mediaFile(L"fragmented").c_str(), copy.c_str(), FALSE));
+    for (const auto& [path, byTextures] :
+         {std::pair{mediaFile(L"fragmented"), true}, std::pair{copy, false}}) {
+        notices.clear();
+        ASSERT_EQ(controller.open(path.c_str(), false, window, receiver), S_OK);
+        ASSERT_TRUE(waitForNotice(PLAYBACK_READY));
+        ASSERT_TRUE(waitFor([&] { return controller.enginePresented(); }));
+        controller.beginScrub();
+        controller.seek(3.02);
+        EXPECT_TRUE(waitFor([&] { return controller.previewPresentCount() > 0; }));
+        EXPECT_EQ(controller.previewIsNv12(), byTextures);
+    }
 }
 
 TEST_F(ControllerScrub, OnceClosedTheFileIsLetGo) {
@@ -196,6 +217,22 @@ TEST_F(ScriptedScrub, AFileThatOnlyTheEngineCanReadHasNoPreviews) {
     waitFor([&] { return GetTickCount64() - begun >= 150; });
     EXPECT_EQ(controller.previewPresentCount(), 0u);
     controller.endScrub(3, false);
+}
+
+// Without its size no decoder was started when it was opened.
+TEST_F(ScriptedScrub, AFileThatWasNotThereYetHasPreviewsOnceItIs) {
+    const TestFolder folder;
+    const std::wstring path = folder.path(L"copy.mp4");
+    engines.making.script.width = 640;
+    engines.making.script.height = 360;
+    ASSERT_EQ(controller.open(path.c_str(), false, window, receiver), S_OK);
+    fire(METADATA_EVENT);
+    ASSERT_TRUE(waitFor([&] { return controller.enginePresentCount() == 1; }));
+    ASSERT_TRUE(CopyFileW(mediaFile(L"numbered-25-30-3").c_str(), path.c_str(), FALSE));
+    controller.beginScrub();
+    controller.seek(3.02);
+    EXPECT_TRUE(waitForPreview(3.0));
+    controller.close();
 }
 
 // A picture of another shape than the coded one, as of a turned video: by the reader.
