@@ -14,6 +14,7 @@ namespace velkantrix {
 namespace {
 
 constexpr double HALF_A_MILLISECOND = 0.0005;
+constexpr ULONGLONG CLOCK_STEP = 16; // milliseconds, of GetTickCount64
 
 class ControllerScrub : public ControllerTest {
 protected:
@@ -47,15 +48,24 @@ TEST_F(ControllerScrub, TheHandRestsOnTheExactPictureAndTheEngineLandsThere) {
 TEST_F(ControllerScrub, ADragShowsPicturesOnTheWayAndDecodesOneExactly) {
     openNumbered();
     controller.beginScrub();
+    // A busy machine rests where the hand doesn't: such requests may be decoded exactly.
+    std::uint32_t rests = 0;
+    ULONGLONG before = GetTickCount64();
+    const auto ask = [&](double seconds) {
+        const ULONGLONG begun = GetTickCount64();
+        controller.seek(seconds);
+        if (GetTickCount64() - before >= SCRUB_SETTLE - CLOCK_STEP) ++rests;
+        before = begun;
+    };
     for (int i = 0; i < 40; ++i) {
-        controller.seek(0.2 * i);
+        ask(0.2 * i);
         const ULONGLONG begun = GetTickCount64();
         waitFor([&] { return GetTickCount64() - begun >= 20; });
     }
     EXPECT_GE(controller.previewPresentCount(), 3u);
-    controller.seek(8.02);
+    ask(8.02);
     EXPECT_TRUE(waitForPreview(8.0));
-    EXPECT_LE(controller.exactDecodes(), 2u) << "a machine may rest where the hand doesn't";
+    EXPECT_LE(controller.exactDecodes(), rests + 1);
 }
 
 TEST_F(ControllerScrub, TheNextScrubHasPreviewsToo) {
