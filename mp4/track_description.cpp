@@ -84,11 +84,14 @@ struct AudioEntry {
     std::uint16_t channels = 0;
     ByteView config;
     std::uint8_t objectType = 0;
+    bool isOnly = false; // there is no other one, of whatever coding
 };
 
 std::optional<AudioEntry> readAudioSampleEntry(ByteView stsd) {
     std::optional<AudioEntry> found;
+    int described = 0;
     WalkChildren(stsd.from(8), [&](BoxType type, ByteView payload) {
+        ++described;
         if (found || type != boxType("mp4a") || payload.size() < AUDIO_ENTRY_BYTES) return;
         AudioEntry entry;
         entry.channels = payload.u16(16);
@@ -102,6 +105,7 @@ std::optional<AudioEntry> readAudioSampleEntry(ByteView stsd) {
         });
         found = entry;
     });
+    if (found) found->isOnly = described == 1;
     return found;
 }
 
@@ -211,6 +215,7 @@ FileSound loadSound(const FilePath& path) {
     info.randomAccess = tables.entriesOf(boxes.trackId);
     sound.objectType = entry.objectType;
     sound.hasSamplesInMoov = statesSamples(boxes.stbl);
+    sound.oneDescription = entry.isOnly;
     if (boxes.elst) {
         sound.editOffset =
             editListOffset(*boxes.elst, movieTimescale(moov.view()), boxes.soundTimescale);
@@ -230,6 +235,8 @@ void readVideoTrack(ByteView moov, VideoTrackIndex& index) {
     index.timescale = track->timescale;
     index.shownAsCoded = !track->isTurned;
     index.hasSamplesInMoov = statesSamples(track->stbl);
+    if (track->elst)
+        index.editOffset = editListOffset(*track->elst, movieTimescale(moov), track->timescale);
     if (track->stbl) BuildKeyframeTable(*track->stbl, track->timescale, index);
 }
 

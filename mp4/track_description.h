@@ -40,6 +40,7 @@ struct FileSound {
     // What has to be added to its composition times, in ticks: editListOffset of its edit list.
     std::int64_t editOffset = 0;
     bool hasSamplesInMoov = false; // as in VideoTrackIndex
+    bool oneDescription = true;    // likewise: none need another configuration than audioConfig
     std::uint8_t objectType = 0;   // objectTypeIndication, ISO/IEC 14496-1: what audioConfig is of
     // Nothing of the file's first track of sound is left out: `track` is that one, or there is none
     // at all. False when it isn't known.

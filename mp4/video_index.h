@@ -37,6 +37,8 @@ struct VideoTrackIndex {
     bool shownAsCoded = true;
     // All samples are of the same coding: none need other parameter sets than avcConfig.
     bool oneDescription = true;
+    // What has to be added to its composition times, in ticks: editListOffset of its edit list.
+    std::int64_t editOffset = 0;
     // The moov holds samples of the track. A fragmented file's fragments come behind them.
     bool hasSamplesInMoov = false;
 };

@@ -4,6 +4,8 @@
 #include <iterator>
 #include <utility>
 
+#include "mp4/keyframe_look_back.h"
+
 namespace velkantrix {
 namespace {
 
@@ -20,7 +22,14 @@ bool SourceTrack::openVideo(const FilePath& path) {
     if (!reader_.Open(path)) return false;
     const VideoTrackIndex& index = reader_.index();
     return index.shownAsCoded && index.oneDescription && !index.hasSamplesInMoov &&
-           reader_.tableBeginsWithTrack() && reader_.Seek(0);
+           reader_.tableBeginsWithTrack() && reader_.Seek(0) && !beginsBeforeZero();
+}
+
+// A table's times can't be below 0: behind a start at its first entry the times of all pictures
+// would be others than behind a start at any other.
+bool SourceTrack::beginsBeforeZero() const {
+    const auto first = static_cast<std::int64_t>(reader_.samples()[reader_.cursor()].pts);
+    return plus(first, reader_.index().editOffset) < 0;
 }
 
 bool SourceTrack::openSound(const FilePath& path, FileSound sound) {
@@ -45,7 +54,7 @@ bool SourceTrack::start(Ticks position, const std::function<bool()>& stopped) {
 // group of pictures. They are looked for up to the position. A lossless cut of what is delivered
 // begins where that does, so it matters which one is the last.
 bool SourceTrack::startVideo(Ticks position, const std::function<bool()>& stopped) {
-    if (!seekToEntryFor(position)) return false;
+    if (!seekToEntryFor(position, stopped)) return false;
     const std::optional<FragmentReader::Place> keyframe = findKeyframe(position, stopped);
     if (!keyframe) return false;
     begin_ = *keyframe;
@@ -54,32 +63,40 @@ bool SourceTrack::startVideo(Ticks position, const std::function<bool()>& stoppe
 
 // The reader's own lookup knows whole seconds only; it counts where the place that the table names
 // can't be read. Times are compared as they are handed out, or a keyframe whose time was cut to a
-// whole tick would lie behind itself.
-bool SourceTrack::seekToEntryFor(Ticks position) {
+// whole tick would lie behind itself. Where entries name no keyframes the reader looks for one in
+// front, but not far: then that is done again from there.
+bool SourceTrack::seekToEntryFor(Ticks position, const std::function<bool()>& stopped) {
     const RandomAccessTable& table = reader_.index().randomAccess;
     const auto behind =
         std::partition_point(table.begin(), table.end(), [&](const RandomAccessEntry& entry) {
             return ticksFromUnits(static_cast<std::int64_t>(entry.time), reader_.timescale()) <=
                    position;
         });
-    return reader_.seekToEntry(behind == table.begin() ? *behind : *std::prev(behind)) ||
-           reader_.Seek(secondsOf(position));
+    auto entry = behind == table.begin() ? behind : std::prev(behind);
+    if (!reader_.seekToEntry(*entry) && !reader_.Seek(secondsOf(position))) return false;
+    while (!reader_.samples()[reader_.cursor()].sync && entry != table.begin()) {
+        if (stopped()) return false;
+        entry -= std::min<std::ptrdiff_t>(entry - table.begin(), MAX_ENTRIES_BACK);
+        if (!reader_.seekToEntry(*entry)) break;
+    }
+    return true;
 }
 
-// The last keyframe at or before the position, from here on; here, when there is none. What is
-// decoded behind it is shown behind it.
+// The last keyframe at or before the position, from here on; the first one behind it when there is
+// none, and here when there is no keyframe at all. What is decoded behind one is shown behind it.
 std::optional<FragmentReader::Place>
 SourceTrack::findKeyframe(Ticks position, const std::function<bool()>& stopped) {
-    FragmentReader::Place last = reader_.place();
+    const FragmentReader::Place begin = reader_.place();
+    std::optional<FragmentReader::Place> last;
     for (std::uint64_t passed = 0; passed < MAX_PASSED_SAMPLES; ++passed) {
         if (passed % STOP_CHECK_EVERY == 0 && stopped()) return std::nullopt;
         while (reader_.cursor() >= reader_.samples().size()) {
             if (stopped()) return std::nullopt;
-            if (!reader_.NextFragment()) return last;
+            if (!reader_.NextFragment()) return last ? last : begin;
         }
         const SampleRecord sample = reader_.samples()[reader_.cursor()];
-        if (timeOf(sample.dts) > position) return last;
-        if (sample.sync && timeOf(sample.pts) <= position) last = reader_.place();
+        if (last && timeOf(sample.dts) > position) return last;
+        if (sample.sync && (!last || timeOf(sample.pts) <= position)) last = reader_.place();
         reader_.setCursor(reader_.cursor() + 1);
     }
     return std::nullopt;
@@ -169,7 +186,7 @@ std::optional<SourceTracks> openServedTracks(const FilePath& path, SourceSound s
     FileSound found = loadFileSound(path);
     if (!found.isFirst) return std::nullopt;
     if (!found.track.valid) return tracks;
-    if (!isPlainAac(found)) return std::nullopt;
+    if (!found.oneDescription || !isPlainAac(found)) return std::nullopt;
     if (!tracks.sound.emplace().openSound(path, std::move(found))) return std::nullopt;
     return tracks;
 }

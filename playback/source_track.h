@@ -32,8 +32,8 @@ enum class TrackRead {
 
 class SourceTrack {
 public:
-    // The file's first video track, which must be H.264, shown as it is coded and of one
-    // description, all of it in fragments that its table leads to. It stands at its beginning.
+    // The file's first video track, which must be H.264, shown as it is coded, not before 0, and of
+    // one description, all of it in fragments that its table leads to. It stands at its beginning.
     [[nodiscard]] bool openVideo(const FilePath& path);
     // The track of sound that was found in the file. False when it can't be read.
     [[nodiscard]] bool openSound(const FilePath& path, FileSound sound);
@@ -68,7 +68,8 @@ public:
 
 private:
     [[nodiscard]] Ticks timeOf(std::uint64_t units) const;
-    bool seekToEntryFor(Ticks position);
+    [[nodiscard]] bool beginsBeforeZero() const;
+    bool seekToEntryFor(Ticks position, const std::function<bool()>& stopped);
     bool startVideo(Ticks position, const std::function<bool()>& stopped);
     std::optional<FragmentReader::Place> findKeyframe(Ticks position,
                                                       const std::function<bool()>& stopped);

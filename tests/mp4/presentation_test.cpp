@@ -143,6 +143,17 @@ TEST(LoadFileSound, ItsKindIsRead) {
     EXPECT_EQ(soundOf(videoTrak(1, 1000)).objectType, 0);
 }
 
+TEST(LoadFileSound, SeveralEntriesAreSeveralDescriptions) {
+    const Bytes plain = mp4a(2, 48000, esds({0x12, 0x10}));
+    EXPECT_TRUE(soundOf(soundTrak(2, 48000, plain)).oneDescription);
+    for (const Bytes& entries : {join({plain, plain}), join({box("ac-3", Bytes().fill(28)), plain}),
+                                 join({plain, box("ac-3", Bytes().fill(28))})}) {
+        const FileSound sound = soundOf(soundTrak(2, 48000, entries));
+        EXPECT_TRUE(sound.track.valid);
+        EXPECT_FALSE(sound.oneDescription);
+    }
+}
+
 TEST(LoadFileSound, SamplesInTheMoovAreSeen) {
     const Bytes entry = stsd(mp4a(2, 48000, esds({0x12, 0x10})));
     const auto withTable = [&](const Bytes& table) {

@@ -1,5 +1,6 @@
 #include "playback/source_track.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <vector>
@@ -192,6 +193,73 @@ TEST_F(UnnamedKeyframesTest, PicturesArePassedOverUntilNobodyWantsToAnyMore) {
     EXPECT_EQ(track.pass(gone), 400 * MS);
     EXPECT_EQ(track.pass(gone), std::nullopt) << "the next fragment isn't loaded";
     EXPECT_EQ(track.pass(never), 500 * MS);
+}
+
+// A fragment for each picture, all of them named; few of them are keyframes.
+class FewKeyframesTest : public SourceTrackTest {
+protected:
+    static constexpr std::uint32_t PICTURES = 300;
+
+    void useKeyframesAt(const std::vector<std::uint32_t>& keyframes) {
+        Bytes content = fragmentedStart();
+        std::vector<TfraEntry> table;
+        for (std::uint32_t i = 0; i < PICTURES; ++i) {
+            const bool sync = std::ranges::find(keyframes, i) != keyframes.end();
+            const Bytes piece = fragment(i * 100, {{picture(i, sync), 100, sync}});
+            table.push_back({i * 100, append(content, piece)});
+        }
+        use(join({content, mfra(tfra(1, table))}));
+        ASSERT_TRUE(track.openVideo(file->path()));
+    }
+};
+
+TEST_F(FewKeyframesTest, AStartGoesBackToOneHoweverFarItIs) {
+    useKeyframesAt({0, 180});
+    for (const std::uint32_t picture : {64u, 65u, 66u, 129u, 179u})
+        EXPECT_EQ(firstAt(picture * 100 * MS), 0) << picture;
+    for (const std::uint32_t picture : {180u, 181u, 245u, 299u, 9000u})
+        EXPECT_EQ(firstAt(picture * 100 * MS), 18'000) << picture;
+}
+
+TEST_F(FewKeyframesTest, WhereThereIsNoneInFrontItIsTheFirstOneBehind) {
+    useKeyframesAt({200, 201});
+    for (const std::uint32_t picture : {0u, 1u, 70u, 199u, 200u})
+        EXPECT_EQ(firstAt(picture * 100 * MS), 20'000) << picture;
+    EXPECT_EQ(firstAt(20'100 * MS), 20'100);
+}
+
+TEST_F(FewKeyframesTest, WithoutAnyItBeginsSomewhereInFront) {
+    useKeyframesAt({});
+    const std::optional<Ticks> first = firstAt(15'000 * MS);
+    ASSERT_TRUE(first);
+    EXPECT_LE(*first, 15'000);
+}
+
+TEST_F(FewKeyframesTest, TheWayBackEndsWhenNobodyWantsItAnyMore) {
+    useKeyframesAt({0});
+    int asked = 0;
+    EXPECT_FALSE(track.start(29'900 * MS, [&] { return ++asked > 2; }));
+    EXPECT_EQ(asked, 3);
+}
+
+TEST_F(SourceTrackTest, VideoThatBeginsBeforeZeroIsLeftToOthers) {
+    for (const std::uint32_t cut : {0u, 40u, 41u, 300u}) {
+        const Bytes begin =
+            join({ftyp(), box("moov", join({mvhd(1000), trak(1, 1000, "vide", stsd(avc1(64, 48)),
+                                                             elst({{5000, cut}}))}))});
+        use(join({begin, fragment(0, {{picture(0, true), 40, true, 40}}),
+                  mfra(tfra(1, {{0, begin.size()}}))}));
+        EXPECT_EQ(SourceTrack().openVideo(file->path()), cut <= 40) << cut;
+    }
+}
+
+TEST_F(SourceTrackTest, SoundOfSeveralDescriptionsIsLeftToOthers) {
+    const Bytes plain = mp4a(2, 48000, esds(Bytes{0x11, 0x90}));
+    use(fragmentedRecording(join({plain, plain})));
+    EXPECT_FALSE(openServedTracks(file->path(), SourceSound::Wanted));
+    EXPECT_TRUE(openServedTracks(file->path(), SourceSound::Unwanted));
+    use(fragmentedRecording(plain));
+    EXPECT_TRUE(openServedTracks(file->path(), SourceSound::Wanted));
 }
 
 TEST_F(UnnamedKeyframesTest, TheSearchEndsWhenNobodyWantsItAnyMore) {

@@ -71,10 +71,11 @@ inline Bytes recordedFragment(std::uint32_t first) {
 }
 
 // Three fragments of 200 ms, video and audio, with their mfra.
-inline Bytes fragmentedRecording() {
+inline Bytes fragmentedRecording(const Bytes& soundEntries = mp4a(2, 48000,
+                                                                  esds(Bytes{0x11, 0x90}))) {
     const Bytes noTables = join({stts({}), stsc({}), stszUniform(0, 0), stco({})});
     const Bytes video = join({stsd(avc1(64, 48)), noTables});
-    const Bytes audio = join({stsd(mp4a(2, 48000, esds(Bytes{0x11, 0x90}))), noTables});
+    const Bytes audio = join({stsd(soundEntries), noTables});
     Bytes file = join({ftyp(), box("moov", join({mvhd(1000), trak(VIDEO_TRACK, 1000, "vide", video),
                                                  trak(AUDIO_TRACK, 1000, "soun", audio)}))});
     std::vector<TfraEntry> entries;
