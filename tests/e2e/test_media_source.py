@@ -18,10 +18,12 @@ PICTURES = DRIVER.with_name("show-pictures.exe")
 NAMES = ["fragmented-b0", "fragmented-b2", "fragmented-b4", "fragmented-base-offset",
          "fragmented-tracks-apart", "fragmented-with-edit-list", "fragmented-video-late", "fragmented-cmaf",
          "fragmented-short", "fragmented-long", "fragmented-one-group", "fragmented-every-frame",
+         "fragmented-long-groups",
          "fragmented-audio-first", "fragmented-video-only", "fragmented-every-frame-a-key", "fragmented-with-sidx",
          "fragmented-two-tracks-each"]
 DECLINED = ["plain-b2", "fragmented-hevc", "fragmented-mpeg4", "fragmented-no-table", "fragmented-opus",
-            "fragmented-audio-only", "fragmented-behind-samples", "fragmented-turned", "fragmented-wide-pixels"]
+            "fragmented-audio-only", "fragmented-behind-samples", "fragmented-turned", "fragmented-wide-pixels",
+            "fragmented-cut"]
 TICKS = 10_000_000
 
 
@@ -140,7 +142,8 @@ def places_of(file, track):
 
 
 @pytest.mark.parametrize("way", ["queues", "reader"])
-@pytest.mark.parametrize("name", ["fragmented-b2", "fragmented-short", "fragmented-with-edit-list"])
+@pytest.mark.parametrize("name", ["fragmented-b2", "fragmented-short", "fragmented-with-edit-list",
+                                  "fragmented-long-groups"])
 def test_a_start_begins_where_it_should(files, name, way):
     path = files / f"{name}.mp4"
     file = boxes.File(path)

@@ -181,6 +181,11 @@ MP4_RECIPES = {
     "fragmented-every-frame": f"{SHORT_VIDEO} {GROUPS_OF_HALF_A_SECOND} "
                               f"{fragments('default_base_moof', 'frag_every_frame')}",
     # The first two entries of its table have the same time.
+    # Groups of more pictures than the entries that are looked at in front of one that is no keyframe.
+    "fragmented-long-groups": f"{picture(size='128x72', seconds=4, rate=60)} {h264(keyint=160)} "
+                              "-movflags +empty_moov+default_base_moof+frag_every_frame",
+    # Begins before 0: what the edit list leaves out is there.
+    "fragmented-cut": "-ss 1.3 -i FOLDER/plain-b2.mp4 -c copy -movflags +frag_keyframe+delay_moov",
     "fragmented-audio-every-frame": f"{SHORT_TONE} {STEREO} -movflags +delay_moov+default_base_moof+frag_every_frame",
     "fragmented-no-table": f"{SHORT} {fragments('default_base_moof', 'frag_keyframe', 'skip_trailer')}",
     "fragmented-two-tracks-each": f"{TWO_AND_TWO} {FRAGMENTED}",
