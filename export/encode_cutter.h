@@ -1,0 +1,84 @@
+// encode_cutter.h: which decoded samples of the source go into a re-encoded output, with which
+// times, and how far they are faded.
+//
+// It decides alone; it neither reads nor writes. For each span, in order:
+//
+//     cutter.beginSpan(span, sound);
+//     while (!cutter.spanDone())
+//         read a sample of either stream from startTicks() on, cutter.place(...), write what is to
+//         be written; at the end of a stream cutter.endStream(...)
+//     cutter.endSpan();
+//
+// All times are ticks of 100 ns: the samples' own on the source's time line, a cut's on the
+// output's. One object per export, used by one thread.
+#pragma once
+
+#include <vector>
+
+#include "base/ticks.h"
+#include "export/export_request.h"
+#include "export/picture_effects.h"
+
+namespace velkantrix {
+
+enum class EncodedStream { Video, Audio };
+
+struct EncodeCut {
+    bool write = false; // else the sample is dropped
+    Ticks time = 0;     // with write: the sample's new time and duration
+    Ticks duration = 0;
+    bool shortened = false; // the sample's content goes on behind the span
+    bool afterJoin = false; // the first of its stream in a span that follows another one
+    Gain gain = NO_FADE;
+};
+
+class EncodeCutter {
+public:
+    explicit EncodeCutter(const std::vector<ExportSpan>& spans);
+
+    // `hasAudio`: there is sound to wait for.
+    void beginSpan(const ExportSpan& span, bool hasAudio);
+
+    // Where the reader is to be set for this span.
+    [[nodiscard]] Ticks startTicks() const { return startTicks_; }
+
+    // A span takes the samples that begin within it, where both of its ends lie a little earlier
+    // than asked for: times of pictures are rounded in the file, those of spans elsewhere, and a
+    // picture at a join must be in one of the spans and in one only.
+    //
+    //     asked for:        |start            |end
+    //     samples taken:   |-----------------|
+    //                     0.0001 s earlier
+    //
+    // What begins before is dropped, though it lasts into the span; the first that begins behind
+    // it ends its stream. What lasts longer than the span is shortened.
+    [[nodiscard]] EncodeCut place(EncodedStream stream, Ticks time, Ticks duration);
+
+    // The stream has no more samples.
+    void endStream(EncodedStream stream);
+
+    [[nodiscard]] bool spanDone() const { return videoDone_ && audioDone_; }
+
+    // The progress in output seconds when a picture was written.
+    [[nodiscard]] double progressAt(Ticks outputTime) const;
+
+    // The next span begins where this one was to end, whatever there was of it.
+    void endSpan();
+
+    [[nodiscard]] Ticks outBase() const { return outBase_; }
+
+private:
+    const double total_; // seconds
+    Ticks outBase_ = 0;
+    bool joined_ = false; // a span has ended
+
+    ExportSpan span_;
+    Ticks startTicks_ = 0;
+    Ticks endTicks_ = 0;
+    bool videoDone_ = true;
+    bool audioDone_ = true;
+    bool videoBegun_ = false;
+    bool audioBegun_ = false;
+};
+
+} // namespace velkantrix

@@ -1,0 +1,87 @@
+#include "export/picture_effects.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace velkantrix {
+namespace {
+
+constexpr double BLACK = 16, WHITE = 235;
+// Keeps sizes of planes far from the end of their range.
+constexpr std::uint64_t MOST_LINES = 1u << 24;
+
+constexpr double MOST_FADED = 0.999; // a gain from here on can't be told from none
+
+// (value - middle) * gain / 256 + middle, rounded down. All sums fit into 16 bits without a sign,
+// in which twice as many bytes are done at once as in 32.
+void fadeTowards(std::span<std::uint8_t> bytes, Gain gain, unsigned middle) {
+    const auto factor = static_cast<std::uint16_t>(std::clamp(gain, 0, NO_FADE));
+    const auto offset = static_cast<std::uint16_t>(middle * (256u - factor));
+    std::uint8_t* const data = bytes.data();
+    const std::size_t count = bytes.size();
+    for (std::size_t i = 0; i < count; i++) {
+        const auto sum = static_cast<std::uint16_t>(data[i] * factor + offset);
+        data[i] = static_cast<std::uint8_t>(sum >> 8);
+    }
+}
+
+} // namespace
+
+Gain fadeGain(const ExportSpan& span, double seconds) {
+    const double length = span.end - span.start;
+    double gain = 1;
+    if (span.fadeIn > 0 && seconds < span.fadeIn) gain = std::min(seconds / span.fadeIn, 1.0);
+    if (span.fadeOut > 0 && seconds > length - span.fadeOut) {
+        gain = std::min(gain, (length - seconds) / span.fadeOut);
+    }
+    gain = std::clamp(gain, 0.0, 1.0);
+    return gain >= MOST_FADED ? NO_FADE : static_cast<Gain>(gain * 256);
+}
+
+LumaTable exposureTable(double exposure) {
+    const double exponent = 1 / std::pow(3.0, std::clamp(exposure, -1.0, 1.0));
+    LumaTable table{};
+    for (std::size_t i = 0; i < table.size(); i++) {
+        const double x = std::clamp((static_cast<double>(i) - BLACK) / (WHITE - BLACK), 0.0, 1.0);
+        const double y = std::pow(x, exponent) * (WHITE - BLACK) + BLACK + 0.5;
+        table[i] = static_cast<std::uint8_t>(std::clamp(y, BLACK, WHITE));
+    }
+    return table;
+}
+
+std::optional<Nv12Planes> nv12Planes(std::size_t bytes, std::uint32_t width, std::uint32_t height) {
+    if (width == 0 || height == 0 || width % 2 != 0 || height % 2 != 0) return std::nullopt;
+    const std::uint64_t coded = (std::uint64_t{height} + 15) / 16 * 16;
+    const auto sizeOf = [width](std::uint64_t lines) {
+        return lines <= MOST_LINES ? lines * width / 2 * 3 : 0;
+    };
+    if (bytes == 0 || (bytes != sizeOf(height) && bytes != sizeOf(coded))) return std::nullopt;
+    const std::uint64_t lines = bytes == sizeOf(height) ? height : coded;
+    return Nv12Planes{.lumaSize = std::size_t{width} * height,
+                      .chromaOffset = static_cast<std::size_t>(lines * width),
+                      .chromaSize = std::size_t{width} * (height / 2)};
+}
+
+void applyTable(std::span<std::uint8_t> luma, const LumaTable& table) {
+    const std::uint8_t* const to = table.data();
+    for (std::uint8_t& value : luma) value = to[value];
+}
+
+void fadeLuma(std::span<std::uint8_t> luma, Gain gain) {
+    fadeTowards(luma, gain, 16);
+}
+
+void fadeChroma(std::span<std::uint8_t> chroma, Gain gain) {
+    fadeTowards(chroma, gain, 128);
+}
+
+void fadeSound(std::span<std::int16_t> sound, Gain gain) {
+    const int factor = std::clamp(gain, 0, NO_FADE);
+    std::int16_t* const data = sound.data();
+    const std::size_t count = sound.size();
+    for (std::size_t i = 0; i < count; i++) {
+        data[i] = static_cast<std::int16_t>((data[i] * factor) >> 8);
+    }
+}
+
+} // namespace velkantrix

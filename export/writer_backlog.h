@@ -1,0 +1,44 @@
+// writer_backlog.h: whether an export has to wait for its encoder.
+//
+// The writer takes samples as fast as they come and keeps those that its encoder hasn't come to.
+// Decoded pictures are large: what waits must not grow with the length of the video.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "base/ticks.h"
+
+namespace velkantrix {
+
+// Of one stream, as the writer counts.
+struct WriterCounts {
+    std::uint64_t received = 0; // samples
+    std::uint64_t encoded = 0;
+};
+
+// One per stream, used by the export's thread.
+class WriterBacklog {
+public:
+    // `sampleSize` in bytes.
+    explicit WriterBacklog(std::uint64_t sampleSize);
+
+    // Whether the next sample has to wait, at the time `now` of any clock. To be asked again, until
+    // it need not. Without counts nothing waits.
+    //
+    // An encoder may want more samples before it gives any back than are let through; that looks
+    // like one that has stopped. When nothing was encoded for PATIENCE, twice as many may wait from
+    // then on.
+    [[nodiscard]] bool mustWait(const std::optional<WriterCounts>& counts, Ticks now);
+
+    static constexpr Ticks PATIENCE = TICKS_PER_SECOND;
+
+    [[nodiscard]] std::uint64_t mostWaiting() const { return mostWaiting_; }
+
+private:
+    std::uint64_t mostWaiting_;
+    std::uint64_t encoded_ = 0;      // when it was last seen to change
+    std::optional<Ticks> stillFrom_; // of the wait that is on: since when nothing was encoded
+};
+
+} // namespace velkantrix

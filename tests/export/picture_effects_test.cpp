@@ -1,0 +1,215 @@
+#include "export/picture_effects.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace velkantrix {
+namespace {
+
+using testing::Each;
+
+constexpr double NONE_SUCH = std::numeric_limits<double>::quiet_NaN();
+constexpr double ENDLESS = std::numeric_limits<double>::infinity();
+
+std::vector<std::uint8_t> allBytes() {
+    std::vector<std::uint8_t> bytes(256);
+    for (std::size_t i = 0; i < 256; i++) bytes[i] = static_cast<std::uint8_t>(i);
+    return bytes;
+}
+
+// The quotient rounded down, of negative numbers too.
+int shifted(int value) {
+    return static_cast<int>(std::floor(value / 256.0));
+}
+
+TEST(ExposureTable, IsWhatTheFormulaSaysForEveryValue) {
+    for (int percent = -150; percent <= 150; percent++) {
+        const double exposure = percent / 100.0;
+        const LumaTable table = exposureTable(exposure);
+        const double k = std::pow(3.0, std::min(1.0, std::max(-1.0, exposure)));
+        for (int i = 0; i < 256; i++) {
+            const double x = std::min(1.0, std::max(0.0, (i - 16) / 219.0));
+            const double y = std::pow(x, 1 / k) * 219 + 16 + 0.5;
+            const int wanted = static_cast<int>(std::min(235.0, std::max(16.0, y)));
+            ASSERT_EQ(table[static_cast<std::size_t>(i)], wanted) << exposure << ", " << i;
+        }
+    }
+}
+
+TEST(ExposureTable, NoneKeepsTheVideoRange) {
+    const LumaTable table = exposureTable(0);
+    for (std::size_t i = 0; i < 256; i++) EXPECT_EQ(table[i], std::clamp<std::size_t>(i, 16, 235));
+}
+
+TEST(ExposureTable, BrightensAndDarkensButKeepsBlackAndWhite) {
+    const LumaTable bright = exposureTable(0.5), dark = exposureTable(-0.5);
+    for (std::size_t i = 17; i < 235; i++) {
+        EXPECT_GE(bright[i], i);
+        EXPECT_LE(dark[i], i);
+        EXPECT_GE(bright[i], bright[i - 1]);
+    }
+    EXPECT_GT(bright[100], 130);
+    EXPECT_LT(dark[100], 75);
+    for (const LumaTable& table : {bright, dark}) {
+        EXPECT_EQ(table[0], 16);
+        EXPECT_EQ(table[16], 16);
+        EXPECT_EQ(table[235], 235);
+        EXPECT_EQ(table[255], 235);
+    }
+}
+
+TEST(ApplyTable, LooksUpEachByteOnce) {
+    auto bytes = allBytes();
+    const LumaTable table = exposureTable(0.7);
+    applyTable(bytes, table);
+    EXPECT_TRUE(std::ranges::equal(bytes, table));
+    applyTable({}, table);
+}
+
+TEST(FadeLuma, IsWhatTheFormulaSaysForEveryValueAndGain) {
+    for (Gain gain = 0; gain <= NO_FADE; gain++) {
+        auto bytes = allBytes();
+        fadeLuma(bytes, gain);
+        for (int y = 0; y < 256; y++) {
+            ASSERT_EQ(bytes[static_cast<std::size_t>(y)], shifted((y - 16) * gain) + 16)
+                << y << ", " << gain;
+        }
+    }
+}
+
+TEST(FadeChroma, IsWhatTheFormulaSaysForEveryValueAndGain) {
+    for (Gain gain = 0; gain <= NO_FADE; gain++) {
+        auto bytes = allBytes();
+        fadeChroma(bytes, gain);
+        for (int c = 0; c < 256; c++) {
+            ASSERT_EQ(bytes[static_cast<std::size_t>(c)], shifted((c - 128) * gain) + 128)
+                << c << ", " << gain;
+        }
+    }
+}
+
+TEST(FadeSound, IsWhatTheFormulaSaysForEveryValueAndGain) {
+    std::vector<std::int16_t> original(65536);
+    for (int i = 0; i < 65536; i++) {
+        original[static_cast<std::size_t>(i)] = static_cast<std::int16_t>(i - 32768);
+    }
+    for (Gain gain = 0; gain <= NO_FADE; gain++) {
+        auto sound = original;
+        fadeSound(sound, gain);
+        bool same = true;
+        for (std::size_t i = 0; i < sound.size(); i++) {
+            const int s = original[i] * gain;
+            const int wanted = s >= 0 ? s / 256 : -((-s + 255) / 256); // rounded down
+            same = same && sound[i] == wanted;
+        }
+        ASSERT_TRUE(same) << gain;
+    }
+}
+
+// Loops that take many bytes at once must get their ends right.
+TEST(Fades, OfAnyLengthAndPlaceTouchNoOtherByte) {
+    for (std::size_t offset = 0; offset < 4; offset++) {
+        for (std::size_t length = 0; length < 130; length++) {
+            std::vector<std::uint8_t> bytes(200, 100);
+            const auto part = std::span(bytes).subspan(offset, length);
+            fadeLuma(part, 0);
+            EXPECT_THAT(part, Each(16));
+            EXPECT_EQ(std::ranges::count(bytes, 100), 200 - static_cast<std::ptrdiff_t>(length));
+            std::vector<std::int16_t> sound(200, 100);
+            fadeSound(std::span(sound).subspan(offset, length), 0);
+            EXPECT_EQ(std::ranges::count(sound, 100), 200 - static_cast<std::ptrdiff_t>(length));
+        }
+    }
+}
+
+TEST(FadeGain, RisesOverTheFadeInAndFallsOverTheFadeOut) {
+    const ExportSpan span{.start = 10, .end = 20, .fadeIn = 2, .fadeOut = 4};
+    EXPECT_EQ(fadeGain(span, 0), 0);
+    EXPECT_EQ(fadeGain(span, 0.5), 64);
+    EXPECT_EQ(fadeGain(span, 1), 128);
+    EXPECT_EQ(fadeGain(span, 1.99), 254);
+    EXPECT_EQ(fadeGain(span, 2), NO_FADE);
+    EXPECT_EQ(fadeGain(span, 6), NO_FADE);
+    EXPECT_EQ(fadeGain(span, 7), 192);
+    EXPECT_EQ(fadeGain(span, 8), 128);
+    EXPECT_EQ(fadeGain(span, 10), 0);
+    EXPECT_EQ(fadeGain(span, 11), 0);
+}
+
+TEST(FadeGain, WithoutFadesThereIsNone) {
+    for (const double seconds : {0.0, 1.0, 10.0, 11.0}) {
+        EXPECT_EQ(fadeGain({.start = 0, .end = 10}, seconds), NO_FADE);
+        EXPECT_EQ(fadeGain({.start = 0, .end = 10, .fadeIn = -1, .fadeOut = -1}, seconds), NO_FADE);
+    }
+}
+
+TEST(FadeGain, AFadeThatIsLongerThanItsSpanGetsAsFarAsItCan) {
+    const ExportSpan in{.start = 0, .end = 0.5, .fadeIn = 1};
+    EXPECT_EQ(fadeGain(in, 0.5), 128);
+    const ExportSpan out{.start = 0, .end = 0.5, .fadeOut = 1};
+    EXPECT_EQ(fadeGain(out, 0), 128); // it would have begun before
+    EXPECT_EQ(fadeGain(out, 0.25), 64);
+}
+
+TEST(FadeGain, OfFadesThatOverlapTheSmallerCounts) {
+    const ExportSpan span{.start = 0, .end = 4, .fadeIn = 4, .fadeOut = 4};
+    EXPECT_EQ(fadeGain(span, 1), 64);
+    EXPECT_EQ(fadeGain(span, 2), 128);
+    EXPECT_EQ(fadeGain(span, 3), 64);
+}
+
+TEST(FadeGain, AThousandthBelowFullIsFull) {
+    const ExportSpan span{.start = 0, .end = 10, .fadeIn = 1};
+    EXPECT_EQ(fadeGain(span, 0.9989), 255);
+    EXPECT_EQ(fadeGain(span, 0.999), NO_FADE);
+}
+
+TEST(FadeGain, TakesAnyNumbers) {
+    for (const double odd : {NONE_SUCH, ENDLESS, -ENDLESS, 1e308, 5e-324, 0.0}) {
+        for (const double seconds : {0.0, 1.0, 1e300}) {
+            for (const ExportSpan& span :
+                 {ExportSpan{0, 10, odd, 0}, ExportSpan{0, 10, 0, odd}, ExportSpan{0, 10, odd, odd},
+                  ExportSpan{odd, 10, 1, 1}, ExportSpan{0, odd, 1, 1}}) {
+                const Gain gain = fadeGain(span, seconds);
+                EXPECT_GE(gain, 0);
+                EXPECT_LE(gain, NO_FADE);
+            }
+        }
+    }
+}
+
+TEST(Nv12Planes, ChromaFollowsTheLastLineOfLuma) {
+    const auto planes = nv12Planes(640 * 360 * 3 / 2, 640, 360);
+    ASSERT_TRUE(planes);
+    EXPECT_EQ(planes->lumaSize, 640u * 360);
+    EXPECT_EQ(planes->chromaOffset, 640u * 360);
+    EXPECT_EQ(planes->chromaSize, 640u * 180);
+}
+
+TEST(Nv12Planes, ThereMayBeLinesThatArentSeen) {
+    const auto planes = nv12Planes(1920 * 1088 * 3 / 2, 1920, 1080);
+    ASSERT_TRUE(planes);
+    EXPECT_EQ(planes->lumaSize, 1920u * 1080);
+    EXPECT_EQ(planes->chromaOffset, 1920u * 1088);
+    EXPECT_EQ(planes->chromaSize, 1920u * 540);
+}
+
+TEST(Nv12Planes, TooFewBytesAreNoPictureAndNeitherAreSomeMore) {
+    EXPECT_FALSE(nv12Planes(640 * 360 * 3 / 2 - 1, 640, 360));
+    EXPECT_FALSE(nv12Planes(640 * 360, 640, 360));
+    EXPECT_FALSE(nv12Planes(0, 640, 360));
+    EXPECT_FALSE(nv12Planes(640 * 360 * 3 / 2 + 1, 640, 360));
+    EXPECT_FALSE(nv12Planes(704 * 360 * 3 / 2, 640, 360)); // lines with padding
+    EXPECT_FALSE(nv12Planes(1000, 0, 360));
+    EXPECT_FALSE(nv12Planes(1000, 640, 0));
+    EXPECT_FALSE(nv12Planes(3 * 3 * 2, 3, 2));
+    EXPECT_FALSE(nv12Planes(640 * 360 * 3 / 2, 4'294'967'294, 4'294'967'294));
+}
+
+} // namespace
+} // namespace velkantrix
