@@ -10,6 +10,7 @@
 #include "export/job_texts.h"
 #include "export/lossless_export.h"
 #include "export/output_file.h"
+#include "export/reencode_export.h"
 #include "platform/com.h"
 #include "platform/files.h"
 #include "platform/hresult.h"
@@ -63,12 +64,7 @@ bool ExportFile(const ExportRequest& asGiven, std::wstring* errorText) {
     if (request.spans.empty() || request.sourcePath.empty() || request.outputPath.empty()) {
         return false;
     }
-    if (!request.losslessAllowed) {
-        setText(errorText, L"This version cannot re-encode yet. Only lossless exports, without "
-                           L"fades and exposure, are possible.");
-        return false;
-    }
-    return exportBy(copyLosslessly, request, errorText);
+    return exportBy(request.losslessAllowed ? copyLosslessly : reencode, request, errorText);
 }
 
 std::wstring FormatExportError(HRESULT code) {

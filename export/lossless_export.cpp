@@ -3,9 +3,8 @@
 
 #include <optional>
 
-#include <mferror.h>
-
 #include "base/ticks.h"
+#include "export/sample_reads.h"
 #include "export/span_cutter.h"
 #include "platform/hresult.h"
 #include "platform/mf_util.h"
@@ -13,16 +12,6 @@
 
 namespace velkantrix {
 namespace {
-
-// A file with more pictures than a pass may read would come out cut short; then it mustn't come
-// out.
-constexpr HRESULT TOO_MANY_READS = HRESULT_FROM_WIN32(ERROR_FILE_TOO_LARGE);
-
-struct Read {
-    ComPtr<IMFSample> sample; // may be empty: a gap or a change of type is announced without one
-    Ticks time = 0;
-    bool atEnd = false;
-};
 
 // One lossless export: the streams on both sides, and the decisions. All that it is given outlives
 // it.
@@ -41,12 +30,10 @@ public:
     [[nodiscard]] HRESULT copySpan(const ExportSpan& span);
 
 private:
-    [[nodiscard]] HRESULT addStream(IMFMediaType* type, DWORD& index);
     [[nodiscard]] HRESULT copyVideo();
     [[nodiscard]] HRESULT copyVideoSample(const Read& next, bool& done);
     [[nodiscard]] HRESULT copyAudio();
     [[nodiscard]] HRESULT copyAudioSample(const Read& next, bool& done);
-    [[nodiscard]] HRESULT readNext(DWORD stream, Read& next);
     [[nodiscard]] bool cancelled() const { return isCancelled(request_); }
 
     const ExportRequest& request_;
@@ -66,19 +53,15 @@ HRESULT LosslessCopy::createStreams() {
         ignoreResult(reader_->GetNativeMediaType(*streams_.audio, 0, audioType.put()),
                      "audio of no readable type is left out");
     }
-    RETURN_IF_FAILED(addStream(streams_.videoType.get(), videoOut_));
+    // Input as output: the writer passes samples through.
+    IMFMediaType* const videoType = streams_.videoType.get();
+    RETURN_IF_FAILED(addStream(writer_, videoType, videoType, videoOut_));
     if (audioType) {
         DWORD index = 0;
-        RETURN_IF_FAILED(addStream(audioType.get(), index));
+        RETURN_IF_FAILED(addStream(writer_, audioType.get(), audioType.get(), index));
         audioOut_ = index;
     }
     return writer_->BeginWriting();
-}
-
-// Input as output: the writer passes samples through.
-HRESULT LosslessCopy::addStream(IMFMediaType* type, DWORD& index) {
-    RETURN_IF_FAILED(writer_->AddStream(type, &index));
-    return writer_->SetInputMediaType(index, type, nullptr);
 }
 
 HRESULT LosslessCopy::copySpan(const ExportSpan& span) {
@@ -96,7 +79,7 @@ HRESULT LosslessCopy::copyVideo() {
     for (bool done = false; !done && !cancelled();) {
         if (!budget.take()) return cutter_.videoComplete() ? S_OK : TOO_MANY_READS;
         Read next;
-        const HRESULT hr = readNext(*streams_.video, next);
+        const HRESULT hr = readNext(reader_, *streams_.video, next);
         if (FAILED(hr)) return cutter_.videoComplete() ? S_OK : hr;
         if (next.sample) RETURN_IF_FAILED(copyVideoSample(next, done));
         done = done || next.atEnd;
@@ -126,7 +109,7 @@ HRESULT LosslessCopy::copyAudio() {
     RETURN_IF_FAILED(seekReader(reader_, cutter_.cutStart()));
     for (bool done = false; !done && !cancelled();) {
         Read next;
-        RETURN_IF_FAILED(readNext(*streams_.audio, next));
+        RETURN_IF_FAILED(readNext(reader_, *streams_.audio, next));
         if (next.sample) RETURN_IF_FAILED(copyAudioSample(next, done));
         done = done || next.atEnd;
     }
@@ -142,15 +125,6 @@ HRESULT LosslessCopy::copyAudioSample(const Read& next, bool& done) {
     // Audio is decoded in the order in which it is heard: a decode time is the time itself.
     if (decodeTimeOf(sample)) RETURN_IF_FAILED(setDecodeTime(sample, placement.time));
     return writer_->WriteSample(*audioOut_, sample);
-}
-
-HRESULT LosslessCopy::readNext(DWORD stream, Read& next) {
-    DWORD flags = 0;
-    RETURN_IF_FAILED(
-        reader_->ReadSample(stream, 0, nullptr, &flags, &next.time, next.sample.put()));
-    if (flags & MF_SOURCE_READERF_ERROR) return E_FAIL;
-    next.atEnd = (flags & MF_SOURCE_READERF_ENDOFSTREAM) != 0;
-    return S_OK;
 }
 
 } // namespace

@@ -7,14 +7,18 @@
 
 namespace velkantrix {
 
-HRESULT OutputFile::create() {
+HRESULT OutputFile::create(IMFDXGIDeviceManager* encodeOn) {
     ComPtr<IMFAttributes> attributes;
-    RETURN_IF_FAILED(MFCreateAttributes(attributes.put(), 2));
+    RETURN_IF_FAILED(MFCreateAttributes(attributes.put(), 4));
     // Unthrottled: the writer would otherwise hold an export back to what a player could keep up
     // with.
     RETURN_IF_FAILED(attributes->SetUINT32(MF_SINK_WRITER_DISABLE_THROTTLING, TRUE));
     RETURN_IF_FAILED(
         attributes->SetGUID(MF_TRANSCODE_CONTAINERTYPE, MFTranscodeContainerType_MPEG4));
+    if (encodeOn) {
+        RETURN_IF_FAILED(attributes->SetUINT32(MF_READWRITE_ENABLE_HARDWARE_TRANSFORMS, TRUE));
+        RETURN_IF_FAILED(attributes->SetUnknown(MF_SINK_WRITER_D3D_MANAGER, encodeOn));
+    }
     RETURN_IF_FAILED(
         MFCreateSinkWriterFromURL(path_.c_str(), nullptr, attributes.get(), writer_.put()));
     created_ = true;

@@ -26,8 +26,9 @@ public:
     OutputFile& operator=(const OutputFile&) = delete;
 
     // Creates the sink writer, for an MP4 file; from then on the file may exist. An existing file
-    // is overwritten: the caller has made sure that it may be.
-    [[nodiscard]] HRESULT create();
+    // is overwritten: the caller has made sure that it may be. `encodeOn` is the device for
+    // encoders in hardware; without it samples are copied, or encoded in software.
+    [[nodiscard]] HRESULT create(IMFDXGIDeviceManager* encodeOn = nullptr);
 
     // The sink writer, between create() and keep() or discard().
     [[nodiscard]] IMFSinkWriter* writer() const { return writer_.get(); }

@@ -9,8 +9,9 @@
 
 namespace velkantrix {
 
-HRESULT openSourceReader(const wchar_t* path, ComPtr<IMFSourceReader>& reader) {
-    return MFCreateSourceReaderFromURL(path, nullptr, reader.put());
+HRESULT openSourceReader(const wchar_t* path, ComPtr<IMFSourceReader>& reader,
+                         IMFAttributes* attributes) {
+    return MFCreateSourceReaderFromURL(path, attributes, reader.put());
 }
 
 HRESULT selectOnlyStream(IMFSourceReader* reader, DWORD stream) {

@@ -6,7 +6,9 @@
 #include <mfidl.h>
 #include <mfreadwrite.h>
 
+#include <cstdint>
 #include <optional>
+#include <span>
 
 #include "base/com_ptr.h"
 #include "base/ticks.h"
@@ -17,9 +19,11 @@ namespace velkantrix {
 inline constexpr DWORD ALL_STREAMS = static_cast<DWORD>(MF_SOURCE_READER_ALL_STREAMS);
 inline constexpr DWORD FIRST_VIDEO = static_cast<DWORD>(MF_SOURCE_READER_FIRST_VIDEO_STREAM);
 inline constexpr DWORD FIRST_AUDIO = static_cast<DWORD>(MF_SOURCE_READER_FIRST_AUDIO_STREAM);
+inline constexpr DWORD ANY_STREAM = static_cast<DWORD>(MF_SOURCE_READER_ANY_STREAM);
 
-// Opens a file for reading samples as they are stored.
-[[nodiscard]] HRESULT openSourceReader(const wchar_t* path, ComPtr<IMFSourceReader>& reader);
+// Opens a file for reading: without attributes, samples as they are stored.
+[[nodiscard]] HRESULT openSourceReader(const wchar_t* path, ComPtr<IMFSourceReader>& reader,
+                                       IMFAttributes* attributes = nullptr);
 
 // Selects one stream and no other. Indices as the reader counts.
 [[nodiscard]] HRESULT selectOnlyStream(IMFSourceReader* reader, DWORD stream);
@@ -39,5 +43,30 @@ inline constexpr DWORD FIRST_AUDIO = static_cast<DWORD>(MF_SOURCE_READER_FIRST_A
 
 // The sample's duration, 0 when it has none.
 [[nodiscard]] Ticks durationOf(IMFSample* sample);
+
+// A buffer's bytes, for as long as this lives. The buffer lives longer.
+class LockedBytes {
+public:
+    explicit LockedBytes(IMFMediaBuffer* buffer)
+        : buffer_(buffer), result_(buffer->Lock(&bytes_, nullptr, &length_)) {}
+    ~LockedBytes() {
+        if (SUCCEEDED(result_)) buffer_->Unlock(); // nothing can be done when it fails
+    }
+    LockedBytes(const LockedBytes&) = delete;
+    LockedBytes& operator=(const LockedBytes&) = delete;
+
+    [[nodiscard]] HRESULT result() const { return result_; }
+    // Up to the buffer's current length. None when the result says failure.
+    [[nodiscard]] std::span<std::uint8_t> bytes() const {
+        return SUCCEEDED(result_) ? std::span<std::uint8_t>(bytes_, length_)
+                                  : std::span<std::uint8_t>();
+    }
+
+private:
+    IMFMediaBuffer* const buffer_;
+    BYTE* bytes_ = nullptr;
+    DWORD length_ = 0;
+    const HRESULT result_; // comes last: it fills the others
+};
 
 } // namespace velkantrix

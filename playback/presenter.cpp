@@ -1,14 +1,15 @@
 #include "playback/presenter.h"
 
-#include <d3d10.h>
 #include <d3dcompiler.h>
 #include <mfapi.h>
 
 #include <algorithm>
 #include <cfloat>
 #include <cstring>
+#include <utility>
 
 #include "base/exposure.h"
+#include "platform/graphics_device.h"
 #include "platform/hresult.h"
 #include "platform/library.h"
 #include "playback/open_rules.h"
@@ -29,18 +30,12 @@ HRESULT compileShader(const char* entry, const char* target, ComPtr<ID3DBlob>& c
 }
 
 HRESULT createDevice(Presenter& p) {
-    constexpr D3D_FEATURE_LEVEL LEVELS[] = {D3D_FEATURE_LEVEL_11_1, D3D_FEATURE_LEVEL_11_0,
-                                            D3D_FEATURE_LEVEL_10_1, D3D_FEATURE_LEVEL_10_0};
-    constexpr UINT FLAGS = D3D11_CREATE_DEVICE_BGRA_SUPPORT | D3D11_CREATE_DEVICE_VIDEO_SUPPORT;
-    RETURN_IF_FAILED(D3D11CreateDevice(nullptr, D3D_DRIVER_TYPE_HARDWARE, nullptr, FLAGS, LEVELS,
-                                       static_cast<UINT>(std::size(LEVELS)), D3D11_SDK_VERSION,
-                                       p.device.put(), nullptr, p.context.put()));
-    ComPtr<ID3D10Multithread> threads;
-    RETURN_IF_FAILED(p.device->QueryInterface(__uuidof(ID3D10Multithread), threads.putVoid()));
-    threads->SetMultithreadProtected(TRUE);
-    UINT token = 0;
-    RETURN_IF_FAILED(MFCreateDXGIDeviceManager(&token, p.deviceManager.put()));
-    return p.deviceManager->ResetDevice(p.device.get(), token);
+    GraphicsDevice made;
+    RETURN_IF_FAILED(createGraphicsDevice(made));
+    p.device = std::move(made.device);
+    p.context = std::move(made.context);
+    p.deviceManager = std::move(made.manager);
+    return S_OK;
 }
 
 void readClientSize(HWND window, std::int32_t& width, std::int32_t& height) {

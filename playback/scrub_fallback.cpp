@@ -20,28 +20,6 @@ constexpr UINT32 BYTES_PER_PIXEL = 4;
 constexpr HRESULT NOTHING_COMES = E_PENDING; // nor is an end or a failure told
 constexpr int READER_IS_SPOILED = 2;         // failures within one request
 
-// A buffer's bytes, for as long as this lives.
-class LockedBytes {
-public:
-    explicit LockedBytes(IMFMediaBuffer* buffer) : buffer_(buffer) {
-        result_ = buffer_->Lock(&bytes_, nullptr, &length_);
-    }
-    ~LockedBytes() {
-        if (SUCCEEDED(result_)) ignoreResult(buffer_->Unlock(), "it has been read");
-    }
-    LockedBytes(const LockedBytes&) = delete;
-    LockedBytes& operator=(const LockedBytes&) = delete;
-
-    [[nodiscard]] HRESULT result() const { return result_; }
-    [[nodiscard]] std::span<const std::uint8_t> bytes() const { return {bytes_, length_}; }
-
-private:
-    IMFMediaBuffer* buffer_;
-    BYTE* bytes_ = nullptr;
-    DWORD length_ = 0;
-    HRESULT result_ = E_FAIL;
-};
-
 } // namespace
 
 HRESULT FallbackReader::openReader() {

@@ -1,0 +1,135 @@
+#include "export/encode_samples.h"
+
+#include <mfapi.h>
+#include <mferror.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <span>
+
+#include "export/encode_types.h"
+#include "platform/hresult.h"
+#include "platform/mf_util.h"
+
+namespace velkantrix {
+namespace {
+
+using Bytes = std::span<std::uint8_t>;
+
+// A buffer of the picture's when it knows of lines, as those in graphics memory do.
+ComPtr<IMF2DBuffer> buffer2d(IMFSample* picture) {
+    DWORD count = 0;
+    ComPtr<IMFMediaBuffer> only;
+    ComPtr<IMF2DBuffer> found;
+    if (FAILED(picture->GetBufferCount(&count)) || count != 1) return {};
+    if (FAILED(picture->GetBufferByIndex(0, only.put()))) return {};
+    if (FAILED(only->QueryInterface(__uuidof(IMF2DBuffer), found.putVoid()))) return {};
+    return found;
+}
+
+HRESULT makeBuffer(DWORD size, ComPtr<IMFMediaBuffer>& buffer) {
+    RETURN_IF_FAILED(MFCreateMemoryBuffer(size, buffer.put()));
+    return buffer->SetCurrentLength(size);
+}
+
+// All lines of the picture, without padding between them, in a buffer of our own.
+HRESULT copyOf2d(IMF2DBuffer* from, ComPtr<IMFMediaBuffer>& copy) {
+    DWORD size = 0;
+    RETURN_IF_FAILED(from->GetContiguousLength(&size));
+    RETURN_IF_FAILED(makeBuffer(size, copy));
+    const LockedBytes to(copy.get());
+    RETURN_IF_FAILED(to.result());
+    return from->ContiguousCopyTo(to.bytes().data(), size);
+}
+
+HRESULT copyOfPlain(IMFSample* picture, ComPtr<IMFMediaBuffer>& copy) {
+    ComPtr<IMFMediaBuffer> whole;
+    RETURN_IF_FAILED(picture->ConvertToContiguousBuffer(whole.put()));
+    const LockedBytes from(whole.get());
+    RETURN_IF_FAILED(from.result());
+    const Bytes bytes = from.bytes();
+    RETURN_IF_FAILED(makeBuffer(static_cast<DWORD>(bytes.size()), copy));
+    const LockedBytes to(copy.get());
+    RETURN_IF_FAILED(to.result());
+    std::ranges::copy(bytes, to.bytes().begin());
+    return S_OK;
+}
+
+HRESULT copyPicture(IMFSample* picture, ComPtr<IMFMediaBuffer>& copy) {
+    const ComPtr<IMF2DBuffer> lines = buffer2d(picture);
+    return lines ? copyOf2d(lines.get(), copy) : copyOfPlain(picture, copy);
+}
+
+// The planes close up, so that the picture has no lines but those that are seen.
+Nv12Planes closeUp(Bytes bytes, const Nv12Planes& planes) {
+    if (planes.chromaOffset == planes.lumaSize) return planes;
+    std::memmove(bytes.data() + planes.lumaSize, bytes.data() + planes.chromaOffset,
+                 planes.chromaSize);
+    return {planes.lumaSize, planes.lumaSize, planes.chromaSize};
+}
+
+void render(Bytes bytes, const Nv12Planes& planes, const LumaTable* exposure, Gain gain) {
+    const Bytes luma = bytes.first(planes.lumaSize);
+    if (exposure) applyTable(luma, *exposure);
+    if (gain == NO_FADE) return;
+    fadeLuma(luma, gain);
+    fadeChroma(bytes.subspan(planes.chromaOffset, planes.chromaSize), gain);
+}
+
+HRESULT changeIn(IMFMediaBuffer* copy, FrameSize size, const LumaTable* exposure, Gain gain) {
+    DWORD length = 0;
+    {
+        const LockedBytes locked(copy);
+        RETURN_IF_FAILED(locked.result());
+        const Bytes bytes = locked.bytes();
+        const auto found = nv12Planes(bytes.size(), size.width, size.height);
+        if (!found) return MF_E_BUFFERTOOSMALL;
+        const Nv12Planes planes = closeUp(bytes, *found);
+        render(bytes, planes, exposure, gain);
+        length = static_cast<DWORD>(planes.lumaSize + planes.chromaSize);
+    }
+    return copy->SetCurrentLength(length);
+}
+
+// How much of the sound fits into the time.
+DWORD sizeWithin(DWORD size, Ticks duration) {
+    const Ticks frames = (duration * SOUND_RATE + TICKS_PER_SECOND / 2) / TICKS_PER_SECOND;
+    const Ticks most = size / SOUND_FRAME_SIZE;
+    return static_cast<DWORD>(std::min(frames, most)) * SOUND_FRAME_SIZE;
+}
+
+HRESULT fadeIn(IMFMediaBuffer* buffer, Gain gain) {
+    const LockedBytes locked(buffer);
+    RETURN_IF_FAILED(locked.result());
+    const Bytes bytes = locked.bytes();
+    fadeSound({reinterpret_cast<std::int16_t*>(bytes.data()), bytes.size() / 2}, gain);
+    return S_OK;
+}
+
+} // namespace
+
+HRESULT copyChanged(IMFSample* picture, FrameSize size, const LumaTable* exposure, Gain gain,
+                    ComPtr<IMFSample>& changed) {
+    ComPtr<IMFMediaBuffer> copy;
+    RETURN_IF_FAILED(copyPicture(picture, copy));
+    RETURN_IF_FAILED(changeIn(copy.get(), size, exposure, gain));
+    RETURN_IF_FAILED(MFCreateSample(changed.put()));
+    RETURN_IF_FAILED(picture->CopyAllItems(changed.get()));
+    return changed->AddBuffer(copy.get());
+}
+
+HRESULT takeSound(IMFSample* sound, const EncodeCut& cut, ComPtr<IMFSample>& taken) {
+    ComPtr<IMFMediaBuffer> data;
+    DWORD size = 0;
+    RETURN_IF_FAILED(sound->ConvertToContiguousBuffer(data.put()));
+    RETURN_IF_FAILED(data->GetCurrentLength(&size));
+    if (cut.shortened) size = sizeWithin(size, cut.duration);
+    if (size == 0) return S_OK;
+    RETURN_IF_FAILED(data->SetCurrentLength(size));
+    if (cut.gain != NO_FADE) RETURN_IF_FAILED(fadeIn(data.get(), cut.gain));
+    RETURN_IF_FAILED(MFCreateSample(taken.put()));
+    return taken->AddBuffer(data.get());
+}
+
+} // namespace velkantrix

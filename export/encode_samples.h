@@ -1,0 +1,25 @@
+// encode_samples.h: what becomes of decoded samples between the reader and the writer.
+#pragma once
+
+#include <windows.h>
+
+#include <mfobjects.h>
+
+#include "base/com_ptr.h"
+#include "export/encode_cutter.h"
+#include "export/encode_rules.h"
+#include "export/picture_effects.h"
+
+namespace velkantrix {
+
+// A copy of an NV12 picture, in memory of its own, with the exposure and the fade rendered: a
+// decoder may still refer to the original. `exposure` may be null. Fails when there are fewer bytes
+// than the size takes. The copy has the original's attributes, and no times.
+[[nodiscard]] HRESULT copyChanged(IMFSample* picture, FrameSize size, const LumaTable* exposure,
+                                  Gain gain, ComPtr<IMFSample>& changed);
+
+// A sample of the sound's data alone, faded and, where the cut has shortened it, cut off. None,
+// with success, when nothing is left. The data may be the original's, whose owner has given it up.
+[[nodiscard]] HRESULT takeSound(IMFSample* sound, const EncodeCut& cut, ComPtr<IMFSample>& taken);
+
+} // namespace velkantrix

@@ -1,0 +1,45 @@
+// encode_types.h: the media types of a re-encode: what the reader is asked to decode to, and what
+// the writer is asked to encode to.
+#pragma once
+
+#include <windows.h>
+
+#include <mfobjects.h>
+
+#include "base/com_ptr.h"
+#include "export/encode_rules.h"
+#include "export/export_request.h"
+
+namespace velkantrix {
+
+// Sound on its way to the encoder: two channels of 16 bits, interleaved.
+inline constexpr UINT32 SOUND_RATE = 48'000;  // samples of each channel a second
+inline constexpr UINT32 SOUND_FRAME_SIZE = 4; // bytes of one sample of each channel
+
+// What is decided of the pictures before the output is created.
+struct PicturePlan {
+    ComPtr<IMFMediaType> native; // the source's own type
+    FrameSize size;
+    Ratio rate;
+    UINT32 bitrate = 0;
+};
+
+// From the video stream's native type. Fails when neither it nor the request tells a size, and when
+// there is no video.
+[[nodiscard]] HRESULT planPictures(const ExportRequest& request, ComPtr<IMFMediaType> native,
+                                   PicturePlan& plan);
+
+// Both have the picture as it is coded: a rotation is handed on, for players to apply, and not
+// carried out. What the source states of its colours is handed on too; its levels become those of
+// video range.
+[[nodiscard]] HRESULT makeNv12Type(const PicturePlan& plan, ComPtr<IMFMediaType>& type);
+[[nodiscard]] HRESULT makeH264Type(const PicturePlan& plan, ComPtr<IMFMediaType>& type);
+
+[[nodiscard]] HRESULT makePcmType(ComPtr<IMFMediaType>& type);
+[[nodiscard]] HRESULT makeAacType(ComPtr<IMFMediaType>& type);
+
+// Whether the samples that a reader delivers as `current` are what was asked for.
+[[nodiscard]] bool deliversPictures(IMFMediaType* current, FrameSize size);
+[[nodiscard]] bool deliversSound(IMFMediaType* current);
+
+} // namespace velkantrix

@@ -1,0 +1,238 @@
+// Threads: the export's worker.
+#include "export/reencode_export.h"
+
+#include <mfapi.h>
+#include <mferror.h>
+
+#include <optional>
+
+#include "base/exposure.h"
+#include "export/encode_cutter.h"
+#include "export/encode_samples.h"
+#include "export/sample_reads.h"
+#include "export/writer_backlog.h"
+#include "platform/graphics_device.h"
+#include "platform/hresult.h"
+#include "platform/mf_util.h"
+#include "platform/source_choice.h"
+
+namespace velkantrix {
+namespace {
+
+constexpr std::uint64_t USUAL_SOUND_SIZE = 4096; // of a decoded sample, in bytes
+
+// A stream on its way through: its index in the output, and what of it waits there.
+struct Outlet {
+    DWORD index = 0;
+    WriterBacklog backlog;
+};
+
+// One re-encode: the streams on both sides, and the decisions. All that it is given outlives it.
+class Reencoder {
+public:
+    Reencoder(const ExportRequest& request, IMFSourceReader* reader, const SourceStreams& streams,
+              const PicturePlan& plan, IMFSinkWriter* writer, const EncodeWait& wait,
+              std::int64_t readsPerSpan)
+        : request_(request),
+          reader_(reader),
+          streams_(streams),
+          plan_(plan),
+          writer_(writer),
+          wait_(wait),
+          readsPerSpan_(readsPerSpan),
+          cutter_(request.spans),
+          pictureDuration_(
+              nearestTicks(static_cast<double>(plan.rate.denominator) / plan.rate.numerator)),
+          video_{.backlog =
+                     WriterBacklog(std::uint64_t{plan.size.width} * plan.size.height * 3 / 2)},
+          audio_{.backlog = WriterBacklog(USUAL_SOUND_SIZE)} {
+        if (isExposed(request.exposure)) exposure_ = exposureTable(request.exposure);
+    }
+
+    [[nodiscard]] HRESULT createStreams();
+    [[nodiscard]] HRESULT encodeSpan(const ExportSpan& span);
+
+private:
+    [[nodiscard]] HRESULT createVideo();
+    [[nodiscard]] HRESULT createAudio();
+    [[nodiscard]] HRESULT checkDelivery() const;
+    [[nodiscard]] HRESULT handle(const Read& next);
+    [[nodiscard]] HRESULT writePicture(const Read& next);
+    [[nodiscard]] HRESULT writeSound(const Read& next);
+    [[nodiscard]] HRESULT write(Outlet& outlet, IMFSample* sample, const EncodeCut& cut);
+    void waitForEncoder(Outlet& outlet);
+    [[nodiscard]] std::optional<WriterCounts> countsOf(const Outlet& outlet) const;
+    [[nodiscard]] bool cancelled() const { return isCancelled(request_); }
+
+    const ExportRequest& request_;
+    IMFSourceReader* const reader_;
+    const SourceStreams& streams_;
+    const PicturePlan& plan_;
+    IMFSinkWriter* const writer_;
+    const EncodeWait& wait_;
+    const std::int64_t readsPerSpan_;
+    EncodeCutter cutter_;
+    std::optional<LumaTable> exposure_; // absent: pictures stay as bright as they are
+    const Ticks pictureDuration_;       // at the output's rate
+    Outlet video_;
+    Outlet audio_; // unused where the source has no sound
+};
+
+HRESULT Reencoder::createStreams() {
+    RETURN_IF_FAILED(createVideo());
+    if (streams_.audio) RETURN_IF_FAILED(createAudio());
+    RETURN_IF_FAILED(checkDelivery());
+    return writer_->BeginWriting();
+}
+
+HRESULT Reencoder::createVideo() {
+    ComPtr<IMFMediaType> decoded, encoded;
+    RETURN_IF_FAILED(makeNv12Type(plan_, decoded));
+    RETURN_IF_FAILED(reader_->SetCurrentMediaType(*streams_.video, nullptr, decoded.get()));
+    RETURN_IF_FAILED(makeH264Type(plan_, encoded));
+    return addStream(writer_, encoded.get(), decoded.get(), video_.index);
+}
+
+HRESULT Reencoder::createAudio() {
+    ComPtr<IMFMediaType> decoded, encoded;
+    RETURN_IF_FAILED(makePcmType(decoded));
+    RETURN_IF_FAILED(reader_->SetCurrentMediaType(*streams_.audio, nullptr, decoded.get()));
+    RETURN_IF_FAILED(makeAacType(encoded));
+    return addStream(writer_, encoded.get(), decoded.get(), audio_.index);
+}
+
+// Bytes of another size or form than the encoders were told would come out as garbage.
+HRESULT Reencoder::checkDelivery() const {
+    ComPtr<IMFMediaType> pictures, sound;
+    RETURN_IF_FAILED(reader_->GetCurrentMediaType(*streams_.video, pictures.put()));
+    if (!deliversPictures(pictures.get(), plan_.size)) return MF_E_INVALIDMEDIATYPE;
+    if (!streams_.audio) return S_OK;
+    RETURN_IF_FAILED(reader_->GetCurrentMediaType(*streams_.audio, sound.put()));
+    return deliversSound(sound.get()) ? S_OK : MF_E_INVALIDMEDIATYPE;
+}
+
+HRESULT Reencoder::encodeSpan(const ExportSpan& span) {
+    cutter_.beginSpan(span, streams_.audio.has_value());
+    RETURN_IF_FAILED(seekReader(reader_, cutter_.startTicks()));
+    ReadBudget budget(readsPerSpan_);
+    while (!cutter_.spanDone() && !cancelled()) {
+        if (!budget.take()) return TOO_MANY_READS;
+        Read next;
+        RETURN_IF_FAILED(readNext(reader_, ANY_STREAM, next));
+        RETURN_IF_FAILED(handle(next));
+    }
+    cutter_.endSpan();
+    return S_OK;
+}
+
+HRESULT Reencoder::handle(const Read& next) {
+    const bool picture = next.stream == streams_.video;
+    if (!picture && next.stream != streams_.audio) return S_OK;
+    if (next.otherType) RETURN_IF_FAILED(checkDelivery());
+    if (next.sample) RETURN_IF_FAILED(picture ? writePicture(next) : writeSound(next));
+    if (next.atEnd) cutter_.endStream(picture ? EncodedStream::Video : EncodedStream::Audio);
+    return S_OK;
+}
+
+HRESULT Reencoder::writePicture(const Read& next) {
+    const Ticks stated = durationOf(next.sample.get());
+    const EncodeCut cut =
+        cutter_.place(EncodedStream::Video, next.time, stated > 0 ? stated : pictureDuration_);
+    if (!cut.write) return S_OK;
+    ComPtr<IMFSample> picture = next.sample;
+    if (exposure_ || cut.gain != NO_FADE) {
+        RETURN_IF_FAILED(copyChanged(next.sample.get(), plan_.size,
+                                     exposure_ ? &*exposure_ : nullptr, cut.gain, picture));
+    }
+    // It is on the source's time line, if it is there.
+    ignoreResult(picture->DeleteItem(MFSampleExtension_DecodeTimestamp), "mostly there is none");
+    RETURN_IF_FAILED(write(video_, picture.get(), cut));
+    if (request_.progress) request_.progress(cutter_.progressAt(cut.time));
+    waitForEncoder(video_);
+    return S_OK;
+}
+
+HRESULT Reencoder::writeSound(const Read& next) {
+    const EncodeCut cut =
+        cutter_.place(EncodedStream::Audio, next.time, durationOf(next.sample.get()));
+    if (!cut.write) return S_OK;
+    ComPtr<IMFSample> sound;
+    RETURN_IF_FAILED(takeSound(next.sample.get(), cut, sound));
+    if (!sound) return S_OK;
+    // Encoders count their samples, and look at a time only where they are told of a break.
+    if (cut.afterJoin) RETURN_IF_FAILED(sound->SetUINT32(MFSampleExtension_Discontinuity, TRUE));
+    RETURN_IF_FAILED(write(audio_, sound.get(), cut));
+    waitForEncoder(audio_);
+    return S_OK;
+}
+
+HRESULT Reencoder::write(Outlet& outlet, IMFSample* sample, const EncodeCut& cut) {
+    RETURN_IF_FAILED(sample->SetSampleTime(cut.time));
+    RETURN_IF_FAILED(sample->SetSampleDuration(cut.duration));
+    return writer_->WriteSample(outlet.index, sample);
+}
+
+void Reencoder::waitForEncoder(Outlet& outlet) {
+    while (!cancelled() && outlet.backlog.mustWait(countsOf(outlet), wait_.now())) wait_.pause();
+}
+
+std::optional<WriterCounts> Reencoder::countsOf(const Outlet& outlet) const {
+    MF_SINK_WRITER_STATISTICS statistics = {.cb = sizeof statistics};
+    if (FAILED(writer_->GetStatistics(outlet.index, &statistics))) return std::nullopt;
+    return WriterCounts{.received = statistics.qwNumSamplesReceived,
+                        .encoded = statistics.qwNumSamplesEncoded};
+}
+
+// Decodes and scales on the device.
+HRESULT openDecodingReader(const ExportRequest& request, IMFDXGIDeviceManager* manager,
+                           ComPtr<IMFSourceReader>& reader) {
+    ComPtr<IMFAttributes> attributes;
+    RETURN_IF_FAILED(MFCreateAttributes(attributes.put(), 5));
+    RETURN_IF_FAILED(attributes->SetUINT32(MF_READWRITE_ENABLE_HARDWARE_TRANSFORMS, TRUE));
+    RETURN_IF_FAILED(
+        attributes->SetUINT32(MF_SOURCE_READER_ENABLE_ADVANCED_VIDEO_PROCESSING, TRUE));
+    RETURN_IF_FAILED(attributes->SetUnknown(MF_SOURCE_READER_D3D_MANAGER, manager));
+    const AllStreamsWanted choice;
+    return openSourceReader(request.sourcePath.c_str(), reader, attributes.get());
+}
+
+} // namespace
+
+EncodeWait systemWait() {
+    return {.now =
+                [] {
+                    constexpr Ticks PER_MILLISECOND = TICKS_PER_SECOND / 1000;
+                    return static_cast<Ticks>(GetTickCount64()) * PER_MILLISECOND;
+                },
+            .pause =
+                [] {
+                    Sleep(2);
+                }};
+}
+
+HRESULT reencode(const ExportRequest& request, OutputFile& output) {
+    GraphicsDevice device;
+    RETURN_IF_FAILED(createGraphicsDevice(device));
+    ComPtr<IMFSourceReader> reader;
+    RETURN_IF_FAILED(openDecodingReader(request, device.manager.get(), reader));
+    SourceStreams streams;
+    RETURN_IF_FAILED(discoverStreams(reader.get(), streams));
+    PicturePlan plan;
+    RETURN_IF_FAILED(planPictures(request, streams.videoType, plan));
+    RETURN_IF_FAILED(output.create(device.manager.get()));
+    return encodeSpans(request, reader.get(), streams, plan, output.writer());
+}
+
+HRESULT encodeSpans(const ExportRequest& request, IMFSourceReader* reader,
+                    const SourceStreams& streams, const PicturePlan& plan, IMFSinkWriter* writer,
+                    const EncodeWait& wait, std::int64_t readsPerSpan) {
+    Reencoder encoder(request, reader, streams, plan, writer, wait, readsPerSpan);
+    RETURN_IF_FAILED(encoder.createStreams());
+    for (const ExportSpan& span : request.spans) {
+        if (isCancelled(request)) break;
+        RETURN_IF_FAILED(encoder.encodeSpan(span));
+    }
+    return S_OK;
+}
+
+} // namespace velkantrix

@@ -1,0 +1,41 @@
+// reencode_export.h: decodes the spans, renders exposure and fades, and encodes them into the
+// output. Cuts fall on any picture; encode_cutter decides about every sample, this moves them.
+#pragma once
+
+#include <windows.h>
+
+#include <mfidl.h>
+#include <mfreadwrite.h>
+
+#include <cstdint>
+#include <functional>
+
+#include "base/ticks.h"
+#include "export/encode_types.h"
+#include "export/export_core.h"
+#include "export/export_request.h"
+#include "export/output_file.h"
+#include "export/read_budget.h"
+
+namespace velkantrix {
+
+// Reads the spans and writes them to `output`, which it creates once the source is open and known.
+// The caller keeps or discards it. Cancelled: S_OK, with the output created but incomplete. It
+// needs a graphics device: without one it fails.
+[[nodiscard]] HRESULT reencode(const ExportRequest& request, OutputFile& output);
+
+// How an export waits for its encoder.
+struct EncodeWait {
+    std::function<Ticks()> now;  // of a clock that never goes back
+    std::function<void()> pause; // returns soon
+};
+[[nodiscard]] EncodeWait systemWait();
+
+// The same from a reader whose streams were discovered to a new writer; `readsPerSpan` is the limit
+// of each span.
+[[nodiscard]] HRESULT encodeSpans(const ExportRequest& request, IMFSourceReader* reader,
+                                  const SourceStreams& streams, const PicturePlan& plan,
+                                  IMFSinkWriter* writer, const EncodeWait& wait = systemWait(),
+                                  std::int64_t readsPerSpan = ReadBudget::READS_PER_PASS);
+
+} // namespace velkantrix
