@@ -19,7 +19,9 @@
 namespace velkantrix {
 namespace {
 
-constexpr std::uint64_t USUAL_SOUND_SIZE = 4096; // of a decoded sample, in bytes
+// Of a decoded sample of sound: 1024 of each channel.
+constexpr std::uint64_t SOUND_SIZE = 4096; // bytes
+constexpr Ticks SOUND_DURATION = 1024 * TICKS_PER_SECOND / SOUND_RATE;
 
 // A stream on its way through: its index in the output, and what of it waits there.
 struct Outlet {
@@ -43,9 +45,9 @@ public:
           cutter_(request.spans),
           pictureDuration_(
               nearestTicks(static_cast<double>(plan.rate.denominator) / plan.rate.numerator)),
-          video_{.backlog =
-                     WriterBacklog(std::uint64_t{plan.size.width} * plan.size.height * 3 / 2)},
-          audio_{.backlog = WriterBacklog(USUAL_SOUND_SIZE)} {
+          video_{.backlog = WriterBacklog(std::uint64_t{plan.size.width} * plan.size.height * 3 / 2,
+                                          pictureDuration_)},
+          audio_{.backlog = WriterBacklog(SOUND_SIZE, SOUND_DURATION)} {
         if (isExposed(request.exposure)) exposure_ = exposureTable(request.exposure);
     }
 
@@ -180,7 +182,9 @@ std::optional<WriterCounts> Reencoder::countsOf(const Outlet& outlet) const {
     MF_SINK_WRITER_STATISTICS statistics = {.cb = sizeof statistics};
     if (FAILED(writer_->GetStatistics(outlet.index, &statistics))) return std::nullopt;
     return WriterCounts{.received = statistics.qwNumSamplesReceived,
-                        .encoded = statistics.qwNumSamplesEncoded};
+                        .encoded = statistics.qwNumSamplesEncoded,
+                        .lastReceived = statistics.llLastTimestampReceived,
+                        .lastEncoded = statistics.llLastTimestampEncoded};
 }
 
 // Decodes and scales on the device.

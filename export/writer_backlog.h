@@ -15,16 +15,20 @@ namespace velkantrix {
 struct WriterCounts {
     std::uint64_t received = 0; // samples
     std::uint64_t encoded = 0;
+    Ticks lastReceived = 0; // the times of the last ones
+    Ticks lastEncoded = 0;
 };
 
 // One per stream, used by the export's thread.
 class WriterBacklog {
 public:
-    // `sampleSize` in bytes.
-    explicit WriterBacklog(std::uint64_t sampleSize);
+    // What samples usually are: their size in bytes, and how long they last.
+    WriterBacklog(std::uint64_t sampleSize, Ticks sampleDuration);
 
     // Whether the next sample has to wait, at the time `now` of any clock. To be asked again, until
-    // it need not. Without counts nothing waits.
+    // it need not. Without counts nothing waits. Numbers alone don't tell that an encoder is
+    // behind: it may drop pictures, and makes sounds of another length than it is given. So it must
+    // be behind in time as well.
     //
     // An encoder may want more samples before it gives any back than are let through; that looks
     // like one that has stopped. When nothing was encoded for PATIENCE, twice as many may wait from
@@ -36,6 +40,9 @@ public:
     [[nodiscard]] std::uint64_t mostWaiting() const { return mostWaiting_; }
 
 private:
+    [[nodiscard]] bool isFull(const WriterCounts& counts) const;
+
+    const Ticks sampleDuration_;
     std::uint64_t mostWaiting_;
     std::uint64_t encoded_ = 0;      // when it was last seen to change
     std::optional<Ticks> stillFrom_; // of the wait that is on: since when nothing was encoded
