@@ -7,7 +7,8 @@
 
 namespace rig {
 
-HRESULT Decoder::open(IMFMediaType* native, UINT32 width, UINT32 height, bool toRgb) {
+HRESULT Decoder::open(IMFMediaType* native, UINT32 width, UINT32 height, bool toRgb,
+                      bool keepRange) {
     close();
     if (!width || !height) return MF_E_INVALIDMEDIATYPE;
     if (!toRgb && (width % 2 || height % 2)) return MF_E_INVALIDMEDIATYPE;
@@ -22,6 +23,7 @@ HRESULT Decoder::open(IMFMediaType* native, UINT32 width, UINT32 height, bool to
     rgb = toRgb;
     open.width = evenWidth();
     open.height = evenHeight();
+    open.keepRange = keepRange;
     nv12.resize(size_t(open.width) * open.height * 3 / 2);
     open.extra = address(header);
     open.extraSize = size;

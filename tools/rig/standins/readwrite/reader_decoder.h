@@ -19,7 +19,7 @@ public:
     bool isRgb() const { return rgb; }
     DWORD pictureSize() const { return frameWidth * frameHeight * (rgb ? 8 : 3) / 2; }
 
-    HRESULT open(IMFMediaType* native, UINT32 width, UINT32 height, bool toRgb);
+    HRESULT open(IMFMediaType* native, UINT32 width, UINT32 height, bool toRgb, bool keepRange);
     void close() {
         ready.clear();
         codec.reset();
