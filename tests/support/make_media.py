@@ -85,6 +85,11 @@ RECIPES = {
     "sound-longer": f"{picture()} {tone(seconds=SECONDS + 0.015)} {h264()} {STEREO}",
     "video-short": f"{picture(seconds=7)} {tone()} {h264()} {STEREO}",
     "video-only": f"{picture()} {h264()}",
+    "portrait": f"{picture(size='180x320')} {tone()} {h264()} {STEREO}",
+    "turned": "-display_rotation -90 -i FOLDER/closed.mp4 -c copy",
+    "anamorphic": f"{picture(rate=25, size='720x576')} -vf setsar=16/15 {h264()}",
+    "full-range": f"{picture()} -vf scale=out_range=full,setparams=range=pc:colorspace=bt709:color_primaries=bt709:"
+                  "color_trc=bt709 -c:v libx264 -preset veryfast -pix_fmt yuvj420p -threads 2",
     "two-audio": f"{picture()} {tone()} {tone(880)} -map 0 -map 1 -map 2 {h264()} {STEREO}",
     "mono": f"{picture()} {tone(rate=44100)} {h264()} {AAC} -ac 1",
     "fragmented": f"{picture()} {tone()} {h264()} {STEREO} -movflags +frag_keyframe+empty_moov+default_base_moof",

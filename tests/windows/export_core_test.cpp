@@ -53,17 +53,6 @@ TEST_F(ExportFileTest, NoSpansOrPathsDoNothingAndSayNothing) {
     EXPECT_TRUE(filesInFolder().empty());
 }
 
-TEST_F(ExportFileTest, RefusesToReencode) {
-    ExportRequest wanted = request(L"closed");
-    wanted.losslessAllowed = false;
-    const ExportResult result = run(wanted);
-    EXPECT_FALSE(result.done);
-    EXPECT_EQ(result.text,
-              L"This version cannot re-encode yet. Only lossless exports, without fades "
-              L"and exposure, are possible.");
-    EXPECT_TRUE(filesInFolder().empty());
-}
-
 TEST_F(ExportFileTest, RefusesSourcesThatAreNoVideos) {
     for (const wchar_t* name : {L"none", L"text", L"empty", L"truncated", L"audio-only"}) {
         const ExportResult result = run(request(name));

@@ -23,6 +23,7 @@ HRESULT makeSample(const ScriptedRead& read, IMFSample** made) {
         RETURN_IF_FAILED(sample->SetUINT32(MFSampleExtension_CleanPoint, *read.cleanPoint));
     }
     if (read.decodeTime) RETURN_IF_FAILED(setDecodeTime(sample.get(), *read.decodeTime));
+    if (read.content) RETURN_IF_FAILED(sample->AddBuffer(read.content.get()));
     *made = sample.detach();
     return S_OK;
 }
@@ -84,8 +85,42 @@ HRESULT ScriptedReader::SetCurrentPosition(REFGUID format, REFPROPVARIANT positi
     return S_OK;
 }
 
+HRESULT ScriptedReader::SetCurrentMediaType(DWORD index, DWORD* reserved, IMFMediaType* type) {
+    if (reserved || !type || !streams_.contains(index)) return E_INVALIDARG;
+    types_[index] = ComPtr<IMFMediaType>::share(type);
+    return steer("type " + std::to_string(index));
+}
+
+HRESULT ScriptedReader::GetCurrentMediaType(DWORD index, IMFMediaType** type) {
+    *type = nullptr;
+    RETURN_IF_FAILED(currentTypeFailure_);
+    if (!streams_.contains(index)) return MF_E_INVALIDSTREAMNUMBER;
+    const ComPtr<IMFMediaType>& delivers = streams_.at(index).script.delivers;
+    *type = ComPtr<IMFMediaType>(delivers ? delivers : types_[index]).detach();
+    return S_OK;
+}
+
+// Of the selected streams the one whose next sample is the earliest; those that have told their end
+// are left out, as long as there are others.
+DWORD ScriptedReader::comingNext() const {
+    std::optional<DWORD> found;
+    Ticks earliest = 0;
+    for (const auto& [number, state] : streams_) {
+        const std::vector<ScriptedRead>& reads = state.script.reads;
+        if (!state.selected || state.next > reads.size()) continue;
+        const bool ends = state.next == reads.size();
+        const Ticks time = ends ? std::numeric_limits<Ticks>::max() : reads[state.next].time;
+        if (!found || time < earliest) {
+            found = number;
+            earliest = time;
+        }
+    }
+    return found.value_or(streams_.begin()->first);
+}
+
 HRESULT ScriptedReader::ReadSample(DWORD index, DWORD /*controlFlags*/, DWORD* actualIndex,
                                    DWORD* flags, LONGLONG* time, IMFSample** sample) {
+    if (index == ANY_STREAM) index = comingNext();
     if (actualIndex) *actualIndex = index;
     *flags = 0;
     *time = 0;
@@ -143,7 +178,16 @@ HRESULT RecordingWriter::WriteSample(DWORD index, IMFSample* sample) {
     RETURN_IF_FAILED(sample->GetSampleTime(&written.time));
     written.duration = durationOf(sample);
     written.decodeTime = decodeTimeOf(sample);
+    written.discontinuity =
+        MFGetAttributeUINT32(sample, MFSampleExtension_Discontinuity, FALSE) != FALSE;
     written_.push_back(written);
+    samples_.push_back(ComPtr<IMFSample>::share(sample));
+    return S_OK;
+}
+
+HRESULT RecordingWriter::GetStatistics(DWORD index, MF_SINK_WRITER_STATISTICS* out) {
+    if (!statistics || out->cb != sizeof *out) return E_INVALIDARG;
+    *out = statistics(index);
     return S_OK;
 }
 

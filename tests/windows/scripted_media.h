@@ -65,6 +65,7 @@ struct ScriptedRead {
     std::optional<UINT32> cleanPoint; // the attribute that marks keyframes
     std::optional<Ticks> decodeTime;
     bool hasSample = true;
+    ComPtr<IMFMediaBuffer> content; // what the sample holds; none: nothing
     DWORD flags = 0;
     HRESULT result = S_OK;      // a failed read delivers nothing
     std::function<void()> hook; // runs while the read does
@@ -76,7 +77,8 @@ struct ScriptedStream {
     GUID major{};                                    // GUID_NULL: a type that doesn't say
     int typeReads = std::numeric_limits<int>::max(); // so many reads of the type succeed
     std::vector<ScriptedRead> reads;                 // behind them the stream ends
-    bool seeksToFirst = false; // else to the last keyframe at or before the position
+    bool seeksToFirst = false;       // else to the last keyframe at or before the position
+    ComPtr<IMFMediaType> delivers{}; // what GetCurrentMediaType says; none: what was asked for
 };
 
 // As strict as a real one: only a selected stream can be read, a seek moves only the selected ones,
@@ -86,17 +88,23 @@ public:
     // Makes the stream when there is none of this index.
     [[nodiscard]] ScriptedStream& stream(DWORD index) { return streams_[index].script; }
 
-    // The n-th selection or seek, from 1 on, fails.
+    // The n-th selection, seek or setting of a type, from 1 on, fails.
     void failSteering(std::size_t nth, HRESULT result) {
         failingStep_ = nth;
         failure_ = result;
     }
 
-    // "deselect all", "select 1", "position 15000000" (a VT_I8 in GUID_NULL's ticks)
+    // "deselect all", "select 1", "position 15000000" (a VT_I8 in GUID_NULL's ticks), "type 1"
     [[nodiscard]] const std::vector<std::string>& steering() const { return steering_; }
     [[nodiscard]] int readsOf(DWORD index) const {
         return reads_.contains(index) ? reads_.at(index) : 0;
     }
+    // What the stream is to be decoded to; none: it wasn't said.
+    [[nodiscard]] IMFMediaType* typeOf(DWORD index) const {
+        return types_.contains(index) ? types_.at(index).get() : nullptr;
+    }
+    // GetCurrentMediaType fails.
+    void failCurrentType(HRESULT result) { currentTypeFailure_ = result; }
     [[nodiscard]] DWORD typesAsked() const { return typesAsked_; } // the highest index, and one
 
     HRESULT STDMETHODCALLTYPE GetStreamSelection(DWORD index, BOOL* selected) override;
@@ -107,13 +115,11 @@ public:
     HRESULT STDMETHODCALLTYPE ReadSample(DWORD index, DWORD controlFlags, DWORD* actualIndex,
                                          DWORD* flags, LONGLONG* time, IMFSample** sample) override;
 
+    HRESULT STDMETHODCALLTYPE GetCurrentMediaType(DWORD index, IMFMediaType** type) override;
+    HRESULT STDMETHODCALLTYPE SetCurrentMediaType(DWORD index, DWORD* reserved,
+                                                  IMFMediaType* type) override;
+
     // What no export needs.
-    HRESULT STDMETHODCALLTYPE GetCurrentMediaType(DWORD, IMFMediaType**) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE SetCurrentMediaType(DWORD, DWORD*, IMFMediaType*) override {
-        return E_NOTIMPL;
-    }
     HRESULT STDMETHODCALLTYPE Flush(DWORD) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetServiceForStream(DWORD, REFGUID, REFIID, void**) override {
         return E_NOTIMPL;
@@ -129,9 +135,12 @@ private:
         std::size_t next = 0;
     };
     [[nodiscard]] HRESULT steer(std::string step);
+    [[nodiscard]] DWORD comingNext() const;
 
     std::map<DWORD, State> streams_;
     std::map<DWORD, int> reads_;
+    std::map<DWORD, ComPtr<IMFMediaType>> types_;
+    HRESULT currentTypeFailure_ = S_OK;
     std::vector<std::string> steering_;
     DWORD typesAsked_ = 0;
     std::size_t failingStep_ = 0; // none
@@ -143,6 +152,7 @@ struct WrittenSample {
     Ticks time = 0;
     Ticks duration = 0;
     std::optional<Ticks> decodeTime;
+    bool discontinuity = false; // sound or pictures don't go on where they were
 
     bool operator==(const WrittenSample&) const = default;
 };
@@ -163,12 +173,18 @@ public:
     // By index as the writer counts.
     [[nodiscard]] const std::map<DWORD, ComPtr<IMFMediaType>>& inputs() const { return inputs_; }
     [[nodiscard]] const std::vector<WrittenSample>& written() const { return written_; }
+    // The samples themselves, in the same order.
+    [[nodiscard]] const std::vector<ComPtr<IMFSample>>& samples() const { return samples_; }
+
+    // What GetStatistics says; none: it fails.
+    std::function<MF_SINK_WRITER_STATISTICS(DWORD index)> statistics;
 
     HRESULT STDMETHODCALLTYPE AddStream(IMFMediaType* type, DWORD* index) override;
     HRESULT STDMETHODCALLTYPE SetInputMediaType(DWORD index, IMFMediaType* type,
                                                 IMFAttributes* parameters) override;
     HRESULT STDMETHODCALLTYPE BeginWriting() override;
     HRESULT STDMETHODCALLTYPE WriteSample(DWORD index, IMFSample* sample) override;
+    HRESULT STDMETHODCALLTYPE GetStatistics(DWORD index, MF_SINK_WRITER_STATISTICS* out) override;
 
     // What no copy of samples needs.
     HRESULT STDMETHODCALLTYPE SendStreamTick(DWORD, LONGLONG) override { return E_NOTIMPL; }
@@ -177,9 +193,6 @@ public:
     HRESULT STDMETHODCALLTYPE Flush(DWORD) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE Finalize() override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetServiceForStream(DWORD, REFGUID, REFIID, void**) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE GetStatistics(DWORD, MF_SINK_WRITER_STATISTICS*) override {
         return E_NOTIMPL;
     }
 
@@ -196,6 +209,7 @@ private:
     std::vector<ComPtr<IMFMediaType>> added_;
     std::map<DWORD, ComPtr<IMFMediaType>> inputs_;
     std::vector<WrittenSample> written_;
+    std::vector<ComPtr<IMFSample>> samples_;
 };
 
 // A type that says no more than what it is; GUID_NULL: not even that.
