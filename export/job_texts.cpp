@@ -38,7 +38,7 @@ std::wstring outcomeText(JobOutcome outcome, bool saveInPlace) {
 
 std::wstring failureText(bool saveInPlace, const std::wstring& reason) {
     return (saveInPlace ? L"Save failed.\n\n" : L"Export failed.\n\n") +
-           (reason.empty() ? L"Windows Media Foundation could not encode this file." : reason);
+           (reason.empty() ? COULD_NOT_ENCODE : reason);
 }
 
 } // namespace velkantrix

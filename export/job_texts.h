@@ -10,6 +10,10 @@ namespace velkantrix {
 inline constexpr wchar_t WOULD_OVERWRITE_SOURCE[] =
     L"The export would overwrite the video it is reading.";
 
+// Why it failed, where nobody has said it.
+inline constexpr wchar_t COULD_NOT_ENCODE[] =
+    L"Windows Media Foundation could not encode this file.";
+
 inline constexpr wchar_t EXPORT_CANCELLED[] = L"Export cancelled";
 inline constexpr wchar_t CANCELLING[] = L"Cancelling…";
 

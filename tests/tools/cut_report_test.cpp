@@ -44,6 +44,23 @@ TEST(DoneJson, ALengthThatIsNotKnownIsNull) {
               L"{\"event\":\"done\",\"output\":\"a\",\"length\":null,\"elapsed\":1.000}");
 }
 
+TEST(DoneJson, OfSeveralFilesTellsEach) {
+    EXPECT_EQ(doneJson(L"f", {{L"f\\a.mp4", 1.5}, {L"f\\b.mp4", 2}}, 1),
+              L"{\"event\":\"done\",\"output\":\"f\",\"length\":3.500,\"elapsed\":1.000,\"files\":["
+              L"{\"output\":\"f\\\\a.mp4\",\"length\":1.500},"
+              L"{\"output\":\"f\\\\b.mp4\",\"length\":2.000}]}");
+}
+
+TEST(DoneJson, OneLengthThatIsNotKnownLeavesTheSumUnknown) {
+    EXPECT_EQ(doneJson(L"f", {{L"a", std::nullopt}, {L"b", 2}}, 1),
+              L"{\"event\":\"done\",\"output\":\"f\",\"length\":null,\"elapsed\":1.000,\"files\":["
+              L"{\"output\":\"a\",\"length\":null},{\"output\":\"b\",\"length\":2.000}]}");
+}
+
+TEST(NoteJson, CarriesTheMessage) {
+    EXPECT_EQ(noteJson(L"By the way"), L"{\"event\":\"note\",\"message\":\"By the way\"}");
+}
+
 TEST(ErrorJson, CarriesTheMessage) {
     EXPECT_EQ(errorJson(L"Export cancelled"),
               L"{\"event\":\"error\",\"message\":\"Export cancelled\"}");

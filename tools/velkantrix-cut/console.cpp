@@ -7,8 +7,8 @@ namespace {
 constexpr ULONGLONG PATIENCE_MS = 5'000;
 constexpr DWORD LONGEST_CLEAN_UP_MS = 30'000; // the system itself waits for some seconds at most
 
-// A handler may run at any time, even as the process ends: what it touches is never taken away.
-std::atomic<bool> cancelFlag = false;
+// Set once, before the handler is. What it points to is never taken away.
+std::atomic<std::atomic<bool>*> cancelFlag = nullptr;
 
 // Set when the work is cleaned up. Closed by the end of the process.
 HANDLE cleanedUpEvent() {
@@ -20,7 +20,7 @@ HANDLE cleanedUpEvent() {
 std::atomic<ULONGLONG> firstAsked = 0;
 
 BOOL WINAPI onEvent(DWORD event) {
-    if (!cancelFlag.exchange(true)) firstAsked = GetTickCount64();
+    if (!cancelFlag.load()->exchange(true)) firstAsked = GetTickCount64();
     if (event == CTRL_C_EVENT || event == CTRL_BREAK_EVENT) {
         // Pressed again long after: the program doesn't come to its end (a dead network drive), so
         // the system ends it. A key that is held down isn't meant so.
@@ -67,8 +67,8 @@ void TextStream::write(const std::wstring& text) const {
     WriteFile(handle_, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
 }
 
-CancelByConsole::CancelByConsole() {
-    cancelFlag = false;
+CancelByConsole::CancelByConsole(std::atomic<bool>& flag) {
+    cancelFlag = &flag;
     if (cleanedUpEvent()) ResetEvent(cleanedUpEvent());
     // A parent may have told the process to ignore Ctrl+C; who cancels expects to be heard.
     SetConsoleCtrlHandler(nullptr, FALSE);
@@ -78,10 +78,6 @@ CancelByConsole::CancelByConsole() {
 // The handler stays: taking it away would wait for one that runs, and that one waits for this.
 CancelByConsole::~CancelByConsole() {
     if (cleanedUpEvent()) SetEvent(cleanedUpEvent());
-}
-
-const std::atomic<bool>& CancelByConsole::flag() const {
-    return cancelFlag;
 }
 
 } // namespace velkantrix

@@ -23,18 +23,17 @@ private:
     const bool isConsole_;
 };
 
-// While it lives, Ctrl+C, Ctrl+Break and the closing of the console set flag() instead of ending
+// While it lives, Ctrl+C, Ctrl+Break and the closing of the console set the flag instead of ending
 // the process; pressed again after some seconds they end it. On a close the system ends the process
 // as soon as the handler returns; so that one waits until the object is destroyed, when the work
 // has been cleaned up. Once per process.
 class CancelByConsole {
 public:
-    CancelByConsole();
+    // The flag stays for good: the system may call at any time, even as the process ends.
+    explicit CancelByConsole(std::atomic<bool>& flag);
     ~CancelByConsole();
     CancelByConsole(const CancelByConsole&) = delete;
     CancelByConsole& operator=(const CancelByConsole&) = delete;
-
-    [[nodiscard]] const std::atomic<bool>& flag() const;
 };
 
 } // namespace velkantrix

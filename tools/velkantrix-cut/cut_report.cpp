@@ -34,6 +34,17 @@ std::wstring number(double value) {
     return text.data();
 }
 
+std::wstring numberOrNull(std::optional<double> value) {
+    return value ? number(*value) : L"null";
+}
+
+// Of a result, open for more.
+std::wstring doneStart(const std::wstring& output, std::optional<double> length,
+                       double elapsedSeconds) {
+    return L"{\"event\":\"done\",\"output\":" + quoted(output) + L",\"length\":" +
+           numberOrNull(length) + L",\"elapsed\":" + number(elapsedSeconds);
+}
+
 } // namespace
 
 bool ReportPace::due(long long nowMilliseconds) {
@@ -53,12 +64,27 @@ std::wstring progressJson(double doneSeconds, double expectedSeconds, double ela
 
 std::wstring doneJson(const std::wstring& output, std::optional<double> length,
                       double elapsedSeconds) {
-    return L"{\"event\":\"done\",\"output\":" + quoted(output) + L",\"length\":" +
-           (length ? number(*length) : L"null") + L",\"elapsed\":" + number(elapsedSeconds) + L"}";
+    return doneStart(output, length, elapsedSeconds) + L"}";
+}
+
+std::wstring doneJson(const std::wstring& folder, const std::vector<WrittenFile>& files,
+                      double elapsedSeconds) {
+    std::optional<double> all = 0;
+    std::wstring list;
+    for (const WrittenFile& file : files) {
+        all = all && file.length ? std::optional(*all + *file.length) : std::nullopt;
+        list += (list.empty() ? L"{\"output\":" : L",{\"output\":") + quoted(file.path) +
+                L",\"length\":" + numberOrNull(file.length) + L"}";
+    }
+    return doneStart(folder, all, elapsedSeconds) + L",\"files\":[" + list + L"]}";
 }
 
 std::wstring errorJson(const std::wstring& message) {
     return L"{\"event\":\"error\",\"message\":" + quoted(message) + L"}";
+}
+
+std::wstring noteJson(const std::wstring& message) {
+    return L"{\"event\":\"note\",\"message\":" + quoted(message) + L"}";
 }
 
 std::wstring oneLine(const std::wstring& text) {

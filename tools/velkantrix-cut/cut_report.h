@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace velkantrix {
 
@@ -25,7 +26,16 @@ private:
                                         double elapsedSeconds);
 [[nodiscard]] std::wstring doneJson(const std::wstring& output, std::optional<double> length,
                                     double elapsedSeconds);
+// Of --separate: `output` is the folder, `length` that of all files.
+struct WrittenFile {
+    std::wstring path;
+    std::optional<double> length;
+};
+[[nodiscard]] std::wstring doneJson(const std::wstring& folder,
+                                    const std::vector<WrittenFile>& files, double elapsedSeconds);
 [[nodiscard]] std::wstring errorJson(const std::wstring& message);
+// Something to know, said before the work begins.
+[[nodiscard]] std::wstring noteJson(const std::wstring& message);
 
 // A message of the system in one line: it may end in a line break, or have one before its code.
 [[nodiscard]] std::wstring oneLine(const std::wstring& text);

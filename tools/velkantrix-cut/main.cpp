@@ -1,12 +1,14 @@
-// velkantrix-cut: cuts a video losslessly from the command line.
+// velkantrix-cut: cuts a video from the command line.
+//
+// Threads: the main thread; with --separate the job's two, which tell progress.
 #include <windows.h>
 
 #include <algorithm>
-#include <atomic>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "base/mutex.h"
 #include "base/time_text.h"
 #include "export/export_core.h"
 #include "export/job_texts.h"
@@ -18,7 +20,9 @@
 #include "playback/byte_stream_handler.h"
 #include "tools/velkantrix-cut/console.h"
 #include "tools/velkantrix-cut/cut_arguments.h"
+#include "tools/velkantrix-cut/cut_job.h"
 #include "tools/velkantrix-cut/cut_report.h"
+#include "tools/velkantrix-cut/cut_usage.h"
 #include "velkantrix_version.h"
 
 namespace velkantrix {
@@ -70,14 +74,31 @@ public:
     Progress(const Streams& streams, bool json, double expected)
         : streams_(streams), json_(json), expected_(expected), begun_(GetTickCount64()) {}
 
-    void show(double seconds) {
-        if (!json_ && !streams_.error.isConsole()) return;
-        const ULONGLONG now = GetTickCount64();
-        if (!pace_.due(static_cast<long long>(now)) && seconds < expected_) return;
+    // By any thread.
+    void show(double seconds) EXCLUDES(lock_) {
+        const Lock held(lock_);
+        if (seconds < expected_ && pace_.due(static_cast<long long>(GetTickCount64())))
+            tell(seconds);
+    }
+
+    // Everything is written, or nothing more will be. After all others.
+    void end(bool done) EXCLUDES(lock_) {
+        const Lock held(lock_);
+        if (done) tell(expected_);
+        if (shown_ > 0) streams_.error.write(L"\n");
+    }
+
+    [[nodiscard]] double elapsed() const {
+        return static_cast<double>(GetTickCount64() - begun_) / 1000;
+    }
+
+private:
+    void tell(double seconds) REQUIRES(lock_) {
         if (json_) {
             streams_.out.write(progressJson(seconds, expected_, elapsed()) + L"\n");
             return;
         }
+        if (!streams_.error.isConsole()) return;
         std::wstring line = progressText(seconds, expected_, elapsed());
         line.resize(
             std::min(line.size(), streams_.error.width() - 1)); // or it would begin a new one
@@ -87,21 +108,13 @@ public:
         streams_.error.write(L"\r" + line);
     }
 
-    void end() const {
-        if (shown_ > 0) streams_.error.write(L"\n");
-    }
-
-    [[nodiscard]] double elapsed() const {
-        return static_cast<double>(GetTickCount64() - begun_) / 1000;
-    }
-
-private:
     const Streams& streams_;
     const bool json_;
     const double expected_;
     const ULONGLONG begun_;
-    ReportPace pace_;
-    size_t shown_ = 0;
+    Mutex lock_;
+    ReportPace pace_ GUARDED_BY(lock_);
+    size_t shown_ GUARDED_BY(lock_) = 0;
 };
 
 bool isFolder(const std::wstring& path) {
@@ -109,56 +122,82 @@ bool isFolder(const std::wstring& path) {
     return attributes != INVALID_FILE_ATTRIBUTES && attributes & FILE_ATTRIBUTE_DIRECTORY;
 }
 
-// Writes the spans to `output`.
-bool exportInto(const std::wstring& output, ExportRequest request, std::wstring& reason) {
-    if (isFolder(output)) {
-        reason = L"The output is a folder: " + output;
-        return false;
-    }
-    SafeWriteCalls calls;
-    bindSafeWriteCalls(calls);
-    const auto exportTo = [&](const std::wstring& path) {
-        request.outputPath = path;
-        Written written;
-        written.done = ExportFile(request, &written.errorText);
-        return written;
-    };
-    const Written written =
-        writeSafely(calls, request.sourcePath, output, *request.cancel, exportTo);
-    reason = written.errorText;
-    return written.done;
+// Never taken away: a console event may come as the process ends.
+SharedJobState& sharedState() {
+    static SharedJobState state;
+    return state;
 }
 
-int cut(const Streams& streams, const CutArguments& arguments, const std::atomic<bool>& cancel) {
+JobCalls callsFor(SharedJobState& shared, Progress& progress) {
+    JobCalls calls;
+    bindSafeWriteCalls(calls);
+    calls.exportFile = [&](const ExportRequest& asked, std::wstring* errorText) {
+        ExportRequest request = asked;
+        request.progress = [&](double seconds) {
+            asked.progress(seconds);
+            progress.show(shared.exportProgress);
+        };
+        return ExportFile(request, errorText);
+    };
+    return calls;
+}
+
+// What stands where something is to be written; or empty.
+std::wstring whyNotThere(const CutArguments& arguments) {
+    const bool folder = isFolder(arguments.output);
+    if (folder == arguments.separate) return {};
+    return (folder ? L"The output is a folder: " : L"There is no such folder: ") + arguments.output;
+}
+
+std::wstring lineOf(const WrittenFile& file, double asked) {
+    const std::wstring length = file.length ? L": " + formatTime(*file.length) : L"";
+    return L"Wrote " + file.path + length + L" (" + formatTime(asked) + L" asked for)\n";
+}
+
+void tellDone(const Streams& streams, bool json, const ExportJob& job, double elapsed) {
+    // Read back: keyframes, or a source that breaks off, make it another length than was asked for.
+    std::vector<WrittenFile> files;
+    std::wstring ignored;
+    for (const std::wstring& path : outputsOf(job))
+        files.push_back({path, lengthOf(path, ignored)});
+    if (json) {
+        streams.out.write((job.kind.separate
+                               ? doneJson(job.outputPath, files, elapsed)
+                               : doneJson(job.outputPath, files.front().length, elapsed)) +
+                          L"\n");
+        return;
+    }
+    for (size_t i = 0; i < files.size(); i++) {
+        const double asked = job.kind.separate ? clipLength(job.clips[i]) : job.expected;
+        streams.out.write(lineOf(files[i], asked));
+    }
+}
+
+void tellNote(const Streams& streams, bool json, const std::wstring& note) {
+    if (note.empty()) return;
+    if (json) streams.out.write(noteJson(note) + L"\n");
+    streams.error.write(L"velkantrix-cut: " + note + L"\n");
+}
+
+int cut(const Streams& streams, const CutArguments& arguments, SharedJobState& shared) {
     const HRESULT started = startMedia(registerMp4Source);
     if (FAILED(started)) return fail(streams, arguments.json, FormatExportError(started));
-    std::wstring reason;
+    std::wstring reason = whyNotThere(arguments);
+    if (!reason.empty()) return fail(streams, arguments.json, reason);
     const std::optional<double> duration =
         hasOpenEnd(arguments) ? lengthOf(arguments.input, reason) : 0;
     if (!duration) return fail(streams, arguments.json, reason);
     const auto spans = spansOf(arguments.parts, *duration, reason);
     if (!spans) return fail(streams, arguments.json, reason);
 
-    const double expected = totalSeconds(*spans);
-    Progress progress(streams, arguments.json, expected);
-    const ExportRequest request{.sourcePath = arguments.input,
-                                .spans = *spans,
-                                .cancel = &cancel,
-                                .progress = [&](double seconds) { progress.show(seconds); },
-                                .losslessAllowed = true};
-    const bool done = exportInto(arguments.output, request, reason);
-    progress.end();
-    if (!done) return fail(streams, arguments.json, reason);
-
-    // Read back: keyframes, or a source that breaks off, make it another length than was asked for.
-    const std::optional<double> length = lengthOf(arguments.output, reason);
-    if (arguments.json) {
-        streams.out.write(doneJson(arguments.output, length, progress.elapsed()) + L"\n");
-        return SUCCESS;
-    }
-    const std::wstring written = length ? L": " + formatTime(*length) : L"";
-    streams.out.write(L"Wrote " + arguments.output + written + L" (" + formatTime(expected) +
-                      L" asked for)\n");
+    ExportJob job = cutJob(arguments, *spans);
+    tellNote(streams, arguments.json, noteBefore(job));
+    Progress progress(streams, arguments.json, job.expected);
+    job.calls = callsFor(shared, progress);
+    const bool done = runExportJob(job, shared);
+    progress.end(done);
+    if (!done) return fail(streams, arguments.json, reasonOfFailure(shared));
+    tellDone(streams, arguments.json, job, progress.elapsed());
     return SUCCESS;
 }
 
@@ -178,8 +217,9 @@ int run(const std::vector<std::wstring>& words) {
         streams.out.write(L"velkantrix-cut " WIDE_TEXT(VELKANTRIX_VERSION_TEXT) L"\n");
         return SUCCESS;
     }
-    const CancelByConsole stopOnRequest;
-    const int code = cut(streams, *arguments, stopOnRequest.flag());
+    SharedJobState& shared = sharedState();
+    const CancelByConsole stopOnRequest(shared.exportCancel);
+    const int code = cut(streams, *arguments, shared);
     stopMedia();
     return code;
 }
