@@ -40,9 +40,11 @@ class Cut:
                               stdin=subprocess.DEVNULL)
 
     def start(self, source, output, *parts, more=()):
-        return subprocess.Popen(self.words(source, output, *parts, more=more), text=True,
-                                stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                                stderr=subprocess.PIPE, encoding="utf-8")
+        return self.start_raw(*self.words(source, output, *parts, more=more)[2:])
+
+    def start_raw(self, *words):
+        return subprocess.Popen([RUN, str(self.program), *words], text=True, stdin=subprocess.DEVNULL,
+                                stdout=subprocess.PIPE, stderr=subprocess.PIPE, encoding="utf-8")
 
 
 @pytest.fixture

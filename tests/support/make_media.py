@@ -66,6 +66,24 @@ def plain_luma(luma, seconds=4):
            f"geq=lum='{luma}':cb=128:cr=128 {h264()} -crf 8"
 
 
+# White for one picture at each second, of 25 a second, and a click with it.
+CLICKS = 22  # seconds
+CLICK_TRACK = f"-f lavfi -i color=black:size=320x180:rate=25:duration={CLICKS},format=yuv420p," \
+              "geq=lum='if(eq(mod(N\\,25)\\,0)\\,235\\,16)':cb=128:cr=128 " \
+              f"-f lavfi -i aevalsrc=exprs=if(lt(mod(t\\,1)\\,0.01)\\,0.8\\,0)*sin(2*PI*1000*t):sample_rate=48000" \
+              f":duration={CLICKS}"
+
+# For re-encodes.
+REENCODED = {
+    "reencode-clicks": f"{CLICK_TRACK} {h264(keyint=40)} {STEREO}",
+    "reencode-noise": f"{picture(size='128x72', seconds=4)} -f lavfi -i "
+                      f"anoisesrc=sample_rate=48000:duration=4:amplitude=0.5:seed=1 {h264()} -c:a aac -b:a 320k -ac 2",
+    "reencode-uneven": f"{picture(size='322x178', seconds=3)} {tone(seconds=3)} {h264()} {STEREO}",
+    "reencode-720": f"{picture(size='1280x720', seconds=1.5)} {tone(seconds=1.5)} {h264()} {STEREO}",
+    "reencode-portrait": f"{picture(size='180x320', seconds=3)} {tone(seconds=3)} {h264()} {STEREO}",
+    **{f"reencode-turned-{turn}": f"-display_rotation {turn} -i FOLDER/short.mp4 -c copy" for turn in (90, 180, 270)},
+}
+
 # What ffmpeg is told, but for the output's name. FOLDER is where the ones before lie.
 RECIPES = {
     **NUMBERED,
@@ -118,6 +136,8 @@ RECIPES = {
     "grey": plain_luma(105, seconds=30),
     "bright": plain_luma(230),
     "dark-with-lights": plain_luma("if(lt(X\\,W/8)\\,180\\,60)"),
+    "short": f"{picture(seconds=3)} {tone(seconds=3)} {h264()} {STEREO}",
+    **REENCODED,
     "one-keyframe": f"{picture()} {tone()} {h264(keyint=1000)} {STEREO}",
     # Large enough to fill the small disk and to be cancelled half-way.
     "large": f"{picture(rate=60, size='1280x720', seconds=40)} {tone(seconds=40)} "
