@@ -1,9 +1,13 @@
 """Exports from the window: joined, separate clips, a copy, and what they say."""
 import filecmp
 
+import encoded
 import pytest
 import recording
+from conftest import with_cut
 from places import windows_path
+from test_menus import choose, open_settings
+from test_reencode_effects import check_rendered
 from window import COMPLETE, LOGGED, NO, OK, SEPARATE_CLIPS, WM_COMMAND, YES
 
 TOGGLE_FADE_OUT = 136
@@ -97,14 +101,74 @@ def test_an_export_that_fails_tells_why(edited, tmp_path):
     edited.wait_for_text("Export failed")
 
 
-def test_fades_are_said_to_need_encoding(edited, tmp_path):
-    edited.post(WM_COMMAND, TOGGLE_FADE_OUT)
-    edited.wait_for_text("Fade out 1.0 s — renders on export (re-encode)")
+# Encoding
+
+
+def choose_quality(window, *keys):
+    open_settings(window)
+    window.keys(*keys)
+    window.wait_for_no_menu()
+
+
+def keep_first_five_seconds(window):
+    window.keys("DELETE")
+    window.wait_for_text("Clip removed — Ctrl+Z to undo")
+
+
+@pytest.fixture
+def edited_losslessly(play):
+    """Like `edited`, with an encoder that loses nothing."""
+    window = play(environment={**LOGGED, "RIG_WRITER_LOSSLESS": "1"})
+    window.pause()
+    window.seek("HOME")
+    window.seek("RIGHT")
+    window.keys("S")
+    window.wait_for_text("Split created")
+    return window
+
+
+def test_fades_exposure_and_quality_are_rendered_as_they_were_chosen(edited_losslessly, media, tmp_path):
+    window = edited_losslessly
+    keep_first_five_seconds(window)
+    choose(window, "E", "I", "Fade in 1.0 s — renders on export (re-encode)")
+    window.open_menu("E")
+    window.keys("UP", "ENTER")
+    window.wait_for_text("Fade out 1.0 s — renders on export (re-encode)")
+    window.keys(*["BRACKET6"] * 3)
+    window.wait_for_text("Exposure +30%")
+    choose_quality(window, "Z")
+    window.export_to(tmp_path / "out.mp4")
+    window.wait_for_text(COMPLETE)
+    assert encoded.shown_size(tmp_path / "out.mp4") == (320, 180)
+    assert check_rendered(media / "closed.mp4", tmp_path / "out.mp4", [(0, 5)], 0.3, [(1, 1)]) > 140
+    assert window.close() == 0
+
+
+def test_a_smaller_quality_is_written_in_its_size(edited, media, tmp_path):
+    keep_first_five_seconds(edited)
+    choose_quality(edited, "UP", "ENTER")  # the last item
     edited.export_to(tmp_path / "out.mp4")
-    edited.wait_for_text("Fades require re-encoding — exporting at source quality…")
     edited.wait_for_text(COMPLETE)
-    assert length(tmp_path / "out.mp4") == pytest.approx(12, abs=0.05)
-    assert recording.decoding_complaints(tmp_path / "out.mp4") == ""
+    encoded.check_form(tmp_path / "out.mp4", (852, 480), "30")
+    wanted = encoded.expected(encoded.times(media / "closed.mp4"), [(0, 5)])
+    encoded.check_times(encoded.times(tmp_path / "out.mp4"), wanted)
+    encoded.check_pictures(media / "closed.mp4", tmp_path / "out.mp4", wanted)
+
+
+def test_fades_are_said_to_need_encoding(play, tmp_path):
+    window = with_cut(play(environment={**LOGGED, "RIG_WRITER_PACE": "5"}))
+    window.post(WM_COMMAND, TOGGLE_FADE_OUT)
+    window.wait_for_text("Fade out 1.0 s — renders on export (re-encode)")
+    for number in range(20):  # it may go on before the window is drawn
+        window.forget()
+        window.export_to(tmp_path / f"{number}.mp4")
+        window.wait_for_text(COMPLETE)
+        if "Fades require re-encoding — exporting at source quality…" in window.drawn():
+            break
+    assert "Fades require re-encoding — exporting at source quality…" in window.drawn()
+    encoded.check_form(tmp_path / "0.mp4", (320, 180))
+    assert length(tmp_path / "0.mp4") == pytest.approx(12, abs=0.05)
+    assert recording.decoding_complaints(tmp_path / "0.mp4") == ""
 
 
 # The dialogs
