@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""bench_session.py [--runs N] [--only edit|mp4|copy|start|open|strip|peaks|scrub]: the measurements of tools/bench, inside the rig."""
+"""bench_session.py [--runs N] [--only edit|mp4|copy|start|open|strip|peaks|scrub|export]: the measurements of tools/bench, inside the rig."""
 import argparse
 import json
 import os
@@ -351,8 +351,93 @@ def scrub(_runs):
                   f"libav {statistics.median(peer):.1f}, ratio {ratio:.2f}")
 
 
+# ---- re-encodes, beside a bare loop from the reader to the writer --------------------------------------
+
+
+CUT = WINDOWS / "tools" / "velkantrix-cut" / "velkantrix-cut.exe"
+BARE_ENCODE = WINDOWS / "bench" / "bare-encode.exe"
+WHOLE_MINUTE = ["--keep", "0-60", "--quality", "source"]
+ALL_EFFECTS = [*WHOLE_MINUTE, "--exposure", "0.5", "--fade-in", "1:30", "--fade-out", "1:30"]
+
+
+def moving_pictures(name, size, seconds):
+    """At 30 pictures a second, with sound."""
+    target = FOLDER / f"{name}.mp4"
+    clip = FOLDER / f"{name}-ten-seconds.mp4"
+    ffmpeg(clip, "-f", "lavfi", "-i", f"testsrc2=size={size}:rate=30:duration=10", "-f", "lavfi", "-i",
+           "sine=sample_rate=48000:duration=10", "-c:v", "libx264", "-preset", "veryfast", "-pix_fmt", "yuv420p",
+           "-x264-params", "keyint=60:scenecut=0:bframes=2", "-c:a", "aac", "-ac", "2")
+    ffmpeg(target, "-stream_loop", seconds // 10 - 1, "-i", clip, "-c", "copy")
+    return target
+
+
+def export(runs):
+    effects()
+    encoding(runs)
+    export_memory()
+
+
+def effects():
+    times = medians("effects_bench")
+    print("Exposure and fades, share of the speed of a bare copy of as many bytes, medians of 5")
+    for name, time_taken in times.items():
+        print(f"  {name:16}{times['copy'] / time_taken:6.2f}")
+
+
+def encoding(runs):
+    source, rendered, output = moving_pictures("minute-1080", "1920x1080", 60), FOLDER / "rendered.mp4", copy_target()
+    cut = [RUN, CUT, windows_path(source), windows_path(output)]
+    subprocess.run([str(w) for w in [RUN, CUT, windows_path(source), windows_path(rendered), *ALL_EFFECTS]], check=True,
+                   stdout=subprocess.DEVNULL)
+    # Faded pictures are less work for an encoder: the bare loop has the same to do.
+    pairs = {
+        "without effects": ([*cut, *WHOLE_MINUTE], [RUN, BARE_ENCODE, windows_path(source), windows_path(output)]),
+        "with all effects": ([*cut, *ALL_EFFECTS], [RUN, BARE_ENCODE, windows_path(rendered), windows_path(output)]),
+    }
+    taken = {name: [] for name in pairs}
+    try:
+        for _ in range(runs):
+            for name, (ours, bare) in pairs.items():
+                taken[name].append((timed(ours), timed(bare)))
+    finally:
+        output.unlink(missing_ok=True)
+        rendered.unlink(missing_ok=True)
+    print(f"Re-encode of a minute of 1920 x 1080, {runs} interleaved runs: medians of velkantrix-cut and of a bare "
+          "reader-to-writer loop, and the median ratio")
+    for what, index in (("clock", 0), ("processor", 1)):
+        for name, results in taken.items():
+            ours, bare = ([result[who][index] for result in results] for who in (0, 1))
+            ratio = statistics.median(a / b for a, b in zip(ours, bare))
+            print(f"  {what:10}{name:18}{statistics.median(ours):8.2f} s   bare {statistics.median(bare):8.2f} s   "
+                  f"ratio {ratio:.3f}")
+
+
+def peak_memory(words):
+    """The largest resident size of a command and what it starts, in MiB."""
+    process = subprocess.Popen([str(w) for w in words], stdout=subprocess.DEVNULL)
+    _, status, usage = os.wait4(process.pid, 0)
+    process.returncode = os.waitstatus_to_exitcode(status)
+    if process.returncode:
+        raise subprocess.CalledProcessError(process.returncode, words)
+    return usage.ru_maxrss / 1024
+
+
+def export_memory():
+    output = copy_target()
+    peaks_of = {}
+    try:
+        for minutes in (1, 10):
+            source = moving_pictures(f"memory-{minutes}", "640x360", minutes * 60)
+            peaks_of[minutes] = peak_memory([RUN, CUT, windows_path(source), windows_path(output), "--keep",
+                                             f"0-{minutes * 60}", "--quality", "source", "--exposure", "0.5"])
+    finally:
+        output.unlink(missing_ok=True)
+    print(f"Peak memory of re-encodes of 640 x 360: 1 minute {peaks_of[1]:.0f} MiB, 10 minutes {peaks_of[10]:.0f} MiB, "
+          f"ratio {peaks_of[10] / peaks_of[1]:.3f}")
+
+
 MEASUREMENTS = {"edit": edit, "mp4": mp4, "copy": copy, "start": start, "open": opening, "strip": strip, "peaks": peaks,
-                "scrub": scrub}
+                "scrub": scrub, "export": export}
 
 
 def main():
