@@ -1,5 +1,6 @@
-// bare-encode INPUT OUTPUT: the peer of velkantrix-cut where it encodes: the same reader, writer
-// and types, without any of its decisions and effects. Nothing is checked beyond failure.
+// bare-encode INPUT [OUTPUT]: the peer of velkantrix-cut where it encodes: the same reader, writer
+// and types, without any of its decisions and effects. Without OUTPUT it only reads. Nothing is
+// checked beyond failure.
 #include <windows.h>
 
 #include <mfapi.h>
@@ -36,22 +37,30 @@ HRESULT openReader(const wchar_t* path, IMFDXGIDeviceManager* manager,
     return openSourceReader(path, reader, attributes.get());
 }
 
+struct Plan {
+    PicturePlan pictures;
+    ComPtr<IMFMediaType> nv12, pcm;
+};
+
+HRESULT chooseTypes(IMFSourceReader* reader, const SourceStreams& streams, Plan& plan) {
+    RETURN_IF_FAILED(planPictures({}, streams.videoType, plan.pictures));
+    RETURN_IF_FAILED(makeNv12Type(plan.pictures, plan.nv12));
+    RETURN_IF_FAILED(makePcmType(plan.pcm));
+    RETURN_IF_FAILED(reader->SetCurrentMediaType(*streams.video, nullptr, plan.nv12.get()));
+    return reader->SetCurrentMediaType(*streams.audio, nullptr, plan.pcm.get());
+}
+
 // The stream of the output by the number of the source's.
 using Outlets = std::array<DWORD, MOST_STREAMS>;
 
-HRESULT makeStreams(IMFSourceReader* reader, const SourceStreams& streams, IMFSinkWriter* writer,
+HRESULT makeStreams(const SourceStreams& streams, const Plan& plan, IMFSinkWriter* writer,
                     Outlets& outlets) {
-    PicturePlan plan;
-    ComPtr<IMFMediaType> nv12, h264, pcm, aac;
-    RETURN_IF_FAILED(planPictures({}, streams.videoType, plan));
-    RETURN_IF_FAILED(makeNv12Type(plan, nv12));
-    RETURN_IF_FAILED(makeH264Type(plan, h264));
-    RETURN_IF_FAILED(reader->SetCurrentMediaType(*streams.video, nullptr, nv12.get()));
-    RETURN_IF_FAILED(addStream(writer, h264.get(), nv12.get(), outlets[*streams.video]));
-    RETURN_IF_FAILED(makePcmType(pcm));
+    ComPtr<IMFMediaType> h264, aac;
+    RETURN_IF_FAILED(makeH264Type(plan.pictures, h264));
     RETURN_IF_FAILED(makeAacType(aac));
-    RETURN_IF_FAILED(reader->SetCurrentMediaType(*streams.audio, nullptr, pcm.get()));
-    return addStream(writer, aac.get(), pcm.get(), outlets[*streams.audio]);
+    RETURN_IF_FAILED(addStream(writer, h264.get(), plan.nv12.get(), outlets[*streams.video]));
+    RETURN_IF_FAILED(addStream(writer, aac.get(), plan.pcm.get(), outlets[*streams.audio]));
+    return writer->BeginWriting();
 }
 
 HRESULT waitForEncoder(IMFSinkWriter* writer, DWORD outlet) {
@@ -63,6 +72,7 @@ HRESULT waitForEncoder(IMFSinkWriter* writer, DWORD outlet) {
     }
 }
 
+// `writer` may be null.
 HRESULT moveAll(IMFSourceReader* reader, const SourceStreams& streams, IMFSinkWriter* writer,
                 const Outlets& outlets) {
     for (int left = 2; left > 0;) {
@@ -71,7 +81,7 @@ HRESULT moveAll(IMFSourceReader* reader, const SourceStreams& streams, IMFSinkWr
         ComPtr<IMFSample> sample;
         RETURN_IF_FAILED(reader->ReadSample(ANY_STREAM, 0, &stream, &flags, &time, sample.put()));
         if (flags & MF_SOURCE_READERF_ENDOFSTREAM) left--;
-        if (!sample) continue;
+        if (!sample || !writer) continue;
         RETURN_IF_FAILED(writer->WriteSample(outlets[stream], sample.get()));
         if (stream == *streams.video) RETURN_IF_FAILED(waitForEncoder(writer, outlets[stream]));
     }
@@ -82,15 +92,17 @@ HRESULT encode(const wchar_t* input, const wchar_t* outputPath) {
     GraphicsDevice device;
     ComPtr<IMFSourceReader> reader;
     SourceStreams streams;
-    OutputFile output(outputPath, input);
+    Plan plan;
     Outlets outlets{};
     RETURN_IF_FAILED(createGraphicsDevice(device));
     RETURN_IF_FAILED(openReader(input, device.manager.get(), reader));
     RETURN_IF_FAILED(discoverStreams(reader.get(), streams));
     if (!streams.video || !streams.audio) return E_INVALIDARG;
+    RETURN_IF_FAILED(chooseTypes(reader.get(), streams, plan));
+    if (!outputPath) return moveAll(reader.get(), streams, nullptr, outlets);
+    OutputFile output(outputPath, input);
     RETURN_IF_FAILED(output.create(device.manager.get()));
-    RETURN_IF_FAILED(makeStreams(reader.get(), streams, output.writer(), outlets));
-    RETURN_IF_FAILED(output.writer()->BeginWriting());
+    RETURN_IF_FAILED(makeStreams(streams, plan, output.writer(), outlets));
     RETURN_IF_FAILED(moveAll(reader.get(), streams, output.writer(), outlets));
     return output.keep();
 }
@@ -107,5 +119,6 @@ HRESULT run(const wchar_t* input, const wchar_t* output) {
 } // namespace velkantrix
 
 int wmain(int count, wchar_t** words) {
-    return count == 3 && SUCCEEDED(velkantrix::run(words[1], words[2])) ? 0 : 1;
+    if (count < 2 || count > 3) return 2;
+    return SUCCEEDED(velkantrix::run(words[1], count == 3 ? words[2] : nullptr)) ? 0 : 1;
 }

@@ -40,9 +40,9 @@ def times(path):
 
 @functools.cache
 def pictures(path, size=None):
-    """The luma of each picture, upright, as it is or brought to a size (width, height)."""
+    """The luma of each picture in video range, upright, as it is or brought to a size (width, height)."""
     width, height = size or shown_size(path)
-    scale = f"scale={width}:{height}:flags=area," if size else ""
+    scale = f"scale={width}:{height}:flags=area:out_range=tv,"
     command = ["ffmpeg", "-v", "error", "-i", str(path), "-map", "0:v:0", "-fps_mode", "passthrough", "-vf",
                f"{scale}format=yuv420p,extractplanes=y", "-f", "rawvideo", "-"]
     data = subprocess.run(command, check=True, capture_output=True).stdout

@@ -106,10 +106,12 @@ KINDS = {
     "fragmented-halves": ((320, 180), True, USUAL),
     "fragmented-sound-short": ((320, 180), True, [(4.4, 5.9)]),
     "reencode-uneven": ((322, 178), True, [(0.5, 1.2)]),
-    "reencode-portrait": ((180, 320), True, [(0.5, 1.2)]),
+    "portrait": ((180, 320), True, [(0.5, 1.2)]),
+    "anamorphic": ((768, 576), False, [(0.5, 1.2)]),
+    "full-range": ((320, 180), False, USUAL),
 }
 USUAL_KINDS = ("video-only", "variable-rate", "audio-short", "mono", "burst-six", "fragmented-halves",
-               "reencode-uneven", "reencode-portrait")
+               "reencode-uneven", "portrait", "anamorphic", "full-range")
 
 
 @pytest.mark.parametrize("name, own_source", [
@@ -139,7 +141,7 @@ def test_a_recording_that_is_turned_by_a_flag_comes_out_upright(cut, media, tmp_
 
 @pytest.mark.parametrize("name, quality, size", [
     ("closed", "source", (320, 180)), ("closed", "1080", (1920, 1080)), ("closed", "720", (1280, 720)),
-    ("closed", "480", (852, 480)), ("reencode-portrait", "480", (270, 480)), ("reencode-turned-90", "480", (480, 852)),
+    ("closed", "480", (852, 480)), ("portrait", "480", (270, 480)), ("reencode-turned-90", "480", (480, 852)),
     ("reencode-uneven", "480", (854, 472)), ("reencode-720", "480", (852, 480)),
     ("reencode-720", "source", (1280, 720))])
 def test_each_quality_has_its_size(cut, media, tmp_path, name, quality, size):

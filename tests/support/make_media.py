@@ -80,7 +80,6 @@ REENCODED = {
                       f"anoisesrc=sample_rate=48000:duration=4:amplitude=0.5:seed=1 {h264()} -c:a aac -b:a 320k -ac 2",
     "reencode-uneven": f"{picture(size='322x178', seconds=3)} {tone(seconds=3)} {h264()} {STEREO}",
     "reencode-720": f"{picture(size='1280x720', seconds=1.5)} {tone(seconds=1.5)} {h264()} {STEREO}",
-    "reencode-portrait": f"{picture(size='180x320', seconds=3)} {tone(seconds=3)} {h264()} {STEREO}",
     **{f"reencode-turned-{turn}": f"-display_rotation {turn} -i FOLDER/short.mp4 -c copy" for turn in (90, 180, 270)},
 }
 
