@@ -429,16 +429,17 @@ def peak_memory(words):
 
 
 def export_memory():
+    """Long enough to fill what may wait for the encoder."""
     output = copy_target()
     peaks_of = {}
     try:
         for minutes in (1, 10):
-            source = moving_pictures(f"memory-{minutes}", "640x360", minutes * 60)
+            source = moving_pictures(f"memory-{minutes}", "1280x720", minutes * 60)
             peaks_of[minutes] = peak_memory([RUN, CUT, windows_path(source), windows_path(output), "--keep",
                                              f"0-{minutes * 60}", "--quality", "source", "--exposure", "0.5"])
     finally:
         output.unlink(missing_ok=True)
-    print(f"Peak memory of re-encodes of 640 x 360: 1 minute {peaks_of[1]:.0f} MiB, 10 minutes {peaks_of[10]:.0f} MiB, "
+    print(f"Peak memory of re-encodes of 1280 x 720: 1 minute {peaks_of[1]:.0f} MiB, 10 minutes {peaks_of[10]:.0f} MiB, "
           f"ratio {peaks_of[10] / peaks_of[1]:.3f}")
 
 
