@@ -439,8 +439,8 @@ def export_memory():
                                              f"0-{minutes * 60}", "--quality", "source", "--exposure", "0.5"])
     finally:
         output.unlink(missing_ok=True)
-    print(f"Peak memory of re-encodes of 1280 x 720: 1 minute {peaks_of[1]:.0f} MiB, 10 minutes {peaks_of[10]:.0f} MiB, "
-          f"ratio {peaks_of[10] / peaks_of[1]:.3f}")
+    print(f"Peak memory of re-encodes of 1280 x 720: 1 minute {peaks_of[1]:.0f} MiB, 10 minutes "
+          f"{peaks_of[10]:.0f} MiB, ratio {peaks_of[10] / peaks_of[1]:.3f}")
 
 
 MEASUREMENTS = {"edit": edit, "mp4": mp4, "copy": copy, "start": start, "open": opening, "strip": strip, "peaks": peaks,
