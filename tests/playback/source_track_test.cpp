@@ -1,69 +1,20 @@
 #include "playback/source_track.h"
 
-#include <algorithm>
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/support/fragmented_file.h"
-#include "tests/support/mp4_files.h"
-#include "tests/support/temp_file.h"
+#include "tests/playback/source_track_fixture.h"
 
 namespace velkantrix {
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-constexpr Ticks MS = 10'000;
-
-bool never() {
-    return false;
-}
-
-// Pictures of 40 ms from 40 ms on, keyframes at 40, 240 and 440; sound of 40 ms from 0 on.
-class SourceTrackTest : public testing::Test {
-protected:
-    void use(const Bytes& content) { file.emplace(content); }
-
-    bool openSound() { return track.openSound(file->path(), loadFileSound(file->path())); }
-
-    // Sound alone, time scale 1000, one table entry, samples as given.
-    bool openSound(std::initializer_list<Bytes> fragments) {
-        const Bytes begin = fragmentedStart();
-        use(join({begin, join(fragments)}));
-        FileSound sound;
-        sound.track.trackId = 1;
-        sound.track.timescale = 1000;
-        sound.track.randomAccess = {{0, begin.size()}};
-        sound.editOffset = editOffset;
-        return track.openSound(file->path(), sound);
-    }
-
-    // The times of all samples that come, in milliseconds; `last` says why no more did.
-    std::vector<Ticks> rest() {
-        std::vector<Ticks> times;
-        TrackSample sample;
-        while ((last = track.read(sample, never)) == TrackRead::Sample)
-            times.push_back(sample.time / MS);
-        return times;
-    }
-
-    std::optional<Ticks> firstAt(Ticks position) {
-        if (!track.start(position, never)) return std::nullopt;
-        TrackSample sample;
-        if (track.read(sample, never) != TrackRead::Sample) return std::nullopt;
-        return sample.time / MS;
-    }
-
-    std::optional<TempFile> file{fragmentedRecording()};
-    std::int64_t editOffset = 0; // of the sound's edit list, milliseconds
-    SourceTrack track;
-    TrackRead last = TrackRead::Stopped;
-};
 
 TEST_F(SourceTrackTest, AVideoTrackIsReadWholeFromItsBeginning) {
     ASSERT_TRUE(track.openVideo(file->path()));
@@ -125,123 +76,6 @@ TEST_F(SourceTrackTest, AKeyframeWhoseTimeIsNoWholeTickIsFoundByTheTimeItWasHand
     EXPECT_EQ(sample.time, 0);
 }
 
-// Three keyframes 200 ms apart in one fragment, of which the table names the first one only, then a
-// fragment that begins in the middle of the third one's group, which the table names too.
-class UnnamedKeyframesTest : public SourceTrackTest {
-protected:
-    UnnamedKeyframesTest() {
-        const auto sample = [](std::uint32_t number, bool sync) {
-            return FragmentSample{picture(number, sync), 100, sync};
-        };
-        const Bytes begin = join({ftyp(), box("moov", trak(1, 1000, "vide", stsd(avc1(64, 48))))});
-        const Bytes first = fragment(0, {sample(0, true), sample(1, false), sample(2, true),
-                                         sample(3, false), sample(4, true)});
-        const Bytes second = fragment(500, {sample(5, false), sample(6, false), sample(7, true)});
-        use(join({begin, first, second,
-                  mfra(tfra(1, {{0, begin.size()}, {500, begin.size() + first.size()}}))}));
-    }
-};
-
-TEST_F(UnnamedKeyframesTest, AStartFindsTheLastOneBeforeItsPosition) {
-    ASSERT_TRUE(track.openVideo(file->path()));
-    EXPECT_EQ(firstAt(0), 0);
-    EXPECT_EQ(firstAt(199 * MS), 0);
-    EXPECT_EQ(firstAt(200 * MS), 200);
-    EXPECT_EQ(firstAt(399 * MS), 200);
-    EXPECT_EQ(firstAt(400 * MS), 400);
-    EXPECT_EQ(firstAt(500 * MS), 400); // though the table names what begins here
-    EXPECT_EQ(firstAt(699 * MS), 400);
-    EXPECT_EQ(firstAt(700 * MS), 700); // in the next fragment
-    EXPECT_EQ(firstAt(9000 * MS), 700);
-}
-
-TEST_F(UnnamedKeyframesTest, WhatIsReadFromThereIsWholeAndBeginsWithParameterSets) {
-    ASSERT_TRUE(track.openVideo(file->path()));
-    ASSERT_TRUE(track.start(650 * MS, never));
-    TrackSample sample;
-    ASSERT_EQ(track.read(sample, never), TrackRead::Sample);
-    EXPECT_EQ(sample.time, 400 * MS);
-    EXPECT_TRUE(sample.keyframe);
-    EXPECT_EQ(sample.data[4], 0x67);
-    EXPECT_THAT(rest(), ElementsAre(500, 600, 700));
-    EXPECT_EQ(last, TrackRead::End);
-}
-
-TEST_F(UnnamedKeyframesTest, AStartCanBeGoneBackTo) {
-    EXPECT_FALSE(track.startAgain()) << "nothing is open";
-    ASSERT_TRUE(track.openVideo(file->path()));
-    for (const Ticks position : {250 * MS, 650 * MS, 700 * MS}) {
-        ASSERT_TRUE(track.start(position, never));
-        TrackSample first;
-        ASSERT_EQ(track.read(first, never), TrackRead::Sample);
-        const std::vector<Ticks> behind = rest();
-        ASSERT_TRUE(track.startAgain());
-        TrackSample again;
-        ASSERT_EQ(track.read(again, never), TrackRead::Sample);
-        EXPECT_EQ(again.time, first.time);
-        EXPECT_EQ(again.data, first.data) << "with parameter sets";
-        EXPECT_EQ(rest(), behind);
-        EXPECT_EQ(last, TrackRead::End);
-    }
-}
-
-TEST_F(UnnamedKeyframesTest, PicturesArePassedOverUntilNobodyWantsToAnyMore) {
-    ASSERT_TRUE(track.openVideo(file->path()) && track.start(400 * MS, never));
-    const auto gone = [] {
-        return true;
-    };
-    EXPECT_EQ(track.pass(gone), 400 * MS);
-    EXPECT_EQ(track.pass(gone), std::nullopt) << "the next fragment isn't loaded";
-    EXPECT_EQ(track.pass(never), 500 * MS);
-}
-
-// A fragment for each picture, all of them named; few of them are keyframes.
-class FewKeyframesTest : public SourceTrackTest {
-protected:
-    static constexpr std::uint32_t PICTURES = 300;
-
-    void useKeyframesAt(const std::vector<std::uint32_t>& keyframes) {
-        Bytes content = fragmentedStart();
-        std::vector<TfraEntry> table;
-        for (std::uint32_t i = 0; i < PICTURES; ++i) {
-            const bool sync = std::ranges::find(keyframes, i) != keyframes.end();
-            const Bytes piece = fragment(i * 100, {{picture(i, sync), 100, sync}});
-            table.push_back({i * 100, append(content, piece)});
-        }
-        use(join({content, mfra(tfra(1, table))}));
-        ASSERT_TRUE(track.openVideo(file->path()));
-    }
-};
-
-TEST_F(FewKeyframesTest, AStartGoesBackToOneHoweverFarItIs) {
-    useKeyframesAt({0, 180});
-    for (const std::uint32_t picture : {64u, 65u, 66u, 129u, 179u})
-        EXPECT_EQ(firstAt(picture * 100 * MS), 0) << picture;
-    for (const std::uint32_t picture : {180u, 181u, 245u, 299u, 9000u})
-        EXPECT_EQ(firstAt(picture * 100 * MS), 18'000) << picture;
-}
-
-TEST_F(FewKeyframesTest, WhereThereIsNoneInFrontItIsTheFirstOneBehind) {
-    useKeyframesAt({200, 201});
-    for (const std::uint32_t picture : {0u, 1u, 70u, 199u, 200u})
-        EXPECT_EQ(firstAt(picture * 100 * MS), 20'000) << picture;
-    EXPECT_EQ(firstAt(20'100 * MS), 20'100);
-}
-
-TEST_F(FewKeyframesTest, WithoutAnyItBeginsSomewhereInFront) {
-    useKeyframesAt({});
-    const std::optional<Ticks> first = firstAt(15'000 * MS);
-    ASSERT_TRUE(first);
-    EXPECT_LE(*first, 15'000);
-}
-
-TEST_F(FewKeyframesTest, TheWayBackEndsWhenNobodyWantsItAnyMore) {
-    useKeyframesAt({0});
-    int asked = 0;
-    EXPECT_FALSE(track.start(29'900 * MS, [&] { return ++asked > 2; }));
-    EXPECT_EQ(asked, 3);
-}
-
 TEST_F(SourceTrackTest, VideoThatBeginsBeforeZeroIsLeftToOthers) {
     for (const std::uint32_t cut : {0u, 40u, 41u, 300u}) {
         const Bytes begin =
@@ -260,11 +94,6 @@ TEST_F(SourceTrackTest, SoundOfSeveralDescriptionsIsLeftToOthers) {
     EXPECT_TRUE(openServedTracks(file->path(), SourceSound::Unwanted));
     use(fragmentedRecording(plain));
     EXPECT_TRUE(openServedTracks(file->path(), SourceSound::Wanted));
-}
-
-TEST_F(UnnamedKeyframesTest, TheSearchEndsWhenNobodyWantsItAnyMore) {
-    ASSERT_TRUE(track.openVideo(file->path()));
-    EXPECT_FALSE(track.start(500 * MS, [] { return true; }));
 }
 
 TEST_F(SourceTrackTest, WhereThePlaceOfAKeyframeIsBrokenTheReadersOwnLookupCounts) {
