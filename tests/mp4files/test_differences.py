@@ -175,6 +175,16 @@ def test_a_recording_of_one_group_of_pictures_has_one_keyframe(tool, files, raw)
     assert found[0]["ok"] and found[1:] == found[:1] * 3
 
 
+def test_a_keyframe_is_looked_for_in_the_nearest_entries_only(tool, files, raw):
+    """64 of them: where all of those are no keyframes, the one that the table names is handed out."""
+    name = "fragmented-long-groups"
+    file, track = raw(name), raw(name).first("vide")
+    last = max(file.random_access(track), key=lambda e: e.time)
+    answer = tool.read(files[name], "--keyframe", "1000000")["keyframe"]
+    assert answer["timeSeconds"] == last.time / track.timescale
+    assert tool.read(files[name], "--keyframe", "1")["keyframe"]["timeSeconds"] < 0.1  # entry 60: near enough
+
+
 def test_a_table_that_names_another_tracks_part_of_a_fragment_means_the_first_of_its_own(tool, files, raw):
     """ffmpeg writes part 1 into every entry, and the audio's is the first here."""
     path = files["fragmented-audio-first"]

@@ -19,6 +19,7 @@ READABLE = [name for name in VIDEOS if name not in NO_TABLE]
 FRAGMENTED_SOUND = [name for name in mp4_files.SOUND
                     if name.startswith("fragmented-") and name not in
                     {"fragmented-video-only", "fragmented-every-frame", "fragmented-large", "fragmented-opus",
+                     "fragmented-long-groups",
                      "fragmented-runs-without-offset"} | NO_TABLE]
 
 
@@ -124,7 +125,7 @@ def compare_with_ffprobe(path, file, track, samples):
 
 H264 = [name for name in READABLE if name not in AMBIGUOUS and not name.endswith(("-hevc", "-mpeg4"))
         and name not in {"plain-every-frame-a-key", "plain-equal-sizes", "plain-without-sync-samples",
-                         "fragmented-audio-first"}]
+                         "fragmented-audio-first", "fragmented-long-groups"}]
 
 
 @pytest.mark.parametrize("seconds", ["0.999", "1.5", "1000000"])
