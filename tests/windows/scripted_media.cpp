@@ -97,7 +97,7 @@ HRESULT ScriptedReader::GetCurrentMediaType(DWORD index, IMFMediaType** type) {
     if (!streams_.contains(index)) return MF_E_INVALIDSTREAMNUMBER;
     const ComPtr<IMFMediaType>& delivers = streams_.at(index).script.delivers;
     *type = ComPtr<IMFMediaType>(delivers ? delivers : types_[index]).detach();
-    return S_OK;
+    return *type ? S_OK : E_NOTIMPL; // nothing was asked for
 }
 
 // Of the selected streams the one whose next sample is the earliest; those that have told their end
