@@ -1,7 +1,10 @@
 """What the end-to-end tests share: the program as it is shipped, the sample recordings, and a way to run
 one on the other. Run inside the rig by tools/test."""
+import os
+import shutil
 import subprocess
 import sys
+from pathlib import Path
 
 import pytest
 from places import BUILD, ROOT, RUN, windows_path
@@ -12,6 +15,19 @@ import make_media  # noqa: E402
 from choice import pytest_addoption, pytest_collection_modifyitems  # noqa: E402, F401
 
 LONGEST_RUN = 120  # seconds; a run that takes longer hangs
+
+
+@pytest.fixture
+def small_folder(request):
+    """On a disk of 16 MiB, which the large recording doesn't fit on."""
+    disk = os.environ.get("RIG_SMALL_DISK")
+    if not disk:
+        pytest.skip("this machine permits no mounts")
+    folder = Path(disk) / request.module.__name__
+    shutil.rmtree(folder, ignore_errors=True)
+    folder.mkdir()
+    yield folder
+    shutil.rmtree(folder)
 
 
 @pytest.fixture(scope="session")

@@ -4,7 +4,6 @@ import random
 import re
 import shutil
 import time
-from pathlib import Path
 
 import pytest
 import recording
@@ -134,19 +133,6 @@ def test_cancelled_clips_leave_what_they_were_to_replace(hour, tmp_path):
     assert wait_for_end(hour)
     assert (folder / "clip-02.mp4").read_bytes() == OLD
     assert_no_others(folder)
-
-
-@pytest.fixture
-def small_folder():
-    """A folder on a disk that the large recording doesn't fit on."""
-    disk = os.environ.get("RIG_SMALL_DISK")
-    if not disk:
-        pytest.skip("this machine permits no mounts")
-    folder = Path(disk) / "export-ends"
-    shutil.rmtree(folder, ignore_errors=True)
-    folder.mkdir()
-    yield folder
-    shutil.rmtree(folder)
 
 
 def test_a_failed_export_leaves_what_it_was_to_replace(large, small_folder):

@@ -3,7 +3,6 @@ import json
 import os
 import shutil
 import signal
-from pathlib import Path
 
 import encoded
 import make_media
@@ -48,19 +47,6 @@ def test_cancelled_in_the_middle_it_leaves_what_was_there(cut, media, tmp_path, 
     cancel_in_the_middle(cut, media, tmp_path / "cut.mp4", "--quality", "source")
     assert files_in(tmp_path) == ["cut.mp4"]
     assert (tmp_path / "cut.mp4").read_bytes() == OLD
-
-
-@pytest.fixture
-def small_folder():
-    """A folder on a disk of 16 MiB."""
-    disk = os.environ.get("RIG_SMALL_DISK")
-    if not disk:
-        pytest.skip("this machine permits no mounts")
-    folder = Path(disk) / "reencode-ends"
-    shutil.rmtree(folder, ignore_errors=True)
-    folder.mkdir()
-    yield folder
-    shutil.rmtree(folder)
 
 
 @pytest.mark.parametrize("old", [False, True])
