@@ -80,6 +80,12 @@ bool FragmentReader::seekTo(const RandomAccessEntry* entry) {
     return true;
 }
 
+bool FragmentReader::goToEntry(const RandomAccessEntry& entry) {
+    needParameterSets_ = true;
+    allowAllOfFile();
+    return begin(entry, track_.nextDecodeTime);
+}
+
 bool FragmentReader::begin(const RandomAccessEntry& entry, std::uint64_t nextDecodeTime) {
     const auto box = readBoxHeader(file_, entry.offset, fileLength_);
     return box && box->type == boxType("moof") && beginIn(*box, entry, nextDecodeTime, false);

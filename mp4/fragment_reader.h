@@ -54,8 +54,8 @@ public:
     // the limits of keyframe_look_back.h. False when there is no table or the fragment has no
     // samples; the reader then stays where it was.
     [[nodiscard]] bool Seek(double seconds);
-    // The same to one of index().randomAccess.
-    [[nodiscard]] bool seekToEntry(const RandomAccessEntry& entry) { return seekTo(&entry); }
+    // To what one of index().randomAccess names, whether or not it says that it is a keyframe.
+    [[nodiscard]] bool goToEntry(const RandomAccessEntry& entry);
     // The same to the table's first entry. Seek can't always go there: of entries with one time it
     // takes the last, and ffmpeg's tables of sound may begin with two of 0.
     [[nodiscard]] bool seekToFirstEntry();

@@ -19,8 +19,8 @@ struct KeyframeSample {
 // The keyframe that FindKeyframeAtOrBefore names; where the file says that that sample is none, the
 // nearest one in front of it in the table, within the limits of keyframe_look_back.h; where that
 // finds none, the sample that is named, not marked as sync. The file is opened for this call only.
-// Not ok when there is none, the track isn't H.264, or the sample is
-// empty, longer than MAX_KEYFRAME_BYTES or can't be read.
+// Not ok when there is none, the track isn't H.264, or the sample is empty, longer than
+// MAX_KEYFRAME_BYTES or can't be read.
 KeyframeSample ReadKeyframeSample(const FilePath& path, const VideoTrackIndex& index,
                                   double seconds);
 

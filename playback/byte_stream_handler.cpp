@@ -70,8 +70,8 @@ public:
 
     // On a work queue; once.
     HRESULT run() {
-        const HeldFile held; // until the source's streams hold theirs
         outcome_ = cancelled_ ? E_ABORT : createMp4MediaSource(path_, sound_, source_);
+        held_.reset();
         return outcome_;
     }
     void cancel() { cancelled_ = true; }
@@ -91,6 +91,7 @@ private:
 
     const std::wstring path_;
     const SourceSound sound_;
+    std::optional<HeldFile> held_{std::in_place}; // until the source's streams hold theirs
     std::atomic<bool> cancelled_{false};
     HRESULT outcome_ = E_PENDING;
     ComPtr<IMFMediaSource> source_;

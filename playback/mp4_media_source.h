@@ -28,7 +28,7 @@ namespace velkantrix {
 
 // Reads the file's index; MF_E_UNSUPPORTED_BYTESTREAM_TYPE for all files that the system's source
 // is to have: those that aren't fragmented H.264 with a table of keyframes, that are shown
-// otherwise than coded, or whose first track of sound it couldn't serve.
+// otherwise than coded or before 0, or whose first track of sound it couldn't serve.
 [[nodiscard]] HRESULT createMp4MediaSource(const FilePath& path, SourceSound sound,
                                            ComPtr<IMFMediaSource>& source);
 
@@ -106,8 +106,8 @@ private:
 
     const ComPtr<WorkLine> line_ = ComPtr<WorkLine>::adopt(new WorkLine);
 
-    // Counts the starts at a position of their own, and the stops. Written under the lock; a read
-    // in progress looks at it without, to see whether it is still wanted.
+    // Counts the starts at a position of their own, the stops and the shutdown. Written under the
+    // lock; a read in progress looks at it without, to see whether it is still wanted.
     std::atomic<std::uint64_t> serial_{0};
 
     Mutex lock_; // taken before a stream's; never held while a file is read

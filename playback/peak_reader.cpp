@@ -77,8 +77,10 @@ PeakRead readSound(IMFSourceReader* reader, PeakFiller& filler) {
     }
     if (!sample) return PeakRead::GoesOn;
     filler.continueAt(time);
-    ignoreResult(addSample(sample.get(), filler), "what comes behind it has times of its own");
-    return PeakRead::GoesOn;
+    if (SUCCEEDED(addSample(sample.get(), filler))) return PeakRead::GoesOn;
+    LONGLONG duration = 0;
+    ignoreResult(sample->GetSampleDuration(&duration), "then the next one's time tells");
+    return filler.passOver(duration) ? PeakRead::GoesOn : PeakRead::Failed;
 }
 
 } // namespace velkantrix

@@ -11,6 +11,7 @@ namespace {
 constexpr std::uint32_t MOST_CHANNELS = 8;
 constexpr std::uint32_t CHANNELS_OTHERWISE = 2;
 constexpr std::int64_t FRAMES_A_LOOK = 4;
+constexpr int MOST_UNREADABLE = 8;     // blocks: a second or less, by any encoder
 constexpr double WORTH_MOVING = 0.1;   // seconds
 constexpr double MOST_FRAMES = 0x1p53; // whole numbers up to here have no gaps in a double
 constexpr std::size_t SAMPLE_SIZE = sizeof(std::int16_t);
@@ -51,15 +52,23 @@ void PeakFiller::continueAt(Ticks time) {
     const double place = secondsOf(time) * format_.rate;
     const double ahead = place - static_cast<double>(frames_);
     const bool agrees = std::abs(ahead) <= WORTH_MOVING * format_.rate;
-    unsureOfGap_ = !agrees && ahead > 0;
     if (!agrees) frames_ = wholeFrames(place);
+    unsureOfGap_ = !agrees && frames_ > sureTo_;
     raiseValidToHere(); // of the block before, when this one agrees with it
 }
 
 void PeakFiller::changeFormat(PcmFormat format) {
-    const double place = static_cast<double>(frames_) / format_.rate * format.rate;
-    frames_ = wholeFrames(std::ceil(place));
+    const auto converted = [&](std::int64_t frames) {
+        return wholeFrames(std::ceil(static_cast<double>(frames) / format_.rate * format.rate));
+    };
+    frames_ = converted(frames_);
+    sureTo_ = converted(sureTo_);
     format_ = format;
+}
+
+bool PeakFiller::passOver(Ticks duration) {
+    frames_ += wholeFrames(secondsOf(duration) * format_.rate);
+    return ++unreadable_ <= MOST_UNREADABLE;
 }
 
 void PeakFiller::add(std::span<const std::byte> block) {
@@ -81,6 +90,7 @@ void PeakFiller::add(std::span<const std::byte> block) {
         raise(bucket, peak);
     }
     frames_ += count;
+    unreadable_ = 0;
     raiseValidToHere();
 }
 
@@ -136,6 +146,7 @@ void PeakFiller::raiseValid(std::int32_t valid) {
 
 void PeakFiller::raiseValidToHere() {
     if (unsureOfGap_ || frames_ <= 0) return;
+    sureTo_ = std::max(sureTo_, frames_);
     const double passed = std::min(bucketsBefore(frames_), double{PEAK_BUCKETS});
     raiseValid(static_cast<std::int32_t>(passed));
 }

@@ -65,6 +65,10 @@ public:
     // The next block has that format, which is usable.
     void changeFormat(PcmFormat format);
 
+    // The next block, of that length, can't be read: a silent place, as others are short of memory
+    // or damaged. False once there are too many in a row for that.
+    [[nodiscard]] bool passOver(Ticks duration);
+
     // Whole frames; every fourth of them is looked at. What is left of one at the end is dropped,
     // and so is what lies before the source's start.
     void add(std::span<const std::byte> block);
@@ -85,7 +89,9 @@ private:
     PcmFormat format_;
     double duration_;
     std::int64_t frames_ = 0;  // from the source's start to the next block; below 0 before it
+    std::int64_t sureTo_ = 0;  // as far as times agree: what is complete goes no further
     bool unsureOfGap_ = false; // the last block lies behind a gap that its time alone tells of
+    int unreadable_ = 0;       // the last blocks, in a row
 };
 
 } // namespace velkantrix

@@ -18,7 +18,6 @@ namespace {
 
 constexpr UINT32 BYTES_PER_PIXEL = 4;
 constexpr HRESULT NOTHING_COMES = E_PENDING; // nor is an end or a failure told
-constexpr int READER_IS_SPOILED = 2;         // failures within one request
 
 } // namespace
 
@@ -84,24 +83,25 @@ HRESULT FallbackReader::seekTo(double seconds, const Stopped& stopped) {
 }
 
 // Behind the last frame a reader is at its end at once, or fails, as a source may that can't start
-// there: then that frame is looked for further and further in front. A reader that fails there too
-// may have been spoiled by the first failure, or its device be gone: one more is opened.
+// there: then that frame is looked for further and further in front. A reader that has failed isn't
+// called any more; when a new one fails too, the first one's age wasn't the reason.
 HRESULT FallbackReader::seekToFrame(double seconds, const Stopped& stopped) {
     double back = 0;
-    int failures = 0;
+    bool isNew = false;
     while (true) {
         if (stopped()) return E_ABORT;
         const double position = std::max(seconds - back, 0.0);
-        HRESULT got = firstFrameFrom(position, stopped);
-        if (FAILED(got) && ++failures == READER_IS_SPOILED) {
-            reader_.reset();
-            RETURN_IF_FAILED(prepare());
-            got = firstFrameFrom(position, stopped);
-        }
+        const HRESULT got = firstFrameFrom(position, stopped);
         if (got == E_ABORT || got == NOTHING_COMES) return got;
         if (SUCCEEDED(got) && best_.sample) return S_OK;
-        if (!(position > 0)) return FAILED(got) ? got : MF_E_END_OF_STREAM;
-        back = back * 2 + 1;
+        if (!(position > 0) && (SUCCEEDED(got) || isNew))
+            return FAILED(got) ? got : MF_E_END_OF_STREAM;
+        if (FAILED(got)) {
+            reader_.reset();
+            RETURN_IF_FAILED(prepare());
+        }
+        if (SUCCEEDED(got) || isNew) back = back * 2 + 1;
+        isNew = isNew || FAILED(got);
     }
 }
 

@@ -1,10 +1,7 @@
 #include "playback/source_track.h"
 
 #include <algorithm>
-#include <iterator>
 #include <utility>
-
-#include "mp4/keyframe_look_back.h"
 
 namespace velkantrix {
 namespace {
@@ -14,6 +11,10 @@ constexpr std::uint64_t STOP_CHECK_EVERY = 4096; // samples
 
 std::int64_t plus(std::int64_t a, std::int64_t b) {
     return addTicks(a, b); // units of any scale: kept within the range likewise
+}
+
+bool isAtOrBehind(const FragmentReader::Place& a, const FragmentReader::Place& b) {
+    return std::pair(a.fragment, a.cursor) >= std::pair(b.fragment, b.cursor);
 }
 
 } // namespace
@@ -51,55 +52,84 @@ bool SourceTrack::start(Ticks position, const std::function<bool()>& stopped) {
 }
 
 // The table may leave out keyframes: of fragments with several, or that begin in the middle of a
-// group of pictures. They are looked for up to the position. A lossless cut of what is delivered
-// begins where that does, so it matters which one is the last.
+// group of pictures. They are looked for from each entry to the next, back from the position. A
+// lossless cut of what is delivered begins where that does, so it matters which one is the last.
 bool SourceTrack::startVideo(Ticks position, const std::function<bool()>& stopped) {
-    if (!seekToEntryFor(position, stopped)) return false;
-    const std::optional<FragmentReader::Place> keyframe = findKeyframe(position, stopped);
-    if (!keyframe) return false;
-    begin_ = *keyframe;
-    return startAgain();
-}
-
-// The reader's own lookup knows whole seconds only; it counts where the place that the table names
-// can't be read. Times are compared as they are handed out, or a keyframe whose time was cut to a
-// whole tick would lie behind itself. Where entries name no keyframes the reader looks for one in
-// front, but not far: then that is done again from there.
-bool SourceTrack::seekToEntryFor(Ticks position, const std::function<bool()>& stopped) {
     const RandomAccessTable& table = reader_.index().randomAccess;
+    // Times are compared as they are handed out, or a keyframe whose time was cut to a whole tick
+    // would lie behind itself.
     const auto behind =
         std::partition_point(table.begin(), table.end(), [&](const RandomAccessEntry& entry) {
             return ticksFromUnits(static_cast<std::int64_t>(entry.time), reader_.timescale()) <=
                    position;
         });
-    auto entry = behind == table.begin() ? behind : std::prev(behind);
-    if (!reader_.seekToEntry(*entry) && !reader_.Seek(secondsOf(position))) return false;
-    while (!reader_.samples()[reader_.cursor()].sync && entry != table.begin()) {
-        if (stopped()) return false;
-        entry -= std::min<std::ptrdiff_t>(entry - table.begin(), MAX_ENTRIES_BACK);
-        if (!reader_.seekToEntry(*entry)) break;
+    KeyframeSearch search{.position = position, .stopped = stopped};
+    const auto nearest = behind == table.begin() ? 0 : behind - table.begin() - 1;
+    for (auto entry = nearest; entry >= 0 && !search.found; --entry) {
+        if (stopped() || search.passed > MAX_PASSED_SAMPLES) return false;
+        if (!reader_.goToEntry(table[static_cast<std::size_t>(entry)])) {
+            search.incomplete = true;
+            if (entry != nearest) continue;
+            // The reader's own lookup, which knows whole seconds only, may lead elsewhere.
+            if (!reader_.Seek(secondsOf(position))) return false;
+        }
+        const FragmentReader::Place begin = reader_.place();
+        if (!search.end) search.nearest = begin;
+        // Entries of one fragment: a broken table has millions, and each has it parsed.
+        if (search.end && isAtOrBehind(begin, *search.end))
+            search.passed += reader_.samples().size();
+        if (withoutKeyframes_) break;
+        if (!findLastKeyframe(search)) return false;
+        search.end = begin;
+    }
+    if (!search.found && !withoutKeyframes_ && !findFirstKeyframe(search)) return false;
+    if (!search.found) search.found = search.nearest;
+    if (!search.found) return false;
+    begin_ = *search.found;
+    return startAgain();
+}
+
+// From here to the place where the search began before, or to the position. False when nobody wants
+// it any more. What is decoded behind the position is shown behind it.
+bool SourceTrack::findLastKeyframe(KeyframeSearch& search) {
+    for (; search.passed <= MAX_PASSED_SAMPLES; ++search.passed) {
+        if (search.passed % STOP_CHECK_EVERY == 0 && search.stopped()) return false;
+        while (reader_.cursor() >= reader_.samples().size()) {
+            if (search.stopped()) return false;
+            if (reader_.NextFragment()) continue;
+            search.incomplete = search.incomplete || reader_.outcome() != ReadOutcome::End;
+            return true;
+        }
+        const FragmentReader::Place here = reader_.place();
+        if (search.end && isAtOrBehind(here, *search.end)) return true;
+        const SampleRecord sample = reader_.samples()[reader_.cursor()];
+        if (timeOf(sample.dts) > search.position) return true;
+        if (sample.sync && timeOf(sample.pts) <= search.position) search.found = here;
+        reader_.setCursor(reader_.cursor() + 1);
     }
     return true;
 }
 
-// The last keyframe at or before the position, from here on; the first one behind it when there is
-// none, and here when there is no keyframe at all. What is decoded behind one is shown behind it.
-std::optional<FragmentReader::Place>
-SourceTrack::findKeyframe(Ticks position, const std::function<bool()>& stopped) {
-    const FragmentReader::Place begin = reader_.place();
-    std::optional<FragmentReader::Place> last;
+// Where there is none at or before the position, the first one behind it. What lies in front and
+// can't be read may hold one: then that counts as the position's.
+bool SourceTrack::findFirstKeyframe(KeyframeSearch& search) {
+    if (!search.end || search.incomplete || !reader_.returnTo(*search.end)) return false;
     for (std::uint64_t passed = 0; passed < MAX_PASSED_SAMPLES; ++passed) {
-        if (passed % STOP_CHECK_EVERY == 0 && stopped()) return std::nullopt;
+        if (passed % STOP_CHECK_EVERY == 0 && search.stopped()) return false;
         while (reader_.cursor() >= reader_.samples().size()) {
-            if (stopped()) return std::nullopt;
-            if (!reader_.NextFragment()) return last ? last : begin;
+            if (search.stopped()) return false;
+            if (reader_.NextFragment()) continue;
+            withoutKeyframes_ = reader_.outcome() == ReadOutcome::End;
+            return true;
         }
-        const SampleRecord sample = reader_.samples()[reader_.cursor()];
-        if (last && timeOf(sample.dts) > position) return last;
-        if (sample.sync && (!last || timeOf(sample.pts) <= position)) last = reader_.place();
+        if (reader_.samples()[reader_.cursor()].sync) {
+            search.found = reader_.place();
+            return true;
+        }
         reader_.setCursor(reader_.cursor() + 1);
     }
-    return std::nullopt;
+    withoutKeyframes_ = true;
+    return true;
 }
 
 Ticks SourceTrack::timeOf(std::uint64_t units) const {

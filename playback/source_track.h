@@ -67,17 +67,27 @@ public:
     [[nodiscard]] std::uint32_t middleDuration() const;
 
 private:
+    struct KeyframeSearch {
+        const Ticks position;
+        const std::function<bool()>& stopped;
+        std::optional<FragmentReader::Place> found;
+        std::optional<FragmentReader::Place> nearest; // where decoding begins without any
+        std::optional<FragmentReader::Place> end;     // what is behind it has been looked at
+        std::uint64_t passed = 0;                     // samples
+        bool incomplete = false;                      // some can't be looked at
+    };
+
     [[nodiscard]] Ticks timeOf(std::uint64_t units) const;
     [[nodiscard]] bool beginsBeforeZero() const;
-    bool seekToEntryFor(Ticks position, const std::function<bool()>& stopped);
     bool startVideo(Ticks position, const std::function<bool()>& stopped);
-    std::optional<FragmentReader::Place> findKeyframe(Ticks position,
-                                                      const std::function<bool()>& stopped);
+    bool findLastKeyframe(KeyframeSearch& search);
+    bool findFirstKeyframe(KeyframeSearch& search);
     void placeFirstSound();
     bool advanceTo(Ticks position, const std::function<bool()>& stopped);
 
     FragmentReader reader_;
     FragmentReader::Place begin_;
+    bool withoutKeyframes_ = false; // the track's samples all say that they are none
     FileSound sound_;
 };
 
@@ -102,8 +112,7 @@ struct SourceTracks {
 // bytes that say "raw, profile unknown", then the AudioSpecificConfig (ISO/IEC 14496-3).
 std::vector<std::uint8_t> aacUserData(const std::vector<std::uint8_t>& audioConfig);
 
-// Samples that a start may pass over on the way from a table's entry to its position: a day of
-// sound.
+// Samples that a start may pass over on its way: a day of sound, or of video in one direction.
 inline constexpr std::uint64_t MAX_PASSED_SAMPLES = std::uint64_t{1} << 22;
 // Samples in a row with nothing in them. A run of 2^32 takes a broken file a few bytes.
 inline constexpr std::uint32_t MAX_EMPTY_SAMPLES = 1u << 16;

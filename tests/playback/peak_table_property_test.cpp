@@ -20,11 +20,13 @@ struct PlainTable {
     std::vector<float> peaks = std::vector<float>(4096);
     int valid = 0;
     std::int64_t frames = 0;
-    bool waits = false; // for a time that agrees with the jump ahead
+    std::int64_t sure = 0; // as far as times agreed
+    bool waits = false;    // for a time that agrees with the jump ahead
 };
 
 void passPlainly(PlainTable& table, PcmFormat format, double duration) {
     if (table.waits) return;
+    table.sure = std::max(table.sure, table.frames);
     const double passed =
         std::trunc((static_cast<double>(table.frames) / format.rate) / duration * 4096);
     table.valid = std::max(table.valid, static_cast<int>(std::clamp(passed, 0.0, 4096.0)));
@@ -51,8 +53,8 @@ void movePlainly(PlainTable& table, PcmFormat format, double duration, Ticks tim
     const double place = static_cast<double>(time) / 10'000'000 * format.rate;
     const double here = static_cast<double>(table.frames);
     const bool moves = std::abs(place - here) > 0.1 * format.rate;
-    table.waits = moves && place > here;
     if (moves) table.frames = static_cast<std::int64_t>(std::clamp(place, -0x1p53, 0x1p53));
+    table.waits = moves && table.frames > table.sure;
     passPlainly(table, format, duration);
 }
 
@@ -133,9 +135,11 @@ TEST(PeakFillerProperty, WhateverTheTimesSayAPlainComputationFindsTheSame) {
             const std::uint32_t changes = changesOf(table);
             if (choices.percent(10)) {
                 const PcmFormat next = anyFormat();
-                const double place = static_cast<double>(plain.frames) / format.rate * next.rate;
-                plain.frames =
-                    static_cast<std::int64_t>(std::clamp(std::ceil(place), -0x1p53, 0x1p53));
+                for (std::int64_t* const frames : {&plain.frames, &plain.sure}) {
+                    const double place = static_cast<double>(*frames) / format.rate * next.rate;
+                    *frames =
+                        static_cast<std::int64_t>(std::clamp(std::ceil(place), -0x1p53, 0x1p53));
+                }
                 format = next;
                 filler.changeFormat(format);
             }

@@ -207,7 +207,7 @@ TEST_F(PeakFillerTest, OneWrongTimeSpoilsNoMoreThanItsBlock) {
 
 TEST_F(PeakFillerTest, WhatLiesInFrontOfAWrongTimeDoesNotCountAsComplete) {
     add(Samples(512));
-    for (const int eighths : {6, 7}) { // two wrong ones, each beyond the other
+    for (const int eighths : {6, 7, 5}) { // wrong ones, beyond each other and back
         filler.continueAt(TICKS_PER_SECOND * eighths / 8);
         add(Samples(8));
         EXPECT_EQ(table.audioPeaksValid, 512) << eighths;
@@ -216,6 +216,25 @@ TEST_F(PeakFillerTest, WhatLiesInFrontOfAWrongTimeDoesNotCountAsComplete) {
     EXPECT_EQ(table.audioPeaksValid, 512);
     add(Samples(8));
     EXPECT_EQ(table.audioPeaksValid, 520);
+}
+
+TEST_F(PeakFillerTest, BlocksThatCantBeReadMoveNothingBehindThem) {
+    add(Samples(512));
+    EXPECT_TRUE(filler.passOver(TICKS_PER_SECOND / 16)); // 256 frames
+    EXPECT_EQ(table.audioPeaksValid, 512);
+    add({16384});
+    EXPECT_EQ(table.audioPeaks[767], 0);
+    EXPECT_EQ(table.audioPeaks[768], 0.5F);
+    EXPECT_EQ(table.audioPeaksValid, 769);
+}
+
+TEST_F(PeakFillerTest, OnlySoManyBlocksInARowCantBeRead) {
+    for (int row = 0; row < 2; ++row) {
+        for (int i = 0; i < 8; ++i) EXPECT_TRUE(filler.passOver(1));
+        add(Samples(4));
+    }
+    for (int i = 0; i < 8; ++i) EXPECT_TRUE(filler.passOver(1));
+    EXPECT_FALSE(filler.passOver(1));
 }
 
 TEST_F(PeakFillerTest, TheEndBearsOutAGap) {

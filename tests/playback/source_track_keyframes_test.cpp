@@ -96,11 +96,52 @@ protected:
             const bool sync = std::ranges::find(keyframes, i) != keyframes.end();
             const Bytes piece = fragment(i * 100, {{picture(i, sync), 100, sync}});
             table.push_back({i * 100, append(content, piece)});
+            offsets.push_back(table.back().moof);
         }
         use(join({content, mfra(tfra(1, table))}));
         ASSERT_TRUE(track.openVideo(file->path()));
     }
+
+    void spoilFragment(std::uint32_t number) {
+        constexpr std::uint64_t TYPE_OF_BOX = 4; // bytes into it
+        file->write(offsets[number] + TYPE_OF_BOX, Bytes().text("free"));
+    }
+
+    std::vector<std::uint64_t> offsets; // of the fragments
 };
+
+// Fragments of a second, cut where the second ends: keyframes are in the middle of some.
+class KeyframesOffTheGridTest : public SourceTrackTest {
+protected:
+    static constexpr std::uint32_t FRAGMENTS = 200;
+
+    KeyframesOffTheGridTest() {
+        Bytes content = fragmentedStart();
+        std::vector<TfraEntry> table;
+        for (std::uint32_t i = 0; i < FRAGMENTS; ++i) {
+            std::vector<FragmentSample> samples;
+            for (std::uint32_t j = 0; j < 10; ++j) {
+                const bool sync = i == 0 ? j == 0 : i % 4 == 1 && j == 5;
+                samples.push_back({picture(i * 10 + j, sync), 100, sync});
+            }
+            table.push_back({i * 1000, append(content, fragment(i * 1000, samples))});
+        }
+        use(join({content, mfra(tfra(1, table))}));
+    }
+};
+
+TEST_F(KeyframesOffTheGridTest, AStartFindsTheLastOneAndReadsNoMoreThanTheWayToIt) {
+    ASSERT_TRUE(track.openVideo(file->path()));
+    for (const std::uint32_t second : {1u, 50u, 101u, 199u}) {
+        int asked = 0;
+        ASSERT_TRUE(track.start(second * 1000 * MS, [&] { return ++asked < 0; }));
+        EXPECT_LE(asked, 30) << second;
+    }
+    EXPECT_EQ(firstAt(1'499 * MS), 0);
+    EXPECT_EQ(firstAt(1'500 * MS), 1'500);
+    EXPECT_EQ(firstAt(5'499 * MS), 1'500);
+    EXPECT_EQ(firstAt(199'900 * MS), 197'500);
+}
 
 TEST_F(FewKeyframesTest, AStartGoesBackToOneHoweverFarItIs) {
     useKeyframesAt({0, 180});
@@ -117,11 +158,31 @@ TEST_F(FewKeyframesTest, WhereThereIsNoneInFrontItIsTheFirstOneBehind) {
     EXPECT_EQ(firstAt(20'100 * MS), 20'100);
 }
 
-TEST_F(FewKeyframesTest, WithoutAnyItBeginsSomewhereInFront) {
+TEST_F(FewKeyframesTest, WithoutAnyItBeginsWhereTheTableSays) {
     useKeyframesAt({});
-    const std::optional<Ticks> first = firstAt(15'000 * MS);
-    ASSERT_TRUE(first);
-    EXPECT_LE(*first, 15'000);
+    EXPECT_EQ(firstAt(15'000 * MS), 15'000);
+    EXPECT_EQ(firstAt(0), 0);
+    int asked = 0;
+    ASSERT_TRUE(track.start(29'900 * MS, [&] { return ++asked < 0; }));
+    EXPECT_LE(asked, 3) << "it is known by now";
+}
+
+TEST_F(FewKeyframesTest, WhatCantBeReadOnTheWayBackHidesNothingInFrontOfIt) {
+    useKeyframesAt({0, 180});
+    for (const std::uint32_t spoiled : {86u, 149u}) {
+        spoilFragment(spoiled);
+        EXPECT_EQ(firstAt(15'000 * MS), 0) << spoiled;
+    }
+    spoilFragment(150);
+    EXPECT_EQ(firstAt(15'000 * MS), std::nullopt) << "the place itself";
+}
+
+TEST_F(FewKeyframesTest, AKeyframeThatCantBeReadIsNotTheOneBehindIt) {
+    useKeyframesAt({1, 180});
+    EXPECT_EQ(firstAt(15'000 * MS), 100);
+    spoilFragment(1);
+    EXPECT_EQ(firstAt(15'000 * MS), std::nullopt);
+    EXPECT_EQ(firstAt(18'000 * MS), 18'000);
 }
 
 TEST_F(FewKeyframesTest, TheWayBackEndsWhenNobodyWantsItAnyMore) {

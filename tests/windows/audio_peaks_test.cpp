@@ -184,13 +184,23 @@ TEST_F(ScriptedPeaksTest, OneBufferThatCantBeReadIsASilentPlace) {
     EXPECT_EQ(found[2048], 0.25F);
 }
 
+// No silence is made up of sound that is there.
+TEST_F(ScriptedPeaksTest, BuffersThatCanNoLongerBeReadLeaveItAsFarAsItGot) {
+    reader->reads.push_back({.samples = {16384, 0, 0}});
+    for (int i = 0; i < 20; ++i) reader->reads.push_back({.samples = {32767}, .unreadable = true});
+    reader->reads.push_back({.flags = ENDS});
+    EXPECT_THAT(analyse(), ElementsAre(0.5F, 0, 0));
+    EXPECT_LT(reader->readsMade, 20);
+}
+
 // One damaged time must not make minutes silent that nobody has listened to.
 TEST_F(ScriptedPeaksTest, BehindATimeThatWasWrongAFailureLeavesItAsFarAsItGot) {
     reader->reads = {{.samples = std::vector<std::int16_t>(8, 16384)},
                      {.samples = {32767}, .time = TICKS_PER_SECOND * 3 / 4},
                      {.samples = std::vector<std::int16_t>(8, 16384), .time = TICKS_PER_SECOND / 8},
+                     {.samples = std::vector<std::int16_t>(8, 16384)},
                      {.result = E_FAIL}};
-    EXPECT_THAT(analyse(), SizeIs(520));
+    EXPECT_THAT(analyse(), SizeIs(528));
 }
 
 TEST_F(ScriptedPeaksTest, SoundBehindTheSourcesEndRaisesTheLastBucket) {

@@ -40,11 +40,11 @@ struct PixelScript {
     int emptyReads = 0;                               // before each picture
     Ticks length = std::numeric_limits<Ticks>::max(); // behind it there is an end at once
     HRESULT behindLength = S_OK;                      // or this, by the first read
-    bool staysFailed = false;                         // a reader that failed does so from then on
     std::function<void()> onRead;
 
     std::atomic<int> made{0};
     std::atomic<int> reads{0};
+    std::atomic<int> callsBehindFailures{0}; // of one and the same reader, which nobody may make
     std::vector<LONGLONG> positions;
     std::vector<std::pair<DWORD, BOOL>> selections;
     ComPtr<IMFMediaType> asked;
@@ -70,6 +70,7 @@ public:
         return script_.typeResult;
     }
     HRESULT STDMETHODCALLTYPE SetCurrentPosition(REFGUID, REFPROPVARIANT position) override {
+        if (failed_) ++script_.callsBehindFailures;
         const LONGLONG at = position.hVal.QuadPart;
         script_.positions.push_back(at);
         next_ = 0;
@@ -86,11 +87,13 @@ public:
         *sample = nullptr;
         ++script_.reads;
         if (script_.onRead) script_.onRead();
-        if (script_.readsBeforeFailure-- <= 0) return MF_E_INVALID_STREAM_DATA;
-        if (behind_) failure_ = script_.behindLength;
-        if (const HRESULT failure = failure_; FAILED(failure)) {
-            if (!script_.staysFailed) failure_ = S_OK;
-            return failure;
+        if (failed_) ++script_.callsBehindFailures;
+        HRESULT result = behind_ ? script_.behindLength : S_OK;
+        if (script_.readsBeforeFailure-- <= 0) result = MF_E_INVALID_STREAM_DATA;
+        failed_ = failed_ || FAILED(result);
+        if (failed_) {
+            *flags = MF_SOURCE_READERF_ERROR;
+            return FAILED(result) ? result : E_FAIL;
         }
         if (++empty_ <= script_.emptyReads) return S_OK;
         empty_ = 0;
@@ -142,7 +145,7 @@ private:
     std::size_t next_ = 0;
     int empty_ = 0;
     bool behind_ = false; // the length
-    HRESULT failure_ = S_OK;
+    bool failed_ = false;
 };
 
 } // namespace velkantrix
