@@ -109,6 +109,11 @@ HRESULT fadeIn(IMFMediaBuffer* buffer, Gain gain) {
 
 } // namespace
 
+HRESULT pictureSize(IMFSample* picture, DWORD& size) {
+    const ComPtr<IMF2DBuffer> lines = buffer2d(picture);
+    return lines ? lines->GetContiguousLength(&size) : picture->GetTotalLength(&size);
+}
+
 HRESULT copyChanged(IMFSample* picture, FrameSize size, const LumaTable* exposure, Gain gain,
                     ComPtr<IMFSample>& changed) {
     ComPtr<IMFMediaBuffer> copy;

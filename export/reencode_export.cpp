@@ -45,8 +45,7 @@ public:
           cutter_(request.spans),
           pictureDuration_(
               nearestTicks(static_cast<double>(plan.rate.denominator) / plan.rate.numerator)),
-          video_{.backlog = WriterBacklog(std::uint64_t{plan.size.width} * plan.size.height * 3 / 2,
-                                          pictureDuration_)},
+          video_{.backlog = WriterBacklog(plan.pictureSize(), pictureDuration_)},
           audio_{.backlog = WriterBacklog(SOUND_SIZE, SOUND_DURATION)} {
         if (isExposed(request.exposure)) exposure_ = exposureTable(request.exposure);
     }
@@ -142,7 +141,10 @@ HRESULT Reencoder::writePicture(const Read& next) {
         cutter_.place(EncodedStream::Video, next.time, stated > 0 ? stated : pictureDuration_);
     if (!cut.write) return S_OK;
     ComPtr<IMFSample> picture = next.sample;
-    if (exposure_ || cut.gain != NO_FADE) {
+    DWORD size = 0;
+    RETURN_IF_FAILED(pictureSize(picture.get(), size));
+    // One with lines that aren't seen would be taken for one without: its last lines for colours.
+    if (exposure_ || cut.gain != NO_FADE || size != plan_.pictureSize()) {
         RETURN_IF_FAILED(copyChanged(next.sample.get(), plan_.size,
                                      exposure_ ? &*exposure_ : nullptr, cut.gain, picture));
     }

@@ -91,14 +91,16 @@ TEST_F(EncodeShell, AChangeOfTheTypeOnTheWayIsRefusedUnlessItStaysAsAsked) {
 }
 
 TEST_F(EncodeShell, APictureWithTooFewBytesFailsRatherThanOverrun) {
-    request.exposure = 0.5;
     Content broken = picture();
     broken.pop_back();
-    for (const Content& content : {broken, Content(), Content(1, 0)}) {
-        reset();
-        video()[12].content = bufferOf(content);
-        EXPECT_EQ(encode(), MF_E_BUFFERTOOSMALL);
-        EXPECT_EQ(writtenTo(VIDEO_OUT).size(), 2u);
+    for (const double exposure : {0.0, 0.5}) {
+        request.exposure = exposure;
+        for (const Content& content : {broken, Content(), Content(1, 0)}) {
+            reset();
+            video()[12].content = bufferOf(content);
+            EXPECT_EQ(encode(), MF_E_BUFFERTOOSMALL);
+            EXPECT_EQ(writtenTo(VIDEO_OUT).size(), 2u);
+        }
     }
 }
 

@@ -24,6 +24,21 @@ std::vector<Ticks> tenths(int from, int to) {
     return times;
 }
 
+// A picture of so many lines, of which HEIGHT are seen, in a buffer that pads its lines.
+ComPtr<IMFMediaBuffer> buffer2dOf(UINT32 lines, UINT32 width = 8, UINT32 seen = 4) {
+    ComPtr<IMFMediaBuffer> buffer;
+    ComPtr<IMF2DBuffer> as2d;
+    const DWORD nv12 = MFVideoFormat_NV12.Data1;
+    EXPECT_EQ(MFCreate2DMediaBuffer(width, lines, nv12, FALSE, buffer.put()), S_OK);
+    EXPECT_EQ(buffer->QueryInterface(__uuidof(IMF2DBuffer), as2d.putVoid()), S_OK);
+    Content content(std::size_t{width} * lines * 3 / 2, 7);
+    const auto chroma = content.begin() + width * lines;
+    std::fill_n(content.begin(), width * seen, std::uint8_t{100});
+    std::fill_n(chroma, width * seen / 2, std::uint8_t{60});
+    EXPECT_EQ(as2d->ContiguousCopyFrom(content.data(), static_cast<DWORD>(content.size())), S_OK);
+    return buffer;
+}
+
 TEST_F(EncodeShell, WritesPicturesAndSoundsOfTheSpan) {
     EXPECT_EQ(encode(), S_OK);
     EXPECT_EQ(timesOf(VIDEO_OUT), tenths(0, 10));
@@ -163,27 +178,43 @@ TEST_F(EncodeShell, FadesChangePicturesAndSoundsByTheirTime) {
 }
 
 // As decoders in software give them.
-TEST_F(EncodeShell, LinesBelowTheSeenOnesAreLeftOutOfCopies) {
-    request.exposure = 0.5;
+TEST_F(EncodeShell, LinesBelowTheSeenOnesAreLeftOut) {
     Content tall(WIDTH * 16, 7);
     std::fill_n(tall.begin(), WIDTH * HEIGHT, LUMA);
     tall.insert(tall.end(), WIDTH * 2, CHROMA);
     tall.insert(tall.end(), WIDTH * 6, 9);
-    for (ScriptedRead& read : video()) read.content = bufferOf(tall);
+    for (const double exposure : {0.0, 0.5}) {
+        reset();
+        request.exposure = exposure;
+        for (ScriptedRead& read : video()) read.content = bufferOf(tall);
+        EXPECT_EQ(encode(), S_OK);
+        const std::uint8_t luma = exposure > 0 ? exposureTable(exposure)[LUMA] : LUMA;
+        for (const auto& sample : samplesOf(VIDEO_OUT)) {
+            EXPECT_EQ(contentOf(sample.get()), picture(luma));
+        }
+    }
+}
+
+TEST_F(EncodeShell, InGraphicsMemoryTooTheyAreLeftOut) {
+    const ComPtr<IMFMediaBuffer> tall = buffer2dOf(16);
+    for (ScriptedRead& read : video()) read.content = tall;
     EXPECT_EQ(encode(), S_OK);
-    EXPECT_EQ(contentOf(samplesOf(VIDEO_OUT)[0].get()), picture(exposureTable(0.5)[LUMA]));
+    EXPECT_EQ(contentOf(samplesOf(VIDEO_OUT)[0].get()), picture());
+    ComPtr<IMFMediaBuffer> exact = buffer2dOf(HEIGHT);
+    reset();
+    for (ScriptedRead& read : video()) read.content = exact;
+    EXPECT_EQ(encode(), S_OK);
+    ComPtr<IMFMediaBuffer> written;
+    ASSERT_EQ(samplesOf(VIDEO_OUT)[0]->GetBufferByIndex(0, written.put()), S_OK);
+    EXPECT_EQ(written.get(), exact.get());
 }
 
 TEST_F(EncodeShell, APictureInGraphicsMemoryIsCopiedWithoutItsPadding) {
     request.exposure = 0.5;
-    ComPtr<IMFMediaBuffer> padded;
-    const DWORD nv12 = MFVideoFormat_NV12.Data1;
-    ASSERT_EQ(MFCreate2DMediaBuffer(WIDTH, HEIGHT, nv12, FALSE, padded.put()), S_OK);
+    const ComPtr<IMFMediaBuffer> padded = buffer2dOf(HEIGHT);
     ComPtr<IMF2DBuffer> lines;
     ASSERT_EQ(padded->QueryInterface(__uuidof(IMF2DBuffer), lines.putVoid()), S_OK);
     const Content original = picture();
-    ASSERT_EQ(lines->ContiguousCopyFrom(original.data(), static_cast<DWORD>(original.size())),
-              S_OK);
     for (ScriptedRead& read : video()) read.content = padded;
     EXPECT_EQ(encode(), S_OK);
     EXPECT_EQ(contentOf(samplesOf(VIDEO_OUT)[9].get()), picture(exposureTable(0.5)[LUMA]));
