@@ -15,24 +15,20 @@ void EncodeCutter::beginSpan(const ExportSpan& span, bool hasAudio) {
     span_ = span;
     startTicks_ = spanBoundaryTicks(span.start);
     endTicks_ = spanBoundaryTicks(span.end);
-    videoDone_ = videoBegun_ = audioBegun_ = false;
+    videoDone_ = false;
     audioDone_ = !hasAudio;
 }
 
 EncodeCut EncodeCutter::place(EncodedStream stream, Ticks time, Ticks duration) {
     bool& done = stream == EncodedStream::Video ? videoDone_ : audioDone_;
-    bool& begun = stream == EncodedStream::Video ? videoBegun_ : audioBegun_;
     done = done || time >= subtractTicks(endTicks_, EARLIER);
     if (done || time < subtractTicks(startTicks_, EARLIER)) return {};
     const Ticks inSpan = std::max<Ticks>(0, subtractTicks(time, startTicks_));
     const Ticks left = subtractTicks(endTicks_, std::max(time, startTicks_));
-    const bool first = !begun;
-    begun = true;
     return {.write = true,
             .time = addTicks(outBase_, inSpan),
             .duration = left > 0 ? std::min(duration, left) : duration,
             .shortened = left > 0 && left < duration,
-            .afterJoin = joined_ && first,
             .gain = fadeGain(span_, secondsOf(inSpan))};
 }
 
@@ -46,7 +42,6 @@ double EncodeCutter::progressAt(Ticks outputTime) const {
 
 void EncodeCutter::endSpan() {
     outBase_ = addTicks(outBase_, std::max<Ticks>(0, spanBoundaryTicks(span_.end - span_.start)));
-    joined_ = true;
 }
 
 } // namespace velkantrix

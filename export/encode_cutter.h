@@ -28,7 +28,6 @@ struct EncodeCut {
     Ticks time = 0;     // with write: the sample's new time and duration
     Ticks duration = 0;
     bool shortened = false; // the sample's content goes on behind the span
-    bool afterJoin = false; // the first of its stream in a span that follows another one
     Gain gain = NO_FADE;
 };
 
@@ -57,6 +56,8 @@ public:
     // The stream has no more samples.
     void endStream(EncodedStream stream);
 
+    [[nodiscard]] bool videoDone() const { return videoDone_; }
+    [[nodiscard]] bool audioDone() const { return audioDone_; }
     [[nodiscard]] bool spanDone() const { return videoDone_ && audioDone_; }
 
     // The progress in output seconds when a picture was written.
@@ -70,15 +71,12 @@ public:
 private:
     const double total_; // seconds
     Ticks outBase_ = 0;
-    bool joined_ = false; // a span has ended
 
     ExportSpan span_;
     Ticks startTicks_ = 0;
     Ticks endTicks_ = 0;
     bool videoDone_ = true;
     bool audioDone_ = true;
-    bool videoBegun_ = false;
-    bool audioBegun_ = false;
 };
 
 } // namespace velkantrix

@@ -92,11 +92,11 @@ HRESULT changeIn(IMFMediaBuffer* copy, FrameSize size, const LumaTable* exposure
     return copy->SetCurrentLength(length);
 }
 
-// How much of the sound fits into the time.
+// How much of the sound fits into the time, which is no longer than the sound.
 DWORD sizeWithin(DWORD size, Ticks duration) {
     const Ticks frames = (duration * SOUND_RATE + TICKS_PER_SECOND / 2) / TICKS_PER_SECOND;
     const Ticks most = size / SOUND_FRAME_SIZE;
-    return static_cast<DWORD>(std::min(frames, most)) * SOUND_FRAME_SIZE;
+    return static_cast<DWORD>(std::clamp(frames, Ticks{0}, most)) * SOUND_FRAME_SIZE;
 }
 
 HRESULT fadeIn(IMFMediaBuffer* buffer, Gain gain) {
@@ -129,6 +129,7 @@ HRESULT takeSound(IMFSample* sound, const EncodeCut& cut, ComPtr<IMFSample>& tak
     DWORD size = 0;
     RETURN_IF_FAILED(sound->ConvertToContiguousBuffer(data.put()));
     RETURN_IF_FAILED(data->GetCurrentLength(&size));
+    size -= size % SOUND_FRAME_SIZE;
     if (cut.shortened) size = sizeWithin(size, cut.duration);
     if (size == 0) return S_OK;
     RETURN_IF_FAILED(data->SetCurrentLength(size));

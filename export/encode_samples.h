@@ -12,14 +12,14 @@
 
 namespace velkantrix {
 
-// The bytes of an NV12 picture without the padding of its lines, of which there may be more than are
-// seen.
+// The bytes of an NV12 picture without the padding of its lines, of which there may be more than
+// are seen.
 [[nodiscard]] HRESULT pictureSize(IMFSample* picture, DWORD& size);
 
 // A copy of an NV12 picture, in memory of its own, with the exposure and the fade rendered: a
 // decoder may still refer to the original. `exposure` may be null. Fails when there are fewer bytes
-// than the size takes. The copy has the original's attributes, no times, and no lines but those that
-// are seen.
+// than the size takes. The copy has the original's attributes, no times, and no lines but those
+// that are seen.
 [[nodiscard]] HRESULT copyChanged(IMFSample* picture, FrameSize size, const LumaTable* exposure,
                                   Gain gain, ComPtr<IMFSample>& changed);
 

@@ -9,12 +9,9 @@
 #include "base/com_ptr.h"
 #include "export/encode_rules.h"
 #include "export/export_request.h"
+#include "export/sound_line.h"
 
 namespace velkantrix {
-
-// Sound on its way to the encoder: two channels of 16 bits, interleaved.
-inline constexpr UINT32 SOUND_RATE = 48'000;  // samples of each channel a second
-inline constexpr UINT32 SOUND_FRAME_SIZE = 4; // bytes of one sample of each channel
 
 // What is decided of the pictures before the output is created.
 struct PicturePlan {

@@ -4,11 +4,14 @@
 #include <mfapi.h>
 #include <mferror.h>
 
+#include <algorithm>
 #include <optional>
+#include <utility>
 
 #include "base/exposure.h"
 #include "export/encode_cutter.h"
 #include "export/encode_samples.h"
+#include "export/encode_sound.h"
 #include "export/sample_reads.h"
 #include "export/writer_backlog.h"
 #include "platform/graphics_device.h"
@@ -23,10 +26,14 @@ namespace {
 constexpr std::uint64_t SOUND_SIZE = 4096; // bytes
 constexpr Ticks SOUND_DURATION = 1024 * TICKS_PER_SECOND / SOUND_RATE;
 
-// A stream on its way through: its index in the output, and what of it waits there.
-struct Outlet {
-    DWORD index = 0;
-    WriterBacklog backlog;
+// How far one stream may be ahead of the other in the output. What writes them into one file waits
+// for the one that is behind; with more than this waiting, the export would wait for it in turn.
+constexpr Ticks MOST_AHEAD = TICKS_PER_SECOND / 4;
+
+// A sound that was read before its turn.
+struct HeldSound {
+    ComPtr<IMFSample> sample; // none: nothing is held
+    EncodeCut cut;
 };
 
 // One re-encode: the streams on both sides, and the decisions. All that it is given outlives it.
@@ -40,13 +47,12 @@ public:
           streams_(streams),
           plan_(plan),
           writer_(writer),
-          wait_(wait),
           readsPerSpan_(readsPerSpan),
           cutter_(request.spans),
           pictureDuration_(
               nearestTicks(static_cast<double>(plan.rate.denominator) / plan.rate.numerator)),
-          video_{.backlog = WriterBacklog(plan.pictureSize(), pictureDuration_)},
-          audio_{.backlog = WriterBacklog(SOUND_SIZE, SOUND_DURATION)} {
+          pictures_(request, writer, wait, WriterBacklog(plan.pictureSize(), pictureDuration_)),
+          sound_(EncodeOutlet(request, writer, wait, WriterBacklog(SOUND_SIZE, SOUND_DURATION))) {
         if (isExposed(request.exposure)) exposure_ = exposureTable(request.exposure);
     }
 
@@ -60,9 +66,9 @@ private:
     [[nodiscard]] HRESULT handle(const Read& next);
     [[nodiscard]] HRESULT writePicture(const Read& next);
     [[nodiscard]] HRESULT writeSound(const Read& next);
-    [[nodiscard]] HRESULT write(Outlet& outlet, IMFSample* sample, const EncodeCut& cut);
-    void waitForEncoder(Outlet& outlet);
-    [[nodiscard]] std::optional<WriterCounts> countsOf(const Outlet& outlet) const;
+    [[nodiscard]] HRESULT goOnWithSound();
+    [[nodiscard]] DWORD nextStream() const;
+    [[nodiscard]] Ticks picturesAhead() const;
     [[nodiscard]] bool cancelled() const { return isCancelled(request_); }
 
     const ExportRequest& request_;
@@ -70,13 +76,14 @@ private:
     const SourceStreams& streams_;
     const PicturePlan& plan_;
     IMFSinkWriter* const writer_;
-    const EncodeWait& wait_;
     const std::int64_t readsPerSpan_;
     EncodeCutter cutter_;
     std::optional<LumaTable> exposure_; // absent: pictures stay as bright as they are
     const Ticks pictureDuration_;       // at the output's rate
-    Outlet video_;
-    Outlet audio_; // unused where the source has no sound
+    EncodeOutlet pictures_;
+    EncodeSound sound_;     // unused where the source has none
+    Ticks picturesEnd_ = 0; // in the output
+    HeldSound held_;
 };
 
 HRESULT Reencoder::createStreams() {
@@ -91,7 +98,7 @@ HRESULT Reencoder::createVideo() {
     RETURN_IF_FAILED(makeNv12Type(plan_, decoded));
     RETURN_IF_FAILED(reader_->SetCurrentMediaType(*streams_.video, nullptr, decoded.get()));
     RETURN_IF_FAILED(makeH264Type(plan_, encoded));
-    return addStream(writer_, encoded.get(), decoded.get(), video_.index);
+    return pictures_.create(encoded.get(), decoded.get());
 }
 
 HRESULT Reencoder::createAudio() {
@@ -99,7 +106,7 @@ HRESULT Reencoder::createAudio() {
     RETURN_IF_FAILED(makePcmType(decoded));
     RETURN_IF_FAILED(reader_->SetCurrentMediaType(*streams_.audio, nullptr, decoded.get()));
     RETURN_IF_FAILED(makeAacType(encoded));
-    return addStream(writer_, encoded.get(), decoded.get(), audio_.index);
+    return sound_.outlet().create(encoded.get(), decoded.get());
 }
 
 // Bytes of another size or form than the encoders were told would come out as garbage.
@@ -114,16 +121,32 @@ HRESULT Reencoder::checkDelivery() const {
 
 HRESULT Reencoder::encodeSpan(const ExportSpan& span) {
     cutter_.beginSpan(span, streams_.audio.has_value());
+    sound_.beginSpan();
     RETURN_IF_FAILED(seekReader(reader_, cutter_.startTicks()));
     ReadBudget budget(readsPerSpan_);
     while (!cutter_.spanDone() && !cancelled()) {
         if (!budget.take()) return TOO_MANY_READS;
         Read next;
-        RETURN_IF_FAILED(readNext(reader_, ANY_STREAM, next));
+        RETURN_IF_FAILED(readNext(reader_, nextStream(), next));
         RETURN_IF_FAILED(handle(next));
+        if (streams_.audio) RETURN_IF_FAILED(goOnWithSound());
     }
     cutter_.endSpan();
     return S_OK;
+}
+
+// Whichever comes, unless one is too far behind the other.
+DWORD Reencoder::nextStream() const {
+    if (!streams_.audio) return ANY_STREAM;
+    const Ticks ahead = picturesAhead();
+    if (!cutter_.audioDone() && !held_.sample && ahead > MOST_AHEAD) return *streams_.audio;
+    if (!cutter_.videoDone() && (held_.sample || ahead < -MOST_AHEAD)) return *streams_.video;
+    return ANY_STREAM;
+}
+
+Ticks Reencoder::picturesAhead() const {
+    return subtractTicks(std::max(picturesEnd_, cutter_.outBase()),
+                         std::max(sound_.end(), cutter_.outBase()));
 }
 
 HRESULT Reencoder::handle(const Read& next) {
@@ -150,43 +173,33 @@ HRESULT Reencoder::writePicture(const Read& next) {
     }
     // It is on the source's time line, if it is there.
     ignoreResult(picture->DeleteItem(MFSampleExtension_DecodeTimestamp), "mostly there is none");
-    RETURN_IF_FAILED(write(video_, picture.get(), cut));
+    RETURN_IF_FAILED(pictures_.write(picture.get(), cut.time, cut.duration));
+    picturesEnd_ = std::max(picturesEnd_, addTicks(cut.time, cut.duration));
     if (request_.progress) request_.progress(cutter_.progressAt(cut.time));
-    waitForEncoder(video_);
+    pictures_.waitForEncoder();
     return S_OK;
 }
 
 HRESULT Reencoder::writeSound(const Read& next) {
-    const EncodeCut cut =
-        cutter_.place(EncodedStream::Audio, next.time, durationOf(next.sample.get()));
-    if (!cut.write) return S_OK;
-    ComPtr<IMFSample> sound;
-    RETURN_IF_FAILED(takeSound(next.sample.get(), cut, sound));
-    if (!sound) return S_OK;
-    // Encoders count their samples, and look at a time only where they are told of a break.
-    if (cut.afterJoin) RETURN_IF_FAILED(sound->SetUINT32(MFSampleExtension_Discontinuity, TRUE));
-    RETURN_IF_FAILED(write(audio_, sound.get(), cut));
-    waitForEncoder(audio_);
+    Ticks duration = 0;
+    RETURN_IF_FAILED(soundDuration(next.sample.get(), duration));
+    const EncodeCut cut = cutter_.place(EncodedStream::Audio, next.time, duration);
+    if (cut.write) held_ = {next.sample, cut};
     return S_OK;
 }
 
-HRESULT Reencoder::write(Outlet& outlet, IMFSample* sample, const EncodeCut& cut) {
-    RETURN_IF_FAILED(sample->SetSampleTime(cut.time));
-    RETURN_IF_FAILED(sample->SetSampleDuration(cut.duration));
-    return writer_->WriteSample(outlet.index, sample);
-}
-
-void Reencoder::waitForEncoder(Outlet& outlet) {
-    while (!cancelled() && outlet.backlog.mustWait(countsOf(outlet), wait_.now())) wait_.pause();
-}
-
-std::optional<WriterCounts> Reencoder::countsOf(const Outlet& outlet) const {
-    MF_SINK_WRITER_STATISTICS statistics = {.cb = sizeof statistics};
-    if (FAILED(writer_->GetStatistics(outlet.index, &statistics))) return std::nullopt;
-    return WriterCounts{.received = statistics.qwNumSamplesReceived,
-                        .encoded = statistics.qwNumSamplesEncoded,
-                        .lastReceived = statistics.llLastTimestampReceived,
-                        .lastEncoded = statistics.llLastTimestampEncoded};
+// Writes sound, or silence, as far as pictures have come. Behind the last of both there is nothing:
+// a source that breaks off must not come out as long as was asked for.
+HRESULT Reencoder::goOnWithSound() {
+    if (held_.sample) {
+        const Ticks reached = std::max(picturesEnd_, cutter_.outBase());
+        if (!cutter_.videoDone() && subtractTicks(held_.cut.time, reached) > MOST_AHEAD) {
+            return sound_.fill(picturesEnd_);
+        }
+        const HeldSound next = std::exchange(held_, {});
+        RETURN_IF_FAILED(sound_.write(next.sample.get(), next.cut));
+    }
+    return cutter_.audioDone() ? sound_.fill(picturesEnd_) : S_OK;
 }
 
 // Decodes and scales on the device.
@@ -203,18 +216,6 @@ HRESULT openDecodingReader(const ExportRequest& request, IMFDXGIDeviceManager* m
 }
 
 } // namespace
-
-EncodeWait systemWait() {
-    return {.now =
-                [] {
-                    constexpr Ticks PER_MILLISECOND = TICKS_PER_SECOND / 1000;
-                    return static_cast<Ticks>(GetTickCount64()) * PER_MILLISECOND;
-                },
-            .pause =
-                [] {
-                    Sleep(2);
-                }};
-}
 
 HRESULT reencode(const ExportRequest& request, OutputFile& output) {
     GraphicsDevice device;

@@ -8,9 +8,8 @@
 #include <mfreadwrite.h>
 
 #include <cstdint>
-#include <functional>
 
-#include "base/ticks.h"
+#include "export/encode_outlet.h"
 #include "export/encode_types.h"
 #include "export/export_core.h"
 #include "export/export_request.h"
@@ -23,13 +22,6 @@ namespace velkantrix {
 // The caller keeps or discards it. Cancelled: S_OK, with the output created but incomplete. It
 // needs a graphics device: without one it fails.
 [[nodiscard]] HRESULT reencode(const ExportRequest& request, OutputFile& output);
-
-// How an export waits for its encoder.
-struct EncodeWait {
-    std::function<Ticks()> now;  // of a clock that never goes back
-    std::function<void()> pause; // returns soon
-};
-[[nodiscard]] EncodeWait systemWait();
 
 // The same from a reader whose streams were discovered to a new writer; `readsPerSpan` is the limit
 // of each span.

@@ -84,6 +84,8 @@ TEST(EncodeCutter, AStreamIsDoneAtTheFirstSampleBehindTheSpanAndStaysSo) {
     EXPECT_FALSE(cutter.place(VIDEO, 2 * SECOND, FRAME).write);
     EXPECT_FALSE(cutter.place(VIDEO, SECOND, FRAME).write);
     EXPECT_FALSE(cutter.spanDone());
+    EXPECT_TRUE(cutter.videoDone());
+    EXPECT_FALSE(cutter.audioDone());
     EXPECT_TRUE(cutter.place(AUDIO, SECOND, FRAME).write);
     EXPECT_FALSE(cutter.place(AUDIO, 3 * SECOND, FRAME).write);
     EXPECT_TRUE(cutter.spanDone());
@@ -114,19 +116,6 @@ TEST(EncodeCutter, EachSpanTakesTheLengthAskedFor) {
         cutter.endSpan(); // though nothing was in it
     }
     EXPECT_EQ(cutter.outBase(), 15'000'000 + 3'333'333);
-}
-
-TEST(EncodeCutter, TheFirstOfEachStreamBehindAJoinIsMarked) {
-    const std::vector<ExportSpan> spans = {{.start = 0, .end = 1}, {.start = 2, .end = 3}};
-    EncodeCutter cutter(spans);
-    cutter.beginSpan(spans[0], true);
-    EXPECT_FALSE(cutter.place(AUDIO, 0, FRAME).afterJoin);
-    cutter.endSpan();
-    cutter.beginSpan(spans[1], true);
-    EXPECT_FALSE(cutter.place(AUDIO, SECOND, FRAME).afterJoin); // dropped
-    EXPECT_TRUE(cutter.place(AUDIO, 2 * SECOND, FRAME).afterJoin);
-    EXPECT_TRUE(cutter.place(VIDEO, 2 * SECOND, FRAME).afterJoin);
-    EXPECT_FALSE(cutter.place(AUDIO, 2 * SECOND + FRAME, FRAME).afterJoin);
 }
 
 TEST(EncodeCutter, FadesGoByTheTimeWithinTheSpan) {

@@ -67,54 +67,6 @@ TEST_F(EncodeShell, SpansFollowEachOtherWithTheLengthsAskedFor) {
     EXPECT_EQ(writtenTo(AUDIO_OUT)[2].duration, FRAME / 2);
 }
 
-TEST_F(EncodeShell, TheLastSoundOfASpanIsCutOff) {
-    request.spans = {{.start = 3, .end = 3.25}};
-    EXPECT_EQ(encode(), S_OK);
-    const auto sounds = samplesOf(AUDIO_OUT);
-    ASSERT_EQ(sounds.size(), 3u);
-    EXPECT_EQ(contentOf(sounds[1].get()), sound(4800));
-    EXPECT_EQ(contentOf(sounds[2].get()), sound(2400));
-}
-
-// A tick is less than a sample of the sound.
-TEST_F(EncodeShell, ASoundOfWhichNothingIsLeftIsLeftOut) {
-    audio()[12].time = 12 * FRAME - SECOND / 10'000 + SECOND / 200'000;
-    request.spans = {{.start = 1, .end = secondsOf(12 * FRAME + SECOND / 200'000 + 2)}};
-    EXPECT_EQ(encode(), S_OK);
-    EXPECT_EQ(writtenTo(AUDIO_OUT).size(), 3u);
-    reset();
-    audio()[12].content = bufferOf({});
-    EXPECT_EQ(encode(), S_OK);
-    EXPECT_EQ(writtenTo(AUDIO_OUT).size(), 2u);
-}
-
-TEST_F(EncodeShell, SoundThatBeginsBeforeTheSpanIsDropped) {
-    for (ScriptedRead& read : audio()) read.time -= FRAME / 2;
-    EXPECT_EQ(encode(), S_OK);
-    EXPECT_EQ(timesOf(AUDIO_OUT).front(), FRAME / 2);
-    EXPECT_EQ(timesOf(AUDIO_OUT).size(), 10u);
-}
-
-TEST_F(EncodeShell, TheFirstSoundBehindEachJoinSaysSo) {
-    request.spans = {
-        {.start = 1, .end = 1.2}, {.start = 1.2, .end = 1.4}, {.start = 3, .end = 3.2}};
-    EXPECT_EQ(encode(), S_OK);
-    std::vector<bool> marks;
-    for (const WrittenSample& sample : writtenTo(AUDIO_OUT)) marks.push_back(sample.discontinuity);
-    EXPECT_THAT(marks, ElementsAre(false, false, true, false, true, false));
-    for (const WrittenSample& sample : writtenTo(VIDEO_OUT)) EXPECT_FALSE(sample.discontinuity);
-}
-
-TEST_F(EncodeShell, SoundKeepsNothingOfItsSourceButItsData) {
-    EXPECT_EQ(encode(), S_OK);
-    for (const auto& sample : samplesOf(AUDIO_OUT)) {
-        UINT32 count = 0;
-        EXPECT_EQ(sample->GetCount(&count), S_OK);
-        EXPECT_EQ(count, 0u);
-        EXPECT_EQ(contentOf(sample.get()), sound());
-    }
-}
-
 TEST_F(EncodeShell, APictureThatIsntChangedIsPassedOnAsItIs) {
     EXPECT_EQ(encode(), S_OK);
     const auto pictures = samplesOf(VIDEO_OUT);
@@ -252,13 +204,6 @@ TEST_F(EncodeShell, ReadsWithoutASampleArePassedOver) {
                    {.time = 13 * FRAME, .hasSample = false, .flags = MF_SOURCE_READERF_STREAMTICK});
     EXPECT_EQ(encode(), S_OK);
     EXPECT_EQ(timesOf(VIDEO_OUT), tenths(0, 10));
-}
-
-TEST_F(EncodeShell, AudioThatEndsEarlyCostsNoPicture) {
-    audio().resize(13);
-    EXPECT_EQ(encode(), S_OK);
-    EXPECT_EQ(timesOf(VIDEO_OUT), tenths(0, 10));
-    EXPECT_EQ(timesOf(AUDIO_OUT), tenths(0, 3));
 }
 
 TEST_F(EncodeShell, VideoThatEndsEarlyCostsNoSound) {

@@ -109,6 +109,7 @@ DWORD ScriptedReader::comingNext() const {
         const std::vector<ScriptedRead>& reads = state.script.reads;
         if (!state.selected || state.next > reads.size()) continue;
         const bool ends = state.next == reads.size();
+        if (number == preferred_ && !ends) return number;
         const Ticks time = ends ? std::numeric_limits<Ticks>::max() : reads[state.next].time;
         if (!found || time < earliest) {
             found = number;

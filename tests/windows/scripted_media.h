@@ -94,6 +94,10 @@ public:
         failure_ = result;
     }
 
+    // Whoever reads any stream gets this one as long as there is something in it: streams needn't
+    // lie in a file in the order of their times.
+    void preferStream(DWORD index) { preferred_ = index; }
+
     // "deselect all", "select 1", "position 15000000" (a VT_I8 in GUID_NULL's ticks), "type 1"
     [[nodiscard]] const std::vector<std::string>& steering() const { return steering_; }
     [[nodiscard]] int readsOf(DWORD index) const {
@@ -143,6 +147,7 @@ private:
     HRESULT currentTypeFailure_ = S_OK;
     std::vector<std::string> steering_;
     DWORD typesAsked_ = 0;
+    std::optional<DWORD> preferred_;
     std::size_t failingStep_ = 0; // none
     HRESULT failure_ = S_OK;
 };

@@ -1,0 +1,56 @@
+// encode_outlet.h: a stream of a re-encode's output: what is written to it, and how the export
+// waits for its encoder.
+#pragma once
+
+#include <windows.h>
+
+#include <mfidl.h>
+#include <mfreadwrite.h>
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+
+#include "base/ticks.h"
+#include "export/export_core.h"
+#include "export/export_request.h"
+#include "export/writer_backlog.h"
+
+namespace velkantrix {
+
+// How an export waits for its encoder.
+struct EncodeWait {
+    std::function<Ticks()> now;  // of a clock that never goes back
+    std::function<void()> pause; // returns soon
+};
+[[nodiscard]] EncodeWait systemWait();
+
+// Used by the export's thread. All that it is given outlives it.
+class EncodeOutlet {
+public:
+    EncodeOutlet(const ExportRequest& request, IMFSinkWriter* writer, const EncodeWait& wait,
+                 const WriterBacklog& backlog)
+        : request_(request), writer_(writer), wait_(wait), backlog_(backlog) {}
+
+    // Adds the stream to the writer.
+    [[nodiscard]] HRESULT create(IMFMediaType* encoded, IMFMediaType* decoded);
+
+    // The sample gets these times.
+    [[nodiscard]] HRESULT write(IMFSample* sample, Ticks time, Ticks duration);
+
+    // Until there is room for more, or the export is cancelled.
+    void waitForEncoder();
+
+    [[nodiscard]] bool cancelled() const { return isCancelled(request_); }
+
+private:
+    [[nodiscard]] std::optional<WriterCounts> counts() const;
+
+    const ExportRequest& request_;
+    IMFSinkWriter* const writer_;
+    const EncodeWait& wait_;
+    WriterBacklog backlog_;
+    DWORD index_ = 0; // as the writer counts
+};
+
+} // namespace velkantrix

@@ -1,0 +1,45 @@
+// encode_sound.h: the sound of a re-encode, and the silence where there is none.
+#pragma once
+
+#include <windows.h>
+
+#include <mfobjects.h>
+
+#include <utility>
+
+#include "base/com_ptr.h"
+#include "base/ticks.h"
+#include "export/encode_cutter.h"
+#include "export/encode_outlet.h"
+#include "export/sound_line.h"
+
+namespace velkantrix {
+
+// How long the sound lasts: what its data takes, whatever its source states of it.
+[[nodiscard]] HRESULT soundDuration(IMFSample* sound, Ticks& duration);
+
+// Used by the export's thread.
+class EncodeSound {
+public:
+    explicit EncodeSound(EncodeOutlet outlet) : outlet_(std::move(outlet)) {}
+
+    [[nodiscard]] EncodeOutlet& outlet() { return outlet_; }
+
+    void beginSpan() { line_.beginSpan(); }
+
+    // A sound of the source's that is placed in the output, behind the silence before it.
+    [[nodiscard]] HRESULT write(IMFSample* sound, const EncodeCut& cut);
+
+    // Silence up to a time of the output, where there is no sound before it.
+    [[nodiscard]] HRESULT fill(Ticks time);
+
+    [[nodiscard]] Ticks end() const { return line_.end(); }
+
+private:
+    [[nodiscard]] HRESULT put(IMFSample* sample, Ticks time, Ticks duration);
+
+    EncodeOutlet outlet_;
+    SoundLine line_;
+};
+
+} // namespace velkantrix
