@@ -22,23 +22,23 @@ HRESULT EncodeOutlet::create(IMFMediaType* encoded, IMFMediaType* decoded) {
     return addStream(writer_, encoded, decoded, index_);
 }
 
-HRESULT EncodeOutlet::write(IMFSample* sample, Ticks time, Ticks duration) {
+HRESULT EncodeOutlet::write(IMFSample* sample, Ticks time, Ticks duration, std::uint64_t size) {
     RETURN_IF_FAILED(sample->SetSampleTime(time));
     RETURN_IF_FAILED(sample->SetSampleDuration(duration));
-    return writer_->WriteSample(index_, sample);
+    RETURN_IF_FAILED(writer_->WriteSample(index_, sample));
+    backlog_.wrote(time, size);
+    return S_OK;
 }
 
 void EncodeOutlet::waitForEncoder() {
-    while (!cancelled() && backlog_.mustWait(counts(), wait_.now())) wait_.pause();
+    while (!cancelled() && backlog_.mustWait(progress(), wait_.now())) wait_.pause();
 }
 
-std::optional<WriterCounts> EncodeOutlet::counts() const {
+std::optional<EncoderProgress> EncodeOutlet::progress() const {
     MF_SINK_WRITER_STATISTICS statistics = {.cb = sizeof statistics};
     if (FAILED(writer_->GetStatistics(index_, &statistics))) return std::nullopt;
-    return WriterCounts{.received = statistics.qwNumSamplesReceived,
-                        .encoded = statistics.qwNumSamplesEncoded,
-                        .lastReceived = statistics.llLastTimestampReceived,
-                        .lastEncoded = statistics.llLastTimestampEncoded};
+    return EncoderProgress{.encoded = statistics.qwNumSamplesEncoded,
+                           .lastEncoded = statistics.llLastTimestampEncoded};
 }
 
 } // namespace velkantrix

@@ -28,15 +28,14 @@ struct EncodeWait {
 // Used by the export's thread. All that it is given outlives it.
 class EncodeOutlet {
 public:
-    EncodeOutlet(const ExportRequest& request, IMFSinkWriter* writer, const EncodeWait& wait,
-                 const WriterBacklog& backlog)
-        : request_(request), writer_(writer), wait_(wait), backlog_(backlog) {}
+    EncodeOutlet(const ExportRequest& request, IMFSinkWriter* writer, const EncodeWait& wait)
+        : request_(request), writer_(writer), wait_(wait) {}
 
     // Adds the stream to the writer.
     [[nodiscard]] HRESULT create(IMFMediaType* encoded, IMFMediaType* decoded);
 
-    // The sample gets these times.
-    [[nodiscard]] HRESULT write(IMFSample* sample, Ticks time, Ticks duration);
+    // The sample, of so many bytes, gets these times.
+    [[nodiscard]] HRESULT write(IMFSample* sample, Ticks time, Ticks duration, std::uint64_t size);
 
     // Until there is room for more, or the export is cancelled.
     void waitForEncoder();
@@ -44,7 +43,7 @@ public:
     [[nodiscard]] bool cancelled() const { return isCancelled(request_); }
 
 private:
-    [[nodiscard]] std::optional<WriterCounts> counts() const;
+    [[nodiscard]] std::optional<EncoderProgress> progress() const;
 
     const ExportRequest& request_;
     IMFSinkWriter* const writer_;

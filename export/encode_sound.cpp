@@ -67,7 +67,8 @@ HRESULT EncodeSound::put(IMFSample* sample, Ticks time, Ticks duration) {
     if (line_.breaksAt(time)) {
         RETURN_IF_FAILED(sample->SetUINT32(MFSampleExtension_Discontinuity, TRUE));
     }
-    RETURN_IF_FAILED(outlet_.write(sample, time, duration));
+    RETURN_IF_FAILED(
+        outlet_.write(sample, time, duration, std::uint64_t{frames} * SOUND_FRAME_SIZE));
     line_.wrote(time, frames);
     outlet_.waitForEncoder();
     return S_OK;

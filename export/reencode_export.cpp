@@ -13,7 +13,6 @@
 #include "export/encode_samples.h"
 #include "export/encode_sound.h"
 #include "export/sample_reads.h"
-#include "export/writer_backlog.h"
 #include "platform/graphics_device.h"
 #include "platform/hresult.h"
 #include "platform/mf_util.h"
@@ -21,10 +20,6 @@
 
 namespace velkantrix {
 namespace {
-
-// Of a decoded sample of sound: 1024 of each channel.
-constexpr std::uint64_t SOUND_SIZE = 4096; // bytes
-constexpr Ticks SOUND_DURATION = 1024 * TICKS_PER_SECOND / SOUND_RATE;
 
 // How far one stream may be ahead of the other in the output. What writes them into one file waits
 // for the one that is behind; with more than this waiting, the export would wait for it in turn.
@@ -51,8 +46,8 @@ public:
           cutter_(request.spans),
           pictureDuration_(
               nearestTicks(static_cast<double>(plan.rate.denominator) / plan.rate.numerator)),
-          pictures_(request, writer, wait, WriterBacklog(plan.pictureSize(), pictureDuration_)),
-          sound_(EncodeOutlet(request, writer, wait, WriterBacklog(SOUND_SIZE, SOUND_DURATION))) {
+          pictures_(request, writer, wait),
+          sound_(EncodeOutlet(request, writer, wait)) {
         if (isExposed(request.exposure)) exposure_ = exposureTable(request.exposure);
     }
 
@@ -173,7 +168,7 @@ HRESULT Reencoder::writePicture(const Read& next) {
     }
     // It is on the source's time line, if it is there.
     ignoreResult(picture->DeleteItem(MFSampleExtension_DecodeTimestamp), "mostly there is none");
-    RETURN_IF_FAILED(pictures_.write(picture.get(), cut.time, cut.duration));
+    RETURN_IF_FAILED(pictures_.write(picture.get(), cut.time, cut.duration, size));
     picturesEnd_ = std::max(picturesEnd_, addTicks(cut.time, cut.duration));
     if (request_.progress) request_.progress(cutter_.progressAt(cut.time));
     pictures_.waitForEncoder();

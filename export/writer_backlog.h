@@ -4,46 +4,55 @@
 // Decoded pictures are large: what waits must not grow with the length of the video.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <optional>
 
 #include "base/ticks.h"
 
 namespace velkantrix {
 
-// Of one stream, as the writer counts.
-struct WriterCounts {
-    std::uint64_t received = 0; // samples
-    std::uint64_t encoded = 0;
-    Ticks lastReceived = 0; // the times of the last ones
-    Ticks lastEncoded = 0;
+// How far the encoder of a stream has come.
+struct EncoderProgress {
+    std::uint64_t encoded = 0; // samples; it may drop pictures, and cut sound otherwise
+    Ticks lastEncoded = 0;     // the time of the last one, where there is one
 };
 
-// One per stream, used by the export's thread.
+// One per stream, used by the export's thread. What waits is what was written with a later time
+// than the encoder has come to: that needs no rate, and holds for samples of any length and size.
 class WriterBacklog {
 public:
-    // What samples usually are: their size in bytes, and how long they last.
-    WriterBacklog(std::uint64_t sampleSize, Ticks sampleDuration);
+    // A sample of so many bytes was written.
+    void wrote(Ticks time, std::uint64_t size);
 
     // Whether the next sample has to wait, at the time `now` of any clock. To be asked again, until
-    // it need not. Without counts nothing waits. Numbers alone don't tell that an encoder is
-    // behind: it may drop pictures, and makes sounds of another length than it is given. So it must
-    // be behind in time as well.
+    // it need not. When it isn't known how far the encoder is, nothing waits.
     //
     // An encoder may want more samples before it gives any back than are let through; that looks
-    // like one that has stopped. When nothing was encoded for PATIENCE, twice as many may wait from
-    // then on.
-    [[nodiscard]] bool mustWait(const std::optional<WriterCounts>& counts, Ticks now);
+    // like one that has stopped. As long as it has given none, twice as much may wait from each
+    // PATIENCE on that passes. Later only a single sample gets through: what makes an encoder stop
+    // then isn't the number of samples, but its end may be told to who writes.
+    [[nodiscard]] bool mustWait(const std::optional<EncoderProgress>& progress, Ticks now);
 
     static constexpr Ticks PATIENCE = TICKS_PER_SECOND;
-
-    [[nodiscard]] std::uint64_t mostWaiting() const { return mostWaiting_; }
+    static constexpr std::uint64_t ROOM = 256u << 20; // bytes, at first
+    // However large they are: what encoders look ahead, and what keeps them busy while the reader
+    // seeks. However small they are: each takes memory beside its bytes.
+    static constexpr std::size_t FEWEST = 16, MOST = 1u << 16;
 
 private:
-    [[nodiscard]] bool isFull(const WriterCounts& counts) const;
+    struct Waiting {
+        Ticks time = 0;
+        std::uint64_t size = 0;
+    };
 
-    const Ticks sampleDuration_;
-    std::uint64_t mostWaiting_;
+    void forgetEncoded(const EncoderProgress& progress);
+    [[nodiscard]] bool isFull() const;
+
+    std::deque<Waiting> waiting_; // in the order of their times, which is that of writing
+    std::uint64_t waitingSize_ = 0;
+    std::uint64_t room_ = ROOM;
     std::uint64_t encoded_ = 0;      // when it was last seen to change
     std::optional<Ticks> stillFrom_; // of the wait that is on: since when nothing was encoded
 };

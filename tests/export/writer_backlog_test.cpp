@@ -9,101 +9,151 @@ namespace {
 
 constexpr std::uint64_t FULL_HD = 1920 * 1080 * 3 / 2;
 constexpr Ticks FRAME = TICKS_PER_SECOND / 25;
+constexpr Ticks PATIENCE = WriterBacklog::PATIENCE;
 
-WriterCounts countsOf(std::uint64_t received, std::uint64_t encoded) {
-    return {.received = received,
-            .encoded = encoded,
-            .lastReceived = static_cast<Ticks>(received) * FRAME,
-            .lastEncoded = static_cast<Ticks>(encoded) * FRAME};
+// The encoder has come to the n-th sample of a constant rate, from 1 on.
+EncoderProgress encoded(std::uint64_t samples) {
+    return {.encoded = samples, .lastEncoded = static_cast<Ticks>(samples) * FRAME};
 }
 
-WriterCounts waiting(const WriterBacklog& backlog, std::uint64_t encoded = 0) {
-    return countsOf(encoded + backlog.mostWaiting(), encoded);
-}
+// A backlog of samples 1 to n.
+struct Written {
+    WriterBacklog backlog;
+    std::uint64_t count = 0;
+
+    explicit Written(std::uint64_t samples = 0, std::uint64_t size = FULL_HD) {
+        write(samples, size);
+    }
+    void write(std::uint64_t samples, std::uint64_t size = FULL_HD) {
+        for (; samples > 0; samples--) backlog.wrote(static_cast<Ticks>(++count) * FRAME, size);
+    }
+    // How many more samples get in at once.
+    std::uint64_t room(const EncoderProgress& progress, std::uint64_t size = FULL_HD) {
+        std::uint64_t more = 0;
+        for (; more < 100'000 && !backlog.mustWait(progress, 0); more++) write(1, size);
+        return more;
+    }
+};
 
 TEST(WriterBacklog, HoldsAQuarterOfAGibibyte) {
-    EXPECT_EQ(WriterBacklog(FULL_HD, FRAME).mostWaiting(), 86u);
-    EXPECT_EQ(WriterBacklog(4 * FULL_HD, FRAME).mostWaiting(), 21u);
-    EXPECT_EQ(WriterBacklog(100 * FULL_HD, FRAME).mostWaiting(), 16u); // encoders look ahead
-    EXPECT_EQ(WriterBacklog(1, FRAME).mostWaiting(), 4096u);
-    EXPECT_EQ(WriterBacklog(0, FRAME).mostWaiting(), 4096u);
+    EXPECT_EQ(Written().room({}), 87u);
+    EXPECT_EQ(Written().room({}, 4 * FULL_HD), 22u);
+    EXPECT_EQ(Written().room({}, 100 * FULL_HD), 16u); // encoders look ahead
+    EXPECT_EQ(Written().room({}, 192'000), 1399u);     // a second of sound
+    EXPECT_EQ(Written().room({}, 1), 65'536u);
+    EXPECT_EQ(Written().room({}, 0), 65'536u);
+}
+
+TEST(WriterBacklog, CountsTheBytesThatReallyWait) {
+    Written large(20, 10 * FULL_HD);
+    EXPECT_TRUE(large.backlog.mustWait(encoded(0), 0));
+    EXPECT_TRUE(large.backlog.mustWait(encoded(4), 0));
+    EXPECT_FALSE(large.backlog.mustWait(encoded(11), 0));
+    EXPECT_EQ(large.room(encoded(11), 10), 7u); // up to the fewest that are let in
 }
 
 TEST(WriterBacklog, AnEncoderThatKeepsUpIsNeverWaitedFor) {
-    WriterBacklog backlog(FULL_HD, FRAME);
+    Written written(80);
     for (std::uint64_t i = 0; i < 1000; i++) {
-        EXPECT_FALSE(backlog.mustWait(countsOf(i + 85, i), static_cast<Ticks>(i)));
+        written.write(1);
+        EXPECT_FALSE(written.backlog.mustWait(encoded(i), static_cast<Ticks>(i)));
     }
-    EXPECT_FALSE(backlog.mustWait(countsOf(5, 9), 0)); // more came out than went in
-    EXPECT_EQ(backlog.mostWaiting(), 86u);
+    EXPECT_FALSE(written.backlog.mustWait(encoded(5000), 0)); // more came out than went in
 }
 
-TEST(WriterBacklog, WithoutCountsNothingWaits) {
-    WriterBacklog backlog(FULL_HD, FRAME);
-    EXPECT_TRUE(backlog.mustWait(waiting(backlog), 0));
-    EXPECT_FALSE(backlog.mustWait(std::nullopt, 1));
+TEST(WriterBacklog, WhenNothingIsKnownNothingWaits) {
+    Written written(100);
+    EXPECT_TRUE(written.backlog.mustWait(encoded(0), 0));
+    EXPECT_FALSE(written.backlog.mustWait(std::nullopt, 1));
 }
 
 TEST(WriterBacklog, AFullOneWaitsUntilASampleIsEncoded) {
-    WriterBacklog backlog(FULL_HD, FRAME);
-    EXPECT_TRUE(backlog.mustWait(countsOf(100, 14), 0));
-    EXPECT_TRUE(backlog.mustWait(countsOf(100, 14), 1));
-    EXPECT_FALSE(backlog.mustWait(countsOf(100, 15), 2));
+    Written written(100);
+    EXPECT_TRUE(written.backlog.mustWait(encoded(13), 0));
+    EXPECT_TRUE(written.backlog.mustWait(encoded(13), 1));
+    EXPECT_FALSE(written.backlog.mustWait(encoded(14), 2));
 }
 
 // However slow it is: each sample that is encoded begins the patience anew.
 TEST(WriterBacklog, ASlowEncoderIsWaitedForAsLongAsItGetsOn) {
-    WriterBacklog backlog(FULL_HD, FRAME);
+    Written written(2000);
     Ticks now = 0;
     for (std::uint64_t i = 0; i < 1000; i++) {
-        now += WriterBacklog::PATIENCE - 1;
-        EXPECT_TRUE(backlog.mustWait(countsOf(1086 + i, i), now));
+        now += PATIENCE - 1;
+        EXPECT_TRUE(written.backlog.mustWait(encoded(i), now));
     }
-    EXPECT_EQ(backlog.mostWaiting(), 86u);
 }
 
-TEST(WriterBacklog, AnEncoderThatGivesNothingGetsMore) {
-    WriterBacklog backlog(FULL_HD, FRAME);
-    constexpr Ticks PATIENCE = WriterBacklog::PATIENCE;
-    EXPECT_TRUE(backlog.mustWait(waiting(backlog), 0));
-    EXPECT_TRUE(backlog.mustWait(waiting(backlog), PATIENCE - 1));
-    EXPECT_FALSE(backlog.mustWait(waiting(backlog), PATIENCE));
-    EXPECT_EQ(backlog.mostWaiting(), 172u);
-    EXPECT_FALSE(backlog.mustWait(countsOf(171, 0), PATIENCE));
-    EXPECT_TRUE(backlog.mustWait(waiting(backlog), PATIENCE)); // a new wait
-    EXPECT_FALSE(backlog.mustWait(waiting(backlog), 2 * PATIENCE));
-    EXPECT_EQ(backlog.mostWaiting(), 344u);
+TEST(WriterBacklog, AnEncoderThatHasGivenNothingYetGetsMore) {
+    Written written(87);
+    EXPECT_TRUE(written.backlog.mustWait(encoded(0), 0));
+    EXPECT_TRUE(written.backlog.mustWait(encoded(0), PATIENCE - 1));
+    EXPECT_FALSE(written.backlog.mustWait(encoded(0), PATIENCE));
+    EXPECT_EQ(written.room(encoded(0)), 86u);
+    EXPECT_FALSE(written.backlog.mustWait(encoded(0), PATIENCE)); // a new wait, from 0 on
+    EXPECT_EQ(written.room(encoded(0)), 173u);
+}
+
+TEST(WriterBacklog, AnEncoderThatStopsLaterGetsOneAtATimeAndTheLimitStays) {
+    Written written(100);
+    Ticks now = 0;
+    for (int stall = 0; stall < 20; stall++) {
+        EXPECT_TRUE(written.backlog.mustWait(encoded(5), now));
+        now += PATIENCE;
+        EXPECT_FALSE(written.backlog.mustWait(encoded(5), now));
+        written.write(1);
+        EXPECT_TRUE(written.backlog.mustWait(encoded(5), now));
+        written.write(1);
+        EXPECT_TRUE(written.backlog.mustWait(encoded(5), now));
+    }
+    EXPECT_EQ(written.room(encoded(written.count)), 87u);
 }
 
 // Between two waits the reader may have been seeking for long.
 TEST(WriterBacklog, AWaitBeginsWhenItIsAskedForFirst) {
-    WriterBacklog backlog(FULL_HD, FRAME);
-    EXPECT_TRUE(backlog.mustWait(waiting(backlog), 0));
-    EXPECT_FALSE(backlog.mustWait(countsOf(10, 0), 1));
-    EXPECT_TRUE(backlog.mustWait(waiting(backlog), 100 * WriterBacklog::PATIENCE));
-    EXPECT_EQ(backlog.mostWaiting(), 86u);
+    Written written(90);
+    EXPECT_TRUE(written.backlog.mustWait(encoded(0), 0));
+    EXPECT_FALSE(written.backlog.mustWait(encoded(10), 1));
+    written.write(10);
+    EXPECT_TRUE(written.backlog.mustWait(encoded(10), 100 * PATIENCE));
+    EXPECT_TRUE(written.backlog.mustWait(encoded(10), 101 * PATIENCE - 1));
+}
+
+// Sixty a second, where the source states one a second or whatever else.
+TEST(WriterBacklog, ABurstIsHeldBackByItsBytesAlone) {
+    WriterBacklog backlog;
+    std::uint64_t written = 0;
+    while (written < 10'000 && !backlog.mustWait(EncoderProgress{1, 0}, 0)) {
+        backlog.wrote(static_cast<Ticks>(++written) * TICKS_PER_SECOND / 60, FULL_HD);
+    }
+    EXPECT_EQ(written, 87u);
 }
 
 // Sounds of half a frame's length are received, whole ones are encoded; or pictures are dropped.
 TEST(WriterBacklog, ManySamplesThatArentBehindInTimeDontWait) {
-    WriterBacklog backlog(FULL_HD, FRAME);
-    WriterCounts counts = countsOf(10'000, 5'000);
-    counts.lastEncoded = counts.lastReceived - FRAME;
-    EXPECT_FALSE(backlog.mustWait(counts, 0));
-    counts.lastEncoded = counts.lastReceived - 21 * FRAME;
-    EXPECT_FALSE(backlog.mustWait(counts, 0));
-    counts.lastEncoded = counts.lastReceived - 22 * FRAME;
-    EXPECT_TRUE(backlog.mustWait(counts, 0));
+    Written written(10'000);
+    const Ticks last = 10'000 * FRAME;
+    EXPECT_TRUE(written.backlog.mustWait(EncoderProgress{5'000, last - 87 * FRAME}, 0));
+    EXPECT_FALSE(written.backlog.mustWait(EncoderProgress{5'001, last - 86 * FRAME}, 0));
+    EXPECT_FALSE(written.backlog.mustWait(EncoderProgress{5'002, last}, 0));
 }
 
-TEST(WriterBacklog, TakesAnyCounts) {
+// Pictures may come out in another order than they are shown in.
+TEST(WriterBacklog, AnEncoderThatStepsBackHasEncodedWhatItHad) {
+    Written written(100);
+    EXPECT_FALSE(written.backlog.mustWait(encoded(40), 0));
+    EXPECT_FALSE(written.backlog.mustWait(EncoderProgress{41, 10 * FRAME}, 0));
+}
+
+TEST(WriterBacklog, TakesAnyProgress) {
     constexpr auto MOST = std::numeric_limits<std::uint64_t>::max();
     constexpr Ticks LOWEST = std::numeric_limits<Ticks>::min();
     constexpr Ticks HIGHEST = std::numeric_limits<Ticks>::max();
-    WriterBacklog backlog(FULL_HD, FRAME);
-    EXPECT_TRUE(backlog.mustWait(WriterCounts{MOST, 0, HIGHEST, LOWEST}, LOWEST));
-    EXPECT_FALSE(backlog.mustWait(WriterCounts{MOST, 0, HIGHEST, LOWEST}, HIGHEST));
-    EXPECT_FALSE(backlog.mustWait(WriterCounts{0, MOST, LOWEST, HIGHEST}, 0));
+    Written written(100);
+    EXPECT_TRUE(written.backlog.mustWait(EncoderProgress{MOST, LOWEST}, LOWEST));
+    EXPECT_FALSE(written.backlog.mustWait(EncoderProgress{MOST, LOWEST}, HIGHEST));
+    EXPECT_TRUE(written.backlog.mustWait(EncoderProgress{0, HIGHEST}, 0));
+    EXPECT_FALSE(written.backlog.mustWait(EncoderProgress{1, HIGHEST}, 0));
 }
 
 } // namespace

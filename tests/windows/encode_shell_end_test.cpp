@@ -159,62 +159,100 @@ TEST_F(EncodeShell, CancelAtAnySampleEndsWithIt) {
     }
 }
 
-MF_SINK_WRITER_STATISTICS behind(std::uint64_t samples, std::uint64_t encoded) {
+// An encoder that has come so far.
+MF_SINK_WRITER_STATISTICS encodedUpTo(Ticks time, std::uint64_t samples) {
     MF_SINK_WRITER_STATISTICS statistics = {.cb = sizeof statistics};
-    statistics.qwNumSamplesReceived = encoded + samples;
-    statistics.qwNumSamplesEncoded = encoded;
-    statistics.llLastTimestampReceived = static_cast<Ticks>(encoded + samples) * TICKS_PER_SECOND;
-    statistics.llLastTimestampEncoded = static_cast<Ticks>(encoded) * TICKS_PER_SECOND;
+    statistics.qwNumSamplesEncoded = samples;
+    statistics.llLastTimestampEncoded = time;
     return statistics;
 }
 
-TEST_F(EncodeShell, AnEncoderThatIsBehindIsWaitedFor) {
-    std::uint64_t encoded = 0;
-    int pauses = 0;
-    writer->statistics = [&](DWORD) {
-        return behind(4100 - encoded, encoded);
+// Of which 256 MiB are sixteen.
+class LargePicturesTest : public EncodeShell {
+protected:
+    LargePicturesTest() { request.spans = {{.start = 0, .end = 4}}; }
+    void makeLarge() {
+        reset();
+        const ComPtr<IMFMediaBuffer> large = bufferOf(Content(SIZE));
+        streams.videoType = nativePictures();
+        EXPECT_EQ(MFSetAttributeSize(streams.videoType.get(), MF_MT_FRAME_SIZE, 4096, 2732), S_OK);
+        for (ScriptedRead& read : video()) read.content = large;
+    }
+    static constexpr std::size_t SIZE = 4096 * 2732 * 3 / 2;
+    static_assert(SIZE * 16 >= WriterBacklog::ROOM && SIZE * 15 < WriterBacklog::ROOM);
+};
+
+TEST_F(LargePicturesTest, AnEncoderThatIsBehindIsWaitedFor) {
+    makeLarge();
+    Ticks reached = 0;
+    std::uint64_t encoded = 1;
+    writer->statistics = [&](DWORD index) {
+        return index == VIDEO_OUT ? encodedUpTo(reached, encoded) : encodedUpTo(1e9, 100);
     };
+    std::size_t mostBehind = 0;
     pause = [&] {
-        pauses++;
+        mostBehind = std::max(mostBehind, writtenTo(VIDEO_OUT).size() - encoded);
+        reached += FRAME;
         encoded++;
     };
     EXPECT_EQ(encode(), S_OK);
-    EXPECT_EQ(pauses, 5); // until 4095 wait
-    EXPECT_EQ(writer->written().size(), 20u);
+    EXPECT_EQ(mostBehind, 16u);
+    EXPECT_EQ(encoded, 40u - 15u);
+    EXPECT_EQ(writtenTo(VIDEO_OUT).size(), 40u);
 }
 
-TEST_F(EncodeShell, AnEncoderThatKeepsUpOrCantBeAskedIsNot) {
+// Whatever rate the source states.
+TEST_F(LargePicturesTest, ALowStatedRateLetsNoMoreWait) {
+    makeLarge();
+    EXPECT_EQ(MFSetAttributeRatio(streams.videoType.get(), MF_MT_FRAME_RATE, 1, 10), S_OK);
     writer->statistics = [&](DWORD) {
-        return behind(100, 5);
-    };
-    EXPECT_EQ(encode(), S_OK); // or `pause` fails
-    reset();
-    EXPECT_EQ(encode(), S_OK);
-}
-
-TEST_F(EncodeShell, CancelEndsTheWait) {
-    writer->statistics = [](DWORD) {
-        return behind(1'000'000, 0);
+        return encodedUpTo(0, 1);
     };
     pause = [&] {
         cancel = true;
     };
     EXPECT_EQ(encode(), S_OK);
-    EXPECT_EQ(writer->written().size(), 1u);
+    EXPECT_EQ(writtenTo(VIDEO_OUT).size(), 17u);
 }
 
-TEST_F(EncodeShell, AnEncoderThatGivesNothingDoesntHoldTheExportForEver) {
-    writer->statistics = [](DWORD) {
-        return behind(1'000'000, 0);
+TEST_F(LargePicturesTest, AnEncoderThatKeepsUpOrCantBeAskedIsNotWaitedFor) {
+    makeLarge();
+    writer->statistics = [&](DWORD) {
+        const auto pictures = writtenTo(VIDEO_OUT);
+        return encodedUpTo(pictures.empty() ? 0 : pictures.back().time - 10 * FRAME, 5);
     };
-    int pauses = 0;
+    EXPECT_EQ(encode(), S_OK); // or `pause` fails
+    makeLarge();
+    EXPECT_EQ(encode(), S_OK);
+}
+
+TEST_F(LargePicturesTest, CancelEndsTheWait) {
+    makeLarge();
+    writer->statistics = [](DWORD) {
+        return encodedUpTo(0, 0);
+    };
     pause = [&] {
-        now += WriterBacklog::PATIENCE;
-        pauses++;
+        cancel = true;
     };
     EXPECT_EQ(encode(), S_OK);
-    EXPECT_EQ(writer->written().size(), 20u);
-    EXPECT_LE(pauses, 16); // eight doublings of each stream's limit
+    EXPECT_EQ(writtenTo(VIDEO_OUT).size(), 16u);
+}
+
+TEST_F(LargePicturesTest, AnEncoderThatGivesNothingDoesntHoldTheExportForEver) {
+    for (const std::uint64_t encoded : {0u, 1u}) {
+        makeLarge();
+        writer->statistics = [&](DWORD) {
+            return encodedUpTo(0, encoded);
+        };
+        int pauses = 0;
+        pause = [&] {
+            now += WriterBacklog::PATIENCE;
+            pauses++;
+        };
+        EXPECT_EQ(encode(), S_OK);
+        EXPECT_EQ(writtenTo(VIDEO_OUT).size(), 40u);
+        EXPECT_EQ(pauses, encoded ? 24 : 2); // one each, or twice as many from then on
+    }
 }
 
 } // namespace
