@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstring>
 #include <span>
 
 #include "export/encode_types.h"
@@ -61,35 +60,27 @@ HRESULT copyPicture(IMFSample* picture, ComPtr<IMFMediaBuffer>& copy) {
     return lines ? copyOf2d(lines.get(), copy) : copyOfPlain(picture, copy);
 }
 
-// The planes close up, so that the picture has no lines but those that are seen.
-Nv12Planes closeUp(Bytes bytes, const Nv12Planes& planes) {
-    if (planes.chromaOffset == planes.lumaSize) return planes;
-    std::memmove(bytes.data() + planes.lumaSize, bytes.data() + planes.chromaOffset,
-                 planes.chromaSize);
-    return {planes.lumaSize, planes.lumaSize, planes.chromaSize};
-}
-
-void render(Bytes bytes, const Nv12Planes& planes, const LumaTable* exposure, Gain gain) {
-    const Bytes luma = bytes.first(planes.lumaSize);
+void render(Bytes bytes, FrameSize size, const LumaTable* exposure, Gain gain) {
+    const std::size_t lumaSize = std::size_t{size.width} * size.height;
+    const Bytes luma = bytes.first(lumaSize);
     if (exposure) applyTable(luma, *exposure);
     if (gain == NO_FADE) return;
     fadeLuma(luma, gain);
-    fadeChroma(bytes.subspan(planes.chromaOffset, planes.chromaSize), gain);
+    fadeChroma(bytes.subspan(lumaSize), gain);
 }
 
-HRESULT changeIn(IMFMediaBuffer* copy, FrameSize size, const LumaTable* exposure, Gain gain) {
-    DWORD length = 0;
+HRESULT changeIn(IMFMediaBuffer* copy, const PictureChange& change) {
+    const std::size_t length = std::size_t{change.size.width} * change.size.height * 3 / 2;
     {
         const LockedBytes locked(copy);
         RETURN_IF_FAILED(locked.result());
         const Bytes bytes = locked.bytes();
-        const auto found = nv12Planes(bytes.size(), size.width, size.height);
-        if (!found) return MF_E_BUFFERTOOSMALL;
-        const Nv12Planes planes = closeUp(bytes, *found);
-        render(bytes, planes, exposure, gain);
-        length = static_cast<DWORD>(planes.lumaSize + planes.chromaSize);
+        const auto layout = nv12Layout(bytes.size(), change.size, change.coded);
+        if (!layout) return MF_E_BUFFERTOOSMALL;
+        closeUp(bytes, change.size, *layout);
+        render(bytes.first(length), change.size, change.exposure, change.gain);
     }
-    return copy->SetCurrentLength(length);
+    return copy->SetCurrentLength(static_cast<DWORD>(length));
 }
 
 // How much of the sound fits into the time, which is no longer than the sound.
@@ -114,11 +105,10 @@ HRESULT pictureSize(IMFSample* picture, DWORD& size) {
     return lines ? lines->GetContiguousLength(&size) : picture->GetTotalLength(&size);
 }
 
-HRESULT copyChanged(IMFSample* picture, FrameSize size, const LumaTable* exposure, Gain gain,
-                    ComPtr<IMFSample>& changed) {
+HRESULT copyChanged(IMFSample* picture, const PictureChange& change, ComPtr<IMFSample>& changed) {
     ComPtr<IMFMediaBuffer> copy;
     RETURN_IF_FAILED(copyPicture(picture, copy));
-    RETURN_IF_FAILED(changeIn(copy.get(), size, exposure, gain));
+    RETURN_IF_FAILED(changeIn(copy.get(), change));
     RETURN_IF_FAILED(MFCreateSample(changed.put()));
     RETURN_IF_FAILED(picture->CopyAllItems(changed.get()));
     return changed->AddBuffer(copy.get());

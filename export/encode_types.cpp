@@ -57,7 +57,10 @@ HRESULT handOn(IMFMediaType* native, IMFMediaType* type) {
         const UINT32 value = numberOf(native, key);
         if (value != 0) RETURN_IF_FAILED(type->SetUINT32(key, value));
     }
-    if (numberOf(native, MF_MT_VIDEO_NOMINAL_RANGE) == MFNominalRange_Unknown) return S_OK;
+    return S_OK;
+}
+
+HRESULT stateVideoRange(IMFMediaType* type) {
     return type->SetUINT32(MF_MT_VIDEO_NOMINAL_RANGE, MFNominalRange_16_235);
 }
 
@@ -70,6 +73,20 @@ HRESULT makePictureType(const PicturePlan& plan, const GUID& subtype, ComPtr<IMF
     RETURN_IF_FAILED(MFSetAttributeRatio(made, MF_MT_PIXEL_ASPECT_RATIO, 1, 1));
     RETURN_IF_FAILED(made->SetUINT32(MF_MT_INTERLACE_MODE, MFVideoInterlace_Progressive));
     return handOn(plan.native.get(), made);
+}
+
+// The part of each picture that is to be seen: its first columns and lines.
+bool showsOnly(IMFMediaType* type, FrameSize size) {
+    MFVideoArea area = {};
+    UINT32 length = 0;
+    const HRESULT hr = type->GetBlob(MF_MT_MINIMUM_DISPLAY_APERTURE,
+                                     reinterpret_cast<UINT8*>(&area), sizeof area, &length);
+    const auto isZero = [](const MFOffset& offset) {
+        return offset.value == 0 && offset.fract == 0;
+    };
+    return SUCCEEDED(hr) && length == sizeof area && isZero(area.OffsetX) && isZero(area.OffsetY) &&
+           area.Area.cx == static_cast<LONG>(size.width) &&
+           area.Area.cy == static_cast<LONG>(size.height);
 }
 
 bool isOf(IMFMediaType* type, const GUID& wanted) {
@@ -95,11 +112,15 @@ HRESULT planPictures(const ExportRequest& request, ComPtr<IMFMediaType> native, 
 }
 
 HRESULT makeNv12Type(const PicturePlan& plan, ComPtr<IMFMediaType>& type) {
-    return makePictureType(plan, MFVideoFormat_NV12, type);
+    RETURN_IF_FAILED(makePictureType(plan, MFVideoFormat_NV12, type));
+    return stateVideoRange(type.get());
 }
 
 HRESULT makeH264Type(const PicturePlan& plan, ComPtr<IMFMediaType>& type) {
     RETURN_IF_FAILED(makePictureType(plan, MFVideoFormat_H264, type));
+    if (numberOf(plan.native.get(), MF_MT_VIDEO_NOMINAL_RANGE) != MFNominalRange_Unknown) {
+        RETURN_IF_FAILED(stateVideoRange(type.get()));
+    }
     return setNumbers(
         type.get(), {{MF_MT_AVG_BITRATE, plan.bitrate}, {MF_MT_MPEG2_PROFILE, H264_HIGH_PROFILE}});
 }
@@ -124,8 +145,15 @@ HRESULT makeAacType(ComPtr<IMFMediaType>& type) {
                                    {MF_MT_AAC_AUDIO_PROFILE_LEVEL_INDICATION, AAC_PROFILE_LEVEL}});
 }
 
-bool deliversPictures(IMFMediaType* current, FrameSize size) {
-    return isOf(current, MFVideoFormat_NV12) && sizeOf(current) == size;
+PictureDelivery pictureDelivery(IMFMediaType* current, FrameSize size) {
+    PictureDelivery delivery{.coded = sizeOf(current)};
+    if (!isOf(current, MFVideoFormat_NV12)) return delivery;
+    const FrameSize& coded = delivery.coded;
+    const bool larger = coded.width >= size.width && coded.height >= size.height;
+    delivery.usable = coded == size || (larger && showsOnly(current, size));
+    delivery.asAsked =
+        coded == size && numberOf(current, MF_MT_VIDEO_NOMINAL_RANGE) != MFNominalRange_0_255;
+    return delivery;
 }
 
 bool deliversSound(IMFMediaType* current) {

@@ -31,15 +31,22 @@ struct PicturePlan {
 
 // Both have the picture as it is coded: a rotation is handed on, for players to apply, and not
 // carried out. What the source states of its colours is handed on too; its levels become those of
-// video range.
+// video range, also where only the coded pictures state others.
 [[nodiscard]] HRESULT makeNv12Type(const PicturePlan& plan, ComPtr<IMFMediaType>& type);
 [[nodiscard]] HRESULT makeH264Type(const PicturePlan& plan, ComPtr<IMFMediaType>& type);
 
 [[nodiscard]] HRESULT makePcmType(ComPtr<IMFMediaType>& type);
 [[nodiscard]] HRESULT makeAacType(ComPtr<IMFMediaType>& type);
 
-// Whether the samples that a reader delivers as `current` are what was asked for.
-[[nodiscard]] bool deliversPictures(IMFMediaType* current, FrameSize size);
+// What a reader delivers that was asked for pictures of a size.
+struct PictureDelivery {
+    bool asAsked = false;
+    bool usable = false; // as asked, or with lines and columns more that aren't to be seen
+    FrameSize coded;     // with those; where they are usable
+};
+[[nodiscard]] PictureDelivery pictureDelivery(IMFMediaType* current, FrameSize size);
+
+// Whether the sound that a reader delivers as `current` is what was asked for.
 [[nodiscard]] bool deliversSound(IMFMediaType* current);
 
 } // namespace velkantrix

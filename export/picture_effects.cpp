@@ -2,13 +2,24 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 namespace velkantrix {
 namespace {
 
 constexpr double BLACK = 16, WHITE = 235;
 // Keeps sizes of planes far from the end of their range.
-constexpr std::uint64_t MOST_LINES = 1u << 24;
+constexpr std::uint32_t MOST_LINES = 1u << 24;
+
+// 0: no size that a picture has.
+std::uint64_t nv12Size(FrameSize size) {
+    if (size.height > MOST_LINES || size.width % 2 != 0) return 0;
+    return std::uint64_t{size.width} * size.height / 2 * 3;
+}
+
+std::uint32_t wholeBlocksOf(std::uint32_t lines) {
+    return lines <= MOST_LINES ? (lines + 15) / 16 * 16 : lines;
+}
 
 constexpr double MOST_FADED = 0.999; // a gain from here on can't be told from none
 
@@ -49,17 +60,36 @@ LumaTable exposureTable(double exposure) {
     return table;
 }
 
-std::optional<Nv12Planes> nv12Planes(std::size_t bytes, std::uint32_t width, std::uint32_t height) {
-    if (width == 0 || height == 0 || width % 2 != 0 || height % 2 != 0) return std::nullopt;
-    const std::uint64_t coded = (std::uint64_t{height} + 15) / 16 * 16;
-    const auto sizeOf = [width](std::uint64_t lines) {
-        return lines <= MOST_LINES ? lines * width / 2 * 3 : 0;
+std::optional<Nv12Layout> nv12Layout(std::size_t bytes, FrameSize size, FrameSize coded) {
+    const bool even = size.width % 2 == 0 && size.height % 2 == 0;
+    const bool holds = coded.width >= size.width && coded.height >= size.height;
+    if (size.width == 0 || size.height == 0 || !even || !holds) return std::nullopt;
+    const FrameSize wholeBlocks = {size.width, wholeBlocksOf(size.height)};
+    const FrameSize codedBlocks = {coded.width, wholeBlocksOf(coded.height)};
+    for (const FrameSize& given : {size, wholeBlocks, coded, codedBlocks}) {
+        if (bytes == 0 || bytes != nv12Size(given)) continue;
+        return Nv12Layout{.stride = given.width,
+                          .chromaOffset = std::size_t{given.width} * given.height};
+    }
+    return std::nullopt;
+}
+
+// Each line moves towards the front, over bytes that were moved already or aren't seen.
+void closeUp(std::span<std::uint8_t> bytes, FrameSize size, const Nv12Layout& layout) {
+    const std::size_t width = size.width, luma = width * size.height;
+    if (layout.stride == width && layout.chromaOffset == luma) return;
+    std::uint8_t* const data = bytes.data();
+    const auto moveLines = [&](std::size_t to, std::size_t from, std::uint32_t lines) {
+        if (layout.stride == width) {
+            std::memmove(data + to, data + from, width * lines);
+            return;
+        }
+        for (std::uint32_t y = 0; y < lines; y++) {
+            std::memmove(data + to + y * width, data + from + y * layout.stride, width);
+        }
     };
-    if (bytes == 0 || (bytes != sizeOf(height) && bytes != sizeOf(coded))) return std::nullopt;
-    const std::uint64_t lines = bytes == sizeOf(height) ? height : coded;
-    return Nv12Planes{.lumaSize = std::size_t{width} * height,
-                      .chromaOffset = static_cast<std::size_t>(lines * width),
-                      .chromaSize = std::size_t{width} * (height / 2)};
+    moveLines(0, 0, size.height);
+    moveLines(luma, layout.chromaOffset, size.height / 2);
 }
 
 void applyTable(std::span<std::uint8_t> luma, const LumaTable& table) {

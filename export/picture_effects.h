@@ -9,6 +9,7 @@
 #include <optional>
 #include <span>
 
+#include "export/encode_rules.h"
 #include "export/export_request.h"
 
 namespace velkantrix {
@@ -25,17 +26,20 @@ inline constexpr Gain NO_FADE = 256;
 using LumaTable = std::array<std::uint8_t, 256>;
 [[nodiscard]] LumaTable exposureTable(double exposure);
 
-// Where the planes of a contiguous NV12 picture lie in its bytes. Lines have no padding, but there
-// may be so many more than are seen that they make whole macroblocks: chroma follows the last.
-struct Nv12Planes {
-    std::size_t lumaSize = 0; // of the lines that are seen
+// Where the planes of a contiguous NV12 picture lie in its bytes: chroma follows the last line of
+// luma. There may be more columns and lines than are seen, behind those.
+struct Nv12Layout {
+    std::size_t stride = 0; // bytes from line to line
     std::size_t chromaOffset = 0;
-    std::size_t chromaSize = 0;
 };
 
-// None when the bytes are too few, or as many as no such picture has.
-[[nodiscard]] std::optional<Nv12Planes> nv12Planes(std::size_t bytes, std::uint32_t width,
-                                                   std::uint32_t height);
+// Of pictures of `size` that may have been given as larger ones, of `coded` size: of whole
+// macroblocks, or whatever their decoder says. None when the bytes are as many as neither has.
+[[nodiscard]] std::optional<Nv12Layout> nv12Layout(std::size_t bytes, FrameSize size,
+                                                   FrameSize coded);
+
+// Moves the lines together, so that the first bytes are the picture without what isn't seen.
+void closeUp(std::span<std::uint8_t> bytes, FrameSize size, const Nv12Layout& layout);
 
 void applyTable(std::span<std::uint8_t> luma, const LumaTable& table);
 

@@ -10,6 +10,7 @@
 
 #include "base/exposure.h"
 #include "export/encode_cutter.h"
+#include "export/encode_reader.h"
 #include "export/encode_samples.h"
 #include "export/encode_sound.h"
 #include "export/sample_reads.h"
@@ -38,7 +39,8 @@ public:
               const PicturePlan& plan, IMFSinkWriter* writer, const EncodeWait& wait,
               std::int64_t readsPerSpan)
         : request_(request),
-          reader_(reader),
+          source_(reader),
+          reader_(reader, streams, plan),
           streams_(streams),
           plan_(plan),
           writer_(writer),
@@ -55,9 +57,6 @@ public:
     [[nodiscard]] HRESULT encodeSpan(const ExportSpan& span);
 
 private:
-    [[nodiscard]] HRESULT createVideo();
-    [[nodiscard]] HRESULT createAudio();
-    [[nodiscard]] HRESULT checkDelivery() const;
     [[nodiscard]] HRESULT handle(const Read& next);
     [[nodiscard]] HRESULT writePicture(const Read& next);
     [[nodiscard]] HRESULT writeSound(const Read& next);
@@ -67,7 +66,8 @@ private:
     [[nodiscard]] bool cancelled() const { return isCancelled(request_); }
 
     const ExportRequest& request_;
-    IMFSourceReader* const reader_;
+    IMFSourceReader* const source_;
+    EncodeReader reader_;
     const SourceStreams& streams_;
     const PicturePlan& plan_;
     IMFSinkWriter* const writer_;
@@ -82,47 +82,26 @@ private:
 };
 
 HRESULT Reencoder::createStreams() {
-    RETURN_IF_FAILED(createVideo());
-    if (streams_.audio) RETURN_IF_FAILED(createAudio());
-    RETURN_IF_FAILED(checkDelivery());
-    return writer_->BeginWriting();
-}
-
-HRESULT Reencoder::createVideo() {
-    ComPtr<IMFMediaType> decoded, encoded;
-    RETURN_IF_FAILED(makeNv12Type(plan_, decoded));
-    RETURN_IF_FAILED(reader_->SetCurrentMediaType(*streams_.video, nullptr, decoded.get()));
+    RETURN_IF_FAILED(reader_.setTypes());
+    ComPtr<IMFMediaType> encoded;
     RETURN_IF_FAILED(makeH264Type(plan_, encoded));
-    return pictures_.create(encoded.get(), decoded.get());
-}
-
-HRESULT Reencoder::createAudio() {
-    ComPtr<IMFMediaType> decoded, encoded;
-    RETURN_IF_FAILED(makePcmType(decoded));
-    RETURN_IF_FAILED(reader_->SetCurrentMediaType(*streams_.audio, nullptr, decoded.get()));
-    RETURN_IF_FAILED(makeAacType(encoded));
-    return sound_.outlet().create(encoded.get(), decoded.get());
-}
-
-// Bytes of another size or form than the encoders were told would come out as garbage.
-HRESULT Reencoder::checkDelivery() const {
-    ComPtr<IMFMediaType> pictures, sound;
-    RETURN_IF_FAILED(reader_->GetCurrentMediaType(*streams_.video, pictures.put()));
-    if (!deliversPictures(pictures.get(), plan_.size)) return MF_E_INVALIDMEDIATYPE;
-    if (!streams_.audio) return S_OK;
-    RETURN_IF_FAILED(reader_->GetCurrentMediaType(*streams_.audio, sound.put()));
-    return deliversSound(sound.get()) ? S_OK : MF_E_INVALIDMEDIATYPE;
+    RETURN_IF_FAILED(pictures_.create(encoded.get(), reader_.pictures()));
+    if (streams_.audio) {
+        RETURN_IF_FAILED(makeAacType(encoded));
+        RETURN_IF_FAILED(sound_.outlet().create(encoded.get(), reader_.sound()));
+    }
+    return writer_->BeginWriting();
 }
 
 HRESULT Reencoder::encodeSpan(const ExportSpan& span) {
     cutter_.beginSpan(span, streams_.audio.has_value());
     sound_.beginSpan();
-    RETURN_IF_FAILED(seekReader(reader_, cutter_.startTicks()));
+    RETURN_IF_FAILED(seekReader(source_, cutter_.startTicks()));
     ReadBudget budget(readsPerSpan_);
     while (!cutter_.spanDone() && !cancelled()) {
         if (!budget.take()) return TOO_MANY_READS;
         Read next;
-        RETURN_IF_FAILED(readNext(reader_, nextStream(), next));
+        RETURN_IF_FAILED(reader_.read(nextStream(), next));
         RETURN_IF_FAILED(handle(next));
         if (streams_.audio) RETURN_IF_FAILED(goOnWithSound());
     }
@@ -147,7 +126,6 @@ Ticks Reencoder::picturesAhead() const {
 HRESULT Reencoder::handle(const Read& next) {
     const bool picture = next.stream == streams_.video;
     if (!picture && next.stream != streams_.audio) return S_OK;
-    if (next.otherType) RETURN_IF_FAILED(checkDelivery());
     if (next.sample) RETURN_IF_FAILED(picture ? writePicture(next) : writeSound(next));
     if (next.atEnd) cutter_.endStream(picture ? EncodedStream::Video : EncodedStream::Audio);
     return S_OK;
@@ -163,8 +141,11 @@ HRESULT Reencoder::writePicture(const Read& next) {
     RETURN_IF_FAILED(pictureSize(picture.get(), size));
     // One with lines that aren't seen would be taken for one without: its last lines for colours.
     if (exposure_ || cut.gain != NO_FADE || size != plan_.pictureSize()) {
-        RETURN_IF_FAILED(copyChanged(next.sample.get(), plan_.size,
-                                     exposure_ ? &*exposure_ : nullptr, cut.gain, picture));
+        const PictureChange change = {.size = plan_.size,
+                                      .coded = reader_.coded(),
+                                      .exposure = exposure_ ? &*exposure_ : nullptr,
+                                      .gain = cut.gain};
+        RETURN_IF_FAILED(copyChanged(next.sample.get(), change, picture));
     }
     // It is on the source's time line, if it is there.
     ignoreResult(picture->DeleteItem(MFSampleExtension_DecodeTimestamp), "mostly there is none");

@@ -183,32 +183,61 @@ TEST(FadeGain, TakesAnyNumbers) {
     }
 }
 
-TEST(Nv12Planes, ChromaFollowsTheLastLineOfLuma) {
-    const auto planes = nv12Planes(640 * 360 * 3 / 2, 640, 360);
-    ASSERT_TRUE(planes);
-    EXPECT_EQ(planes->lumaSize, 640u * 360);
-    EXPECT_EQ(planes->chromaOffset, 640u * 360);
-    EXPECT_EQ(planes->chromaSize, 640u * 180);
+constexpr FrameSize SMALL = {640, 360};
+constexpr FrameSize LARGEST = {4'294'967'294, 4'294'967'294};
+
+TEST(Nv12Layout, ChromaFollowsTheLastLineOfLuma) {
+    const auto layout = nv12Layout(640 * 360 * 3 / 2, SMALL, SMALL);
+    ASSERT_TRUE(layout);
+    EXPECT_EQ(layout->stride, 640u);
+    EXPECT_EQ(layout->chromaOffset, 640u * 360);
 }
 
-TEST(Nv12Planes, ThereMayBeLinesThatArentSeen) {
-    const auto planes = nv12Planes(1920 * 1088 * 3 / 2, 1920, 1080);
-    ASSERT_TRUE(planes);
-    EXPECT_EQ(planes->lumaSize, 1920u * 1080);
-    EXPECT_EQ(planes->chromaOffset, 1920u * 1088);
-    EXPECT_EQ(planes->chromaSize, 1920u * 540);
+TEST(Nv12Layout, ThereMayBeLinesAndColumnsThatArentSeen) {
+    const FrameSize fullHd = {1920, 1080};
+    const auto lines = nv12Layout(1920 * 1088 * 3 / 2, fullHd, fullHd);
+    ASSERT_TRUE(lines);
+    EXPECT_EQ(lines->chromaOffset, 1920u * 1088);
+    const auto both = nv12Layout(1984 * 1100 * 3 / 2, fullHd, {1984, 1100});
+    ASSERT_TRUE(both);
+    EXPECT_EQ(both->stride, 1984u);
+    EXPECT_EQ(both->chromaOffset, 1984u * 1100);
+    const auto blocks = nv12Layout(1984 * 1104 * 3 / 2, fullHd, {1984, 1100});
+    ASSERT_TRUE(blocks);
+    EXPECT_EQ(blocks->chromaOffset, 1984u * 1104);
+    // It may also come as it is seen, whatever was said.
+    EXPECT_EQ(nv12Layout(1920 * 1080 * 3 / 2, fullHd, {1984, 1100})->stride, 1920u);
 }
 
-TEST(Nv12Planes, TooFewBytesAreNoPictureAndNeitherAreSomeMore) {
-    EXPECT_FALSE(nv12Planes(640 * 360 * 3 / 2 - 1, 640, 360));
-    EXPECT_FALSE(nv12Planes(640 * 360, 640, 360));
-    EXPECT_FALSE(nv12Planes(0, 640, 360));
-    EXPECT_FALSE(nv12Planes(640 * 360 * 3 / 2 + 1, 640, 360));
-    EXPECT_FALSE(nv12Planes(704 * 360 * 3 / 2, 640, 360)); // lines with padding
-    EXPECT_FALSE(nv12Planes(1000, 0, 360));
-    EXPECT_FALSE(nv12Planes(1000, 640, 0));
-    EXPECT_FALSE(nv12Planes(3 * 3 * 2, 3, 2));
-    EXPECT_FALSE(nv12Planes(640 * 360 * 3 / 2, 4'294'967'294, 4'294'967'294));
+TEST(Nv12Layout, TooFewBytesAreNoPictureAndNeitherAreSomeMore) {
+    EXPECT_FALSE(nv12Layout(640 * 360 * 3 / 2 - 1, SMALL, SMALL));
+    EXPECT_FALSE(nv12Layout(640 * 360, SMALL, SMALL));
+    EXPECT_FALSE(nv12Layout(0, SMALL, SMALL));
+    EXPECT_FALSE(nv12Layout(640 * 360 * 3 / 2 + 1, SMALL, SMALL));
+    EXPECT_FALSE(nv12Layout(704 * 360 * 3 / 2, SMALL, SMALL)); // lines with padding
+    EXPECT_FALSE(nv12Layout(1000, {0, 360}, {0, 360}));
+    EXPECT_FALSE(nv12Layout(1000, {640, 0}, {640, 0}));
+    EXPECT_FALSE(nv12Layout(3 * 3 * 2, {3, 2}, {3, 2}));
+    EXPECT_FALSE(nv12Layout(640 * 360 * 3 / 2, SMALL, {639, 360}));
+    EXPECT_FALSE(nv12Layout(640 * 360 * 3 / 2, LARGEST, LARGEST));
+    EXPECT_FALSE(nv12Layout(704 * 360 * 3 / 2, SMALL, LARGEST));
+}
+
+// Each seen byte has a value of its own; the others are 0.
+TEST(CloseUp, LeavesWhatIsSeenAlone) {
+    const FrameSize size = {6, 4};
+    for (const FrameSize coded : {size, {6, 16}, {8, 4}, {10, 20}}) {
+        std::vector<std::uint8_t> bytes(std::size_t{coded.width} * coded.height * 3 / 2);
+        std::uint8_t value = 0;
+        for (std::uint32_t y = 0; y < 6; y++) {
+            const std::uint32_t line = y < 4 ? y : coded.height + y - 4;
+            for (std::uint32_t x = 0; x < 6; x++) bytes[line * coded.width + x] = ++value;
+        }
+        const auto layout = nv12Layout(bytes.size(), size, coded);
+        ASSERT_TRUE(layout);
+        closeUp(bytes, size, *layout);
+        for (std::uint8_t i = 0; i < 36; i++) EXPECT_EQ(bytes[i], i + 1);
+    }
 }
 
 } // namespace

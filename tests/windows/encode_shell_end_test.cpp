@@ -67,29 +67,6 @@ TEST_F(EncodeShell, AWritersFailureIsTheResultAndTheLastCall) {
     }
 }
 
-TEST_F(EncodeShell, AReaderThatDeliversSomethingElseIsRefused) {
-    reader->failCurrentType(BROKEN);
-    EXPECT_EQ(encode(), BROKEN);
-    for (const DWORD stream : {VIDEO, AUDIO}) {
-        reset();
-        reader->stream(stream).delivers = mediaTypeOf(MFMediaType_Video);
-        EXPECT_EQ(encode(), MF_E_INVALIDMEDIATYPE);
-        EXPECT_TRUE(writer->written().empty());
-    }
-}
-
-TEST_F(EncodeShell, AChangeOfTheTypeOnTheWayIsRefusedUnlessItStaysAsAsked) {
-    video()[13].flags = MF_SOURCE_READERF_CURRENTMEDIATYPECHANGED;
-    EXPECT_EQ(encode(), S_OK);
-    reset();
-    video()[13].flags = MF_SOURCE_READERF_CURRENTMEDIATYPECHANGED;
-    video()[13].hook = [this] {
-        reader->stream(VIDEO).delivers = nativePictures();
-    };
-    EXPECT_EQ(encode(), MF_E_INVALIDMEDIATYPE);
-    EXPECT_EQ(writtenTo(VIDEO_OUT).size(), 3u);
-}
-
 TEST_F(EncodeShell, APictureWithTooFewBytesFailsRatherThanOverrun) {
     Content broken = picture();
     broken.pop_back();

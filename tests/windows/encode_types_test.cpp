@@ -109,7 +109,7 @@ TEST(PictureTypes, HaveSizeRateSquarePixelsAndWholeFrames) {
     EXPECT_TRUE(guidIn(h264, MF_MT_SUBTYPE) == MFVideoFormat_H264);
     EXPECT_EQ(numberIn(h264, MF_MT_AVG_BITRATE), 2'000'000u);
     EXPECT_EQ(numberIn(h264, MF_MT_MPEG2_PROFILE), 100u);
-    EXPECT_EQ(countOf(nv12), 6u);
+    EXPECT_EQ(countOf(nv12), 7u);
     EXPECT_EQ(countOf(h264), 8u);
 }
 
@@ -123,12 +123,18 @@ TEST(PictureTypes, HandOnRotationAndColours) {
     const PicturePlan plan = planOf(type);
     for (const auto& made : {nv12Of(plan), h264Of(plan)}) {
         for (const auto& [key, value] : stated) EXPECT_EQ(numberIn(made, key), value);
-        EXPECT_EQ(numberIn(made, MF_MT_VIDEO_NOMINAL_RANGE), 0xDEADu);
         EXPECT_EQ(pairIn(made, MF_MT_FRAME_SIZE), (Ratio{320, 180})); // as it is coded
     }
 }
 
-TEST(PictureTypes, LevelsBecomeThoseOfVideoRangeWhereTheSourceStatesAny) {
+// What decoders deliver otherwise may have other levels, which the coded pictures alone state.
+TEST(PictureTypes, VideoRangeIsAskedForInAnyCaseAndStatedWhereTheSourceStatesARange) {
+    const PicturePlan plan = planOf(native(320, 180));
+    EXPECT_EQ(numberIn(nv12Of(plan), MF_MT_VIDEO_NOMINAL_RANGE), 2u);
+    EXPECT_EQ(numberIn(h264Of(plan), MF_MT_VIDEO_NOMINAL_RANGE), 0xDEADu);
+}
+
+TEST(PictureTypes, LevelsBecomeThoseOfVideoRange) {
     for (const UINT32 range : {1u, 2u, 3u}) {
         auto type = native(320, 180);
         EXPECT_EQ(type->SetUINT32(MF_MT_VIDEO_NOMINAL_RANGE, range), S_OK);
@@ -159,11 +165,49 @@ TEST(SoundTypes, AreTwoChannelsOf48Kilohertz) {
     EXPECT_EQ(countOf(aac), 8u);
 }
 
-TEST(Delivery, IsWhatWasAskedForOrIsnt) {
+void setAperture(const ComPtr<IMFMediaType>& type, SHORT x, SHORT y, LONG width, LONG height) {
+    const MFVideoArea area = {{0, x}, {0, y}, {width, height}};
+    const HRESULT hr = type->SetBlob(MF_MT_MINIMUM_DISPLAY_APERTURE,
+                                     reinterpret_cast<const UINT8*>(&area), sizeof area);
+    EXPECT_EQ(hr, S_OK);
+}
+
+TEST(Delivery, OfPicturesIsAsAskedOrIsnt) {
     const auto nv12 = nv12Of(planOf(native(320, 180)));
-    EXPECT_TRUE(deliversPictures(nv12.get(), {320, 180}));
-    EXPECT_FALSE(deliversPictures(nv12.get(), {320, 192}));
-    EXPECT_FALSE(deliversPictures(h264Of(planOf(native(320, 180))).get(), {320, 180}));
+    EXPECT_TRUE(pictureDelivery(nv12.get(), {320, 180}).asAsked);
+    EXPECT_TRUE(pictureDelivery(nv12.get(), {320, 180}).usable);
+    EXPECT_FALSE(pictureDelivery(nv12.get(), {320, 192}).usable);
+    EXPECT_FALSE(pictureDelivery(nv12.get(), {318, 180}).usable);
+    const auto h264 = h264Of(planOf(native(320, 180)));
+    EXPECT_FALSE(pictureDelivery(h264.get(), {320, 180}).usable);
+    ASSERT_EQ(nv12->SetUINT32(MF_MT_VIDEO_NOMINAL_RANGE, MFNominalRange_0_255), S_OK);
+    EXPECT_FALSE(pictureDelivery(nv12.get(), {320, 180}).asAsked);
+    EXPECT_TRUE(pictureDelivery(nv12.get(), {320, 180}).usable);
+}
+
+TEST(Delivery, OfLargerPicturesIsUsableWhenTheirFirstColumnsAndLinesAreSeen) {
+    struct Row {
+        SHORT x, y;
+        LONG width, height;
+        bool usable;
+    };
+    for (const auto& [x, y, width, height, usable] : {Row{0, 0, 320, 180, true},
+                                                      {2, 0, 320, 180, false},
+                                                      {0, 2, 320, 180, false},
+                                                      {0, 0, 320, 184, false},
+                                                      {0, 0, 322, 180, false}}) {
+        const auto nv12 = nv12Of(planOf(native(352, 192)));
+        EXPECT_FALSE(pictureDelivery(nv12.get(), {320, 180}).usable);
+        setAperture(nv12, x, y, width, height);
+        const PictureDelivery delivery = pictureDelivery(nv12.get(), {320, 180});
+        EXPECT_EQ(delivery.usable, usable);
+        EXPECT_FALSE(delivery.asAsked);
+        EXPECT_EQ(delivery.coded, (FrameSize{352, 192}));
+    }
+}
+
+TEST(Delivery, OfSoundIsAsAskedOrIsnt) {
+    const auto nv12 = nv12Of(planOf(native(320, 180)));
     ComPtr<IMFMediaType> pcm;
     ASSERT_EQ(makePcmType(pcm), S_OK);
     EXPECT_TRUE(deliversSound(pcm.get()));

@@ -39,6 +39,25 @@ std::size_t landingOf(const ScriptedStream& stream, Ticks position) {
 
 } // namespace
 
+HRESULT ScriptedReader::QueryInterface(REFIID iid, void** object) {
+    const bool extended = iid == __uuidof(IMFSourceReaderEx);
+    const bool known = iid == __uuidof(IUnknown) || iid == __uuidof(IMFSourceReader);
+    *object = known || (extended && transforms) ? this : nullptr;
+    if (!*object) return E_NOINTERFACE;
+    AddRef();
+    return S_OK;
+}
+
+HRESULT ScriptedReader::GetTransformForStream(DWORD index, DWORD number, GUID* category,
+                                              IMFTransform** transform) {
+    *transform = nullptr;
+    if (!streams_.contains(index)) return MF_E_INVALIDSTREAMNUMBER;
+    if (!transforms || number >= transforms->size()) return MF_E_INVALIDINDEX;
+    *category = (*transforms)[number].category;
+    *transform = ComPtr<IMFTransform>((*transforms)[number].transform).detach();
+    return S_OK;
+}
+
 HRESULT ScriptedReader::steer(std::string step) {
     steering_.push_back(std::move(step));
     return steering_.size() == failingStep_ ? failure_ : S_OK;
@@ -88,6 +107,8 @@ HRESULT ScriptedReader::SetCurrentPosition(REFGUID format, REFPROPVARIANT positi
 HRESULT ScriptedReader::SetCurrentMediaType(DWORD index, DWORD* reserved, IMFMediaType* type) {
     if (reserved || !type || !streams_.contains(index)) return E_INVALIDARG;
     types_[index] = ComPtr<IMFMediaType>::share(type);
+    const ScriptedStream& script = streams_.at(index).script;
+    if (script.whenAsked) script.whenAsked();
     return steer("type " + std::to_string(index));
 }
 

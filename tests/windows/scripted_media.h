@@ -6,6 +6,7 @@
 
 #include <mfidl.h>
 #include <mfreadwrite.h>
+#include <mftransform.h>
 
 #include <atomic>
 #include <cstddef>
@@ -79,12 +80,21 @@ struct ScriptedStream {
     std::vector<ScriptedRead> reads;                 // behind them the stream ends
     bool seeksToFirst = false;       // else to the last keyframe at or before the position
     ComPtr<IMFMediaType> delivers{}; // what GetCurrentMediaType says; none: what was asked for
+    std::function<void()> whenAsked; // runs when a type is set
+};
+
+// What a reader says of a transform that it decodes with.
+struct ScriptedTransformOf {
+    GUID category{};
+    ComPtr<IMFTransform> transform; // may be none
 };
 
 // As strict as a real one: only a selected stream can be read, a seek moves only the selected ones,
 // and who reads on after the end has been told gets E_UNEXPECTED.
-class ScriptedReader final : public Counted<IMFSourceReader> {
+class ScriptedReader final : public Counted<IMFSourceReaderEx> {
 public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override;
+
     // Makes the stream when there is none of this index.
     [[nodiscard]] ScriptedStream& stream(DWORD index) { return streams_[index].script; }
 
@@ -97,6 +107,9 @@ public:
     // Whoever reads any stream gets this one as long as there is something in it: streams needn't
     // lie in a file in the order of their times.
     void preferStream(DWORD index) { preferred_ = index; }
+
+    // What GetTransformForStream finds of any stream; none: as old systems, which haven't it.
+    std::optional<std::vector<ScriptedTransformOf>> transforms;
 
     // "deselect all", "select 1", "position 15000000" (a VT_I8 in GUID_NULL's ticks), "type 1"
     [[nodiscard]] const std::vector<std::string>& steering() const { return steering_; }
@@ -123,7 +136,15 @@ public:
     HRESULT STDMETHODCALLTYPE SetCurrentMediaType(DWORD index, DWORD* reserved,
                                                   IMFMediaType* type) override;
 
+    HRESULT STDMETHODCALLTYPE GetTransformForStream(DWORD index, DWORD number, GUID* category,
+                                                    IMFTransform** transform) override;
+
     // What no export needs.
+    HRESULT STDMETHODCALLTYPE SetNativeMediaType(DWORD, IMFMediaType*, DWORD*) override {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE AddTransformForStream(DWORD, IUnknown*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE RemoveAllTransformsForStream(DWORD) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE Flush(DWORD) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetServiceForStream(DWORD, REFGUID, REFIID, void**) override {
         return E_NOTIMPL;

@@ -1,0 +1,278 @@
+// What a re-encode does about readers that deliver something else than was asked for.
+#include "tests/windows/encode_shell.h"
+
+#include <mfapi.h>
+#include <mferror.h>
+#include <mftransform.h>
+
+#include <algorithm>
+
+#include <gmock/gmock.h>
+
+#include "export/picture_effects.h"
+
+namespace velkantrix {
+
+// A transform that has attributes, or hasn't, and does nothing.
+class IdleTransform final : public Counted<IMFTransform> {
+public:
+    explicit IdleTransform(ComPtr<IMFAttributes> attributes) : attributes_(std::move(attributes)) {}
+
+    HRESULT STDMETHODCALLTYPE GetAttributes(IMFAttributes** attributes) override {
+        *attributes = ComPtr<IMFAttributes>(attributes_).detach();
+        return *attributes ? S_OK : E_NOTIMPL;
+    }
+
+    HRESULT STDMETHODCALLTYPE GetStreamLimits(DWORD*, DWORD*, DWORD*, DWORD*) override {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE GetStreamCount(DWORD*, DWORD*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetStreamIDs(DWORD, DWORD*, DWORD, DWORD*) override {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE GetInputStreamInfo(DWORD, MFT_INPUT_STREAM_INFO*) override {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE GetOutputStreamInfo(DWORD, MFT_OUTPUT_STREAM_INFO*) override {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE GetInputStreamAttributes(DWORD, IMFAttributes**) override {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE GetOutputStreamAttributes(DWORD, IMFAttributes**) override {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE DeleteInputStream(DWORD) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE AddInputStreams(DWORD, DWORD*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetInputAvailableType(DWORD, DWORD, IMFMediaType**) override {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE GetOutputAvailableType(DWORD, DWORD, IMFMediaType**) override {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE SetInputType(DWORD, IMFMediaType*, DWORD) override {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE SetOutputType(DWORD, IMFMediaType*, DWORD) override {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE GetInputCurrentType(DWORD, IMFMediaType**) override {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE GetOutputCurrentType(DWORD, IMFMediaType**) override {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE GetInputStatus(DWORD, DWORD*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetOutputStatus(DWORD*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE SetOutputBounds(LONGLONG, LONGLONG) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE ProcessEvent(DWORD, IMFMediaEvent*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE ProcessMessage(MFT_MESSAGE_TYPE, ULONG_PTR) override {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE ProcessInput(DWORD, IMFSample*, DWORD) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE ProcessOutput(DWORD, DWORD, MFT_OUTPUT_DATA_BUFFER*,
+                                            DWORD*) override {
+        return E_NOTIMPL;
+    }
+
+private:
+    const ComPtr<IMFAttributes> attributes_;
+};
+
+namespace {
+
+using testing::ElementsAre;
+
+constexpr HRESULT BROKEN = MF_E_INVALID_FILE_FORMAT; // no result that the export makes itself
+constexpr DWORD CHANGED = MF_SOURCE_READERF_CURRENTMEDIATYPECHANGED;
+constexpr GUID RATE_KEPT = {
+    0x2c0afa19, 0x7a97, 0x4d5a, {0x9e, 0xe8, 0x16, 0xd4, 0xfc, 0x51, 0x8d, 0x8c}};
+
+// From the fourth picture of the span on they are 12 x 16, of which the first 8 x 4 are seen.
+class EncodeReaderTest : public EncodeShell {
+protected:
+    static ComPtr<IMFMediaType> largeType(bool aperture = true) {
+        ComPtr<IMFMediaType> type = mediaTypeOf(MFMediaType_Video);
+        EXPECT_EQ(type->SetGUID(MF_MT_SUBTYPE, MFVideoFormat_NV12), S_OK);
+        EXPECT_EQ(MFSetAttributeSize(type.get(), MF_MT_FRAME_SIZE, 12, 16), S_OK);
+        const MFVideoArea area = {{0, 0}, {0, 0}, {WIDTH, HEIGHT}};
+        const auto* const blob = reinterpret_cast<const UINT8*>(&area);
+        if (!aperture) return type;
+        EXPECT_EQ(type->SetBlob(MF_MT_MINIMUM_DISPLAY_APERTURE, blob, sizeof area), S_OK);
+        return type;
+    }
+
+    static Content largePicture() {
+        Content content(12 * 16 * 3 / 2, 7);
+        for (std::size_t y = 0; y < 4; y++) std::fill_n(&content[y * 12], WIDTH, LUMA);
+        for (std::size_t y = 16; y < 18; y++) std::fill_n(&content[y * 12], WIDTH, CHROMA);
+        return content;
+    }
+
+    void changeAt(std::size_t index, std::size_t end, const ComPtr<IMFMediaType>& type) {
+        const ComPtr<IMFMediaBuffer> large = bufferOf(largePicture());
+        video()[index].flags = CHANGED;
+        video()[index].hook = [this, type] {
+            reader->stream(VIDEO).delivers = type;
+        };
+        for (std::size_t i = index; i < end; i++) video()[i].content = large;
+    }
+
+    // From when it is asked anew.
+    void comesBackToWhatWasAskedFor() {
+        reader->stream(VIDEO).whenAsked = [this] {
+            reader->stream(VIDEO).delivers = {};
+        };
+    }
+
+    void expectAllAsAsked(std::uint8_t luma = LUMA) const {
+        const auto pictures = samplesOf(VIDEO_OUT);
+        EXPECT_EQ(pictures.size(), 10u);
+        for (const auto& sample : pictures) EXPECT_EQ(contentOf(sample.get()), picture(luma));
+    }
+};
+
+TEST_F(EncodeReaderTest, AReaderThatDeliversSomethingElseIsRefused) {
+    reader->failCurrentType(BROKEN);
+    EXPECT_EQ(encode(), BROKEN);
+    for (const DWORD stream : {VIDEO, AUDIO}) {
+        reset();
+        reader->stream(stream).delivers = mediaTypeOf(MFMediaType_Video);
+        EXPECT_EQ(encode(), MF_E_INVALIDMEDIATYPE);
+        EXPECT_TRUE(writer->calls().empty());
+    }
+}
+
+TEST_F(EncodeReaderTest, AChangeToTheSameTypeIsNone) {
+    video()[13].flags = CHANGED;
+    EXPECT_EQ(encode(), S_OK);
+    EXPECT_THAT(reader->steering(), ElementsAre("type 3", "type 1", "position 10000000"));
+}
+
+TEST_F(EncodeReaderTest, AReaderThatChangesIsAskedAgain) {
+    for (const double exposure : {0.0, 0.5}) {
+        reset();
+        request.exposure = exposure;
+        changeAt(13, 14, largeType());
+        comesBackToWhatWasAskedFor();
+        EXPECT_EQ(encode(), S_OK);
+        EXPECT_THAT(reader->steering(),
+                    ElementsAre("type 3", "type 1", "position 10000000", "type 3"));
+        expectAllAsAsked(exposure > 0 ? exposureTable(exposure)[LUMA] : LUMA);
+    }
+}
+
+TEST_F(EncodeReaderTest, WhatAReaderKeepsDeliveringIsCutToWhatIsSeen) {
+    for (const double exposure : {0.0, 0.5}) {
+        reset();
+        request.exposure = exposure;
+        changeAt(13, 50, largeType());
+        EXPECT_EQ(encode(), S_OK);
+        expectAllAsAsked(exposure > 0 ? exposureTable(exposure)[LUMA] : LUMA);
+    }
+}
+
+TEST_F(EncodeReaderTest, LargerPicturesFromTheBeginningAreCutToo) {
+    changeAt(0, 50, largeType());
+    reader->stream(VIDEO).delivers = largeType();
+    EXPECT_EQ(encode(), S_OK);
+    expectAllAsAsked();
+}
+
+TEST_F(EncodeReaderTest, WhatIsntToBeSeenMustBeStated) {
+    changeAt(13, 50, largeType(false));
+    EXPECT_EQ(encode(), MF_E_INVALIDMEDIATYPE);
+    EXPECT_EQ(writtenTo(VIDEO_OUT).size(), 3u);
+    reset();
+    changeAt(13, 50, nativePictures()); // no NV12
+    EXPECT_EQ(encode(), MF_E_INVALIDMEDIATYPE);
+}
+
+// The type changes before a picture comes of it.
+TEST_F(EncodeReaderTest, AChangeWithoutAPictureMayBeTakenBack) {
+    changeAt(13, 13, nativePictures());
+    video()[13].hasSample = false;
+    comesBackToWhatWasAskedFor();
+    EXPECT_EQ(encode(), S_OK);
+    EXPECT_EQ(writtenTo(VIDEO_OUT).size(), 9u);
+    reset();
+    changeAt(13, 13, nativePictures());
+    video()[13].hasSample = false;
+    EXPECT_EQ(encode(), MF_E_INVALIDMEDIATYPE);
+}
+
+TEST_F(EncodeReaderTest, AFailureToAskAgainMattersWhereThePicturesCantBeUsed) {
+    changeAt(13, 50, largeType());
+    reader->failSteering(4, BROKEN);
+    EXPECT_EQ(encode(), S_OK);
+    expectAllAsAsked();
+    reset();
+    changeAt(13, 13, nativePictures());
+    video()[13].hasSample = false;
+    reader->failSteering(4, BROKEN);
+    EXPECT_EQ(encode(), BROKEN);
+}
+
+TEST_F(EncodeReaderTest, FullRangeIsAskedToBeConverted) {
+    ComPtr<IMFMediaType> full = nativePictures();
+    EXPECT_EQ(full->SetGUID(MF_MT_SUBTYPE, MFVideoFormat_NV12), S_OK);
+    EXPECT_EQ(full->SetUINT32(MF_MT_VIDEO_NOMINAL_RANGE, MFNominalRange_0_255), S_OK);
+    video()[10].flags = CHANGED;
+    video()[10].hook = [&] {
+        reader->stream(VIDEO).delivers = full;
+    };
+    comesBackToWhatWasAskedFor();
+    EXPECT_EQ(encode(), S_OK);
+    EXPECT_EQ(reader->steering().back(), "type 3");
+}
+
+TEST_F(EncodeReaderTest, AChangeOfTheSoundIsRefused) {
+    audio()[13].flags = CHANGED;
+    EXPECT_EQ(encode(), S_OK);
+    reset();
+    audio()[13].flags = CHANGED;
+    audio()[13].hook = [this] {
+        reader->stream(AUDIO).delivers = mediaTypeOf(MFMediaType_Audio);
+    };
+    EXPECT_EQ(encode(), MF_E_INVALIDMEDIATYPE);
+}
+
+ComPtr<IMFAttributes> noAttributes() {
+    ComPtr<IMFAttributes> attributes;
+    EXPECT_EQ(MFCreateAttributes(attributes.put(), 1), S_OK);
+    return attributes;
+}
+
+ComPtr<IMFTransform> transformWith(const ComPtr<IMFAttributes>& attributes) {
+    return ComPtr<IMFTransform>::adopt(new IdleTransform(attributes));
+}
+
+TEST_F(EncodeReaderTest, VideoProcessorsAreToldToKeepTheRateBeforeAnythingIsRead) {
+    const auto decoder = noAttributes(), first = noAttributes(), second = noAttributes();
+    reader->transforms = {{MFT_CATEGORY_VIDEO_DECODER, transformWith(decoder)},
+                          {MFT_CATEGORY_VIDEO_PROCESSOR, {}},
+                          {MFT_CATEGORY_VIDEO_PROCESSOR, transformWith({})},
+                          {MFT_CATEGORY_VIDEO_PROCESSOR, transformWith(first)},
+                          {MFT_CATEGORY_VIDEO_PROCESSOR, transformWith(second)}};
+    reader->failSteering(3, BROKEN); // the first seek
+    EXPECT_EQ(encode(), BROKEN);
+    EXPECT_EQ(MFGetAttributeUINT32(first.get(), RATE_KEPT, 0), 1u);
+    EXPECT_EQ(MFGetAttributeUINT32(second.get(), RATE_KEPT, 0), 1u);
+    EXPECT_EQ(MFGetAttributeUINT32(decoder.get(), RATE_KEPT, 0), 0u);
+}
+
+TEST_F(EncodeReaderTest, AProcessorThatComesWithANewTypeIsToldToo) {
+    const auto attributes = noAttributes();
+    reader->transforms.emplace();
+    changeAt(13, 14, largeType());
+    reader->stream(VIDEO).whenAsked = [&] {
+        if (!reader->stream(VIDEO).delivers) return;
+        reader->stream(VIDEO).delivers = {};
+        reader->transforms = {{MFT_CATEGORY_VIDEO_PROCESSOR, transformWith(attributes)}};
+    };
+    EXPECT_EQ(encode(), S_OK);
+    EXPECT_EQ(MFGetAttributeUINT32(attributes.get(), RATE_KEPT, 0), 1u);
+}
+
+} // namespace
+} // namespace velkantrix
