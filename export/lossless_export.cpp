@@ -136,6 +136,7 @@ HRESULT copyLosslessly(const ExportRequest& request, OutputFile& output) {
         const AllStreamsWanted choice;
         RETURN_IF_FAILED(openSourceReader(request.sourcePath.c_str(), reader));
     }
+    output.holdFeeder(reader.get());
     RETURN_IF_FAILED(discoverStreams(reader.get(), streams));
     RETURN_IF_FAILED(output.create());
     return copySpans(request, reader.get(), streams, output.writer());

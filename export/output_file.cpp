@@ -25,15 +25,20 @@ HRESULT OutputFile::create(IMFDXGIDeviceManager* encodeOn) {
     return S_OK;
 }
 
+void OutputFile::close() {
+    writer_.reset();
+    while (!feeders_.empty()) feeders_.pop_back();
+}
+
 HRESULT OutputFile::keep() {
     RETURN_IF_FAILED(writer_->Finalize());
-    writer_.reset(); // closes the file
+    close();
     created_ = false;
     return S_OK;
 }
 
 void OutputFile::discard() {
-    writer_.reset(); // a file that is open can't be deleted
+    close(); // a file that is open can't be deleted
     if (!created_) return;
     created_ = false;
     ignoreResult(deleteFileUnlessSame(path_, source_),

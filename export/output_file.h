@@ -9,6 +9,7 @@
 
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "base/com_ptr.h"
 
@@ -30,6 +31,10 @@ public:
     // encoders in hardware; without it samples are copied, or encoded in software.
     [[nodiscard]] HRESULT create(IMFDXGIDeviceManager* encodeOn = nullptr);
 
+    // What feeds the writer outlives it: samples that wait in it may be their makers' memory. Held
+    // until the writer is released; then let go of, the last one first.
+    void holdFeeder(IUnknown* feeder) { feeders_.push_back(ComPtr<IUnknown>::share(feeder)); }
+
     // The sink writer, between create() and keep() or discard().
     [[nodiscard]] IMFSinkWriter* writer() const { return writer_.get(); }
 
@@ -41,8 +46,11 @@ public:
     void discard();
 
 private:
+    void close();
+
     const std::wstring path_;
     const std::wstring source_;
+    std::vector<ComPtr<IUnknown>> feeders_;
     ComPtr<IMFSinkWriter> writer_;
     bool created_ = false;
 };

@@ -196,8 +196,10 @@ HRESULT openDecodingReader(const ExportRequest& request, IMFDXGIDeviceManager* m
 HRESULT reencode(const ExportRequest& request, OutputFile& output) {
     GraphicsDevice device;
     RETURN_IF_FAILED(createGraphicsDevice(device));
+    output.holdFeeder(device.manager.get());
     ComPtr<IMFSourceReader> reader;
     RETURN_IF_FAILED(openDecodingReader(request, device.manager.get(), reader));
+    output.holdFeeder(reader.get());
     SourceStreams streams;
     RETURN_IF_FAILED(discoverStreams(reader.get(), streams));
     PicturePlan plan;

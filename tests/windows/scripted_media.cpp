@@ -207,6 +207,11 @@ HRESULT RecordingWriter::WriteSample(DWORD index, IMFSample* sample) {
     return S_OK;
 }
 
+HRESULT RecordingWriter::Finalize() {
+    if (whenFinalized) whenFinalized();
+    return begin(WriterCall::Finalize);
+}
+
 HRESULT RecordingWriter::GetStatistics(DWORD index, MF_SINK_WRITER_STATISTICS* out) {
     if (!statistics || out->cb != sizeof *out) return E_INVALIDARG;
     *out = statistics(index);

@@ -93,6 +93,9 @@ struct ScriptedTransformOf {
 // and who reads on after the end has been told gets E_UNEXPECTED.
 class ScriptedReader final : public Counted<IMFSourceReaderEx> {
 public:
+    ~ScriptedReader() override {
+        if (whenGone) whenGone();
+    }
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override;
 
     // Makes the stream when there is none of this index.
@@ -107,6 +110,8 @@ public:
     // Whoever reads any stream gets this one as long as there is something in it: streams needn't
     // lie in a file in the order of their times.
     void preferStream(DWORD index) { preferred_ = index; }
+
+    std::function<void()> whenGone; // runs when nobody holds it any more
 
     // What GetTransformForStream finds of any stream; none: as old systems, which haven't it.
     std::optional<std::vector<ScriptedTransformOf>> transforms;
@@ -184,10 +189,14 @@ struct WrittenSample {
 };
 void PrintTo(const WrittenSample& sample, std::ostream* out);
 
-enum class WriterCall { AddStream, SetInputMediaType, BeginWriting, WriteSample };
+enum class WriterCall { AddStream, SetInputMediaType, BeginWriting, WriteSample, Finalize };
 
 class RecordingWriter final : public Counted<IMFSinkWriter> {
 public:
+    ~RecordingWriter() override {
+        if (whenGone) whenGone();
+    }
+
     // The index of the first stream that is added: none that a source in these tests has.
     static constexpr DWORD FIRST_INDEX = 10;
 
@@ -202,6 +211,8 @@ public:
     // The samples themselves, in the same order.
     [[nodiscard]] const std::vector<ComPtr<IMFSample>>& samples() const { return samples_; }
 
+    std::function<void()> whenFinalized, whenGone;
+
     // What GetStatistics says; none: it fails.
     std::function<MF_SINK_WRITER_STATISTICS(DWORD index)> statistics;
 
@@ -210,6 +221,7 @@ public:
                                                 IMFAttributes* parameters) override;
     HRESULT STDMETHODCALLTYPE BeginWriting() override;
     HRESULT STDMETHODCALLTYPE WriteSample(DWORD index, IMFSample* sample) override;
+    HRESULT STDMETHODCALLTYPE Finalize() override;
     HRESULT STDMETHODCALLTYPE GetStatistics(DWORD index, MF_SINK_WRITER_STATISTICS* out) override;
 
     // What no copy of samples needs.
@@ -217,7 +229,6 @@ public:
     HRESULT STDMETHODCALLTYPE PlaceMarker(DWORD, void*) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE NotifyEndOfSegment(DWORD) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE Flush(DWORD) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE Finalize() override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetServiceForStream(DWORD, REFGUID, REFIID, void**) override {
         return E_NOTIMPL;
     }
