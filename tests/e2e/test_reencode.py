@@ -161,8 +161,14 @@ def test_each_quality_has_its_size(cut, media, tmp_path, name, quality, size):
 SOURCE_FRAME = 1024 / 48000  # of the sound's coding
 
 
-def test_sound_stays_with_the_picture_over_twenty_joins(cut, media, tmp_path):
+# Encoders of sound may look at its times, or count what they get.
+BOTH_ENCODERS = pytest.mark.parametrize("counts", ["0", "1"])
+
+
+@BOTH_ENCODERS
+def test_sound_stays_with_the_picture_over_twenty_joins(cut, media, tmp_path, monkeypatch, counts):
     """Each span holds one flash, of one picture, that begins with a click."""
+    monkeypatch.setenv("RIG_WRITER_COUNTS", counts)
     choose = random.Random(20)
     spans = []
     for second in range(1, CLICKS):
@@ -206,11 +212,34 @@ def test_sound_has_160_kilobits_a_second(cut, media, tmp_path):
     assert encoded.end_of(encoded.probe(output)["audio"]) == pytest.approx(3, abs=SOURCE_FRAME)
 
 
-def test_sound_that_ends_early_ends_there_and_begins_again_in_its_place(cut, media, tmp_path):
+@BOTH_ENCODERS
+def test_sound_that_ends_early_ends_there_and_begins_again_in_its_place(cut, media, tmp_path, monkeypatch, counts):
     """Half a second of it, a second without, then half a second again."""
+    monkeypatch.setenv("RIG_WRITER_COUNTS", counts)
     output = tmp_path / "cut.mp4"
     encode(cut, media / "audio-short.mp4", output, [(4.5, 6), (1, 1.5)])
     samples = encoded.sound(output)
     assert encoded.loudness(samples, 0.1, 0.4) > 1000
     assert encoded.loudness(samples, 0.6, 1.45) < 50
     assert encoded.loudness(samples, 1.55, 1.9) > 1000
+
+
+@BOTH_ENCODERS
+def test_sound_that_begins_late_is_heard_where_it_is(cut, media, tmp_path, monkeypatch, counts):
+    """It begins 2.5 s into the recording."""
+    monkeypatch.setenv("RIG_WRITER_COUNTS", counts)
+    output = tmp_path / "cut.mp4"
+    encode(cut, media / "audio-late.mp4", output, [(2.1, 2.9)])
+    samples = encoded.sound(output)
+    assert encoded.loudness(samples, 0, 0.35) < 50
+    assert encoded.loudness(samples, 0.45, 0.75) > 1000
+    assert float(encoded.probe(output)["audio"]["start_time"]) == pytest.approx(0, abs=0.001)
+
+
+def test_where_there_is_no_sound_at_all_there_is_silence(cut, media, tmp_path):
+    """The sound ends at 5 s; the pictures go on."""
+    output = tmp_path / "cut.mp4"
+    encode(cut, media / "audio-short.mp4", output, [(6, 9)])
+    encoded.check_form(output, (320, 180))
+    assert encoded.loudness(encoded.sound(output), 0, 3) < 50
+    assert encoded.end_of(encoded.probe(output)["audio"]) == pytest.approx(3, abs=SOURCE_FRAME)
