@@ -1,10 +1,11 @@
 // Threads: the main thread, and the one that the system makes for each console event (onEvent).
 #include "tools/velkantrix-cut/console.h"
 
+#include "tools/velkantrix-cut/cancel_patience.h"
+
 namespace velkantrix {
 namespace {
 
-constexpr ULONGLONG PATIENCE_MS = 5'000;
 constexpr DWORD LONGEST_CLEAN_UP_MS = 30'000; // the system itself waits for some seconds at most
 
 // Set once, before the handler is. What it points to is never taken away.
@@ -16,15 +17,16 @@ HANDLE cleanedUpEvent() {
     return event;
 }
 
-// When the user first asked, in GetTickCount64's milliseconds.
-std::atomic<ULONGLONG> firstAsked = 0;
+// In GetTickCount64's milliseconds.
+CancelPatience patience;
 
 BOOL WINAPI onEvent(DWORD event) {
-    if (!cancelFlag.load()->exchange(true)) firstAsked = GetTickCount64();
+    patience.ask(GetTickCount64());
+    *cancelFlag.load() = true;
     if (event == CTRL_C_EVENT || event == CTRL_BREAK_EVENT) {
         // Pressed again long after: the program doesn't come to its end (a dead network drive), so
         // the system ends it. A key that is held down isn't meant so.
-        return GetTickCount64() - firstAsked < PATIENCE_MS;
+        return !patience.isOver(GetTickCount64());
     }
     if (cleanedUpEvent()) WaitForSingleObject(cleanedUpEvent(), LONGEST_CLEAN_UP_MS);
     return TRUE;
