@@ -8,6 +8,7 @@
 #include <span>
 
 #include "export/encode_types.h"
+#include "export/picture_buffer.h"
 #include "platform/hresult.h"
 #include "platform/mf_util.h"
 
@@ -27,60 +28,66 @@ ComPtr<IMF2DBuffer> buffer2d(IMFSample* picture) {
     return found;
 }
 
-HRESULT makeBuffer(DWORD size, ComPtr<IMFMediaBuffer>& buffer) {
-    RETURN_IF_FAILED(MFCreateMemoryBuffer(size, buffer.put()));
-    return buffer->SetCurrentLength(size);
-}
-
-// All lines of the picture, without padding between them, in a buffer of our own.
-HRESULT copyOf2d(IMF2DBuffer* from, ComPtr<IMFMediaBuffer>& copy) {
-    DWORD size = 0;
-    RETURN_IF_FAILED(from->GetContiguousLength(&size));
-    RETURN_IF_FAILED(makeBuffer(size, copy));
-    const LockedBytes to(copy.get());
-    RETURN_IF_FAILED(to.result());
-    return from->ContiguousCopyTo(to.bytes().data(), size);
-}
-
-HRESULT copyOfPlain(IMFSample* picture, ComPtr<IMFMediaBuffer>& copy) {
-    ComPtr<IMFMediaBuffer> whole;
-    RETURN_IF_FAILED(picture->ConvertToContiguousBuffer(whole.put()));
-    const LockedBytes from(whole.get());
-    RETURN_IF_FAILED(from.result());
-    const Bytes bytes = from.bytes();
-    RETURN_IF_FAILED(makeBuffer(static_cast<DWORD>(bytes.size()), copy));
-    const LockedBytes to(copy.get());
-    RETURN_IF_FAILED(to.result());
-    std::ranges::copy(bytes, to.bytes().begin());
+HRESULT findLayout(std::size_t bytes, const PictureChange& change, Nv12Layout& layout) {
+    const auto found = nv12Layout(bytes, change.size, change.coded);
+    if (!found) return MF_E_BUFFERTOOSMALL;
+    layout = *found;
     return S_OK;
 }
 
-HRESULT copyPicture(IMFSample* picture, ComPtr<IMFMediaBuffer>& copy) {
-    const ComPtr<IMF2DBuffer> lines = buffer2d(picture);
-    return lines ? copyOf2d(lines.get(), copy) : copyOfPlain(picture, copy);
+std::size_t seenSize(FrameSize size) {
+    return std::size_t{size.width} * size.height * 3 / 2;
 }
 
-void render(Bytes bytes, FrameSize size, const LumaTable* exposure, Gain gain) {
-    const std::size_t lumaSize = std::size_t{size.width} * size.height;
-    const Bytes luma = bytes.first(lumaSize);
-    if (exposure) applyTable(luma, *exposure);
-    if (gain == NO_FADE) return;
-    fadeLuma(luma, gain);
-    fadeChroma(bytes.subspan(lumaSize), gain);
-}
-
-HRESULT changeIn(IMFMediaBuffer* copy, const PictureChange& change) {
-    const std::size_t length = std::size_t{change.size.width} * change.size.height * 3 / 2;
-    {
-        const LockedBytes locked(copy);
-        RETURN_IF_FAILED(locked.result());
-        const Bytes bytes = locked.bytes();
-        const auto layout = nv12Layout(bytes.size(), change.size, change.coded);
-        if (!layout) return MF_E_BUFFERTOOSMALL;
-        closeUp(bytes, change.size, *layout);
-        render(bytes.first(length), change.size, change.exposure, change.gain);
+// Memory for so many bytes: the pool's where they fit.
+HRESULT makeBuffer(std::size_t bytes, const std::shared_ptr<PicturePool>& pool,
+                   ComPtr<IMFMediaBuffer>& buffer) {
+    if (bytes > pool->blockSize()) {
+        return MFCreateMemoryBuffer(static_cast<DWORD>(bytes), buffer.put());
     }
-    return copy->SetCurrentLength(static_cast<DWORD>(length));
+    ComPtr<PictureBuffer> pooled;
+    RETURN_IF_FAILED(PictureBuffer::make(pool, pooled));
+    buffer = ComPtr<IMFMediaBuffer>::adopt(pooled.detach());
+    return S_OK;
+}
+
+// Calls `fill` with the buffer's first bytes.
+template <class Fill>
+HRESULT fillBuffer(IMFMediaBuffer* buffer, std::size_t bytes, const Fill& fill) {
+    RETURN_IF_FAILED(buffer->SetCurrentLength(static_cast<DWORD>(bytes)));
+    const LockedBytes locked(buffer);
+    RETURN_IF_FAILED(locked.result());
+    return fill(locked.bytes());
+}
+
+// Lines come without the padding between them, but with those that aren't seen.
+HRESULT copyOf2d(IMF2DBuffer* from, const PictureChange& change,
+                 const std::shared_ptr<PicturePool>& pool, ComPtr<IMFMediaBuffer>& copy) {
+    DWORD size = 0;
+    Nv12Layout layout;
+    RETURN_IF_FAILED(from->GetContiguousLength(&size));
+    RETURN_IF_FAILED(findLayout(size, change, layout));
+    RETURN_IF_FAILED(makeBuffer(size, pool, copy));
+    return fillBuffer(copy.get(), size, [&](Bytes to) {
+        RETURN_IF_FAILED(from->ContiguousCopyTo(to.data(), size));
+        velkantrix::change(to, layout, change.size, change.effect);
+        return S_OK;
+    });
+}
+
+HRESULT copyOfPlain(IMFSample* picture, const PictureChange& change,
+                    const std::shared_ptr<PicturePool>& pool, ComPtr<IMFMediaBuffer>& copy) {
+    ComPtr<IMFMediaBuffer> whole;
+    Nv12Layout layout;
+    RETURN_IF_FAILED(picture->ConvertToContiguousBuffer(whole.put()));
+    const LockedBytes from(whole.get());
+    RETURN_IF_FAILED(from.result());
+    RETURN_IF_FAILED(findLayout(from.bytes().size(), change, layout));
+    RETURN_IF_FAILED(makeBuffer(seenSize(change.size), pool, copy));
+    return fillBuffer(copy.get(), seenSize(change.size), [&](Bytes to) {
+        copyChanged(from.bytes(), layout, change.size, change.effect, to);
+        return S_OK;
+    });
 }
 
 // How much of the sound fits into the time, which is no longer than the sound.
@@ -105,10 +112,18 @@ HRESULT pictureSize(IMFSample* picture, DWORD& size) {
     return lines ? lines->GetContiguousLength(&size) : picture->GetTotalLength(&size);
 }
 
-HRESULT copyChanged(IMFSample* picture, const PictureChange& change, ComPtr<IMFSample>& changed) {
+std::shared_ptr<PicturePool> makePicturePool(FrameSize size) {
+    const std::size_t wholeBlocks = (std::size_t{size.height} + 15) / 16 * 16;
+    return std::make_shared<PicturePool>(std::size_t{size.width} * wholeBlocks * 3 / 2);
+}
+
+HRESULT copyPicture(IMFSample* picture, const PictureChange& change,
+                    const std::shared_ptr<PicturePool>& pool, ComPtr<IMFSample>& changed) {
     ComPtr<IMFMediaBuffer> copy;
-    RETURN_IF_FAILED(copyPicture(picture, copy));
-    RETURN_IF_FAILED(changeIn(copy.get(), change));
+    const ComPtr<IMF2DBuffer> lines = buffer2d(picture);
+    RETURN_IF_FAILED(lines ? copyOf2d(lines.get(), change, pool, copy)
+                           : copyOfPlain(picture, change, pool, copy));
+    RETURN_IF_FAILED(copy->SetCurrentLength(static_cast<DWORD>(seenSize(change.size))));
     RETURN_IF_FAILED(MFCreateSample(changed.put()));
     RETURN_IF_FAILED(picture->CopyAllItems(changed.get()));
     return changed->AddBuffer(copy.get());

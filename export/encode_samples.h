@@ -5,10 +5,13 @@
 
 #include <mfobjects.h>
 
+#include <memory>
+
 #include "base/com_ptr.h"
 #include "export/encode_cutter.h"
 #include "export/encode_rules.h"
 #include "export/picture_effects.h"
+#include "export/picture_pool.h"
 
 namespace velkantrix {
 
@@ -19,15 +22,18 @@ namespace velkantrix {
 // What becomes of a picture.
 struct PictureChange {
     FrameSize size;
-    FrameSize coded;                     // with the columns and lines that aren't seen
-    const LumaTable* exposure = nullptr; // none: it stays as bright as it is
-    Gain gain = NO_FADE;
+    FrameSize coded; // with the columns and lines that aren't seen
+    PictureEffect effect;
 };
 
-// A copy of an NV12 picture, in memory of its own, with the exposure and the fade rendered: a
-// decoder may still refer to the original. Fails when there are fewer bytes than the size takes.
-// The copy has the original's attributes, no times, and nothing but what is seen.
-[[nodiscard]] HRESULT copyChanged(IMFSample* picture, const PictureChange& change,
+// Memory for changed pictures of a size, also for those with lines that aren't seen.
+[[nodiscard]] std::shared_ptr<PicturePool> makePicturePool(FrameSize size);
+
+// A copy of an NV12 picture, in memory of its own, with the effect rendered: a decoder may still
+// refer to the original. Fails when there are fewer bytes than the size takes. The copy has the
+// original's attributes, no times, and nothing but what is seen.
+[[nodiscard]] HRESULT copyPicture(IMFSample* picture, const PictureChange& change,
+                                  const std::shared_ptr<PicturePool>& pool,
                                   ComPtr<IMFSample>& changed);
 
 // A sample of the sound's data alone, faded and, where the cut has shortened it, cut off. None,

@@ -36,6 +36,52 @@ void fadeTowards(std::span<std::uint8_t> bytes, Gain gain, unsigned middle) {
     }
 }
 
+// Some lines of a plane: where they lie in the picture as it comes, and where they go.
+struct Band {
+    bool luma = true;
+    std::size_t width = 0; // bytes of a line that are seen
+    std::size_t lines = 0;
+    std::size_t from = 0, to = 0; // bytes
+};
+
+constexpr std::size_t BAND_SIZE = 16 * 1024; // fits into the nearest caches
+
+// From the first line to the last. Lines only move towards the front.
+template <class Work>
+void forEachBand(FrameSize size, const Nv12Layout& layout, const Work& work) {
+    const std::size_t width = size.width;
+    const std::size_t most = std::max<std::size_t>(1, BAND_SIZE / std::max<std::size_t>(1, width));
+    const auto forPlane = [&](bool luma, std::size_t from, std::size_t to, std::size_t lines) {
+        for (std::size_t y = 0; y < lines; y += most) {
+            work(Band{.luma = luma,
+                      .width = width,
+                      .lines = std::min(most, lines - y),
+                      .from = from + y * layout.stride,
+                      .to = to + y * width});
+        }
+    };
+    forPlane(true, 0, 0, size.height);
+    forPlane(false, layout.chromaOffset, width * size.height, size.height / 2);
+}
+
+void copyLines(std::uint8_t* to, const std::uint8_t* from, const Band& band, std::size_t stride) {
+    if (stride == band.width) {
+        std::memmove(to, from, band.width * band.lines);
+        return;
+    }
+    for (std::size_t y = 0; y < band.lines; y++) {
+        std::memmove(to + y * band.width, from + y * stride, band.width);
+    }
+}
+
+void applyTo(std::span<std::uint8_t> bytes, bool luma, const PictureEffect& effect) {
+    if (luma && effect.luma) {
+        applyTable(bytes, *effect.luma);
+    } else if (effect.gain != NO_FADE) {
+        luma ? fadeLuma(bytes, effect.gain) : fadeChroma(bytes, effect.gain);
+    }
+}
+
 } // namespace
 
 Gain fadeGain(const ExportSpan& span, double seconds) {
@@ -74,27 +120,49 @@ std::optional<Nv12Layout> nv12Layout(std::size_t bytes, FrameSize size, FrameSiz
     return std::nullopt;
 }
 
-// Each line moves towards the front, over bytes that were moved already or aren't seen.
-void closeUp(std::span<std::uint8_t> bytes, FrameSize size, const Nv12Layout& layout) {
-    const std::size_t width = size.width, luma = width * size.height;
-    if (layout.stride == width && layout.chromaOffset == luma) return;
-    std::uint8_t* const data = bytes.data();
-    const auto moveLines = [&](std::size_t to, std::size_t from, std::uint32_t lines) {
-        if (layout.stride == width) {
-            std::memmove(data + to, data + from, width * lines);
-            return;
-        }
-        for (std::uint32_t y = 0; y < lines; y++) {
-            std::memmove(data + to + y * width, data + from + y * layout.stride, width);
-        }
-    };
-    moveLines(0, 0, size.height);
-    moveLines(luma, layout.chromaOffset, size.height / 2);
+PictureEffect pictureEffect(const LumaTable* exposure, Gain gain) {
+    PictureEffect effect{.luma = std::nullopt, .gain = gain};
+    if (!exposure) return effect;
+    effect.luma = *exposure;
+    if (gain != NO_FADE) fadeLuma(*effect.luma, gain);
+    return effect;
 }
 
+// While it is in the caches.
+void copyChanged(std::span<const std::uint8_t> from, const Nv12Layout& layout, FrameSize size,
+                 const PictureEffect& effect, std::span<std::uint8_t> to) {
+    forEachBand(size, layout, [&](const Band& band) {
+        std::uint8_t* const target = to.data() + band.to;
+        copyLines(target, from.data() + band.from, band, layout.stride);
+        applyTo({target, band.width * band.lines}, band.luma, effect);
+    });
+}
+
+void change(std::span<std::uint8_t> bytes, const Nv12Layout& layout, FrameSize size,
+            const PictureEffect& effect) {
+    forEachBand(size, layout, [&](const Band& band) {
+        std::uint8_t* const target = bytes.data() + band.to;
+        if (band.to != band.from || layout.stride != band.width) {
+            copyLines(target, bytes.data() + band.from, band, layout.stride);
+        }
+        applyTo({target, band.width * band.lines}, band.luma, effect);
+    });
+}
+
+// Eight bytes for one load and one store.
 void applyTable(std::span<std::uint8_t> luma, const LumaTable& table) {
-    const std::uint8_t* const to = table.data();
-    for (std::uint8_t& value : luma) value = to[value];
+    const std::uint8_t* const becomes = table.data();
+    std::uint8_t* data = luma.data();
+    std::size_t left = luma.size();
+    for (; left >= 8; left -= 8, data += 8) {
+        std::uint64_t values = 0, changed = 0;
+        std::memcpy(&values, data, 8);
+        for (unsigned shift = 0; shift < 64; shift += 8) {
+            changed |= std::uint64_t{becomes[(values >> shift) & 0xFF]} << shift;
+        }
+        std::memcpy(data, &changed, 8);
+    }
+    for (; left > 0; left--, data++) *data = becomes[*data];
 }
 
 void fadeLuma(std::span<std::uint8_t> luma, Gain gain) {

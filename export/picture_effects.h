@@ -26,6 +26,14 @@ inline constexpr Gain NO_FADE = 256;
 using LumaTable = std::array<std::uint8_t, 256>;
 [[nodiscard]] LumaTable exposureTable(double exposure);
 
+// What becomes of a picture.
+struct PictureEffect {
+    std::optional<LumaTable> luma; // of exposure and fade in one
+    Gain gain = NO_FADE;           // of the chroma, and without a table of the luma too
+};
+// `exposure` may be null.
+[[nodiscard]] PictureEffect pictureEffect(const LumaTable* exposure, Gain gain);
+
 // Where the planes of a contiguous NV12 picture lie in its bytes: chroma follows the last line of
 // luma. There may be more columns and lines than are seen, behind those.
 struct Nv12Layout {
@@ -38,8 +46,12 @@ struct Nv12Layout {
 [[nodiscard]] std::optional<Nv12Layout> nv12Layout(std::size_t bytes, FrameSize size,
                                                    FrameSize coded);
 
-// Moves the lines together, so that the first bytes are the picture without what isn't seen.
-void closeUp(std::span<std::uint8_t> bytes, FrameSize size, const Nv12Layout& layout);
+// Both leave the picture in the first bytes of `to`, or of `bytes`, without what isn't seen.
+// `from` and `to` don't overlap.
+void copyChanged(std::span<const std::uint8_t> from, const Nv12Layout& layout, FrameSize size,
+                 const PictureEffect& effect, std::span<std::uint8_t> to);
+void change(std::span<std::uint8_t> bytes, const Nv12Layout& layout, FrameSize size,
+            const PictureEffect& effect);
 
 void applyTable(std::span<std::uint8_t> luma, const LumaTable& table);
 

@@ -5,6 +5,7 @@
 #include <mferror.h>
 
 #include <algorithm>
+#include <memory>
 #include <optional>
 #include <utility>
 
@@ -46,6 +47,7 @@ public:
           writer_(writer),
           readsPerSpan_(readsPerSpan),
           cutter_(request.spans),
+          pool_(makePicturePool(plan.size)),
           pictureDuration_(
               nearestTicks(static_cast<double>(plan.rate.denominator) / plan.rate.numerator)),
           pictures_(request, writer, wait),
@@ -74,7 +76,8 @@ private:
     const std::int64_t readsPerSpan_;
     EncodeCutter cutter_;
     std::optional<LumaTable> exposure_; // absent: pictures stay as bright as they are
-    const Ticks pictureDuration_;       // at the output's rate
+    const std::shared_ptr<PicturePool> pool_;
+    const Ticks pictureDuration_; // at the output's rate
     EncodeOutlet pictures_;
     EncodeSound sound_;     // unused where the source has none
     Ticks picturesEnd_ = 0; // in the output
@@ -141,11 +144,9 @@ HRESULT Reencoder::writePicture(const Read& next) {
     RETURN_IF_FAILED(pictureSize(picture.get(), size));
     // One with lines that aren't seen would be taken for one without: its last lines for colours.
     if (exposure_ || cut.gain != NO_FADE || size != plan_.pictureSize()) {
-        const PictureChange change = {.size = plan_.size,
-                                      .coded = reader_.coded(),
-                                      .exposure = exposure_ ? &*exposure_ : nullptr,
-                                      .gain = cut.gain};
-        RETURN_IF_FAILED(copyChanged(next.sample.get(), change, picture));
+        const PictureEffect effect = pictureEffect(exposure_ ? &*exposure_ : nullptr, cut.gain);
+        const PictureChange change = {plan_.size, reader_.coded(), effect};
+        RETURN_IF_FAILED(copyPicture(next.sample.get(), change, pool_, picture));
     }
     // It is on the source's time line, if it is there.
     ignoreResult(picture->DeleteItem(MFSampleExtension_DecodeTimestamp), "mostly there is none");

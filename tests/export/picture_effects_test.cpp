@@ -223,20 +223,59 @@ TEST(Nv12Layout, TooFewBytesAreNoPictureAndNeitherAreSomeMore) {
     EXPECT_FALSE(nv12Layout(704 * 360 * 3 / 2, SMALL, LARGEST));
 }
 
-// Each seen byte has a value of its own; the others are 0.
-TEST(CloseUp, LeavesWhatIsSeenAlone) {
-    const FrameSize size = {6, 4};
-    for (const FrameSize coded : {size, {6, 16}, {8, 4}, {10, 20}}) {
-        std::vector<std::uint8_t> bytes(std::size_t{coded.width} * coded.height * 3 / 2);
-        std::uint8_t value = 0;
-        for (std::uint32_t y = 0; y < 6; y++) {
-            const std::uint32_t line = y < 4 ? y : coded.height + y - 4;
-            for (std::uint32_t x = 0; x < 6; x++) bytes[line * coded.width + x] = ++value;
+struct EffectCase {
+    std::optional<double> exposure;
+    Gain gain = NO_FADE;
+};
+
+// A picture of `size` within one of `coded` size, whose other bytes are 7.
+std::vector<std::uint8_t> withUnseen(const std::vector<std::uint8_t>& seen, FrameSize size,
+                                     FrameSize coded) {
+    std::vector<std::uint8_t> bytes(std::size_t{coded.width} * coded.height * 3 / 2, 7);
+    for (std::size_t y = 0; y < size.height * 3 / 2; y++) {
+        const std::size_t line = y < size.height ? y : coded.height + y - size.height;
+        std::copy_n(&seen[y * size.width], size.width, &bytes[line * coded.width]);
+    }
+    return bytes;
+}
+
+// In one go as one after the other, wherever the picture lies; larger than what is done at once.
+TEST(PictureEffect, IsExposureThenFadeOfWhatIsSeen) {
+    const FrameSize size = {200, 180};
+    const std::size_t luma = 200 * 180;
+    std::vector<std::uint8_t> seen(luma * 3 / 2);
+    for (std::size_t i = 0; i < seen.size(); i++) seen[i] = static_cast<std::uint8_t>(i * 31 / 7);
+    for (const auto& [exposure, gain] : {EffectCase{}, EffectCase{0.5}, EffectCase{{}, 100},
+                                         EffectCase{-0.7, 30}, EffectCase{1.0, 0}}) {
+        const LumaTable table = exposureTable(exposure.value_or(0));
+        const PictureEffect effect = pictureEffect(exposure ? &table : nullptr, gain);
+        std::vector<std::uint8_t> wanted = seen;
+        const std::span whole(wanted);
+        if (exposure) applyTable(whole.first(luma), table);
+        if (gain != NO_FADE) fadeLuma(whole.first(luma), gain);
+        if (gain != NO_FADE) fadeChroma(whole.subspan(luma), gain);
+        for (const FrameSize coded : {size, {200, 192}, {208, 180}, {256, 300}}) {
+            std::vector<std::uint8_t> bytes = withUnseen(seen, size, coded);
+            const auto layout = nv12Layout(bytes.size(), size, coded);
+            ASSERT_TRUE(layout);
+            std::vector<std::uint8_t> copy(wanted.size());
+            copyChanged(bytes, *layout, size, effect, copy);
+            EXPECT_EQ(copy, wanted);
+            change(bytes, *layout, size, effect);
+            bytes.resize(wanted.size());
+            EXPECT_EQ(bytes, wanted);
         }
-        const auto layout = nv12Layout(bytes.size(), size, coded);
-        ASSERT_TRUE(layout);
-        closeUp(bytes, size, *layout);
-        for (std::uint8_t i = 0; i < 36; i++) EXPECT_EQ(bytes[i], i + 1);
+    }
+}
+
+TEST(ApplyTable, ReachesEveryByteOfAnyNumber) {
+    LumaTable table{};
+    for (std::size_t i = 0; i < 256; i++) table[i] = static_cast<std::uint8_t>(i * 3 + 1);
+    for (std::size_t count = 0; count < 40; count++) {
+        std::vector<std::uint8_t> bytes(count + 1, 5);
+        applyTable(std::span(bytes).first(count), table);
+        EXPECT_EQ(std::ranges::count(bytes, 16), static_cast<std::ptrdiff_t>(count));
+        EXPECT_EQ(bytes.back(), 5);
     }
 }
 
