@@ -30,16 +30,10 @@ Content contentOf(IMFSample* sample) {
 
 EncodeShell::EncodeShell() {
     reset();
-    request.spans = {{.start = 1, .end = 2}};
-    request.cancel = &cancel;
-    request.progress = [this](double seconds) {
-        reports.push_back(seconds);
-    };
 }
 
 void EncodeShell::reset() {
-    reader = ComPtr<ScriptedReader>::adopt(new ScriptedReader);
-    writer = ComPtr<RecordingWriter>::adopt(new RecordingWriter);
+    makeReaderAndWriter();
     reader->stream(VIDEO) = {.major = MFMediaType_Video};
     reader->stream(AUDIO) = {.major = MFMediaType_Audio};
     for (int i = 0; i < 50; i++) {
@@ -85,26 +79,12 @@ HRESULT EncodeShell::encode(std::int64_t readsPerSpan) {
     return encodeSpans(request, reader.get(), streams, plan, writer.get(), wait, readsPerSpan);
 }
 
-std::vector<WrittenSample> EncodeShell::writtenTo(DWORD stream) const {
-    std::vector<WrittenSample> found;
-    for (const WrittenSample& sample : writer->written()) {
-        if (sample.stream == stream) found.push_back(sample);
-    }
-    return found;
-}
-
 std::vector<ComPtr<IMFSample>> EncodeShell::samplesOf(DWORD stream) const {
     std::vector<ComPtr<IMFSample>> found;
     for (std::size_t i = 0; i < writer->samples().size(); i++) {
         if (writer->written()[i].stream == stream) found.push_back(writer->samples()[i]);
     }
     return found;
-}
-
-std::vector<Ticks> EncodeShell::timesOf(DWORD stream) const {
-    std::vector<Ticks> times;
-    for (const WrittenSample& sample : writtenTo(stream)) times.push_back(sample.time);
-    return times;
 }
 
 } // namespace velkantrix

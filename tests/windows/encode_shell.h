@@ -5,7 +5,6 @@
 
 #include <mfobjects.h>
 
-#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <vector>
@@ -15,10 +14,8 @@
 #include "base/com_ptr.h"
 #include "base/ticks.h"
 #include "export/encode_types.h"
-#include "export/export_core.h"
-#include "export/export_request.h"
 #include "export/read_budget.h"
-#include "tests/windows/scripted_media.h"
+#include "tests/windows/export_shell.h"
 
 namespace velkantrix {
 
@@ -29,13 +26,11 @@ Content contentOf(IMFSample* sample);
 
 // A source of five seconds, ten pictures and ten sounds a second, of which the second one [1, 2) is
 // asked for. Pictures are 8 x 4, of one luma and one chroma; sounds are of one value.
-class EncodeShell : public testing::Test {
+class EncodeShell : public ExportShell {
 protected:
     static constexpr Ticks FRAME = TICKS_PER_SECOND / 10;
     static constexpr DWORD VIDEO = 3;
     static constexpr DWORD AUDIO = 1;
-    static constexpr DWORD VIDEO_OUT = RecordingWriter::FIRST_INDEX;
-    static constexpr DWORD AUDIO_OUT = RecordingWriter::FIRST_INDEX + 1;
     static constexpr UINT32 WIDTH = 8, HEIGHT = 4;
     static constexpr std::uint8_t LUMA = 100, CHROMA = 60;
     static constexpr std::int16_t LOUDNESS = 10'000;
@@ -57,16 +52,8 @@ protected:
     // Time stands still, unless a test moves it in `pause`.
     [[nodiscard]] HRESULT encode(std::int64_t readsPerSpan = ReadBudget::READS_PER_PASS);
 
-    [[nodiscard]] std::vector<WrittenSample> writtenTo(DWORD stream) const;
     [[nodiscard]] std::vector<ComPtr<IMFSample>> samplesOf(DWORD stream) const;
-    [[nodiscard]] std::vector<Ticks> timesOf(DWORD stream) const;
 
-    ComPtr<ScriptedReader> reader;
-    ComPtr<RecordingWriter> writer;
-    SourceStreams streams;
-    ExportRequest request;
-    std::atomic<bool> cancel = false;
-    std::vector<double> reports; // of the progress
     Ticks now = 0;
     std::function<void()> pause = [] {
         FAIL() << "nothing has to wait";

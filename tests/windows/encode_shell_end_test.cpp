@@ -47,24 +47,7 @@ TEST_F(EncodeShell, AFailedTypeOrSeekIsTheResult) {
 }
 
 TEST_F(EncodeShell, AWritersFailureIsTheResultAndTheLastCall) {
-    struct Row {
-        WriterCall call;
-        int nth;
-    };
-    const Row rows[] = {
-        {WriterCall::AddStream, 1},         {WriterCall::AddStream, 2},
-        {WriterCall::SetInputMediaType, 1}, {WriterCall::SetInputMediaType, 2},
-        {WriterCall::BeginWriting, 1},      {WriterCall::WriteSample, 1},
-        {WriterCall::WriteSample, 2},       {WriterCall::WriteSample, 20},
-    };
-    for (const auto& [call, nth] : rows) {
-        SCOPED_TRACE(testing::Message() << static_cast<int>(call) << ", " << nth);
-        reset();
-        writer->failAt(call, nth, BROKEN);
-        EXPECT_EQ(encode(), BROKEN);
-        EXPECT_EQ(writer->calls().back(), call);
-        EXPECT_EQ(std::ranges::count(writer->calls(), call), nth);
-    }
+    expectWritersFailures([this] { reset(); }, [this] { return encode(); });
 }
 
 TEST_F(EncodeShell, APictureWithTooFewBytesFailsRatherThanOverrun) {

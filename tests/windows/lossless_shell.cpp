@@ -49,16 +49,10 @@ std::vector<Ticks> every(Ticks from, Ticks to, Ticks step) {
 
 LosslessShell::LosslessShell() {
     useStreams(VIDEO, AUDIO);
-    request.spans = {{.start = 1, .end = 2}};
-    request.cancel = &cancel;
-    request.progress = [this](double seconds) {
-        reports.push_back(seconds);
-    };
 }
 
 void LosslessShell::useStreams(DWORD videoIndex, DWORD audioIndex) {
-    reader = ComPtr<ScriptedReader>::adopt(new ScriptedReader);
-    writer = ComPtr<RecordingWriter>::adopt(new RecordingWriter);
+    makeReaderAndWriter();
     reader->stream(videoIndex) = {.major = MFMediaType_Video, .reads = videoReads(50)};
     reader->stream(audioIndex) = {.major = MFMediaType_Audio, .reads = audioReads(50)};
     streams = {
@@ -67,20 +61,6 @@ void LosslessShell::useStreams(DWORD videoIndex, DWORD audioIndex) {
 
 HRESULT LosslessShell::copy(std::int64_t readsPerPass) {
     return copySpans(request, reader.get(), streams, writer.get(), readsPerPass);
-}
-
-std::vector<WrittenSample> LosslessShell::samplesOf(DWORD outputStream) const {
-    std::vector<WrittenSample> samples;
-    for (const WrittenSample& sample : writer->written()) {
-        if (sample.stream == outputStream) samples.push_back(sample);
-    }
-    return samples;
-}
-
-std::vector<Ticks> LosslessShell::timesOf(DWORD outputStream) const {
-    std::vector<Ticks> times;
-    for (const WrittenSample& sample : samplesOf(outputStream)) times.push_back(sample.time);
-    return times;
 }
 
 } // namespace velkantrix

@@ -3,7 +3,6 @@
 
 #include <windows.h>
 
-#include <atomic>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -12,20 +11,16 @@
 
 #include "base/com_ptr.h"
 #include "base/ticks.h"
-#include "export/export_core.h"
-#include "export/export_request.h"
 #include "export/read_budget.h"
-#include "tests/windows/scripted_media.h"
+#include "tests/windows/export_shell.h"
 
 namespace velkantrix {
 
 inline constexpr Ticks FRAME = TICKS_PER_SECOND / 10; // ten a second: times are easy to read
 
-// The indices on both sides, unless a test says otherwise.
+// The source's indices, unless a test says otherwise.
 inline constexpr DWORD VIDEO = 0;
 inline constexpr DWORD AUDIO = 1;
-inline constexpr DWORD VIDEO_OUT = RecordingWriter::FIRST_INDEX;
-inline constexpr DWORD AUDIO_OUT = RecordingWriter::FIRST_INDEX + 1;
 
 ScriptedRead keyAt(Ticks time);
 ScriptedRead pictureAt(Ticks time);
@@ -41,7 +36,7 @@ std::vector<Ticks> every(Ticks from, Ticks to, Ticks step = FRAME);
 
 // A source of five seconds, of which the second one [1, 2) is asked for: ten pictures and ten
 // sounds. The video pass reads twelve, the keyframe behind the span and one more.
-class LosslessShell : public testing::Test {
+class LosslessShell : public ExportShell {
 protected:
     LosslessShell();
 
@@ -56,16 +51,6 @@ protected:
     }
 
     [[nodiscard]] HRESULT copy(std::int64_t readsPerPass = ReadBudget::READS_PER_PASS);
-
-    [[nodiscard]] std::vector<WrittenSample> samplesOf(DWORD outputStream) const;
-    [[nodiscard]] std::vector<Ticks> timesOf(DWORD outputStream) const;
-
-    ComPtr<ScriptedReader> reader;
-    ComPtr<RecordingWriter> writer;
-    SourceStreams streams;
-    ExportRequest request;
-    std::atomic<bool> cancel = false;
-    std::vector<double> reports; // of the progress
 };
 
 } // namespace velkantrix

@@ -20,7 +20,7 @@ TEST_F(LosslessShell, AFailedVideoReadIsTheResult) {
     video()[13] = failedRead(BROKEN);
     EXPECT_EQ(copy(), BROKEN);
     EXPECT_EQ(timesOf(VIDEO_OUT), every(0, 3 * FRAME));
-    EXPECT_TRUE(samplesOf(AUDIO_OUT).empty());
+    EXPECT_TRUE(writtenTo(AUDIO_OUT).empty());
 }
 
 TEST_F(LosslessShell, AFailedAudioReadIsTheResult) {
@@ -95,7 +95,7 @@ TEST_F(LosslessShell, AnAudioPassHasNoLimit) {
     audio().clear();
     for (const Ticks time : every(0, 3 * SECOND, FRAME / 10)) audio().push_back(soundAt(time));
     EXPECT_EQ(copy(12), S_OK);
-    EXPECT_EQ(samplesOf(AUDIO_OUT).size(), 100u);
+    EXPECT_EQ(writtenTo(AUDIO_OUT).size(), 100u);
 }
 
 TEST_F(LosslessShell, EachPictureIsReportedOnceItIsWrittenAndNoSoundIs) {
@@ -105,7 +105,7 @@ TEST_F(LosslessShell, EachPictureIsReportedOnceItIsWrittenAndNoSoundIs) {
         writtenThen.push_back(writer->written().size());
     };
     EXPECT_EQ(copy(), S_OK);
-    EXPECT_EQ(samplesOf(AUDIO_OUT).size(), 10u);
+    EXPECT_EQ(writtenTo(AUDIO_OUT).size(), 10u);
     EXPECT_THAT(writtenThen, ElementsAre(1, 2, 3, 4, 5, 6, 7, 8, 9, 10));
     ASSERT_EQ(reports.size(), 10u);
     for (size_t i = 0; i < 10; i++) EXPECT_DOUBLE_EQ(reports[i], static_cast<double>(i) / 10);
@@ -155,7 +155,7 @@ TEST_F(LosslessShell, CancelAfterTheVideoLeavesTheAudioAlone) {
         cancel = true;
     };
     EXPECT_EQ(copy(), S_OK);
-    EXPECT_EQ(samplesOf(VIDEO_OUT).size(), 10u);
+    EXPECT_EQ(writtenTo(VIDEO_OUT).size(), 10u);
     EXPECT_THAT(reader->steering(), ElementsAre("deselect all", "select 0", "position 10000000"));
 }
 
@@ -165,30 +165,12 @@ TEST_F(LosslessShell, CancelBetweenSpansLeavesTheNextAlone) {
         cancel = true;
     };
     EXPECT_EQ(copy(), S_OK);
-    EXPECT_EQ(samplesOf(AUDIO_OUT).size(), 10u);
+    EXPECT_EQ(writtenTo(AUDIO_OUT).size(), 10u);
     EXPECT_EQ(reader->steering().size(), 6u);
 }
 
 TEST_F(LosslessShell, AWritersFailureIsTheResultAndTheLastCall) {
-    struct Row {
-        WriterCall call;
-        int nth;
-    };
-    const Row rows[] = {
-        {WriterCall::AddStream, 1},         {WriterCall::AddStream, 2},
-        {WriterCall::SetInputMediaType, 1}, {WriterCall::SetInputMediaType, 2},
-        {WriterCall::BeginWriting, 1},      {WriterCall::WriteSample, 1},
-        {WriterCall::WriteSample, 10},      {WriterCall::WriteSample, 11}, // the first sound
-        {WriterCall::WriteSample, 20},
-    };
-    for (const auto& [call, nth] : rows) {
-        SCOPED_TRACE(testing::Message() << static_cast<int>(call) << ", " << nth);
-        useStreams(VIDEO, AUDIO);
-        writer->failAt(call, nth, BROKEN);
-        EXPECT_EQ(copy(), BROKEN);
-        EXPECT_EQ(writer->calls().back(), call);
-        EXPECT_EQ(std::ranges::count(writer->calls(), call), nth);
-    }
+    expectWritersFailures([this] { useStreams(VIDEO, AUDIO); }, [this] { return copy(); });
 }
 
 TEST_F(LosslessShell, WithoutAVideoTypeTheWritersRefusalIsTheResult) {

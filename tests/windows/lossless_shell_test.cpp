@@ -57,7 +57,7 @@ TEST_F(LosslessShell, TheSourcesIndicesMayBeAny) {
         ASSERT_EQ(writer->added().size(), 2u);
         EXPECT_TRUE(majorTypeOf(writer->added()[0].get()) == MFMediaType_Video);
         EXPECT_TRUE(majorTypeOf(writer->added()[1].get()) == MFMediaType_Audio);
-        const auto pictures = samplesOf(VIDEO_OUT), sounds = samplesOf(AUDIO_OUT);
+        const auto pictures = writtenTo(VIDEO_OUT), sounds = writtenTo(AUDIO_OUT);
         EXPECT_EQ(pictures.size(), 10u);
         for (const WrittenSample& picture : pictures) EXPECT_EQ(picture.duration, FRAME);
         EXPECT_EQ(sounds.size(), 10u);
@@ -161,7 +161,7 @@ TEST_F(LosslessShell, DurationsStayAsTheyAre) {
     audio()[11].duration = 0;
     audio()[19].duration = 5 * SECOND; // past the end of the span: not trimmed
     EXPECT_EQ(copy(), S_OK);
-    const auto pictures = samplesOf(VIDEO_OUT), sounds = samplesOf(AUDIO_OUT);
+    const auto pictures = writtenTo(VIDEO_OUT), sounds = writtenTo(AUDIO_OUT);
     ASSERT_EQ(pictures.size(), 10u);
     ASSERT_EQ(sounds.size(), 10u);
     EXPECT_EQ(pictures[2].duration, 1);
@@ -173,7 +173,7 @@ TEST_F(LosslessShell, DurationsStayAsTheyAre) {
 TEST_F(LosslessShell, AudioThatStraddlesTheCutIsMovedNotTrimmed) {
     audio() = audioReads(50, -FRAME / 2);
     EXPECT_EQ(copy(), S_OK);
-    const auto sounds = samplesOf(AUDIO_OUT);
+    const auto sounds = writtenTo(AUDIO_OUT);
     ASSERT_GE(sounds.size(), 2u);
     EXPECT_EQ(sounds[0], (WrittenSample{.stream = AUDIO_OUT, .time = 0, .duration = FRAME}));
     EXPECT_EQ(sounds[1].time, FRAME / 2);
@@ -183,7 +183,7 @@ TEST_F(LosslessShell, AudioThatStraddlesTheCutIsMovedNotTrimmed) {
 TEST_F(LosslessShell, TheDecodeTimeOfASoundBecomesItsNewTime) {
     audio()[12].decodeTime = 12 * FRAME - 5;
     EXPECT_EQ(copy(), S_OK);
-    const auto sounds = samplesOf(AUDIO_OUT);
+    const auto sounds = writtenTo(AUDIO_OUT);
     ASSERT_EQ(sounds.size(), 10u);
     EXPECT_EQ(sounds[2].time, 2 * FRAME);
     EXPECT_EQ(sounds[2].decodeTime, 2 * FRAME);
@@ -191,7 +191,7 @@ TEST_F(LosslessShell, TheDecodeTimeOfASoundBecomesItsNewTime) {
 
 TEST_F(LosslessShell, ASoundWithoutADecodeTimeGetsNone) {
     EXPECT_EQ(copy(), S_OK);
-    const auto sounds = samplesOf(AUDIO_OUT);
+    const auto sounds = writtenTo(AUDIO_OUT);
     ASSERT_EQ(sounds.size(), 10u);
     for (const WrittenSample& sound : sounds) EXPECT_FALSE(sound.decodeTime);
 }
@@ -199,7 +199,7 @@ TEST_F(LosslessShell, ASoundWithoutADecodeTimeGetsNone) {
 TEST_F(LosslessShell, TheDecodeTimeOfAPictureMovesWithIt) {
     for (ScriptedRead& read : video()) read.decodeTime = read.time - 2 * FRAME;
     EXPECT_EQ(copy(), S_OK);
-    const auto pictures = samplesOf(VIDEO_OUT);
+    const auto pictures = writtenTo(VIDEO_OUT);
     ASSERT_EQ(pictures.size(), 10u);
     for (const WrittenSample& picture : pictures) {
         EXPECT_EQ(picture.decodeTime, picture.time - 2 * FRAME); // the first ones are negative
@@ -209,7 +209,7 @@ TEST_F(LosslessShell, TheDecodeTimeOfAPictureMovesWithIt) {
 TEST_F(LosslessShell, APictureWithoutADecodeTimeGetsNone) {
     request.spans = {{.start = 1, .end = 2}, {.start = 3, .end = 4}};
     EXPECT_EQ(copy(), S_OK);
-    const auto pictures = samplesOf(VIDEO_OUT);
+    const auto pictures = writtenTo(VIDEO_OUT);
     ASSERT_EQ(pictures.size(), 20u);
     for (const WrittenSample& picture : pictures) EXPECT_FALSE(picture.decodeTime);
 }
