@@ -44,7 +44,7 @@ struct Band {
     std::size_t from = 0, to = 0; // bytes
 };
 
-constexpr std::size_t BAND_SIZE = 16 * 1024; // fits into the nearest caches
+constexpr std::size_t BAND_SIZE = 16'384; // fits into the nearest caches
 
 // From the first line to the last. Lines only move towards the front.
 template <class Work>
