@@ -144,8 +144,8 @@ TEST_F(EncodeFailuresTest, WithoutMemoryForTypesSamplesOrSilence) {
                                                    {MediaFunction::CreateMemoryBuffer, 2}};
     for (const auto& [function, atLeast] : calls) {
         expectFailures(
-            [&, function = function](int nth) -> std::optional<HRESULT> {
-                mediaCalls().failAt(function, nth, BROKEN);
+            [&, failing = function](int nth) -> std::optional<HRESULT> {
+                mediaCalls().failAt(failing, nth, BROKEN);
                 const HRESULT hr = encode();
                 const bool reached = mediaCalls().left <= 0;
                 mediaCalls() = {};
