@@ -17,7 +17,6 @@
 #include "app/window_tick.h"
 #include "edit/edit_state.h"
 #include "edit/open_flow.h"
-#include "mp4/input_file.h"
 #include "mp4/probe.h"
 #include "platform/dialogs.h"
 #include "platform/files.h"
@@ -39,8 +38,11 @@ bool startMediaOrExplain() {
 }
 
 ExaminedFile examineFile(const std::wstring& path) {
-    return {.size = fileSizeFromAttributes(path).value_or(0),
-            .slowToSeek = IsLargeFragmentedFile(path)};
+    // Of the file that a link leads to: it is the one that is played, and replaced.
+    const std::optional<FileStamp> stamp = fileStamp(pathBehindLink(path));
+    return {.size = stamp ? stamp->size : 0,
+            .slowToSeek = IsLargeFragmentedFile(path),
+            .stamp = stamp.value_or(FileStamp{})};
 }
 
 EngineOpening openEngine(const std::wstring& path) {

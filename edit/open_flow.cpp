@@ -46,6 +46,7 @@ void rememberFile(const std::wstring& path) {
                    .path = path,
                    .displayName = lastPart(path),
                    .fileSize = file.size,
+                   .stamp = file.stamp,
                    .slowToSeek = file.slowToSeek};
 }
 
@@ -174,8 +175,13 @@ void reopenAfterDeviceLoss(bool wasPlaying) {
         openHost().closeEngine();
         return engineFailed();
     }
+    reopenWithEdit(wasPlaying);
+}
+
+void reopenWithEdit(bool play) {
+    OpenState& open = openState();
     if (!editState().videoLoaded) return;
-    open.playAfterReopen = wasPlaying;
+    open.playAfterReopen = play;
     open.phase = OpenPhase::Reopening;
     openHost().dropGestures();
     openHost().hideVideo();

@@ -12,6 +12,8 @@
 #include <optional>
 #include <string>
 
+#include "base/file_stamp.h"
+
 namespace velkantrix {
 
 enum class OpenPhase {
@@ -31,6 +33,7 @@ struct OpenState {
     std::wstring path;          // of the file that is open, or was asked for last; absolute
     std::wstring displayName;   // its last part
     std::uint64_t fileSize = 0; // bytes; 0 when the file couldn't be examined
+    FileStamp stamp;            // of the file as it was then
     bool slowToSeek = false;
     VideoSize videoSize;
     double resumedAt = 0; // seconds; where playing began, 0 without a stored place
@@ -42,6 +45,7 @@ struct OpenState {
 struct ExaminedFile {
     std::uint64_t size = 0; // bytes
     bool slowToSeek = false;
+    FileStamp stamp = {};
 };
 
 struct EngineOpening {
@@ -112,5 +116,8 @@ void engineFailed();
 // The graphics device is gone, and the engine with it: the same file is opened again at the
 // playhead, with the edit as it is.
 void reopenAfterDeviceLoss(bool wasPlaying);
+
+// Opens the open file again, its engine being gone, at the playhead and with the edit as it is.
+void reopenWithEdit(bool play);
 
 } // namespace velkantrix

@@ -74,13 +74,24 @@ JobOutcome endExport(JobOutcome outcome) {
     return outcome;
 }
 
-JobOutcome endSaveInPlace(JobOutcome outcome) {
+// A complete file isn't deleted where the original has gone: then it may be all that is left.
+JobOutcome endUnsaved(JobOutcome outcome) {
     ExportJobState& job = exportJob();
-    if (outcome != JobOutcome::Success) {
-        deleteOutput();
-        job.lastExportPath.clear();
+    job.originalStands = !jobHost().originalStands || jobHost().originalStands();
+    const std::wstring written = std::exchange(job.lastExportPath, {});
+    if (!job.outputCreated) return outcome;
+    if (job.originalStands) {
+        jobHost().calls.deleteFile(written, job.sourcePath);
         return outcome;
     }
+    const Lock held(job.exportErrorLock);
+    job.exportError = originalGoneText({}) + jobHost().calls.keepBeside(written, job.originalPath);
+    return JobOutcome::Failure;
+}
+
+JobOutcome endSaveInPlace(JobOutcome outcome) {
+    ExportJobState& job = exportJob();
+    if (outcome != JobOutcome::Success) return endUnsaved(outcome);
     const bool wasEdited = std::exchange(editState().edited, false); // or the swap would be asked
     const bool swapped = jobHost().swapInSavedFile && jobHost().swapInSavedFile();
     if (!swapped) editState().edited = wasEdited;
@@ -89,10 +100,12 @@ JobOutcome endSaveInPlace(JobOutcome outcome) {
 }
 
 // The new file stands in an old one's place, or beside it: to call that cancelled would be untrue.
+// A save that is complete isn't thrown away because the window closes.
 bool cancelCameTooLate(bool success, bool saveInPlace) {
     const ExportJobState& job = exportJob();
     if (job.fileKept) return true;
-    return success && !job.outputCreated && !job.separateJob && !saveInPlace;
+    if (saveInPlace) return success && job.closeAsked && !job.cancelAsked;
+    return success && !job.outputCreated && !job.separateJob;
 }
 
 std::wstring firstError() {
@@ -129,11 +142,17 @@ void resetExportJob() {
     job.saveInPlaceJob = false;
     job.separateJob = false;
     job.originalPath.clear();
+    job.optimiseJob = false;
+    job.originalStands = true;
+    job.cancelAsked = false;
     job.closeAsked = false;
 }
 
 void exportAsCommand() {
-    if (editState().exportBusy) return cancelJob();
+    if (editState().exportBusy) {
+        exportJob().cancelAsked = true;
+        return cancelJob();
+    }
     if (!editState().videoLoaded) return;
     commitRename(true);
     const std::wstring source = openState().path;
@@ -165,6 +184,7 @@ void ExportTo(const std::wstring& outputPath, bool separate, std::int32_t qualit
                  .quality = quality,
                  .exposure = clipsOverride ? 0 : exposureNow(),
                  .optimise = optimise};
+    work.saveInPlace = saveInPlace;
     work.calls = jobHost().calls;
 
     if (editHost().pause) editHost().pause();
@@ -175,6 +195,9 @@ void ExportTo(const std::wstring& outputPath, bool separate, std::int32_t qualit
     job.sourcePath = work.sourcePath;
     job.lastExportPath = outputPath;
     job.separateJob = separate;
+    job.optimiseJob = optimise;
+    job.originalStands = true;
+    job.cancelAsked = false;
     job.closeAsked = false;
     job.exportExpected = work.expected;
     job.exportStartTick = jobHost().now();
@@ -204,21 +227,22 @@ void finishExport(bool success) {
     ExportJobState& job = exportJob();
     const bool cancelled = job.exportCancel.exchange(false);
     const bool saveInPlace = std::exchange(job.saveInPlaceJob, false);
-    const bool closes = std::exchange(job.closeAsked, false);
     edit.exportBusy = false;
     JobOutcome outcome = success ? JobOutcome::Success : JobOutcome::Failure;
     if (cancelled && !cancelCameTooLate(success, saveInPlace)) outcome = JobOutcome::Cancelled;
     outcome = saveInPlace ? endSaveInPlace(outcome) : endExport(outcome);
-    edit.statusText = outcomeText(outcome, saveInPlace);
+    if (saveInPlace && jobHost().releaseOriginal) jobHost().releaseOriginal();
+    const bool closes = std::exchange(job.closeAsked, false);
+    edit.statusText = outcomeText(outcome, saveInPlace, job.originalStands);
     jobHost().setTaskbarState(false);
     jobHost().setTimer(TIMER_AFTER_JOB);
     jobHost().keepAwake(false);
     refreshUi();
-    if (closes) {
-        const std::function<void()> close = jobHost().closeWindow; // the host ends with the window
-        return close();
-    }
-    tellOutcome(outcome, saveInPlace);
+    // Who leaves is told nothing but that his file isn't where he thinks it is.
+    if (!closes || !job.originalStands) tellOutcome(outcome, saveInPlace);
+    if (!closes) return;
+    const std::function<void()> close = jobHost().closeWindow; // the host ends with the window
+    close();
 }
 
 bool closeAfterExport() {

@@ -2,9 +2,11 @@
 // SharedJobState and ClipWork, which is atomic; all else is constant while they run.
 #include "export/export_job_worker.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <functional>
+#include <limits>
 #include <thread>
 #include <vector>
 
@@ -35,6 +37,12 @@ bool noteJoined(SharedJobState& shared, const Written& written) {
     return written.done;
 }
 
+Written writeTarget(const ExportJob& job, const SharedJobState& shared, const std::wstring& target,
+                    const std::function<Written(const std::wstring& path)>& write) {
+    if (job.saveInPlace) return writeTemporary(job.calls, job.sourcePath, target, write);
+    return writeSafely(job.calls, job.sourcePath, target, shared.exportCancel, write);
+}
+
 bool copySource(const ExportJob& job, SharedJobState& shared) {
     const auto tellShare = [&](std::uint64_t copied, std::uint64_t total) {
         const double share =
@@ -46,8 +54,7 @@ bool copySource(const ExportJob& job, SharedJobState& shared) {
         const CopyResult result = job.calls.copyFile(job.sourcePath, path, tellShare);
         return Written{.done = result.done, .errorText = result.errorText};
     };
-    return noteJoined(shared, writeSafely(job.calls, job.sourcePath, job.outputPath,
-                                          shared.exportCancel, copyTo));
+    return noteJoined(shared, writeTarget(job, shared, job.outputPath, copyTo));
 }
 
 // All but the spans and the output.
@@ -63,6 +70,11 @@ ExportRequest requestFor(const ExportJob& job, const SharedJobState& shared) {
     return request;
 }
 
+// Whatever the container says of its length: not the last sample is to be missing.
+std::vector<ExportSpan> wholeSource() {
+    return {{.start = 0, .end = std::numeric_limits<double>::infinity()}};
+}
+
 Written writeOutput(const ExportJob& job, const SharedJobState& shared, ExportRequest request) {
     const std::wstring target = request.outputPath;
     const auto exportTo = [&](const std::wstring& path) {
@@ -71,15 +83,15 @@ Written writeOutput(const ExportJob& job, const SharedJobState& shared, ExportRe
         written.done = job.calls.exportFile(request, &written.errorText);
         return written;
     };
-    return writeSafely(job.calls, job.sourcePath, target, shared.exportCancel, exportTo);
+    return writeTarget(job, shared, target, exportTo);
 }
 
 bool exportJoined(const ExportJob& job, SharedJobState& shared) {
     ExportRequest request = requestFor(job, shared);
-    request.spans = spansOfClips(job.clips);
+    request.spans = job.kind.optimise ? wholeSource() : spansOfClips(job.clips);
     request.outputPath = job.outputPath;
     request.progress = [&](double seconds) {
-        shared.exportProgress = seconds;
+        shared.exportProgress = job.kind.optimise ? std::min(seconds, job.duration) : seconds;
     };
     return noteJoined(shared, writeOutput(job, shared, request));
 }

@@ -56,6 +56,9 @@ struct ExportJob {
     double duration = 0;     // of the source
     double expected = 0.1;   // the output's length, as it is shown
     JobKind kind;
+    // The output is written by its name at once, though something may stand there: the name is the
+    // job's own, and whoever starts it has made sure of it.
+    bool saveInPlace = false;
     JobCalls calls;
 };
 

@@ -4,19 +4,25 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <string>
 #include <vector>
 
 namespace velkantrix {
 
 // A part [start, end) of the source, in seconds of source time; fades are lengths in seconds, 0 for
-// none, and are rendered by the re-encode only.
+// none, and are rendered by the re-encode only. From 0 to infinity it is the whole source, up to
+// the end of each of its streams, which a copy leaves at their times.
 struct ExportSpan {
     double start = 0;
     double end = 0;
     double fadeIn = 0;
     double fadeOut = 0;
 };
+
+[[nodiscard]] inline bool isWholeSource(const ExportSpan& span) {
+    return span.start == 0 && span.end == std::numeric_limits<double>::infinity();
+}
 
 // Filled by the caller; the export only reads it.
 struct ExportRequest {

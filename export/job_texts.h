@@ -25,10 +25,33 @@ std::wstring progressText(double doneSeconds, double expectedSeconds, double ela
 
 enum class JobOutcome { Cancelled, Success, Failure };
 
-// The status when it has ended.
-std::wstring outcomeText(JobOutcome outcome, bool saveInPlace);
+// The status when it has ended. Of a save: the original stands as it was opened, unless it
+// succeeded.
+std::wstring outcomeText(JobOutcome outcome, bool saveInPlace, bool originalStands = true);
 
 // The box about a failure, whose reason may be empty.
 std::wstring failureText(bool saveInPlace, const std::wstring& reason);
+
+// Of saves in place. `name` is the file's last part; reasons are the system's.
+inline constexpr wchar_t NOTHING_TO_SAVE[] = L"Nothing to save — this video is unedited";
+inline constexpr wchar_t NEEDLESS_OPTIMISING[] =
+    L"This file already seeks well — optimising it would rewrite it for no gain.\n\n"
+    L"Rewrite it anyway?";
+std::wstring replaceQuestion(const std::wstring& name);
+std::wstring optimiseQuestion(const std::wstring& name);
+std::wstring noRoomText(std::uint64_t neededMegabytes, std::uint64_t freeMegabytes);
+
+// Why a save isn't begun.
+std::wstring beingSavedText(const std::wstring& name);
+std::wstring fileIsGoneText(const std::wstring& path);
+std::wstring changedSinceOpenedText(const std::wstring& name);
+std::wstring readOnlyText(const std::wstring& name);
+std::wstring cannotReplaceText(const std::wstring& name, const std::wstring& reason);
+std::wstring nameIsTakenText(const std::wstring& temporary, const std::wstring& reason);
+
+// Why the new file isn't swapped in. The second is followed by where that file was kept, and its
+// reason may be empty: then it was never tried.
+std::wstring notReplacedText(const std::wstring& reason);
+std::wstring originalGoneText(const std::wstring& reason);
 
 } // namespace velkantrix

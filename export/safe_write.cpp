@@ -30,4 +30,11 @@ Written writeSafely(const SafeWriteCalls& calls, const std::wstring& source,
     return written;
 }
 
+Written writeTemporary(const SafeWriteCalls& calls, const std::wstring& source,
+                       const std::wstring& temporary,
+                       const std::function<Written(const std::wstring& path)>& write) {
+    if (calls.sameFile(source, temporary)) return {.errorText = WOULD_OVERWRITE_SOURCE};
+    return write(temporary);
+}
+
 } // namespace velkantrix

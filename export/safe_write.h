@@ -44,4 +44,9 @@ struct Written {
                                   const std::wstring& target, const std::atomic<bool>& cancel,
                                   const std::function<Written(const std::wstring& path)>& write);
 
+// Likewise, by a name that is the job's own: nothing that stands there is to be kept.
+[[nodiscard]] Written writeTemporary(const SafeWriteCalls& calls, const std::wstring& source,
+                                     const std::wstring& temporary,
+                                     const std::function<Written(const std::wstring& path)>& write);
+
 } // namespace velkantrix
