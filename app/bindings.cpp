@@ -17,12 +17,15 @@
 #include "app/window_tick.h"
 #include "edit/edit_state.h"
 #include "edit/open_flow.h"
+#include "export/save_in_place.h"
 #include "mp4/probe.h"
 #include "platform/dialogs.h"
 #include "platform/files.h"
 #include "platform/media_startup.h"
+#include "platform/swap_files.h"
 #include "playback/audio_peaks.h"
 #include "playback/byte_stream_handler.h"
+#include "playback/end_scan.h"
 
 namespace velkantrix {
 namespace {
@@ -52,6 +55,14 @@ EngineOpening openEngine(const std::wstring& path) {
         state.playback->open(path.c_str(), openState().slowToSeek, state.video, state.window);
     state.playback->setExposure(state.exposure); // one that is opened anew has none
     return {.begun = SUCCEEDED(opened), .failurePosted = state.playback->failurePosted()};
+}
+
+// What then still reads is told to end, and not waited for.
+void letGoOfFile() {
+    takeEngineTime();
+    static_cast<void>(endAudioPeaks(0));
+    ui().playback.reset();
+    openHost().hideVideo();
 }
 
 VideoSize engineVideoSize() {
@@ -212,6 +223,16 @@ void bindHosts() {
     bindFiles(host);
     bindEngine(host);
     bindWindow(host);
+}
+
+void bindSaves() {
+    SaveHost& host = saveHost();
+    host.stateKey = fileStateKey;
+    host.forgetState = forgetFileState;
+    host.letGoOfFile = letGoOfFile;
+    host.isFileHeld = [] {
+        return audioPeaksRun() || endScansRun();
+    };
 }
 
 } // namespace velkantrix

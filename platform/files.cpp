@@ -70,25 +70,12 @@ Identity identityOf(HANDLE file) {
     return identity;
 }
 
-// The name that the system itself gives an open file: the same through every drive letter.
-std::wstring finalName(HANDLE file) {
-    std::wstring name(MAX_PATH, L'\0');
-    for (;;) {
-        const DWORD length =
-            GetFinalPathNameByHandleW(file, name.data(), static_cast<DWORD>(name.size()), 0);
-        if (length == 0) return {};
-        const bool fits = length < name.size();
-        name.resize(length);
-        if (fits) return name;
-    }
-}
-
 bool sameOpenFile(HANDLE a, HANDLE b) {
     const Identity identity = identityOf(a);
     if (identity.known() && identity == identityOf(b)) return true;
     // Network file systems may number one file differently through two drive letters.
-    const std::wstring name = finalName(a);
-    return !name.empty() && equalNames(name, finalName(b));
+    const std::wstring name = finalNameOf(a);
+    return !name.empty() && equalNames(name, finalNameOf(b));
 }
 
 bool sameNames(const std::wstring& a, const std::wstring& b) {
@@ -166,6 +153,43 @@ std::wstring absolutePath(const std::wstring& path) {
         full.resize(length);
         if (fits) return full;
     }
+}
+
+std::optional<FileStamp> fileStamp(const std::wstring& path) {
+    WIN32_FILE_ATTRIBUTE_DATA data = {};
+    if (!GetFileAttributesExW(nameForSystem(path).c_str(), GetFileExInfoStandard, &data))
+        return std::nullopt;
+    const auto both = [](DWORD high, DWORD low) {
+        return std::uint64_t{high} << 32 | low;
+    };
+    return FileStamp{
+        .size = both(data.nFileSizeHigh, data.nFileSizeLow),
+        .time = both(data.ftLastWriteTime.dwHighDateTime, data.ftLastWriteTime.dwLowDateTime)};
+}
+
+std::wstring finalNameOf(HANDLE file) {
+    std::wstring name(MAX_PATH, L'\0');
+    for (;;) {
+        const DWORD length =
+            GetFinalPathNameByHandleW(file, name.data(), static_cast<DWORD>(name.size()), 0);
+        if (length == 0) return {};
+        const bool fits = length < name.size();
+        name.resize(length);
+        if (fits) return name;
+    }
+}
+
+std::wstring identityText(const std::wstring& path) {
+    const UniqueFile file = openForQuestions(path);
+    const Identity identity = file ? identityOf(file.get()) : Identity{};
+    if (identity.known()) {
+        std::wstring text = std::to_wstring(identity.volume);
+        for (const BYTE byte : identity.file.Identifier) text += L"-" + std::to_wstring(byte);
+        return text;
+    }
+    std::wstring name = file ? finalNameOf(file.get()) : absolutePath(path);
+    CharUpperBuffW(name.data(), static_cast<DWORD>(name.size()));
+    return name;
 }
 
 std::wstring pathOfUrl(const std::wstring& urlOrPath) {
