@@ -29,9 +29,7 @@ DWORD askMayWriteBeside(const std::wstring& path) {
 DWORD askMayDelete(const std::wstring& path) {
     const UniqueFile file(CreateFileW(nameForSystem(path).c_str(), DELETE, SHARE_ALL, nullptr,
                                       OPEN_EXISTING, 0, nullptr));
-    if (file) return ERROR_SUCCESS;
-    const DWORD error = lastError();
-    return error == ERROR_SHARING_VIOLATION ? ERROR_SUCCESS : error;
+    return file ? ERROR_SUCCESS : lastError();
 }
 
 } // namespace
@@ -66,7 +64,9 @@ std::optional<std::uint64_t> freeBytesFor(const std::wstring& folder) {
 
 DWORD askMayReplace(const std::wstring& original) {
     const DWORD error = askMayWriteBeside(original);
-    return error != ERROR_SUCCESS ? error : askMayDelete(original);
+    if (error != ERROR_SUCCESS) return error;
+    const DWORD mayDelete = askMayDelete(original);
+    return mayDelete == ERROR_SHARING_VIOLATION ? ERROR_SUCCESS : mayDelete;
 }
 
 // By a handle that keeps everybody else out until it has gone.
@@ -90,6 +90,11 @@ DWORD clearLeftover(const std::wstring& path) {
 }
 
 DWORD replaceWholeFile(const std::wstring& original, const std::wstring& replacement) {
+    // Asked first: a replacement that fails has begun, and may leave more than it found.
+    for (const std::wstring& path : {original, replacement}) {
+        const DWORD error = askMayDelete(path);
+        if (error != ERROR_SUCCESS) return error;
+    }
     const BOOL done =
         ReplaceFileW(nameForSystem(original).c_str(), nameForSystem(replacement).c_str(), nullptr,
                      REPLACEFILE_IGNORE_MERGE_ERRORS, nullptr, nullptr);
