@@ -26,6 +26,7 @@
 #include "playback/audio_peaks.h"
 #include "playback/byte_stream_handler.h"
 #include "playback/end_scan.h"
+#include "playback/held_files.h"
 
 namespace velkantrix {
 namespace {
@@ -231,7 +232,7 @@ void bindSaves() {
     host.forgetState = forgetFileState;
     host.letGoOfFile = letGoOfFile;
     host.isFileHeld = [] {
-        return audioPeaksRun() || endScansRun();
+        return audioPeaksRun() || endScansRun() || !sourceFilesAreClosed(0);
     };
 }
 
