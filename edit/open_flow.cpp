@@ -169,7 +169,7 @@ void engineFailed() {
 }
 
 void reopenAfterDeviceLoss(bool wasPlaying) {
-    OpenState& open = openState();
+    const OpenState& open = openState();
     // While a file is opening, the loss is a failure of the opening.
     if (open.phase == OpenPhase::Opening) {
         openHost().closeEngine();
