@@ -88,8 +88,10 @@ bool PlaybackController::post(WPARAM notice) const {
 
 // What the file says of itself. A file that a reader can't open may still be one for the engine.
 void PlaybackController::probe(double& containerDuration) {
+    tracks_ = {};
     ComPtr<IMFSourceReader> reader;
     if (FAILED(openSourceReader(path_.c_str(), reader))) return;
+    tracks_ = countStreams(reader.get());
     ComPtr<IMFMediaType> type;
     if (SUCCEEDED(reader->GetCurrentMediaType(FIRST_VIDEO, type.put()))) {
         UINT32 numerator = 0;
