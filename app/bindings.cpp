@@ -19,6 +19,7 @@
 #include "edit/open_flow.h"
 #include "export/save_in_place.h"
 #include "mp4/probe.h"
+#include "mp4/track_count.h"
 #include "platform/dialogs.h"
 #include "platform/files.h"
 #include "platform/media_startup.h"
@@ -64,6 +65,13 @@ void letGoOfFile() {
     static_cast<void>(endAudioPeaks(0));
     ui().playback.reset();
     openHost().hideVideo();
+}
+
+// By the file's own boxes where it has any: readers don't offer every track.
+std::optional<TrackCount> tracksOfOpenFile() {
+    const std::optional<TrackCount> tracks = countTracksOfFile(openState().path);
+    if (tracks || !playback()) return tracks;
+    return playback()->tracks();
 }
 
 VideoSize engineVideoSize() {
@@ -228,6 +236,7 @@ void bindHosts() {
 
 void bindSaves() {
     SaveHost& host = saveHost();
+    host.countTracks = tracksOfOpenFile;
     host.stateKey = fileStateKey;
     host.forgetState = forgetFileState;
     host.letGoOfFile = letGoOfFile;

@@ -1,5 +1,7 @@
 #include "edit/open_flow.h"
 
+#include <utility>
+
 #include "base/time_text.h"
 #include "edit/edit_state.h"
 #include "edit/fades.h"
@@ -69,6 +71,11 @@ void resumeOrPlay() {
             L"Seeking is slow on this recording \u2014 File \u25B8 Optimise for editing";
 }
 
+void sayKeptStatus() {
+    const std::wstring kept = std::exchange(openState().statusWhenOpen, {});
+    if (!kept.empty()) editState().statusText = kept;
+}
+
 void beginEdit() {
     const OpenHost& host = openHost();
     startEdit(host.engineDuration());
@@ -79,6 +86,7 @@ void beginEdit() {
     host.applyVolume();
     applyFadePreview(); // what dimmed the file before doesn't dim this one
     resumeOrPlay();
+    sayKeptStatus();
     refreshUi();
     host.layOut();
     host.play();
@@ -90,6 +98,7 @@ void continueEdit() {
     host.applyVolume();
     openState().resumedAt = editState().playhead;
     seekTo(editState().playhead);
+    sayKeptStatus();
     refreshUi();
     host.layOut();
     if (openState().playAfterReopen) host.play();
@@ -160,6 +169,7 @@ void engineFailed() {
     const OpenPhase phase = openState().phase;
     if (phase == OpenPhase::None) return;
     openState().phase = OpenPhase::None;
+    openState().statusWhenOpen.clear();
     if (phase == OpenPhase::Opening)
         openHost().setTitle(L"Velkantrix"); // the file before is closed
     editState().statusText = L"Could not open this video";
@@ -176,6 +186,10 @@ void reopenAfterDeviceLoss(bool wasPlaying) {
         return engineFailed();
     }
     reopenWithEdit(wasPlaying);
+}
+
+void keepStatusWhenOpen(const std::wstring& text) {
+    if (openState().phase != OpenPhase::None) openState().statusWhenOpen = text;
 }
 
 void reopenWithEdit(bool play) {

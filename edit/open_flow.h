@@ -38,6 +38,8 @@ struct OpenState {
     VideoSize videoSize;
     double resumedAt = 0; // seconds; where playing began, 0 without a stored place
     bool playAfterReopen = false;
+    // Said when the file is open, in the place of where it plays; empty as a rule.
+    std::wstring statusWhenOpen;
 
     bool operator==(const OpenState&) const = default;
 };
@@ -116,6 +118,10 @@ void engineFailed();
 // The graphics device is gone, and the engine with it: the same file is opened again at the
 // playhead, with the edit as it is.
 void reopenAfterDeviceLoss(bool wasPlaying);
+
+// What the user has just read goes on being said when the file that is opening is open. Nothing
+// when none is.
+void keepStatusWhenOpen(const std::wstring& text);
 
 // Opens the open file again, its engine being gone, at the playhead and with the edit as it is.
 void reopenWithEdit(bool play);

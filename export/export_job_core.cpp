@@ -44,6 +44,7 @@ void resetShared(SharedJobState& shared) {
     shared.fileKept = false;
     const Lock held(shared.exportErrorLock);
     shared.exportError.clear();
+    shared.writtenSpans.clear();
 }
 
 // Nothing may follow the post: the UI thread then takes the job for ended.
@@ -234,6 +235,7 @@ void finishExport(bool success) {
     if (saveInPlace && jobHost().releaseOriginal) jobHost().releaseOriginal();
     const bool closes = std::exchange(job.closeAsked, false);
     edit.statusText = outcomeText(outcome, saveInPlace, job.originalStands);
+    if (saveInPlace) keepStatusWhenOpen(edit.statusText);
     jobHost().setTaskbarState(false);
     jobHost().setTimer(TIMER_AFTER_JOB);
     jobHost().keepAwake(false);

@@ -93,6 +93,10 @@ bool exportJoined(const ExportJob& job, SharedJobState& shared) {
     request.progress = [&](double seconds) {
         shared.exportProgress = job.kind.optimise ? std::min(seconds, job.duration) : seconds;
     };
+    request.spanWritten = [&](const WrittenSpan& span) {
+        const Lock held(shared.exportErrorLock);
+        shared.writtenSpans.push_back(span);
+    };
     return noteJoined(shared, writeOutput(job, shared, request));
 }
 

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "base/mutex.h"
 #include "edit/segment.h"
@@ -28,6 +29,8 @@ struct SharedJobState {
 
     Mutex exportErrorLock;
     std::wstring exportError GUARDED_BY(exportErrorLock); // the first one that was told; or empty
+    // Of a joined job's copy, one for each clip; of others empty.
+    std::vector<WrittenSpan> writtenSpans GUARDED_BY(exportErrorLock);
 };
 
 // When not done, nothing is left of the target, unless a file stood there before.

@@ -24,6 +24,13 @@ struct ExportSpan {
     return span.start == 0 && span.end == std::numeric_limits<double>::infinity();
 }
 
+// Where a span came out: `sourceStart` of the source is at `outputStart` of the output, in seconds.
+// A copy begins before the span, with a keyframe.
+struct WrittenSpan {
+    double sourceStart = 0;
+    double outputStart = 0;
+};
+
 // Filled by the caller; the export only reads it.
 struct ExportRequest {
     std::wstring sourcePath;
@@ -36,7 +43,10 @@ struct ExportRequest {
     double exposure = 0; // in stops, for the re-encode; |exposure| <= 0.001 is none
     const std::atomic<bool>* cancel = nullptr; // set by the user's side at any time; may be null
     std::function<void(double)> progress; // gets the output seconds written so far; may be empty
-    bool losslessAllowed = false;         // copy samples; otherwise re-encode
+    // Gets each span that was copied, in their order; may be empty. A re-encode keeps to what was
+    // asked for, and tells none.
+    std::function<void(const WrittenSpan&)> spanWritten;
+    bool losslessAllowed = false; // copy samples; otherwise re-encode
 };
 
 // The length of all spans as asked for, in seconds: what an export's progress ends at.

@@ -72,6 +72,15 @@ std::wstring optimiseQuestion(const std::wstring& name) {
            L"file is written beside the original and swapped in only once it is complete.";
 }
 
+std::wstring tracksQuestion(const std::wstring& name, std::uint32_t tracks, std::uint32_t leftOut) {
+    return quoted(name) + L" has " + std::to_wstring(tracks) +
+           L" tracks; only the first video and the first sound track are kept. " +
+           (leftOut == 1 ? std::wstring(L"The other one")
+                         : L"The other " + std::to_wstring(leftOut)) +
+           L" would be lost: more sound, subtitles or other data.\n\nGo on without " +
+           (leftOut == 1 ? L"it?" : L"them?");
+}
+
 std::wstring noRoomText(std::uint64_t neededMegabytes, std::uint64_t freeMegabytes) {
     return L"Not enough free space to save in place.\n\nAbout " + std::to_wstring(neededMegabytes) +
            L" MB is needed next to the original while the new file is written; " +

@@ -39,6 +39,8 @@ inline constexpr wchar_t NEEDLESS_OPTIMISING[] =
     L"Rewrite it anyway?";
 std::wstring replaceQuestion(const std::wstring& name);
 std::wstring optimiseQuestion(const std::wstring& name);
+// `leftOut` of `tracks` won't be in the new file.
+std::wstring tracksQuestion(const std::wstring& name, std::uint32_t tracks, std::uint32_t leftOut);
 std::wstring noRoomText(std::uint64_t neededMegabytes, std::uint64_t freeMegabytes);
 
 // Why a save isn't begun.

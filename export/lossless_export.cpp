@@ -68,6 +68,11 @@ HRESULT LosslessCopy::copySpan(const ExportSpan& span) {
     cutter_.beginSpan(span);
     RETURN_IF_FAILED(copyVideo());
     if (cutter_.hasCut() && audioOut_ && !cancelled()) RETURN_IF_FAILED(copyAudio());
+    if (request_.spanWritten) {
+        request_.spanWritten(
+            {.sourceStart = cutter_.hasCut() ? secondsOf(cutter_.cutStart()) : span.start,
+             .outputStart = secondsOf(cutter_.outBase())});
+    }
     cutter_.endSpan();
     return S_OK;
 }

@@ -85,11 +85,32 @@ bool maySave() {
     return !editState().exportBusy && editState().videoLoaded && !openState().path.empty();
 }
 
-using Question = std::function<bool(const std::wstring& text)>;
+// A save would be the same file again, byte for byte.
+bool isUnedited() {
+    const EditState& edit = editState();
+    const JobKind kind{.quality = exportJob().exportQuality,
+                       .exposure = jobHost().exposure ? jobHost().exposure() : 0};
+    return isCopyOnly(edit.clips, edit.duration, kind);
+}
+
+// What is left out can't be had again from anywhere. True also when nothing is, and when it can't
+// be told.
+bool acceptsLoss() {
+    const std::optional<TrackCount> tracks = saveHost().countTracks();
+    const std::uint32_t leftOut = tracks ? tracksLeftOut(*tracks) : 0;
+    return leftOut == 0 ||
+           saveHost().confirmLoss(tracksQuestion(openState().displayName, tracks->all, leftOut));
+}
+
+struct Asking {
+    std::function<bool(const std::wstring& text)> confirm;
+    std::wstring text;
+    bool keepsAllTracks = false;
+    std::function<void(const SaveTarget& target)> start;
+};
 
 // What both commands have in common, from the first look to the start of the job.
-void ask(const Question& confirm, const std::wstring& text,
-         const std::function<void(const SaveTarget& target)>& start) {
+void ask(const Asking& asking) {
     const SaveHost& host = saveHost();
     const SaveTarget target = targetOfSave();
     ClaimedFile claimed(target.original);
@@ -97,13 +118,14 @@ void ask(const Question& confirm, const std::wstring& text,
     std::wstring problem = whyNotReplaced(target);
     if (!problem.empty() || !hasRoomToSaveInPlace(problem)) return host.showWarning(problem);
     const BeforeBox before;
-    if (!confirm(text) || !before.stillHolds()) return;
+    if (!asking.keepsAllTracks && (!acceptsLoss() || !before.stillHolds())) return;
+    if (!asking.confirm(asking.text) || !before.stillHolds()) return;
     problem = whyNotReplaced(target);
     if (!problem.empty()) return host.showWarning(problem);
     if (const SystemError error = host.clearTemporary(target.temporary))
         return host.showWarning(nameIsTakenText(target.temporary, host.errorText(error)));
     claimed.leaveToJob();
-    start(target);
+    asking.start(target);
 }
 
 // The original has stopped standing in its place by a replacement that went half-way.
@@ -161,6 +183,12 @@ void setError(const std::wstring& text) {
     job.exportError = text;
 }
 
+std::vector<WrittenSpan> writtenSpans() {
+    ExportJobState& job = exportJob();
+    const Lock held(job.exportErrorLock);
+    return job.writtenSpans;
+}
+
 // The new file goes only while the original is there: otherwise it may be all that is left.
 void endWithoutSwap(const SaveTarget& target, const std::wstring& reason) {
     ExportJobState& job = exportJob();
@@ -199,7 +227,8 @@ bool swapFiles(const SaveTarget& target) {
     }
     saveHost().forgetState(oldKey);
     EditState& edit = editState();
-    if (!exportJob().optimiseJob) edit.playhead = playheadAfterSave(edit.clips, edit.playhead);
+    if (!exportJob().optimiseJob)
+        edit.playhead = playheadAfterSave(edit.clips, edit.playhead, writtenSpans());
     if (!closes) openVideo(openState().path); // which stores that playhead for the new file first
     return true;
 }
@@ -235,8 +264,19 @@ std::uint64_t bytesToSave(std::uint64_t fileSize, double kept, double duration) 
     return bytes > MOST - SPARE_BYTES ? MOST : bytes + SPARE_BYTES;
 }
 
-double playheadAfterSave(const ClipList& clips, double playhead) {
-    return sourceToEdited(clips, playhead);
+std::uint32_t tracksLeftOut(const TrackCount& tracks) {
+    const std::uint32_t kept = std::min(tracks.video, 1u) + std::min(tracks.sound, 1u);
+    return tracks.all > kept ? tracks.all - kept : 0;
+}
+
+double playheadAfterSave(const ClipList& clips, double playhead,
+                         const std::vector<WrittenSpan>& written) {
+    const auto clip = std::ranges::find_if(
+        clips, [playhead](const Segment& segment) { return playhead < segment.end; });
+    if (written.size() != clips.size() || clip == clips.end())
+        return sourceToEdited(clips, playhead);
+    const WrittenSpan& span = written[static_cast<std::size_t>(clip - clips.begin())];
+    return span.outputStart + std::max(0.0, std::max(playhead, clip->start) - span.sourceStart);
 }
 
 bool hasRoomToSaveInPlace(std::wstring& message) {
@@ -253,11 +293,8 @@ bool hasRoomToSaveInPlace(std::wstring& message) {
 void saveCommand() {
     if (!maySave()) return;
     commitRename(true);
-    EditState& edit = editState();
-    const JobKind kind{.quality = exportJob().exportQuality,
-                       .exposure = jobHost().exposure ? jobHost().exposure() : 0};
-    if (isCopyOnly(edit.clips, edit.duration, kind)) {
-        edit.statusText = NOTHING_TO_SAVE;
+    if (isUnedited()) {
+        editState().statusText = NOTHING_TO_SAVE;
         return repaint();
     }
     confirmSaveInPlace();
@@ -265,11 +302,13 @@ void saveCommand() {
 
 void confirmSaveInPlace() {
     if (!maySave()) return;
-    ask(saveHost().confirmReplacing, replaceQuestion(openState().displayName),
-        [](const SaveTarget& target) {
-            ExportTo(target.temporary, false, exportJob().exportQuality, true, target.original,
-                     std::nullopt, false);
-        });
+    ask({.confirm = saveHost().confirmReplacing,
+         .text = replaceQuestion(openState().displayName),
+         .keepsAllTracks = isUnedited(),
+         .start = [](const SaveTarget& target) {
+             ExportTo(target.temporary, false, exportJob().exportQuality, true, target.original,
+                      std::nullopt, false);
+         }});
 }
 
 void optimiseCommand() {
@@ -279,11 +318,13 @@ void optimiseCommand() {
     if (!openState().slowToSeek &&
         (!saveHost().confirmNeedless(NEEDLESS_OPTIMISING) || !before.stillHolds()))
         return;
-    ask(saveHost().confirmOptimising, optimiseQuestion(openState().displayName),
-        [](const SaveTarget& target) {
-            const ClipList whole{Segment{.start = 0, .end = editState().duration}};
-            ExportTo(target.temporary, false, QUALITY_LOSSLESS, true, target.original, whole, true);
-        });
+    ask({.confirm = saveHost().confirmOptimising,
+         .text = optimiseQuestion(openState().displayName),
+         .start = [](const SaveTarget& target) {
+             const ClipList whole{Segment{.start = 0, .end = editState().duration}};
+             ExportTo(target.temporary, false, QUALITY_LOSSLESS, true, target.original, whole,
+                      true);
+         }});
 }
 
 bool swapInSavedFile() {

@@ -14,9 +14,12 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "base/file_stamp.h"
+#include "base/track_count.h"
 #include "edit/segment.h"
+#include "export/export_request.h"
 
 namespace velkantrix {
 
@@ -37,6 +40,7 @@ struct StandingFile {
 struct SaveHost {
     // Questions and boxes. They let messages in.
     std::function<bool(const std::wstring& text)> confirmReplacing;  // a warning; No by default
+    std::function<bool(const std::wstring& text)> confirmLoss;       // likewise
     std::function<bool(const std::wstring& text)> confirmNeedless;   // a question; likewise
     std::function<bool(const std::wstring& text)> confirmOptimising; // information; Yes by default
     std::function<void(const std::wstring& text)> showWarning;
@@ -45,6 +49,7 @@ struct SaveHost {
     std::function<std::wstring(const std::wstring& path)> pathBehindLink;
     std::function<std::optional<StandingFile>(const std::wstring& path)> lookAt; // none: no file
     std::function<std::optional<std::uint64_t>(const std::wstring& folder)> freeBytes;
+    std::function<std::optional<TrackCount>()> countTracks; // of the open file; none: unknown
     std::function<std::wstring(SystemError error)> errorText;
 
     // One save at a time for each file, among all that run on this machine. False: another one has
@@ -80,8 +85,13 @@ void bindSaveInPlace();
 // which `kept` are kept.
 std::uint64_t bytesToSave(std::uint64_t fileSize, double kept, double duration);
 
+// How many tracks the new file won't have: it has the first video and the first sound.
+std::uint32_t tracksLeftOut(const TrackCount& tracks);
+
 // Where the picture of the playhead stands in the new file: the edit counts from its own beginning.
-double playheadAfterSave(const ClipList& clips, double playhead);
+// `written` has a span for each clip where those begin before the clips, or else nothing.
+double playheadAfterSave(const ClipList& clips, double playhead,
+                         const std::vector<WrittenSpan>& written);
 
 // Whether the edit fits beside the original; if not, the message says so.
 [[nodiscard]] bool hasRoomToSaveInPlace(std::wstring& message);

@@ -34,6 +34,7 @@ void bindBoxes(SaveHost& host, HWND window) {
     host.confirmReplacing = [window](const std::wstring& text) {
         return askYesNo(window, text, Question::Warning);
     };
+    host.confirmLoss = host.confirmReplacing;
     host.confirmNeedless = [window](const std::wstring& text) {
         return askYesNo(window, text, Question::Doubt);
     };

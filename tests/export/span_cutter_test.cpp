@@ -7,80 +7,10 @@
 #include <gtest/gtest.h>
 
 #include "export/read_budget.h"
+#include "tests/export/coded_stream.h"
 
 namespace velkantrix {
 namespace {
-
-constexpr Ticks SECOND = TICKS_PER_SECOND;
-constexpr Ticks FRAME = SECOND / 10; // ten pictures a second, so that times are easy to read
-
-CodedSample key(Ticks time) {
-    return {.time = time, .duration = FRAME, .keyframe = true};
-}
-CodedSample picture(Ticks time) {
-    return {.time = time, .duration = FRAME};
-}
-CodedSample decodedAt(Ticks decodeTime, CodedSample sample) {
-    sample.decodeTime = decodeTime;
-    return sample;
-}
-
-// Ten seconds with a keyframe each second.
-std::vector<CodedSample> plainStream() {
-    std::vector<CodedSample> stream;
-    for (int i = 0; i < 100; i++) {
-        stream.push_back(i % 10 ? picture(i * FRAME) : key(i * FRAME));
-    }
-    return stream;
-}
-
-struct Copied {
-    std::vector<Ticks> read;    // of the samples written: their times in the source
-    std::vector<Ticks> written; // and in the output
-    std::vector<Ticks> decode;
-    std::vector<double> progress;
-};
-
-// What a reader delivers: from the keyframe at or before the position on.
-size_t startOf(const std::vector<CodedSample>& stream, Ticks position) {
-    size_t start = 0;
-    for (size_t i = 0; i < stream.size(); i++) {
-        if (stream[i].keyframe && stream[i].time <= position) start = i;
-    }
-    return start;
-}
-
-void copySpan(SpanCutter& cutter, const ExportSpan& span, const std::vector<CodedSample>& stream,
-              Copied& copied) {
-    cutter.beginSpan(span);
-    for (size_t i = startOf(stream, cutter.startTicks()); i < stream.size(); i++) {
-        const Placement placement = cutter.placeVideo(stream[i]);
-        if (placement.placing == Placing::Stop) break;
-        if (placement.placing == Placing::Drop) continue;
-        copied.read.push_back(stream[i].time);
-        copied.written.push_back(placement.time);
-        copied.decode.push_back(placement.decodeTime.value_or(placement.time));
-        if (const auto seconds = cutter.progressAfter(stream[i])) {
-            copied.progress.push_back(*seconds);
-        }
-    }
-}
-
-Copied copyVideo(const std::vector<ExportSpan>& spans, const std::vector<CodedSample>& stream) {
-    SpanCutter cutter(spans);
-    Copied copied;
-    for (const ExportSpan& span : spans) {
-        copySpan(cutter, span, stream, copied);
-        cutter.endSpan();
-    }
-    return copied;
-}
-
-std::vector<Ticks> every(Ticks from, Ticks to) {
-    std::vector<Ticks> times;
-    for (Ticks t = from; t < to; t += FRAME) times.push_back(t);
-    return times;
-}
 
 TEST(SpanCutter, AStartBetweenKeyframesBeginsAtTheEarlierOne) {
     const Copied copied = copyVideo({{1.5, 2}}, plainStream());
@@ -411,38 +341,6 @@ TEST(ReadBudget, EndsAPassThatNeverEnds) {
     EXPECT_FALSE(budget.take());
     EXPECT_FALSE(budget.take());
     EXPECT_EQ(ReadBudget::READS_PER_PASS, 20'000'000);
-}
-
-// The whole source
-
-const ExportSpan WHOLE{.start = 0, .end = std::numeric_limits<double>::infinity()};
-
-TEST(WholeSource, KeepsAllOfTheVideoAtItsTimes) {
-    std::vector<CodedSample> late = plainStream();
-    for (CodedSample& sample : late) sample.time += 3 * FRAME / 2;
-    const Copied copied = copyVideo({WHOLE}, late);
-    EXPECT_EQ(copied.read.size(), late.size());
-    EXPECT_EQ(copied.written, copied.read);
-}
-
-TEST(WholeSource, BeginsAtAFirstTimeBelowZero) {
-    std::vector<CodedSample> early = plainStream();
-    for (CodedSample& sample : early) sample.time -= FRAME;
-    const Copied copied = copyVideo({WHOLE}, early);
-    EXPECT_EQ(copied.written.size(), early.size());
-    EXPECT_EQ(copied.written.front(), 0);
-}
-
-TEST(WholeSource, KeepsTheSoundInFrontOfTheVideoAndBehindIt) {
-    SpanCutter cutter({WHOLE});
-    cutter.beginSpan(WHOLE);
-    EXPECT_EQ(cutter.placeVideo(key(2 * SECOND)).placing, Placing::Write);
-    EXPECT_EQ(cutter.cutStart(), 0);
-    EXPECT_EQ(cutter.placeAudio(0, FRAME).time, 0);
-    EXPECT_EQ(cutter.placeAudio(SECOND, FRAME).time, SECOND);
-    const Placement behind = cutter.placeAudio(60 * SECOND, FRAME);
-    EXPECT_EQ(behind.placing, Placing::Write);
-    EXPECT_EQ(behind.time, 60 * SECOND);
 }
 
 } // namespace

@@ -60,6 +60,10 @@ protected:
     SaveHost makeHost() {
         SaveHost host;
         host.confirmReplacing = question(L"warning?");
+        host.confirmLoss = question(L"loss?");
+        host.countTracks = [this] {
+            return tracks;
+        };
         host.confirmNeedless = question(L"question?");
         host.confirmOptimising = question(L"information?");
         host.showWarning = [this](const std::wstring& text) {
@@ -224,6 +228,7 @@ protected:
     bool readOnly = false;
     std::optional<std::uint64_t> free;
     std::wstring lookedIn;
+    std::optional<TrackCount> tracks;
     std::set<std::wstring> claimed;
     std::wstring mine;
     SystemError mayReplace = 0, mayClear = 0;

@@ -62,6 +62,35 @@ TEST_F(WindowSavingTest, BothAnswersToBothQuestionsOfAnOptimise) {
     EXPECT_TRUE(exportJob().optimiseJob);
 }
 
+TEST_F(WindowSavingTest, BothAnswersToTheQuestionOfTracksThatAreLeftOut) {
+    saveHost().countTracks = [] {
+        return TrackCount{.all = 4, .video = 1, .sound = 2};
+    };
+    openState().slowToSeek = true;
+    for (const int id : {166, 167}) {
+        for (const int yes : {0, 1, 2}) {
+            std::vector<std::wstring> asked;
+            BoxAnswers answers([&](const std::wstring& text) {
+                asked.push_back(text);
+                return static_cast<WORD>(static_cast<int>(asked.size()) <= yes ? IDYES : IDNO);
+            });
+            command(id);
+            ASSERT_THAT(asked, SizeIs(yes == 0 ? 1 : 2));
+            EXPECT_EQ(asked[0].find(L"\"own.mp4\" has 4 tracks; only"), 0u);
+            EXPECT_EQ(started, yes == 2 ? 1 : 0);
+        }
+        exportJob().exportCancel = true;
+        send(0x8002);
+        started = 0;
+    }
+}
+
+TEST_F(WindowSavingTest, TheFilesOwnTracksAreCounted) {
+    EXPECT_EQ(saveHost().countTracks(), std::nullopt) << "it is no video";
+    openState().path = mediaFile(L"two-audio");
+    EXPECT_EQ(saveHost().countTracks(), (TrackCount{.all = 3, .video = 1, .sound = 2}));
+}
+
 TEST_F(WindowSavingTest, WhatTheFileSystemRefusesIsToldInABox) {
     BoxAnswers answers([](const std::wstring&) { return WORD{IDOK}; });
     SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_READONLY);
