@@ -152,6 +152,7 @@ def own(start, media, tmp_path):
         slowed = {"RIG_WRITER_PACE": pace} if pace else {}
         window = start(windows_path(source), folder=runs[-1], environment={**LOGGED, **slowed})
         window.wait_for_picture()
+        window.wait_until_playing()
         window.pause()
         window.seek("HOME")
         window.seek("RIGHT")
