@@ -1,13 +1,15 @@
 """Saves over the original, and rewrites of it for quick seeks: what is asked and said, and what they write."""
 import os
+import subprocess
 
 import pytest
 import recording
 from saving import (LOSS, NEEDLESS, NOTHING, OPENED, OPTIMISE, REPLACE, REWRITE, SAVED, SAVING, answer_and_be_asked, ask,
                     assert_untouched, cut, length, names, save, wait_until_saved)
-from window import NO, YES
+from window import NO, WM_COMMAND, YES
 
 LONG = "VELKANTRIX_LONG" in os.environ
+QUALITY_480 = 314  # a command
 
 
 def test_a_saved_edit_takes_the_originals_place_and_goes_on_in_it(own):
@@ -127,6 +129,18 @@ def test_an_unedited_video_has_nothing_to_save(own):
     window.wait_for_text(NOTHING)
     assert window.box() is None
     assert_untouched(window)
+
+
+def test_an_unedited_video_in_another_size_is_encoded_and_replaced(own):
+    window = own()
+    window.post(WM_COMMAND, QUALITY_480)
+    save(window)
+    assert names(window) == ["own.mp4"]
+    height = subprocess.run(["ffprobe", "-v", "error", "-select_streams", "v", "-show_entries", "stream=height", "-of",
+                             "csv=p=0", str(window.source)], capture_output=True, text=True, check=True).stdout
+    assert int(height) == 480
+    assert length(window.source) == pytest.approx(12, abs=0.1)
+    assert recording.decoding_complaints(window.source) == ""
 
 
 def test_optimising_keeps_all_and_leaves_the_edit_out(own):
