@@ -44,7 +44,7 @@ bool startMediaOrExplain() {
 
 ExaminedFile examineFile(const std::wstring& path) {
     // Of the file that a link leads to: it is the one that is played, and replaced.
-    const std::optional<FileStamp> stamp = fileStamp(pathBehindLink(path));
+    const std::optional<FileStamp> stamp = fileStamp(pathBehindLink(path).value_or(path));
     return {.size = stamp ? stamp->size : 0,
             .slowToSeek = IsLargeFragmentedFile(path),
             .stamp = stamp.value_or(FileStamp{})};
@@ -67,11 +67,11 @@ void letGoOfFile() {
     openHost().hideVideo();
 }
 
-// By the file's own boxes where it has any: readers don't offer every track.
-std::optional<TrackCount> tracksOfOpenFile() {
-    const std::optional<TrackCount> tracks = countTracksOfFile(openState().path);
-    if (tracks || !playback()) return tracks;
-    return playback()->tracks();
+// By the file's own boxes as well, where it has any: readers don't offer every track.
+TracksOfSource tracksOfOpenFile() {
+    TracksOfSource tracks{.inFile = countTracksOfFile(openState().path)};
+    if (playback() && playback()->tracks().all > 0) tracks.offered = playback()->tracks();
+    return tracks;
 }
 
 VideoSize engineVideoSize() {

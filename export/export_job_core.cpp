@@ -44,6 +44,7 @@ void resetShared(SharedJobState& shared) {
     shared.fileKept = false;
     const Lock held(shared.exportErrorLock);
     shared.exportError.clear();
+    shared.writtenMark.clear();
     shared.writtenSpans.clear();
 }
 
@@ -75,28 +76,37 @@ JobOutcome endExport(JobOutcome outcome) {
     return outcome;
 }
 
+std::wstring writtenMark() {
+    ExportJobState& job = exportJob();
+    const Lock held(job.exportErrorLock);
+    return job.writtenMark;
+}
+
 // A complete file isn't deleted where the original has gone: then it may be all that is left.
 JobOutcome endUnsaved(JobOutcome outcome) {
     ExportJobState& job = exportJob();
-    job.originalStands = !jobHost().originalStands || jobHost().originalStands();
+    const OriginalState original =
+        jobHost().stateOfOriginal ? jobHost().stateOfOriginal() : OriginalState::Stands;
+    job.originalStands = original == OriginalState::Stands;
     const std::wstring written = std::exchange(job.lastExportPath, {});
     if (!job.outputCreated) return outcome;
     if (job.originalStands) {
-        jobHost().calls.deleteFile(written, job.sourcePath);
+        jobHost().calls.deleteFinished(written, writtenMark());
         return outcome;
     }
+    const std::wstring text =
+        (original == OriginalState::Unknown ? originalUnknownText({}) : originalGoneText({})) +
+        jobHost().calls.keepBeside(written, job.originalPath);
     const Lock held(job.exportErrorLock);
-    job.exportError = originalGoneText({}) + jobHost().calls.keepBeside(written, job.originalPath);
+    job.exportError = text;
     return JobOutcome::Failure;
 }
 
 JobOutcome endSaveInPlace(JobOutcome outcome) {
     ExportJobState& job = exportJob();
     if (outcome != JobOutcome::Success) return endUnsaved(outcome);
-    const bool wasEdited = std::exchange(editState().edited, false); // or the swap would be asked
     const bool swapped = jobHost().swapInSavedFile && jobHost().swapInSavedFile();
-    if (!swapped) editState().edited = wasEdited;
-    job.lastExportPath = swapped ? job.originalPath : std::wstring();
+    job.lastExportPath = swapped ? openState().path : std::wstring();
     return swapped ? JobOutcome::Success : JobOutcome::Failure;
 }
 

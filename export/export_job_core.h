@@ -38,6 +38,14 @@ struct ExportJobState : SharedJobState {
     bool closeAsked = false;  // the window closes when the job has ended
 };
 
+// What stands where the original of a save was opened.
+enum class OriginalState {
+    Stands,  // the very file
+    Changed, // another one, or the same after another program has written to it
+    Gone,
+    Unknown, // it can't be told now
+};
+
 // Periods of the window's timer, in milliseconds.
 inline constexpr std::uint32_t TIMER_WHILE_JOB_RUNS = 100;
 inline constexpr std::uint32_t TIMER_AFTER_JOB = 250;
@@ -70,8 +78,8 @@ struct JobHost {
     std::function<double()> exposure;         // in stops, that exports bake in
     std::function<void()> confirmSaveInPlace; // the source itself was chosen as the output
     std::function<bool()> swapInSavedFile;    // puts lastExportPath in the place of originalPath
-    std::function<bool()> originalStands;     // originalPath is there as it was opened
-    std::function<void()> releaseOriginal;    // the save of it has ended
+    std::function<OriginalState()> stateOfOriginal;
+    std::function<void()> releaseOriginal; // the save of it has ended
 };
 
 ExportJobState& exportJob();

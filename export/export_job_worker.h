@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "base/mutex.h"
+#include "base/video_claim.h"
 #include "edit/segment.h"
 #include "export/export_request.h"
 #include "export/job_rules.h"
@@ -29,6 +30,7 @@ struct SharedJobState {
 
     Mutex exportErrorLock;
     std::wstring exportError GUARDED_BY(exportErrorLock); // the first one that was told; or empty
+    std::wstring writtenMark GUARDED_BY(exportErrorLock); // of a save's complete file
     // Of a joined job's copy, one for each clip; of others empty.
     std::vector<WrittenSpan> writtenSpans GUARDED_BY(exportErrorLock);
 };
@@ -48,6 +50,7 @@ struct JobCalls : SafeWriteCalls {
     std::function<CopyResult(const std::wstring& source, const std::wstring& target,
                              const CopyProgress& progress)>
         copyFile;
+    std::function<VideoClaim(const std::wstring& source)> claimOfVideo;
     std::function<void(bool success)> postCompletion; // to the UI thread: the job has ended
 };
 

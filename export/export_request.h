@@ -29,6 +29,8 @@ struct ExportSpan {
 struct WrittenSpan {
     double sourceStart = 0;
     double outputStart = 0;
+    double sourceEnd = 0; // where the last of its pictures ends
+    bool hasPictures = true;
 };
 
 // Filled by the caller; the export only reads it.

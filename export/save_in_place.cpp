@@ -3,7 +3,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <limits>
+#include <utility>
+#include <vector>
 
 #include "edit/edit_state.h"
 #include "edit/open_flow.h"
@@ -11,6 +14,7 @@
 #include "edit/timeline_map.h"
 #include "export/export_job_core.h"
 #include "export/job_texts.h"
+#include "export/save_swap.h"
 
 namespace velkantrix {
 namespace {
@@ -21,8 +25,8 @@ constexpr double MARGIN = 1.25;
 constexpr std::uint64_t MIB = std::uint64_t{1} << 20;
 constexpr std::uint64_t SPARE_BYTES = 64 * MIB;
 
-constexpr std::uint64_t LONGEST_SWAP = 2'000; // milliseconds, for which the window waits
-constexpr std::uint32_t PAUSE_BETWEEN_TRIES = 50;
+constexpr wchar_t TEMPORARY_ENDING[] = L".velkantrix-tmp";
+constexpr std::size_t LONGER_NAME = std::size(TEMPORARY_ENDING) - 1;
 
 SaveHost theSaveHost;
 
@@ -31,42 +35,48 @@ struct SaveTarget {
     std::wstring temporary;
 };
 
-SaveTarget targetOfSave() {
-    const std::wstring original = saveHost().pathBehindLink(openState().path);
-    return {.original = original, .temporary = original + L".velkantrix-tmp"};
+std::optional<SaveTarget> targetOfSave() {
+    const std::optional<std::wstring> original = saveHost().pathBehindLink(openState().path);
+    if (!original) return std::nullopt;
+    return SaveTarget{.original = *original, .temporary = *original + TEMPORARY_ENDING};
 }
 
 // Between the first question and the job, which then releases the file at its end.
 class ClaimedFile {
 public:
-    explicit ClaimedFile(const std::wstring& path) : held_(saveHost().claim(path)) {}
+    explicit ClaimedFile(const std::wstring& path) : claim_(saveHost().claim(path)) {}
     ~ClaimedFile() {
-        if (held_) saveHost().release();
+        if (held() && !jobs_) saveHost().release();
     }
     ClaimedFile(const ClaimedFile&) = delete;
     ClaimedFile& operator=(const ClaimedFile&) = delete;
 
-    [[nodiscard]] bool held() const { return held_; }
-    void leaveToJob() { held_ = false; }
+    [[nodiscard]] bool held() const { return claim_.outcome == Claim::Outcome::Held; }
+    [[nodiscard]] std::wstring whyNot() const {
+        const std::wstring& name = openState().displayName;
+        if (claim_.outcome == Claim::Outcome::Taken) return beingSavedText(name);
+        return cannotReplaceText(name, saveHost().errorText(claim_.error));
+    }
+    void leaveToJob() { jobs_ = true; }
 
 private:
-    bool held_;
+    const Claim claim_;
+    bool jobs_ = false;
 };
 
-bool standsAsOpened(const std::wstring& original) {
-    const std::optional<StandingFile> file = saveHost().lookAt(original);
-    return file && file->stamp == openState().stamp;
-}
-
 // Empty when nothing is known that keeps the original from being replaced.
-std::wstring whyNotReplaced(const SaveTarget& target) {
+std::wstring whyNotSaved(const SaveTarget& target) {
     const std::wstring& name = openState().displayName;
-    const std::optional<StandingFile> file = saveHost().lookAt(target.original);
-    if (!file) return fileIsGoneText(openState().path);
-    if (file->stamp != openState().stamp) return changedSinceOpenedText(name);
-    if (file->readOnly) return readOnlyText(name);
-    const SystemError error = saveHost().askReplaceable(target.original);
-    return error ? cannotReplaceText(name, saveHost().errorText(error)) : std::wstring();
+    const SaveHost& host = saveHost();
+    const FileLook file = host.lookAt(target.original);
+    if (file.found == FileLook::Found::Nothing) return fileIsGoneText(openState().path);
+    if (file.found == FileLook::Found::Unknown)
+        return cannotReplaceText(name, host.errorText(file.error));
+    if (openState().stamp == FileStamp{}) return neverExaminedText(name);
+    if (file.stamp != openState().stamp) return changedSinceOpenedText(name);
+    if (file.readOnly) return readOnlyText(name);
+    const SystemError error = host.askMayReplace(target.original, LONGER_NAME);
+    return error ? cannotReplaceText(name, host.errorText(error)) : std::wstring();
 }
 
 // The open video as it was before a box, behind which messages came in.
@@ -93,18 +103,25 @@ bool isUnedited() {
     return isCopyOnly(edit.clips, edit.duration, kind);
 }
 
-// What is left out can't be had again from anywhere. True also when nothing is, and when it can't
-// be told.
+// What is left out can't be had again from anywhere. True also when nothing is.
 bool acceptsLoss() {
-    const std::optional<TrackCount> tracks = saveHost().countTracks();
-    const std::uint32_t leftOut = tracks ? tracksLeftOut(*tracks) : 0;
-    return leftOut == 0 ||
-           saveHost().confirmLoss(tracksQuestion(openState().displayName, tracks->all, leftOut));
+    const TracksOfSource tracks = saveHost().countTracks();
+    const std::uint32_t leftOut = tracksLeftOut(tracks);
+    if (leftOut == 0) return true;
+    const std::uint32_t all = tracks.inFile ? tracks.inFile->all : tracks.offered->all;
+    const bool keepsSound = !tracks.offered || tracks.offered->sound > 0;
+    return saveHost().confirmWarning(
+        tracksQuestion(openState().displayName, all, leftOut, keepsSound));
 }
 
-struct Asking {
+struct Question {
     std::function<bool(const std::wstring& text)> confirm;
     std::wstring text;
+};
+
+struct Asking {
+    std::vector<Question> first; // in front of any look at the file
+    Question last;
     bool keepsAllTracks = false;
     std::function<void(const SaveTarget& target)> start;
 };
@@ -112,129 +129,46 @@ struct Asking {
 // What both commands have in common, from the first look to the start of the job.
 void ask(const Asking& asking) {
     const SaveHost& host = saveHost();
-    const SaveTarget target = targetOfSave();
-    ClaimedFile claimed(target.original);
-    if (!claimed.held()) return host.showWarning(beingSavedText(openState().displayName));
-    std::wstring problem = whyNotReplaced(target);
-    if (!problem.empty() || !hasRoomToSaveInPlace(problem)) return host.showWarning(problem);
+    const std::wstring name = openState().displayName;
+    const std::optional<SaveTarget> target = targetOfSave();
+    if (!target) return host.showWarning(lostLinkText(name));
+    // By the name that it is opened by, and by the one that it gets.
+    if (!hasMp4Name(openState().path) || !hasMp4Name(target->original))
+        return host.showWarning(noMp4NameText(name));
+    ClaimedFile claimed(target->original);
+    if (!claimed.held()) return host.showWarning(claimed.whyNot());
     const BeforeBox before;
+    for (const Question& question : asking.first)
+        if (!question.confirm(question.text) || !before.stillHolds()) return;
+    std::wstring problem = whyNotSaved(*target);
+    if (!problem.empty() || !hasRoomToSaveInPlace(problem)) return host.showWarning(problem);
     if (!asking.keepsAllTracks && (!acceptsLoss() || !before.stillHolds())) return;
-    if (!asking.confirm(asking.text) || !before.stillHolds()) return;
-    problem = whyNotReplaced(target);
+    if (!asking.last.confirm(asking.last.text) || !before.stillHolds()) return;
+    problem = whyNotSaved(*target);
     if (!problem.empty()) return host.showWarning(problem);
-    if (const SystemError error = host.clearTemporary(target.temporary))
-        return host.showWarning(nameIsTakenText(target.temporary, host.errorText(error)));
+    if (const SystemError error = host.clearTemporary(target->temporary))
+        return host.showWarning(nameIsTakenText(target->temporary, host.errorText(error)));
     claimed.leaveToJob();
-    asking.start(target);
+    asking.start(*target);
 }
 
-// The original has stopped standing in its place by a replacement that went half-way.
-bool isHalfWay(SystemError error) {
-    return error == UNABLE_TO_MOVE_REPLACEMENT || error == UNABLE_TO_MOVE_REPLACEMENT_2;
+// What stands by the temporary name will be gone when the new file is written.
+std::uint64_t bytesOfLeftover(const std::wstring& temporary) {
+    const FileLook left = saveHost().lookAt(temporary);
+    return left.found == FileLook::Found::File ? left.stamp.size : 0;
 }
 
-// A swap that is tried again until its time is over.
-class Swap {
-public:
-    explicit Swap(const SaveTarget& target) : target_(target) {}
-
-    [[nodiscard]] bool run() {
-        const std::uint64_t begun = jobHost().now();
-        for (;;) {
-            const bool isLast = jobHost().now() - begun >= LONGEST_SWAP;
-            // One of our own that still reads may keep the file; in the end that is tried as well.
-            if (isLast || !saveHost().isFileHeld()) {
-                if (!mayTry()) return false;
-                if (tryOnce()) return true;
-            }
-            if (isLast) return false;
-            saveHost().wait(PAUSE_BETWEEN_TRIES);
-        }
-    }
-
-    [[nodiscard]] SystemError error() const { return error_; }
-
-private:
-    // Another program's new file isn't replaced, whether it stands in the original's place or has
-    // come after it.
-    [[nodiscard]] bool mayTry() const {
-        if (halfWay_) return !saveHost().lookAt(target_.original);
-        return standsAsOpened(target_.original);
-    }
-
-    [[nodiscard]] bool tryOnce() {
-        if (!halfWay_) {
-            error_ = saveHost().replaceFile(target_.original, target_.temporary);
-            if (error_ == 0) return true;
-            halfWay_ = isHalfWay(error_);
-        }
-        error_ = saveHost().moveOver(target_.temporary, target_.original);
-        return error_ == 0;
-    }
-
-    const SaveTarget target_;
-    SystemError error_ = 0;
-    bool halfWay_ = false;
-};
-
-void setError(const std::wstring& text) {
-    ExportJobState& job = exportJob();
-    const Lock held(job.exportErrorLock);
-    job.exportError = text;
+std::uint64_t saturatingSum(std::uint64_t a, std::uint64_t b) {
+    return b > std::numeric_limits<std::uint64_t>::max() - a
+               ? std::numeric_limits<std::uint64_t>::max()
+               : a + b;
 }
 
-std::vector<WrittenSpan> writtenSpans() {
-    ExportJobState& job = exportJob();
-    const Lock held(job.exportErrorLock);
-    return job.writtenSpans;
-}
-
-// The new file goes only while the original is there: otherwise it may be all that is left.
-void endWithoutSwap(const SaveTarget& target, const std::wstring& reason) {
-    ExportJobState& job = exportJob();
-    job.originalStands = standsAsOpened(target.original);
-    if (job.originalStands) {
-        jobHost().calls.deleteFile(target.temporary, target.original);
-        return setError(notReplacedText(reason));
-    }
-    setError(originalGoneText(reason) +
-             jobHost().calls.keepBeside(target.temporary, target.original));
-}
-
-// The edit goes on only over the file that it was made of.
-void reopenUnswapped() {
-    if (exportJob().originalStands)
-        reopenWithEdit(false);
-    else
-        openVideo(openState().path);
-}
-
-bool swapFiles(const SaveTarget& target) {
-    // Before the engine is ended for nothing.
-    if (!standsAsOpened(target.original)) {
-        endWithoutSwap(target, {});
-        return false;
-    }
-    const bool closes = exportJob().closeAsked;
-    const std::wstring oldKey = saveHost().stateKey(openState().path);
-    openHost().dropGestures();
-    saveHost().letGoOfFile();
-    Swap swap(target);
-    if (!swap.run()) {
-        endWithoutSwap(target, swap.error() ? saveHost().errorText(swap.error()) : std::wstring());
-        if (!closes) reopenUnswapped();
-        return false;
-    }
-    saveHost().forgetState(oldKey);
-    EditState& edit = editState();
-    if (!exportJob().optimiseJob)
-        edit.playhead = playheadAfterSave(edit.clips, edit.playhead, writtenSpans());
-    if (!closes) openVideo(openState().path); // which stores that playhead for the new file first
-    return true;
-}
-
-bool originalStands() {
-    return standsAsOpened(exportJob().originalPath);
+bool endsWithIgnoringCase(const std::wstring& path, const std::wstring& ending) {
+    return path.size() >= ending.size() &&
+           std::equal(ending.rbegin(), ending.rend(), path.rbegin(), [](wchar_t small, wchar_t c) {
+               return c == small || (c >= L'A' && c <= L'Z' && c - L'A' + L'a' == small);
+           });
 }
 
 } // namespace
@@ -247,7 +181,7 @@ void bindSaveInPlace() {
     JobHost& host = jobHost();
     host.confirmSaveInPlace = confirmSaveInPlace;
     host.swapInSavedFile = swapInSavedFile;
-    host.originalStands = originalStands;
+    host.stateOfOriginal = stateOfOriginal;
     host.releaseOriginal = [] {
         saveHost().release();
     };
@@ -264,29 +198,30 @@ std::uint64_t bytesToSave(std::uint64_t fileSize, double kept, double duration) 
     return bytes > MOST - SPARE_BYTES ? MOST : bytes + SPARE_BYTES;
 }
 
-std::uint32_t tracksLeftOut(const TrackCount& tracks) {
-    const std::uint32_t kept = std::min(tracks.video, 1u) + std::min(tracks.sound, 1u);
-    return tracks.all > kept ? tracks.all - kept : 0;
+std::uint32_t tracksLeftOut(const TracksOfSource& tracks) {
+    if (!tracks.inFile && !tracks.offered) return 0;
+    const TrackCount all = tracks.inFile ? *tracks.inFile : *tracks.offered;
+    const TrackCount offered = tracks.offered ? *tracks.offered : all;
+    const std::uint32_t kept = std::min(offered.video, 1u) + std::min(offered.sound, 1u);
+    return all.all > kept ? all.all - kept : 0;
 }
 
-double playheadAfterSave(const ClipList& clips, double playhead,
-                         const std::vector<WrittenSpan>& written) {
-    const auto clip = std::ranges::find_if(
-        clips, [playhead](const Segment& segment) { return playhead < segment.end; });
-    if (written.size() != clips.size() || clip == clips.end())
-        return sourceToEdited(clips, playhead);
-    const WrittenSpan& span = written[static_cast<std::size_t>(clip - clips.begin())];
-    return span.outputStart + std::max(0.0, std::max(playhead, clip->start) - span.sourceStart);
+bool hasMp4Name(const std::wstring& path) {
+    return endsWithIgnoringCase(path, L".mp4") || endsWithIgnoringCase(path, L".m4v") ||
+           endsWithIgnoringCase(path, L".mov");
 }
 
 bool hasRoomToSaveInPlace(std::wstring& message) {
-    const std::wstring folder = folderOfFile(saveHost().pathBehindLink(openState().path));
+    const std::optional<SaveTarget> target = targetOfSave();
+    const std::wstring folder = target ? folderOfFile(target->original) : std::wstring();
     if (folder.empty()) return true;
     const std::optional<std::uint64_t> free = saveHost().freeBytes(folder);
+    if (!free) return true;
+    const std::uint64_t room = saturatingSum(*free, bytesOfLeftover(target->temporary));
     const std::uint64_t needed =
         bytesToSave(openState().fileSize, editedDuration(), editState().duration);
-    if (!free || *free >= needed) return true;
-    message = noRoomText(needed / MIB, *free / MIB);
+    if (room >= needed) return true;
+    message = noRoomText(needed / MIB, room / MIB);
     return false;
 }
 
@@ -302,8 +237,7 @@ void saveCommand() {
 
 void confirmSaveInPlace() {
     if (!maySave()) return;
-    ask({.confirm = saveHost().confirmReplacing,
-         .text = replaceQuestion(openState().displayName),
+    ask({.last = {saveHost().confirmWarning, replaceQuestion(openState().displayName)},
          .keepsAllTracks = isUnedited(),
          .start = [](const SaveTarget& target) {
              ExportTo(target.temporary, false, exportJob().exportQuality, true, target.original,
@@ -314,22 +248,17 @@ void confirmSaveInPlace() {
 void optimiseCommand() {
     if (!maySave()) return;
     commitRename(true);
-    const BeforeBox before;
-    if (!openState().slowToSeek &&
-        (!saveHost().confirmNeedless(NEEDLESS_OPTIMISING) || !before.stillHolds()))
-        return;
-    ask({.confirm = saveHost().confirmOptimising,
-         .text = optimiseQuestion(openState().displayName),
+    std::vector<Question> first;
+    if (editState().edited && hasEdits())
+        first.push_back({saveHost().confirmWarning, OPTIMISING_LOSES_EDITS});
+    if (!openState().slowToSeek) first.push_back({saveHost().confirmDoubt, NEEDLESS_OPTIMISING});
+    ask({.first = std::move(first),
+         .last = {saveHost().confirmInformation, optimiseQuestion(openState().displayName)},
          .start = [](const SaveTarget& target) {
              const ClipList whole{Segment{.start = 0, .end = editState().duration}};
              ExportTo(target.temporary, false, QUALITY_LOSSLESS, true, target.original, whole,
                       true);
          }});
-}
-
-bool swapInSavedFile() {
-    return swapFiles(
-        {.original = exportJob().originalPath, .temporary = exportJob().lastExportPath});
 }
 
 } // namespace velkantrix

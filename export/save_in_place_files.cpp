@@ -1,13 +1,12 @@
 #include "export/save_in_place_files.h"
 
-#include <cstdint>
-#include <optional>
 #include <string>
 #include <utility>
 
 #include "export/save_in_place.h"
 #include "platform/dialogs.h"
 #include "platform/file_claim.h"
+#include "platform/file_mark.h"
 #include "platform/swap_files.h"
 #include "platform/system_text.h"
 
@@ -17,28 +16,23 @@ namespace {
 // Of the save that is being asked for, or runs: of one window, and so of one process.
 FileClaim theClaim;
 
-bool claim(const std::wstring& path) {
-    FileClaim claimed = claimFile(path);
-    if (!claimed) return false; // which may be by this window's own save
+Claim claim(const std::wstring& path) {
+    FileClaim claimed;
+    const DWORD error = claimFile(path, claimed);
+    if (error == ERROR_ALREADY_EXISTS) return {.outcome = Claim::Outcome::Taken};
+    if (error != ERROR_SUCCESS) return {.outcome = Claim::Outcome::Failed, .error = error};
     theClaim = std::move(claimed);
-    return true;
-}
-
-std::optional<StandingFile> lookAt(const std::wstring& path) {
-    const std::optional<FoundFile> file = findFile(path);
-    if (!file) return std::nullopt;
-    return StandingFile{.stamp = file->stamp, .readOnly = file->readOnly};
+    return {.outcome = Claim::Outcome::Held};
 }
 
 void bindBoxes(SaveHost& host, HWND window) {
-    host.confirmReplacing = [window](const std::wstring& text) {
+    host.confirmWarning = [window](const std::wstring& text) {
         return askYesNo(window, text, Question::Warning);
     };
-    host.confirmLoss = host.confirmReplacing;
-    host.confirmNeedless = [window](const std::wstring& text) {
+    host.confirmDoubt = [window](const std::wstring& text) {
         return askYesNo(window, text, Question::Doubt);
     };
-    host.confirmOptimising = [window](const std::wstring& text) {
+    host.confirmInformation = [window](const std::wstring& text) {
         return askYesNo(window, text, Question::Information);
     };
     host.showWarning = [window](const std::wstring& text) {
@@ -52,31 +46,20 @@ void bindSaveFiles(HWND window) {
     SaveHost& host = saveHost();
     bindBoxes(host, window);
     host.pathBehindLink = pathBehindLink;
-    host.lookAt = lookAt;
+    host.lookAt = lookAtFile;
     host.freeBytes = freeBytesFor;
-    host.errorText = [](SystemError error) {
-        return systemText(error);
-    };
+    host.errorText = systemText;
     host.claim = claim;
     host.release = [] {
         theClaim.reset();
     };
-    host.askReplaceable = [](const std::wstring& original) -> SystemError {
-        return askMayReplace(original);
-    };
-    host.clearTemporary = [](const std::wstring& temporary) -> SystemError {
-        return clearLeftover(temporary);
-    };
-    host.wait = [](std::uint32_t milliseconds) {
-        Sleep(milliseconds);
-    };
-    host.replaceFile = [](const std::wstring& original,
-                          const std::wstring& temporary) -> SystemError {
-        return replaceWholeFile(original, temporary);
-    };
-    host.moveOver = [](const std::wstring& temporary, const std::wstring& original) -> SystemError {
-        return moveFileOver(temporary, original);
-    };
+    host.askMayReplace = askMayReplace;
+    host.clearTemporary = clearLeftover;
+    host.wait = Sleep;
+    host.markOf = markOf;
+    host.replaceFile = replaceWholeFile;
+    host.moveOver = moveFileOver;
+    host.moveToFreeName = moveFileToFreeName;
     bindSaveInPlace();
 }
 

@@ -8,7 +8,7 @@
 //     end)
 //         cutter.placeVideo(sample), write what is to be written, cutter.progressAfter(sample)
 //     if (cutter.hasCut())
-//         for (every audio sample from about cutStart() on, until Stop or the end)
+//         for (every audio sample from about firstInstant() on, until Stop or the end)
 //             cutter.placeAudio(...), write what is to be written
 //     cutter.endSpan();
 //
@@ -76,7 +76,10 @@ public:
 
     // What comes out as the span's first instant, where its audio begins: the time of its first
     // keyframe; of the whole source 0, or that time where it is less. Only when hasCut().
-    [[nodiscard]] Ticks cutStart() const { return origin_; }
+    [[nodiscard]] Ticks firstInstant() const { return origin_; }
+
+    // Where what was written of the video ends in the source. Only when hasCut(), after the video.
+    [[nodiscard]] Ticks cutEnd() const { return spanEnd(); }
 
     // An audio sample that straddles the cut is moved to the span's first instant, not trimmed; the
     // last one may run past the span's end. The whole source's audio goes on behind its video. Only

@@ -18,7 +18,8 @@ struct ClaimTraits {
 // doesn't ask.
 using FileClaim = UniqueHandle<ClaimTraits>;
 
-// By whatever name the file goes. Without a claim another one has it, in this process or elsewhere.
-[[nodiscard]] FileClaim claimFile(const std::wstring& path);
+// By whatever name the file goes. The error is 0 with a claim; ERROR_ALREADY_EXISTS when another
+// one has the file, in this process or elsewhere.
+[[nodiscard]] DWORD claimFile(const std::wstring& path, FileClaim& claim);
 
 } // namespace velkantrix

@@ -1,29 +1,45 @@
 #include "platform/swap_files.h"
 
+#include "base/long_path.h"
+#include "platform/file_errors.h"
 #include "platform/files.h"
 #include "platform/handles.h"
 
 namespace velkantrix {
 namespace {
 
-constexpr DWORD SHARE_ALL = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+constexpr int MOST_PROBES = 100;
 
-// Never 0: what has failed isn't done.
-DWORD lastError() {
-    const DWORD error = GetLastError();
-    return error == ERROR_SUCCESS ? ERROR_GEN_FAILURE : error;
+// By a name that nothing has, which goes again. It isn't shorter than the one that is wanted: that
+// one may be too long.
+DWORD askMayWriteBeside(const std::wstring& path, std::size_t more) {
+    DWORD error = ERROR_SUCCESS;
+    for (int i = 0; i < MOST_PROBES; i++) {
+        const std::wstring number = std::to_wstring(i);
+        const std::wstring fill(more > number.size() ? more - number.size() : 0, L'~');
+        const UniqueFile file(CreateFileW(nameForSystem(path + fill + number).c_str(),
+                                          GENERIC_WRITE | DELETE, 0, nullptr, CREATE_NEW,
+                                          FILE_FLAG_DELETE_ON_CLOSE, nullptr));
+        if (file) return ERROR_SUCCESS;
+        error = lastError();
+        if (error != ERROR_FILE_EXISTS && error != ERROR_ALREADY_EXISTS) break;
+    }
+    return error;
 }
 
-bool isNotThere(DWORD error) {
-    return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
-}
-
-// By a name that nothing has, and gone again.
-DWORD askMayWriteBeside(const std::wstring& path) {
-    const UniqueFile file(CreateFileW(nameForSystem(unusedNameBeside(path)).c_str(),
-                                      GENERIC_WRITE | DELETE, 0, nullptr, CREATE_NEW,
-                                      FILE_FLAG_DELETE_ON_CLOSE, nullptr));
-    return file ? ERROR_SUCCESS : lastError();
+// Of reparse points only those that lead elsewhere: others are the file itself, in another form.
+bool isLink(const std::wstring& path) {
+    const std::wstring name = nameForSystem(path);
+    const DWORD attributes = GetFileAttributesW(name.c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0)
+        return false;
+    const UniqueFile file(
+        CreateFileW(name.c_str(), FILE_READ_ATTRIBUTES, SHARE_ALL, nullptr, OPEN_EXISTING,
+                    FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+    FILE_ATTRIBUTE_TAG_INFO info = {};
+    return !file ||
+           !GetFileInformationByHandleEx(file.get(), FileAttributeTagInfo, &info, sizeof info) ||
+           IsReparseTagNameSurrogate(info.ReparseTag);
 }
 
 DWORD askMayDelete(const std::wstring& path) {
@@ -32,27 +48,38 @@ DWORD askMayDelete(const std::wstring& path) {
     return file ? ERROR_SUCCESS : lastError();
 }
 
-} // namespace
-
-std::optional<FoundFile> findFile(const std::wstring& path) {
-    const DWORD attributes = GetFileAttributesW(nameForSystem(path).c_str());
-    if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0)
-        return std::nullopt;
-    const std::optional<FileStamp> stamp = fileStamp(path);
-    if (!stamp) return std::nullopt;
-    return FoundFile{.stamp = *stamp, .readOnly = (attributes & FILE_ATTRIBUTE_READONLY) != 0};
+// It is on the disk when this has ended.
+DWORD moveFile(const std::wstring& from, const std::wstring& to, DWORD flags) {
+    const BOOL done = MoveFileExW(nameForSystem(from).c_str(), nameForSystem(to).c_str(),
+                                  flags | MOVEFILE_WRITE_THROUGH);
+    return done ? ERROR_SUCCESS : lastError();
 }
 
-std::wstring pathBehindLink(const std::wstring& path) {
-    const std::wstring name = nameForSystem(path);
-    const DWORD attributes = GetFileAttributesW(name.c_str());
-    if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0)
-        return path;
-    const UniqueFile file(CreateFileW(name.c_str(), FILE_READ_ATTRIBUTES, SHARE_ALL, nullptr,
-                                      OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
-    if (!file) return path;
-    const std::wstring behind = finalNameOf(file.get());
-    return behind.empty() ? path : behind;
+} // namespace
+
+FileLook lookAtFile(const std::wstring& path) {
+    WIN32_FILE_ATTRIBUTE_DATA data = {};
+    if (!GetFileAttributesExW(nameForSystem(path).c_str(), GetFileExInfoStandard, &data)) {
+        const DWORD error = lastError();
+        if (isNotThere(error)) return {.found = FileLook::Found::Nothing};
+        return {.found = FileLook::Found::Unknown, .error = error};
+    }
+    if ((data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0)
+        return {.found = FileLook::Found::Nothing};
+    return {.found = FileLook::Found::File,
+            .stamp = stampOf(data),
+            .readOnly = (data.dwFileAttributes & FILE_ATTRIBUTE_READONLY) != 0};
+}
+
+std::optional<std::wstring> pathBehindLink(const std::wstring& path) {
+    if (!isLink(path)) return path;
+    const UniqueFile file(CreateFileW(nameForSystem(path).c_str(), FILE_READ_ATTRIBUTES, SHARE_ALL,
+                                      nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+    const std::wstring behind = file ? finalNameOf(file.get()) : std::wstring();
+    if (behind.empty()) return std::nullopt;
+    // What the system wouldn't leave as it is without the prefix needs it.
+    const std::wstring plain = pathWithoutPrefix(behind);
+    return absolutePath(plain) == plain ? plain : behind;
 }
 
 std::optional<std::uint64_t> freeBytesFor(const std::wstring& folder) {
@@ -62,8 +89,8 @@ std::optional<std::uint64_t> freeBytesFor(const std::wstring& folder) {
     return free.QuadPart;
 }
 
-DWORD askMayReplace(const std::wstring& original) {
-    const DWORD error = askMayWriteBeside(original);
+DWORD askMayReplace(const std::wstring& original, std::size_t more) {
+    const DWORD error = askMayWriteBeside(original, more);
     if (error != ERROR_SUCCESS) return error;
     const DWORD mayDelete = askMayDelete(original);
     return mayDelete == ERROR_SHARING_VIOLATION ? ERROR_SUCCESS : mayDelete;
@@ -102,9 +129,11 @@ DWORD replaceWholeFile(const std::wstring& original, const std::wstring& replace
 }
 
 DWORD moveFileOver(const std::wstring& from, const std::wstring& to) {
-    const BOOL done = MoveFileExW(nameForSystem(from).c_str(), nameForSystem(to).c_str(),
-                                  MOVEFILE_REPLACE_EXISTING);
-    return done ? ERROR_SUCCESS : lastError();
+    return moveFile(from, to, MOVEFILE_REPLACE_EXISTING);
+}
+
+DWORD moveFileToFreeName(const std::wstring& from, const std::wstring& to) {
+    return moveFile(from, to, 0);
 }
 
 } // namespace velkantrix

@@ -9,28 +9,22 @@
 #include <optional>
 #include <string>
 
-#include "base/file_stamp.h"
+#include "base/file_look.h"
 
 namespace velkantrix {
 
-struct FoundFile {
-    FileStamp stamp;
-    bool readOnly = false;
-};
+[[nodiscard]] FileLook lookAtFile(const std::wstring& path);
 
-// None when nothing is there, when it is a folder, or when it can't be examined.
-[[nodiscard]] std::optional<FoundFile> findFile(const std::wstring& path);
-
-// The file that a symbolic link leads to, in the form that the system itself gives; any other path
-// stays as it is. A link that leads nowhere stays too.
-[[nodiscard]] std::wstring pathBehindLink(const std::wstring& path);
+// The file that a symbolic link leads to, as other programs would name it; any other path stays as
+// it is. None for a link that can't be followed.
+[[nodiscard]] std::optional<std::wstring> pathBehindLink(const std::wstring& path);
 
 // The bytes that the user may still write into the folder; none when that can't be told.
 [[nodiscard]] std::optional<std::uint64_t> freeBytesFor(const std::wstring& folder);
 
-// Whether a new file can be written beside the original, and the original be deleted, as far as
-// rights go: that somebody has it open isn't asked.
-[[nodiscard]] DWORD askMayReplace(const std::wstring& original);
+// Whether a new file can be written beside the original, by a name that is longer by `more`, and
+// the original be deleted, as far as rights go: that somebody has it open isn't asked.
+[[nodiscard]] DWORD askMayReplace(const std::wstring& original, std::size_t more);
 
 // Takes away a plain file with one name that nobody has open; nothing else. 0 too when nothing
 // stands there.
@@ -43,5 +37,8 @@ struct FoundFile {
 
 // Likewise without those, also where nothing stands. When it fails both are as they were.
 [[nodiscard]] DWORD moveFileOver(const std::wstring& from, const std::wstring& to);
+
+// Likewise, only where nothing stands.
+[[nodiscard]] DWORD moveFileToFreeName(const std::wstring& from, const std::wstring& to);
 
 } // namespace velkantrix

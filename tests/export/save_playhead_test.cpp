@@ -78,10 +78,11 @@ TEST(PlayheadInACopy, GoesByTheEditWhereNothingIsTold) {
 
 TEST_F(PlayheadAfterSave, GoesByWhatTheJobHasCopied) {
     state.playhead = 6;
-    world.onExport = [this](const ExportRequest& request, std::wstring* errorText) {
-        for (const WrittenSpan& span : {WrittenSpan{0, 0}, WrittenSpan{4.5, 3}})
+    world.onExport = [this](const ExportRequest& request, std::wstring*) {
+        world.disk.put(request.outputPath, L"complete");
+        for (const WrittenSpan& span : {WrittenSpan{0, 0, 3}, WrittenSpan{4.5, 3, 9}})
             request.spanWritten(span);
-        return world.exportInSteps(request, errorText);
+        return true;
     };
     finishExport(runJob());
     EXPECT_EQ(stored[L"key of complete"], 4.5);

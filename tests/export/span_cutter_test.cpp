@@ -45,7 +45,7 @@ TEST(SpanCutter, EverythingBeforeTheFirstKeyframeIsDropped) {
     EXPECT_FALSE(cutter.hasCut());
     EXPECT_EQ(cutter.placeVideo(key(FRAME)).placing, Placing::Write);
     EXPECT_TRUE(cutter.hasCut());
-    EXPECT_EQ(cutter.cutStart(), FRAME);
+    EXPECT_EQ(cutter.firstInstant(), FRAME);
 }
 
 TEST(SpanCutter, ASpanWithoutKeyframesAddsNothing) {
@@ -64,7 +64,7 @@ TEST(SpanCutter, AFirstTimeMayBeNegative) {
     cutter.beginSpan({0, 1});
     EXPECT_EQ(cutter.placeVideo(key(-FRAME)).time, 0);
     EXPECT_TRUE(cutter.hasCut());
-    EXPECT_EQ(cutter.cutStart(), -FRAME);
+    EXPECT_EQ(cutter.firstInstant(), -FRAME);
     EXPECT_EQ(cutter.placeVideo(picture(0)).time, FRAME);
     cutter.endSpan();
     EXPECT_EQ(cutter.outBase(), 2 * FRAME);

@@ -30,7 +30,7 @@ TEST(WholeSource, KeepsTheSoundInFrontOfTheVideoAndBehindIt) {
     SpanCutter cutter({WHOLE});
     cutter.beginSpan(WHOLE);
     EXPECT_EQ(cutter.placeVideo(key(2 * SECOND)).placing, Placing::Write);
-    EXPECT_EQ(cutter.cutStart(), 0);
+    EXPECT_EQ(cutter.firstInstant(), 0);
     EXPECT_EQ(cutter.placeAudio(0, FRAME).time, 0);
     EXPECT_EQ(cutter.placeAudio(SECOND, FRAME).time, SECOND);
     const Placement behind = cutter.placeAudio(60 * SECOND, FRAME);

@@ -13,12 +13,13 @@
 
 #include "edit/open_flow.h"
 #include "export/save_in_place.h"
+#include "export/save_swap.h"
 #include "tests/support/job_fixture.h"
 
 namespace velkantrix {
 
-inline constexpr wchar_t ORIGINAL[] = L"D:\\v\\source.mkv";
-inline constexpr wchar_t TEMPORARY[] = L"D:\\v\\source.mkv.velkantrix-tmp";
+inline constexpr wchar_t ORIGINAL[] = L"D:\\v\\source.mp4";
+inline constexpr wchar_t TEMPORARY[] = L"D:\\v\\source.mp4.velkantrix-tmp";
 
 class SaveTest : public ExportJobTest {
 protected:
@@ -26,9 +27,10 @@ protected:
         saveHost() = makeHost();
         openHost() = makeOpenHost();
         bindSaveInPlace();
+        world.disk.put(ORIGINAL, L"source");
         OpenState& open = openState();
         open.path = ORIGINAL;
-        open.displayName = L"source.mkv";
+        open.displayName = L"source.mp4";
         open.fileSize = 1'000 * MIB;
         open.stamp = *stampOf(ORIGINAL);
         open.slowToSeek = true;
@@ -59,23 +61,28 @@ protected:
 
     SaveHost makeHost() {
         SaveHost host;
-        host.confirmReplacing = question(L"warning?");
-        host.confirmLoss = question(L"loss?");
+        host.confirmWarning = question(L"warning?");
         host.countTracks = [this] {
             return tracks;
         };
-        host.confirmNeedless = question(L"question?");
-        host.confirmOptimising = question(L"information?");
+        host.confirmDoubt = question(L"question?");
+        host.confirmInformation = question(L"information?");
         host.showWarning = [this](const std::wstring& text) {
             note(L"warning: " + text);
         };
-        host.pathBehindLink = [this](const std::wstring& path) {
+        host.pathBehindLink = [this](const std::wstring& path) -> std::optional<std::wstring> {
+            if (lostLinks.contains(path)) return std::nullopt;
             return links.contains(path) ? links[path] : path;
         };
-        host.lookAt = [this](const std::wstring& path) -> std::optional<StandingFile> {
+        host.lookAt = [this](const std::wstring& path) -> FileLook {
+            if (onLook) onLook(path);
+            if (world.clock < awayUntil) return {.found = FileLook::Found::Unknown, .error = 64};
             const std::optional<FileStamp> stamp = stampOf(path);
-            if (!stamp) return std::nullopt;
-            return StandingFile{.stamp = *stamp, .readOnly = readOnly};
+            if (!stamp) return {.found = FileLook::Found::Nothing};
+            return {.found = FileLook::Found::File, .stamp = *stamp, .readOnly = readOnly};
+        };
+        host.markOf = [this](const std::wstring& path) {
+            return world.clock < awayUntil ? std::wstring() : world.disk.mark(path);
         };
         host.freeBytes = [this](const std::wstring& folder) {
             lookedIn = folder;
@@ -85,16 +92,18 @@ protected:
             return L"error " + std::to_wstring(error);
         };
         host.claim = [this](const std::wstring& path) {
-            if (!claimed.insert(path).second) return false;
+            if (claimError) return Claim{.outcome = Claim::Outcome::Failed, .error = claimError};
+            if (!claimed.insert(path).second) return Claim{.outcome = Claim::Outcome::Taken};
             note(L"claim " + path);
             mine = path;
-            return true;
+            return Claim{.outcome = Claim::Outcome::Held};
         };
         host.release = [this] {
             note(L"release");
             claimed.erase(mine);
         };
-        host.askReplaceable = [this](const std::wstring&) {
+        host.askMayReplace = [this](const std::wstring&, std::size_t more) {
+            EXPECT_EQ(more, 15u) << "the length of the ending";
             return mayReplace;
         };
         host.clearTemporary = [this](const std::wstring& path) {
@@ -133,14 +142,15 @@ protected:
             note(L"move");
             return onMove ? onMove(temporary, original) : swap(temporary, original);
         };
+        host.moveToFreeName = [this](const std::wstring& temporary, const std::wstring& original) {
+            note(L"move to free name");
+            if (world.disk.content(original)) return SystemError{183};
+            return onMove ? onMove(temporary, original) : swap(temporary, original);
+        };
     }
 
     SystemError swap(const std::wstring& from, const std::wstring& to) {
-        const std::optional<std::wstring> content = world.disk.content(from);
-        if (!content) return 2;
-        world.disk.put(to, *content);
-        world.disk.remove(from);
-        return 0;
+        return world.disk.move(from, to) ? 0 : 2;
     }
 
     OpenHost makeOpenHost() {
@@ -162,7 +172,8 @@ protected:
             return path;
         };
         host.examineFile = [this](const std::wstring& path) {
-            return ExaminedFile{.size = 8, .slowToSeek = false, .stamp = *stampOf(path)};
+            return ExaminedFile{
+                .size = 8, .slowToSeek = false, .stamp = stampOf(path).value_or(FileStamp{})};
         };
         host.storeFileState = [this] {
             const std::wstring key = saveHost().stateKey(openState().path);
@@ -225,14 +236,18 @@ protected:
     bool answer = true;
     std::function<void()> whileAsked;
     std::map<std::wstring, std::wstring> links;
+    std::set<std::wstring> lostLinks;
     bool readOnly = false;
     std::optional<std::uint64_t> free;
     std::wstring lookedIn;
-    std::optional<TrackCount> tracks;
+    TracksOfSource tracks;
     std::set<std::wstring> claimed;
     std::wstring mine;
     SystemError mayReplace = 0, mayClear = 0;
+    SystemError claimError = 0;
     std::uint64_t heldUntil = 0; // by a worker of ours
+    std::uint64_t awayUntil = 0; // the server of all files
+    std::function<void(const std::wstring&)> onLook;
     std::function<void()> onLetGo;
     std::function<SystemError(const std::wstring&, const std::wstring&)> onReplace, onMove;
     std::map<std::wstring, double> stored; // playheads

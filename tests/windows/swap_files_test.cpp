@@ -37,7 +37,7 @@ protected:
 };
 
 using ClearLeftover = SwapFilesTest;
-using FindFile = SwapFilesTest;
+using LookAtFile = SwapFilesTest;
 
 TEST_F(SwapFilesTest, BothWaysPutOneFileInTheOthersPlace) {
     EXPECT_EQ(replaceWholeFile(original, temporary), ERROR_SUCCESS);
@@ -67,7 +67,7 @@ TEST_F(SwapFilesTest, ATemporaryFileThatIsHeldOpenStays) {
 
 TEST_F(SwapFilesTest, AReadOnlyOriginalStays) {
     SetFileAttributesW(original.c_str(), FILE_ATTRIBUTE_READONLY);
-    EXPECT_TRUE(findFile(original)->readOnly);
+    EXPECT_TRUE(lookAtFile(original).readOnly);
     EXPECT_NE(replaceWholeFile(original, temporary), ERROR_SUCCESS);
     EXPECT_NE(moveFileOver(temporary, original), ERROR_SUCCESS);
     SetFileAttributesW(original.c_str(), FILE_ATTRIBUTE_NORMAL);
@@ -92,7 +92,7 @@ TEST_F(SwapFilesTest, WithoutAnOriginalOnlyTheSecondWayGoes) {
 TEST_F(SwapFilesTest, AFolderInTheOriginalsPlaceStays) {
     EXPECT_TRUE(DeleteFileW(original.c_str()));
     ASSERT_TRUE(CreateDirectoryW(original.c_str(), nullptr));
-    EXPECT_FALSE(findFile(original));
+    EXPECT_EQ(lookAtFile(original).found, FileLook::Found::Nothing);
     EXPECT_NE(replaceWholeFile(original, temporary), ERROR_SUCCESS);
     EXPECT_NE(moveFileOver(temporary, original), ERROR_SUCCESS);
     EXPECT_EQ(bytesOf(temporary), NEW);
@@ -116,10 +116,10 @@ TEST_F(SwapFilesTest, NamesOfThreeHundredCharacters) {
                            }}) {
         writeBytes(L"\\\\?\\" + plain, OLD);
         writeBytes(L"\\\\?\\" + plain + L".tmp", NEW);
-        EXPECT_EQ(askMayReplace(plain), ERROR_SUCCESS);
+        EXPECT_EQ(askMayReplace(plain, 15), ERROR_SUCCESS);
         EXPECT_EQ(way(plain, plain + L".tmp"), ERROR_SUCCESS);
-        EXPECT_EQ(findFile(plain)->stamp.size, NEW.size());
-        EXPECT_FALSE(findFile(plain + L".tmp"));
+        EXPECT_EQ(lookAtFile(plain).stamp.size, NEW.size());
+        EXPECT_EQ(lookAtFile(plain + L".tmp").found, FileLook::Found::Nothing);
     }
     EXPECT_TRUE(DeleteFileW((L"\\\\?\\" + plain).c_str()));
     EXPECT_TRUE(RemoveDirectoryW(folder.c_str()));
@@ -127,12 +127,41 @@ TEST_F(SwapFilesTest, NamesOfThreeHundredCharacters) {
 
 TEST_F(SwapFilesTest, MayReplaceWhatThisProgramHoldsOpenItself) {
     const UniqueFile held = hold(original);
-    EXPECT_EQ(askMayReplace(original), ERROR_SUCCESS);
+    EXPECT_EQ(askMayReplace(original, 15), ERROR_SUCCESS);
     expectBothAsTheyWere();
 }
 
 TEST_F(SwapFilesTest, MayReplaceNothingInAFolderThatIsNotThere) {
-    EXPECT_EQ(askMayReplace(inFolder(L"none\\a.mp4")), DWORD{ERROR_PATH_NOT_FOUND});
+    EXPECT_EQ(askMayReplace(inFolder(L"none\\a.mp4"), 15), DWORD{ERROR_PATH_NOT_FOUND});
+}
+
+TEST_F(SwapFilesTest, MayReplaceNothingWhoseNewFileWouldHaveTooLongAName) {
+    const std::wstring longest = inFolder(std::wstring(245, L'n'));
+    writeBytes(L"\\\\?\\" + longest, OLD);
+    EXPECT_EQ(askMayReplace(longest, 10), ERROR_SUCCESS);
+    EXPECT_NE(askMayReplace(longest, 15), ERROR_SUCCESS);
+    EXPECT_TRUE(DeleteFileW((L"\\\\?\\" + longest).c_str()));
+    expectBothAsTheyWere();
+}
+
+TEST_F(SwapFilesTest, AFreeNameIsTakenOnlyWhereNothingStands) {
+    EXPECT_NE(moveFileToFreeName(temporary, original), ERROR_SUCCESS);
+    expectBothAsTheyWere();
+    EXPECT_TRUE(DeleteFileW(original.c_str()));
+    EXPECT_EQ(moveFileToFreeName(temporary, original), ERROR_SUCCESS);
+    EXPECT_EQ(bytesOf(original), NEW);
+}
+
+// The system that these tests run on may have no such links; then they can't be seen here.
+TEST_F(SwapFilesTest, ALinkLeadsToItsFileByItsUsualName) {
+    const std::wstring link = inFolder(L"link.mp4");
+    if (!CreateSymbolicLinkW(link.c_str(), original.c_str(),
+                             SYMBOLIC_LINK_FLAG_ALLOW_UNPRIVILEGED_CREATE))
+        GTEST_SKIP() << "no symbolic links: " << GetLastError();
+    EXPECT_EQ(pathBehindLink(link), original);
+    EXPECT_TRUE(DeleteFileW(original.c_str()));
+    EXPECT_EQ(pathBehindLink(link), std::nullopt) << "it leads nowhere";
+    EXPECT_TRUE(DeleteFileW(link.c_str()));
 }
 
 TEST_F(SwapFilesTest, APathThatIsNoLinkStaysAsItIs) {
@@ -146,14 +175,22 @@ TEST_F(SwapFilesTest, FreeBytesAreThoseOfTheFolder) {
     EXPECT_FALSE(freeBytesFor(inFolder(L"none")));
 }
 
-TEST_F(FindFile, HasSizeAndTime) {
-    const FileStamp stamp = findFile(original)->stamp;
+TEST_F(LookAtFile, HasSizeAndTime) {
+    const FileStamp stamp = lookAtFile(original).stamp;
     EXPECT_EQ(stamp.size, 3u);
     EXPECT_GT(stamp.time, 0u);
-    EXPECT_EQ(findFile(original)->stamp, stamp);
+    EXPECT_EQ(lookAtFile(original).stamp, stamp);
+    EXPECT_EQ(lookAtFile(original).found, FileLook::Found::File);
     writeBytes(original, NEW);
-    EXPECT_NE(findFile(original)->stamp, stamp);
-    EXPECT_FALSE(findFile(inFolder(L"none.mp4")));
+    EXPECT_NE(lookAtFile(original).stamp, stamp);
+    EXPECT_EQ(lookAtFile(inFolder(L"none.mp4")).found, FileLook::Found::Nothing);
+    EXPECT_EQ(lookAtFile(inFolder(L"none\\a.mp4")).found, FileLook::Found::Nothing);
+}
+
+TEST_F(LookAtFile, WhatCannotBeExaminedIsUnknown) {
+    const FileLook look = lookAtFile(inFolder(std::wstring(300, L'x')));
+    EXPECT_EQ(look.found, FileLook::Found::Unknown);
+    EXPECT_NE(look.error, DWORD{ERROR_SUCCESS});
 }
 
 TEST_F(ClearLeftover, TakesAPlainFileAway) {

@@ -22,6 +22,7 @@ protected:
         openState().fileSize = 1000;
         openState().stamp = fileStampOf(path);
         openState().slowToSeek = true;
+        editState().edited = false; // or an optimise asks about it first
         jobHost().startThread = [this](const std::function<void()>&) {
             started++; // the job's end never comes
         };
@@ -30,7 +31,7 @@ protected:
     WindowSavingTest(const WindowSavingTest&) = delete;
     WindowSavingTest& operator=(const WindowSavingTest&) = delete;
 
-    static FileStamp fileStampOf(const std::wstring& file) { return findFile(file)->stamp; }
+    static FileStamp fileStampOf(const std::wstring& file) { return lookAtFile(file).stamp; }
 
     TestFolder folder;
     const std::wstring path = folder.path(L"own.mp4");
@@ -64,7 +65,7 @@ TEST_F(WindowSavingTest, BothAnswersToBothQuestionsOfAnOptimise) {
 
 TEST_F(WindowSavingTest, BothAnswersToTheQuestionOfTracksThatAreLeftOut) {
     saveHost().countTracks = [] {
-        return TrackCount{.all = 4, .video = 1, .sound = 2};
+        return TracksOfSource{.inFile = TrackCount{.all = 4, .video = 1, .sound = 2}};
     };
     openState().slowToSeek = true;
     for (const int id : {166, 167}) {
@@ -86,9 +87,10 @@ TEST_F(WindowSavingTest, BothAnswersToTheQuestionOfTracksThatAreLeftOut) {
 }
 
 TEST_F(WindowSavingTest, TheFilesOwnTracksAreCounted) {
-    EXPECT_EQ(saveHost().countTracks(), std::nullopt) << "it is no video";
+    EXPECT_EQ(saveHost().countTracks().inFile, std::nullopt) << "it is no video";
+    EXPECT_EQ(saveHost().countTracks().offered, std::nullopt) << "nothing has opened it";
     openState().path = mediaFile(L"two-audio");
-    EXPECT_EQ(saveHost().countTracks(), (TrackCount{.all = 3, .video = 1, .sound = 2}));
+    EXPECT_EQ(saveHost().countTracks().inFile, (TrackCount{.all = 3, .video = 1, .sound = 2}));
 }
 
 TEST_F(WindowSavingTest, WhatTheFileSystemRefusesIsToldInABox) {
