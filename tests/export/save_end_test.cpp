@@ -322,6 +322,19 @@ TEST_F(SaveEnd, OfAnOriginalThatIsGoneKeepsTheEdit) {
     EXPECT_TRUE(state.edited);
 }
 
+// The file is being opened again when the job ends.
+TEST_F(SaveEnd, AfterALostDeviceTheNewFileIsOpenedAllTheSame) {
+    const bool success = runJob();
+    reopenAfterDeviceLoss(false);
+    EXPECT_EQ(openState().phase, OpenPhase::Reopening);
+    finishExport(success);
+    EXPECT_EQ(world.disk.content(ORIGINAL), L"complete");
+    EXPECT_EQ(openState().phase, OpenPhase::Opening);
+    engineReady();
+    EXPECT_THAT(state.clips, ElementsAre(clip(0, 6)));
+    EXPECT_EQ(state.statusText, SAVED);
+}
+
 TEST_F(SaveEnd, AfterAFailedSwapTheExposureStays) {
     int resets = 0;
     openHost().resetExposure = [&] {

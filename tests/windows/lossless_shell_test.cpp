@@ -92,13 +92,28 @@ TEST_F(LosslessShell, TellsWhereEachSpanCameOut) {
 
 TEST_F(LosslessShell, ASpanWithoutAPictureIsToldToo) {
     std::vector<std::pair<double, double>> told;
+    bool hasPictures = true;
     request.spanWritten = [&](const WrittenSpan& span) {
         told.emplace_back(span.sourceStart, span.outputStart);
+        hasPictures = span.hasPictures;
     };
     for (ScriptedRead& picture : video()) picture.cleanPoint.reset();
     request.spans = {{.start = 1.5, .end = 2}};
     EXPECT_EQ(copy(), S_OK);
     EXPECT_THAT(told, ElementsAre(std::pair(1.5, 0.0)));
+    EXPECT_FALSE(hasPictures);
+}
+
+// With the keyframe behind it, or where the source ends.
+TEST_F(LosslessShell, TellsUpToWhereEachSpanWasRead) {
+    std::vector<double> ends;
+    request.spanWritten = [&](const WrittenSpan& span) {
+        EXPECT_TRUE(span.hasPictures);
+        ends.push_back(span.sourceEnd);
+    };
+    request.spans = {{.start = 1, .end = 1.5}, {.start = 3, .end = 9}};
+    EXPECT_EQ(copy(), S_OK);
+    EXPECT_THAT(ends, ElementsAre(2.0, 5.0));
 }
 
 TEST_F(LosslessShell, SpansFollowEachOtherWithoutAHole) {

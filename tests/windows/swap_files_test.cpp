@@ -3,7 +3,14 @@
 #include <gmock/gmock.h>
 
 #include "platform/handles.h"
+#include "tests/windows/replaced_import.h"
 #include "tests/windows/test_files.h"
+
+extern "C" {
+extern decltype(&GetFileAttributesW) __imp_GetFileAttributesW;
+extern decltype(&GetFileAttributesExW) __imp_GetFileAttributesExW;
+extern decltype(&GetFileInformationByHandleEx) __imp_GetFileInformationByHandleEx;
+}
 
 namespace velkantrix {
 namespace {
@@ -152,16 +159,30 @@ TEST_F(SwapFilesTest, AFreeNameIsTakenOnlyWhereNothingStands) {
     EXPECT_EQ(bytesOf(original), NEW);
 }
 
-// The system that these tests run on may have no such links; then they can't be seen here.
-TEST_F(SwapFilesTest, ALinkLeadsToItsFileByItsUsualName) {
-    const std::wstring link = inFolder(L"link.mp4");
-    if (!CreateSymbolicLinkW(link.c_str(), original.c_str(),
-                             SYMBOLIC_LINK_FLAG_ALLOW_UNPRIVILEGED_CREATE))
-        GTEST_SKIP() << "no symbolic links: " << GetLastError();
-    EXPECT_EQ(pathBehindLink(link), original);
-    EXPECT_TRUE(DeleteFileW(original.c_str()));
-    EXPECT_EQ(pathBehindLink(link), std::nullopt) << "it leads nowhere";
-    EXPECT_TRUE(DeleteFileW(link.c_str()));
+DWORD WINAPI attributesOfLink(LPCWSTR) {
+    return FILE_ATTRIBUTE_REPARSE_POINT;
+}
+
+// Of what reparse points there are: links, and files that a server keeps.
+DWORD theTag = 0;
+BOOL WINAPI tellTag(HANDLE, FILE_INFO_BY_HANDLE_CLASS kind, LPVOID info, DWORD size) {
+    if (kind != FileAttributeTagInfo || size != sizeof(FILE_ATTRIBUTE_TAG_INFO)) return FALSE;
+    *static_cast<FILE_ATTRIBUTE_TAG_INFO*>(info) = {FILE_ATTRIBUTE_REPARSE_POINT, theTag};
+    return TRUE;
+}
+
+// The system that these tests run on has no links of its own: it is made to see some.
+TEST_F(SwapFilesTest, OnlyALinkIsFollowedAndToTheUsualNameOfItsFile) {
+    const std::wstring asGiven = inFolder(L".\\A.mp4");
+    const ReplacedImport<decltype(&GetFileAttributesW)> attributes(__imp_GetFileAttributesW,
+                                                                   attributesOfLink);
+    const ReplacedImport<decltype(&GetFileInformationByHandleEx)> tag(
+        __imp_GetFileInformationByHandleEx, tellTag);
+    theTag = IO_REPARSE_TAG_SYMLINK;
+    EXPECT_EQ(pathBehindLink(asGiven), original);
+    EXPECT_EQ(pathBehindLink(inFolder(L"none.mp4")), std::nullopt) << "it leads nowhere";
+    theTag = 0x9000001A; // of a file in the cloud
+    EXPECT_EQ(pathBehindLink(asGiven), asGiven);
 }
 
 TEST_F(SwapFilesTest, APathThatIsNoLinkStaysAsItIs) {
@@ -187,10 +208,17 @@ TEST_F(LookAtFile, HasSizeAndTime) {
     EXPECT_EQ(lookAtFile(inFolder(L"none\\a.mp4")).found, FileLook::Found::Nothing);
 }
 
+BOOL WINAPI serverIsAway(LPCWSTR, GET_FILEEX_INFO_LEVELS, LPVOID) {
+    SetLastError(ERROR_NETNAME_DELETED);
+    return FALSE;
+}
+
 TEST_F(LookAtFile, WhatCannotBeExaminedIsUnknown) {
-    const FileLook look = lookAtFile(inFolder(std::wstring(300, L'x')));
+    const ReplacedImport<decltype(&GetFileAttributesExW)> replaced(__imp_GetFileAttributesExW,
+                                                                   serverIsAway);
+    const FileLook look = lookAtFile(original);
     EXPECT_EQ(look.found, FileLook::Found::Unknown);
-    EXPECT_NE(look.error, DWORD{ERROR_SUCCESS});
+    EXPECT_EQ(look.error, DWORD{ERROR_NETNAME_DELETED});
 }
 
 TEST_F(ClearLeftover, TakesAPlainFileAway) {

@@ -1,14 +1,18 @@
 // Saves from the main window, by its commands and keys, up to the start of their jobs.
 #include "export/save_in_place.h"
 #include "platform/swap_files.h"
+#include "tests/windows/replaced_import.h"
 #include "tests/windows/test_files.h"
 #include "tests/windows/window_fixture.h"
+
+extern "C" decltype(&MessageBoxW) __imp_MessageBoxW;
 
 namespace velkantrix {
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::Pair;
 using testing::SizeIs;
 
 class WindowSavingTest : public WindowTest {
@@ -91,6 +95,42 @@ TEST_F(WindowSavingTest, TheFilesOwnTracksAreCounted) {
     EXPECT_EQ(saveHost().countTracks().offered, std::nullopt) << "nothing has opened it";
     openState().path = mediaFile(L"two-audio");
     EXPECT_EQ(saveHost().countTracks().inFile, (TrackCount{.all = 3, .video = 1, .sound = 2}));
+}
+
+std::vector<std::pair<std::wstring, UINT>> theBoxes; // beginnings of their texts, and their looks
+
+int WINAPI noteBox(HWND, const wchar_t* text, const wchar_t*, UINT flags) {
+    theBoxes.emplace_back(std::wstring(text).substr(0, 12), flags);
+    return (flags & MB_YESNO) != 0 ? IDYES : IDOK;
+}
+
+TEST_F(WindowSavingTest, EachBoxLooksLikeWhatItSays) {
+    const ReplacedImport<decltype(&MessageBoxW)> replaced(__imp_MessageBoxW, noteBox);
+    constexpr UINT WARNS = MB_YESNO | MB_ICONWARNING | MB_DEFBUTTON2;
+    saveHost().countTracks = [] {
+        return TracksOfSource{.inFile = TrackCount{.all = 4, .video = 1, .sound = 2}};
+    };
+    openState().slowToSeek = false;
+    editState().edited = true;
+    theBoxes.clear();
+    command(167);
+    EXPECT_THAT(theBoxes,
+                ElementsAre(Pair(L"Your edits h", WARNS),
+                            Pair(L"This file al", MB_YESNO | MB_ICONQUESTION | MB_DEFBUTTON2),
+                            Pair(L"\"own.mp4\" ha", WARNS),
+                            Pair(L"Rewrite \"own", MB_YESNO | MB_ICONINFORMATION)));
+    exportJob().exportCancel = true;
+    send(0x8002);
+    theBoxes.clear();
+    command(166);
+    EXPECT_THAT(theBoxes,
+                ElementsAre(Pair(L"\"own.mp4\" ha", WARNS), Pair(L"Replace \"own", WARNS)));
+    exportJob().exportCancel = true;
+    send(0x8002);
+    theBoxes.clear();
+    openState().path += L".mkv";
+    command(166);
+    EXPECT_THAT(theBoxes, ElementsAre(Pair(L"\"own.mp4\" ca", MB_OK | MB_ICONWARNING)));
 }
 
 TEST_F(WindowSavingTest, WhatTheFileSystemRefusesIsToldInABox) {
