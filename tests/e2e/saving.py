@@ -1,7 +1,11 @@
 """Saves over the original: what is asked and said, and the steps that tests of them share."""
+import os
+
 import recording
 from places import windows_path
 from window import NO, OK, WM_COMMAND, YES
+
+LONG = "VELKANTRIX_LONG" in os.environ
 
 SAVE, OPTIMISE = 166, 167  # commands
 CANCEL = "CTRL+SHIFT+S"
@@ -21,8 +25,15 @@ REWRITE = ("Rewrite \"own.mp4\" so it seeks quickly?\n\nNo frame is re-encoded �
            "file is written beside the original and swapped in only once it is complete.")
 LOSS = ("\"own.mp4\" has 3 tracks; only the first video and the first sound track are kept. The other one would be "
         "lost: more sound, subtitles or other data.\n\nGo on without it?")
+LOSES_EDITS = ("Your edits haven't been exported, and optimising doesn't apply them: it rewrites the whole file and opens "
+               "it anew. The edits are lost then, and so are the steps to undo.\n\nGo on without your edits?")
 BEING_SAVED = "\"own.mp4\" is being saved in another window of Velkantrix.\n\nWait until that has finished."
 EXPORT_INSTEAD = "\n\nFile ▸ Export As… writes your edit to another file."
+
+
+def long_run(test):
+    """Only with VELKANTRIX_LONG; without it there is no such test."""
+    return test if LONG else None
 
 
 def cut(window):
