@@ -27,7 +27,7 @@ enum class JobOutcome { Cancelled, Success, Failure };
 
 // The status when it has ended. Of a save: the original stands as it was opened, unless it
 // succeeded.
-std::wstring outcomeText(JobOutcome outcome, bool saveInPlace, bool originalStands = true);
+std::wstring outcomeText(JobOutcome outcome, bool saveInPlace, bool originalStands);
 
 // The box about a failure, whose reason may be empty.
 std::wstring failureText(bool saveInPlace, const std::wstring& reason);

@@ -50,7 +50,8 @@ DWORD finishFile(const std::wstring& path, std::wstring& mark) {
         if (!file) return lastError();
         mark = markOfOpen(file.get());
         if (mark.empty() || !FlushFileBuffers(file.get())) return lastError();
-        return DWORD{ERROR_SUCCESS};
+        mark = markOfOpen(file.get()); // a server may only now know its size and time
+        return mark.empty() ? lastError() : DWORD{ERROR_SUCCESS};
     });
 }
 

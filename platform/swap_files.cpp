@@ -16,10 +16,10 @@ DWORD askMayWriteBeside(const std::wstring& path, std::size_t more) {
     DWORD error = ERROR_SUCCESS;
     for (int i = 0; i < MOST_PROBES; i++) {
         const std::wstring number = std::to_wstring(i);
-        const std::wstring fill(more > number.size() ? more - number.size() : 0, L'~');
-        const UniqueFile file(CreateFileW(nameForSystem(path + fill + number).c_str(),
-                                          GENERIC_WRITE | DELETE, 0, nullptr, CREATE_NEW,
-                                          FILE_FLAG_DELETE_ON_CLOSE, nullptr));
+        std::wstring name = path;
+        name.append(more > number.size() ? more - number.size() : 0, L'~').append(number);
+        const UniqueFile file(CreateFileW(nameForSystem(name).c_str(), GENERIC_WRITE | DELETE, 0,
+                                          nullptr, CREATE_NEW, FILE_FLAG_DELETE_ON_CLOSE, nullptr));
         if (file) return ERROR_SUCCESS;
         error = lastError();
         if (error != ERROR_FILE_EXISTS && error != ERROR_ALREADY_EXISTS) break;
