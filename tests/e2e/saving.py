@@ -25,8 +25,8 @@ REWRITE = ("Rewrite \"own.mp4\" so it seeks quickly?\n\nNo frame is re-encoded �
            "file is written beside the original and swapped in only once it is complete.")
 LOSS = ("\"own.mp4\" has 3 tracks; only the first video and the first sound track are kept. The other one would be "
         "lost: more sound, subtitles or other data.\n\nGo on without it?")
-LOSES_EDITS = ("Your edits haven't been exported, and optimising doesn't apply them: it rewrites the whole file and opens "
-               "it anew. The edits are lost then, and so are the steps to undo.\n\nGo on without your edits?")
+LOSES_EDITS = ("Your edits haven't been exported, and optimising doesn't apply them: it rewrites the whole file and "
+               "opens it anew. The edits are lost then, and so are the steps to undo.\n\nGo on without your edits?")
 BEING_SAVED = "\"own.mp4\" is being saved in another window of Velkantrix.\n\nWait until that has finished."
 EXPORT_INSTEAD = "\n\nFile ▸ Export As… writes your edit to another file."
 

@@ -2,9 +2,9 @@
 import shutil
 
 from places import windows_path
-from saving import (BEING_SAVED, CANCEL, EXPORT_INSTEAD, SAVE_CANCELLED, ask, assert_refused, assert_untouched, begin,
-                    cut, long_run, names)
-from window import LOGGED, NO, OK, YES
+from saving import (BEING_SAVED, CANCEL, EXPORT_INSTEAD, OPTIMISE, SAVE_CANCELLED, ask, assert_refused, assert_untouched,
+                    begin, cut, long_run, names)
+from window import NO, OK, WM_COMMAND, YES
 
 
 def test_what_cannot_be_replaced_is_refused(own):
@@ -36,14 +36,13 @@ def test_what_cannot_be_replaced_is_refused(own):
 def test_a_file_that_is_not_named_as_mp4_is_refused(start, media, tmp_path):
     source = tmp_path / "own.mkv"
     shutil.copyfile(media / "closed.mp4", source)
-    window = start(windows_path(source), environment=LOGGED)
+    window = start(windows_path(source))
     window.wait_for_picture()
-    window.pause()
-    window.seek("HOME")
-    window.seek("RIGHT")
-    cut(window)
-    assert_refused(window, '"own.mkv" can\'t be saved in place: what is written is an MP4 file, and only by the endings '
-                           ".mp4, .m4v and .mov is it opened as one." + EXPORT_INSTEAD)
+    window.post(WM_COMMAND, OPTIMISE)
+    assert window.wait_for_message()["texts"] == [
+        '"own.mkv" can\'t be saved in place: what is written is an MP4 file, and only by the endings .mp4, .m4v and '
+        ".mov is it opened as one." + EXPORT_INSTEAD]
+    window.answer(OK)
     assert source.read_bytes() == (media / "closed.mp4").read_bytes()
 
 
