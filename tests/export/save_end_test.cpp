@@ -2,6 +2,7 @@
 #include "export/save_swap.h"
 
 #include <algorithm>
+#include <cstddef>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -24,7 +25,7 @@ protected:
     static SystemError inUse(const std::wstring&, const std::wstring&) { return IN_USE; }
 
     bool hasKept() { return std::ranges::count(world.work(), std::wstring(KEPT)) > 0; }
-    long times(const std::wstring& what) { return std::ranges::count(said, what); }
+    std::ptrdiff_t times(const std::wstring& what) { return std::ranges::count(said, what); }
 
     // Another machine's save.
     void exchangeTemporary() {

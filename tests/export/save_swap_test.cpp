@@ -2,6 +2,7 @@
 #include "export/save_in_place.h"
 
 #include <algorithm>
+#include <cstddef>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -31,7 +32,7 @@ protected:
         return work;
     }
 
-    long times(const std::wstring& what) { return std::ranges::count(said, what); }
+    std::ptrdiff_t times(const std::wstring& what) { return std::ranges::count(said, what); }
 
     void expectOriginalStandsAlone() {
         EXPECT_EQ(world.disk.content(ORIGINAL), L"source");

@@ -58,7 +58,7 @@ TEST(VideoClaim, AnEditListMakesItEarlierOnly) {
 
 TEST(VideoClaim, OfAFragmentedFileIsWhereItsLastFragmentWithPicturesBegins) {
     Bytes file = fragmentedStart();
-    for (const std::uint64_t time : {0, 5000, 9000})
+    for (const std::uint64_t time : {std::uint64_t{0}, std::uint64_t{5000}, std::uint64_t{9000}})
         append(file, fragment(time, {{.data = nal({0x65, 1}), .sync = true}}));
     append(file, fragment(20000, {{.data = {1, 2}}}, 2)); // of another track
     EXPECT_EQ(claimOf(file).fragment, 9);

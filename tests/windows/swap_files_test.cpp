@@ -229,7 +229,8 @@ TEST_F(ClearLeftover, TakesAPlainFileAway) {
 }
 
 TEST_F(ClearLeftover, LeavesWhatSomebodyHasOpen) {
-    for (const DWORD share : {0, FILE_SHARE_READ, FILE_SHARE_READ | FILE_SHARE_DELETE}) {
+    for (const DWORD share :
+         {DWORD{0}, DWORD{FILE_SHARE_READ}, DWORD{FILE_SHARE_READ | FILE_SHARE_DELETE}}) {
         const UniqueFile held = hold(temporary, share);
         EXPECT_EQ(clearLeftover(temporary), DWORD{ERROR_SHARING_VIOLATION}) << share;
     }

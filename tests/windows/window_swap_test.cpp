@@ -88,7 +88,7 @@ TEST_F(WindowSwapTest, AfterAFailedSwapZoomAndExposureAreAsTheyWere) {
     ui().doubled = true;
     const UniqueFile held(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
                                       OPEN_EXISTING, 0, nullptr));
-    jobHost().calls.exportFile = [this](const ExportRequest& request, std::wstring*) {
+    jobHost().calls.exportFile = [](const ExportRequest& request, std::wstring*) {
         writeBytes(request.outputPath, {'n', 'e', 'w', '!'});
         request.progress(request.spans[0].end); // a re-encode, for the exposure
         return true;
