@@ -192,7 +192,7 @@ def test_a_killed_save_leaves_the_old_file_or_the_new_one(own, what, delay):
 
 
 @long_run
-@pytest.mark.parametrize("delay", [0, 0, 0.002, 0.01, 0.05, 0.2])
+@pytest.mark.parametrize("delay", [0, 0, 0.002, 0.01, 0.05])
 def test_a_cancel_while_the_file_is_completed_is_one_or_comes_too_late(own, delay):
     window = cut(own("minute", pace="30"))
     events = FolderEvents(window.source.parent)
