@@ -17,13 +17,17 @@
 #include "app/window_tick.h"
 #include "edit/edit_state.h"
 #include "edit/open_flow.h"
-#include "mp4/input_file.h"
+#include "export/save_in_place.h"
 #include "mp4/probe.h"
+#include "mp4/track_count.h"
 #include "platform/dialogs.h"
 #include "platform/files.h"
 #include "platform/media_startup.h"
+#include "platform/swap_files.h"
 #include "playback/audio_peaks.h"
 #include "playback/byte_stream_handler.h"
+#include "playback/end_scan.h"
+#include "playback/held_files.h"
 
 namespace velkantrix {
 namespace {
@@ -39,8 +43,11 @@ bool startMediaOrExplain() {
 }
 
 ExaminedFile examineFile(const std::wstring& path) {
-    return {.size = fileSizeFromAttributes(path).value_or(0),
-            .slowToSeek = IsLargeFragmentedFile(path)};
+    // Of the file that a link leads to: it is the one that is played, and replaced.
+    const std::optional<FileStamp> stamp = fileStamp(pathBehindLink(path).value_or(path));
+    return {.size = stamp ? stamp->size : 0,
+            .slowToSeek = IsLargeFragmentedFile(path),
+            .stamp = stamp.value_or(FileStamp{})};
 }
 
 EngineOpening openEngine(const std::wstring& path) {
@@ -50,6 +57,21 @@ EngineOpening openEngine(const std::wstring& path) {
         state.playback->open(path.c_str(), openState().slowToSeek, state.video, state.window);
     state.playback->setExposure(state.exposure); // one that is opened anew has none
     return {.begun = SUCCEEDED(opened), .failurePosted = state.playback->failurePosted()};
+}
+
+// What then still reads is told to end, and not waited for.
+void letGoOfFile() {
+    takeEngineTime();
+    static_cast<void>(endAudioPeaks(0));
+    ui().playback.reset();
+    openHost().hideVideo();
+}
+
+// By the file's own boxes as well, where it has any: readers don't offer every track.
+TracksOfSource tracksOfOpenFile() {
+    TracksOfSource tracks{.inFile = countTracksOfFile(openState().path)};
+    if (playback() && playback()->tracks().all > 0) tracks.offered = playback()->tracks();
+    return tracks;
 }
 
 VideoSize engineVideoSize() {
@@ -210,6 +232,17 @@ void bindHosts() {
     bindFiles(host);
     bindEngine(host);
     bindWindow(host);
+}
+
+void bindSaves() {
+    SaveHost& host = saveHost();
+    host.countTracks = tracksOfOpenFile;
+    host.stateKey = fileStateKey;
+    host.forgetState = forgetFileState;
+    host.letGoOfFile = letGoOfFile;
+    host.isFileHeld = [] {
+        return audioPeaksRun() || endScansRun() || !sourceFilesAreClosed(0);
+    };
 }
 
 } // namespace velkantrix

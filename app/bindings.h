@@ -7,4 +7,7 @@ namespace velkantrix {
 // Once, before the window is made.
 void bindHosts();
 
+// With the window: what saves ask of the engine and the settings.
+void bindSaves();
+
 } // namespace velkantrix

@@ -22,6 +22,7 @@
 #include "edit/roll_cut.h"
 #include "edit/timeline_map.h"
 #include "export/export_job_core.h"
+#include "export/save_in_place.h"
 
 namespace velkantrix {
 namespace {
@@ -110,7 +111,7 @@ struct CommandHandler {
     void (*run)();
 };
 
-// What isn't here is still to come, or comes from a control of its own.
+// What isn't here comes from a control of its own.
 constexpr CommandHandler HANDLERS[] = {
     {COMMAND_OPEN, openVideoCommand},
     {COMMAND_PLAY_PAUSE, togglePlaying},
@@ -197,6 +198,8 @@ constexpr CommandHandler HANDLERS[] = {
     {COMMAND_RESET_EXPOSURE, exposureReset},
     {COMMAND_TOGGLE_EXPOSURE, exposureResetOrAuto},
     {COMMAND_ZOOM, toggleZoom},
+    {COMMAND_SAVE, saveCommand},
+    {COMMAND_OPTIMISE, optimiseCommand},
     {COMMAND_ABOUT,
      [] {
          showAbout(ui().window);

@@ -6,6 +6,7 @@
 
 #include <vector>
 
+#include "app/bindings.h"
 #include "app/command_table.h"
 #include "app/commands.h"
 #include "app/fonts.h"
@@ -25,6 +26,7 @@
 #include "edit/rename.h"
 #include "export/export_job.h"
 #include "export/export_job_core.h"
+#include "export/save_in_place_files.h"
 #include "platform/dialogs.h"
 #include "playback/audio_peaks.h"
 #include "playback/notices.h"
@@ -70,6 +72,8 @@ void onCreate(HWND window) {
     DragAcceptFiles(window, TRUE);
     SetMenu(window, buildMenuBar());
     bindExportJob(window);
+    bindSaveFiles(window);
+    bindSaves();
     jobHost().setTimer = setTickPeriod;
     jobHost().exposure = [] {
         return ui().exposure;
@@ -99,6 +103,7 @@ void onDestroy(HWND window) {
     KillTimer(window, TICK_TIMER);
     KillTimer(window, DIAGNOSTICS_TIMER);
     unbindExportJob();
+    unbindSaveFiles();
     static_cast<void>(endAudioPeaks()); // asked again when the process ends
     ui().playback.reset();
     releasePaintBuffers();

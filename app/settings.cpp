@@ -45,18 +45,6 @@ std::wstring lowered(const std::wstring& text) {
     return lower;
 }
 
-std::optional<FileStamp> stampOf(const std::wstring& path) {
-    WIN32_FILE_ATTRIBUTE_DATA data = {};
-    if (!GetFileAttributesExW(nameForSystem(path).c_str(), GetFileExInfoStandard, &data))
-        return std::nullopt;
-    const auto both = [](DWORD high, DWORD low) {
-        return std::uint64_t{high} << 32 | low;
-    };
-    return FileStamp{
-        .size = both(data.nFileSizeHigh, data.nFileSizeLow),
-        .time = both(data.ftLastWriteTime.dwHighDateTime, data.ftLastWriteTime.dwLowDateTime)};
-}
-
 std::wstring keyOf(const std::wstring& path, const FileStamp& stamp) {
     const std::wstring lower = lowered(absolutePath(path));
     return fileStateKeyOf(std::u16string(lower.begin(), lower.end()), stamp);
@@ -66,7 +54,7 @@ std::wstring keyOf(const std::wstring& path, const FileStamp& stamp) {
 std::optional<std::wstring> openFileKey() {
     const std::wstring& path = openState().path;
     if (!editState().videoLoaded || path.empty()) return std::nullopt;
-    const std::optional<FileStamp> stamp = stampOf(path);
+    const std::optional<FileStamp> stamp = fileStamp(path);
     if (!stamp) return std::nullopt;
     return keyOf(path, *stamp);
 }
@@ -99,7 +87,7 @@ void storeRecent() {
 } // namespace
 
 std::wstring fileStateKey(const std::wstring& path) {
-    return keyOf(path, stampOf(path).value_or(FileStamp{}));
+    return keyOf(path, fileStamp(path).value_or(FileStamp{}));
 }
 
 void storeFileState() {

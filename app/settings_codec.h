@@ -15,6 +15,7 @@
 
 #include "app/recent_files.h"
 #include "app/volume.h"
+#include "base/file_stamp.h"
 
 namespace velkantrix {
 
@@ -22,11 +23,6 @@ namespace velkantrix {
 // bytes and the time of the last change (100 ns since 1601), so that a file that was changed or
 // replaced is another one. `lowerPath` is the full path in UTF-16, lowered by the caller; each of
 // its units counts once, whatever the size of wchar_t.
-struct FileStamp {
-    std::uint64_t size = UNKNOWN_SIZE;
-    std::uint64_t time = 0;
-    static constexpr std::uint64_t UNKNOWN_SIZE = 0xFFFFFFFFFFFFFFFF; // it can't be examined
-};
 std::wstring fileStateKeyOf(std::u16string_view lowerPath, const FileStamp& file);
 
 // Seconds, as an IEEE 754 double of 8 bytes. Not-a-number and infinities are none.

@@ -18,4 +18,8 @@ inline constexpr std::size_t LONG_PATH = 248;
 // A name that has such a form already, or is short, or couldn't be made absolute, stays as it is.
 [[nodiscard]] std::wstring pathOfAnyLength(const std::wstring& path, const std::wstring& full);
 
+// The other way: "\\?\C:\a.mp4" as "C:\a.mp4", and likewise of a server, where the name is short
+// enough for it. Any other name stays as it is.
+[[nodiscard]] std::wstring pathWithoutPrefix(const std::wstring& path);
+
 } // namespace velkantrix

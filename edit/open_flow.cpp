@@ -1,5 +1,7 @@
 #include "edit/open_flow.h"
 
+#include <utility>
+
 #include "base/time_text.h"
 #include "edit/edit_state.h"
 #include "edit/fades.h"
@@ -46,6 +48,7 @@ void rememberFile(const std::wstring& path) {
                    .path = path,
                    .displayName = lastPart(path),
                    .fileSize = file.size,
+                   .stamp = file.stamp,
                    .slowToSeek = file.slowToSeek};
 }
 
@@ -68,6 +71,11 @@ void resumeOrPlay() {
             L"Seeking is slow on this recording \u2014 File \u25B8 Optimise for editing";
 }
 
+void sayKeptStatus() {
+    const std::wstring kept = std::exchange(openState().statusWhenOpen, {});
+    if (!kept.empty()) editState().statusText = kept;
+}
+
 void beginEdit() {
     const OpenHost& host = openHost();
     startEdit(host.engineDuration());
@@ -78,6 +86,7 @@ void beginEdit() {
     host.applyVolume();
     applyFadePreview(); // what dimmed the file before doesn't dim this one
     resumeOrPlay();
+    sayKeptStatus();
     refreshUi();
     host.layOut();
     host.play();
@@ -89,6 +98,7 @@ void continueEdit() {
     host.applyVolume();
     openState().resumedAt = editState().playhead;
     seekTo(editState().playhead);
+    sayKeptStatus();
     refreshUi();
     host.layOut();
     if (openState().playAfterReopen) host.play();
@@ -159,6 +169,7 @@ void engineFailed() {
     const OpenPhase phase = openState().phase;
     if (phase == OpenPhase::None) return;
     openState().phase = OpenPhase::None;
+    openState().statusWhenOpen.clear();
     if (phase == OpenPhase::Opening)
         openHost().setTitle(L"Velkantrix"); // the file before is closed
     editState().statusText = L"Could not open this video";
@@ -168,14 +179,23 @@ void engineFailed() {
 }
 
 void reopenAfterDeviceLoss(bool wasPlaying) {
-    OpenState& open = openState();
+    const OpenState& open = openState();
     // While a file is opening, the loss is a failure of the opening.
     if (open.phase == OpenPhase::Opening) {
         openHost().closeEngine();
         return engineFailed();
     }
+    reopenWithEdit(wasPlaying);
+}
+
+void keepStatusWhenOpen(const std::wstring& text) {
+    if (openState().phase != OpenPhase::None) openState().statusWhenOpen = text;
+}
+
+void reopenWithEdit(bool play) {
+    OpenState& open = openState();
     if (!editState().videoLoaded) return;
-    open.playAfterReopen = wasPlaying;
+    open.playAfterReopen = play;
     open.phase = OpenPhase::Reopening;
     openHost().dropGestures();
     openHost().hideVideo();

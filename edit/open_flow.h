@@ -12,6 +12,8 @@
 #include <optional>
 #include <string>
 
+#include "base/file_stamp.h"
+
 namespace velkantrix {
 
 enum class OpenPhase {
@@ -31,10 +33,13 @@ struct OpenState {
     std::wstring path;          // of the file that is open, or was asked for last; absolute
     std::wstring displayName;   // its last part
     std::uint64_t fileSize = 0; // bytes; 0 when the file couldn't be examined
+    FileStamp stamp;            // of the file as it was then
     bool slowToSeek = false;
     VideoSize videoSize;
     double resumedAt = 0; // seconds; where playing began, 0 without a stored place
     bool playAfterReopen = false;
+    // Said when the file is open, in the place of where it plays; empty as a rule.
+    std::wstring statusWhenOpen;
 
     bool operator==(const OpenState&) const = default;
 };
@@ -42,6 +47,7 @@ struct OpenState {
 struct ExaminedFile {
     std::uint64_t size = 0; // bytes
     bool slowToSeek = false;
+    FileStamp stamp = {};
 };
 
 struct EngineOpening {
@@ -112,5 +118,12 @@ void engineFailed();
 // The graphics device is gone, and the engine with it: the same file is opened again at the
 // playhead, with the edit as it is.
 void reopenAfterDeviceLoss(bool wasPlaying);
+
+// What the user has just read goes on being said when the file that is opening is open. Nothing
+// when none is.
+void keepStatusWhenOpen(const std::wstring& text);
+
+// Opens the open file again, its engine being gone, at the playhead and with the edit as it is.
+void reopenWithEdit(bool play);
 
 } // namespace velkantrix

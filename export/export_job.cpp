@@ -9,6 +9,7 @@
 #include "export/export_core.h"
 #include "export/export_job_core.h"
 #include "export/safe_write_files.h"
+#include "mp4/video_claim.h"
 #include "platform/dialogs.h"
 #include "platform/files.h"
 #include "platform/hresult.h"
@@ -60,6 +61,9 @@ void bindCalls(JobCalls& calls, HWND window) {
     bindSafeWriteCalls(calls);
     calls.exportFile = ExportFile;
     calls.copyFile = copyFile;
+    calls.claimOfVideo = [](const std::wstring& source) {
+        return readVideoClaim(source);
+    };
     calls.postCompletion = [window](bool success) {
         postCompletion(window, success);
     };

@@ -44,6 +44,8 @@ void resetShared(SharedJobState& shared) {
     shared.fileKept = false;
     const Lock held(shared.exportErrorLock);
     shared.exportError.clear();
+    shared.writtenMark.clear();
+    shared.writtenSpans.clear();
 }
 
 // Nothing may follow the post: the UI thread then takes the job for ended.
@@ -74,25 +76,47 @@ JobOutcome endExport(JobOutcome outcome) {
     return outcome;
 }
 
-JobOutcome endSaveInPlace(JobOutcome outcome) {
+std::wstring writtenMark() {
     ExportJobState& job = exportJob();
-    if (outcome != JobOutcome::Success) {
-        deleteOutput();
-        job.lastExportPath.clear();
+    const Lock held(job.exportErrorLock);
+    return job.writtenMark;
+}
+
+// A complete file isn't deleted where the original has gone: then it may be all that is left.
+JobOutcome endUnsaved(JobOutcome outcome) {
+    ExportJobState& job = exportJob();
+    const OriginalState original =
+        jobHost().stateOfOriginal ? jobHost().stateOfOriginal() : OriginalState::Stands;
+    job.originalStands = original == OriginalState::Stands;
+    const std::wstring written = std::exchange(job.lastExportPath, {});
+    if (!job.outputCreated) return outcome;
+    if (job.originalStands) {
+        jobHost().calls.deleteFinished(written, writtenMark());
         return outcome;
     }
-    const bool wasEdited = std::exchange(editState().edited, false); // or the swap would be asked
+    const std::wstring text =
+        (original == OriginalState::Unknown ? originalUnknownText({}) : originalGoneText({})) +
+        jobHost().calls.keepBeside(written, job.originalPath);
+    const Lock held(job.exportErrorLock);
+    job.exportError = text;
+    return JobOutcome::Failure;
+}
+
+JobOutcome endSaveInPlace(JobOutcome outcome) {
+    ExportJobState& job = exportJob();
+    if (outcome != JobOutcome::Success) return endUnsaved(outcome);
     const bool swapped = jobHost().swapInSavedFile && jobHost().swapInSavedFile();
-    if (!swapped) editState().edited = wasEdited;
-    job.lastExportPath = swapped ? job.originalPath : std::wstring();
+    job.lastExportPath = swapped ? openState().path : std::wstring();
     return swapped ? JobOutcome::Success : JobOutcome::Failure;
 }
 
 // The new file stands in an old one's place, or beside it: to call that cancelled would be untrue.
+// A save that is complete isn't thrown away because the window closes.
 bool cancelCameTooLate(bool success, bool saveInPlace) {
     const ExportJobState& job = exportJob();
     if (job.fileKept) return true;
-    return success && !job.outputCreated && !job.separateJob && !saveInPlace;
+    if (saveInPlace) return success && job.closeAsked && !job.cancelAsked;
+    return success && !job.outputCreated && !job.separateJob;
 }
 
 std::wstring firstError() {
@@ -129,11 +153,17 @@ void resetExportJob() {
     job.saveInPlaceJob = false;
     job.separateJob = false;
     job.originalPath.clear();
+    job.optimiseJob = false;
+    job.originalStands = true;
+    job.cancelAsked = false;
     job.closeAsked = false;
 }
 
 void exportAsCommand() {
-    if (editState().exportBusy) return cancelJob();
+    if (editState().exportBusy) {
+        exportJob().cancelAsked = true;
+        return cancelJob();
+    }
     if (!editState().videoLoaded) return;
     commitRename(true);
     const std::wstring source = openState().path;
@@ -165,6 +195,7 @@ void ExportTo(const std::wstring& outputPath, bool separate, std::int32_t qualit
                  .quality = quality,
                  .exposure = clipsOverride ? 0 : exposureNow(),
                  .optimise = optimise};
+    work.saveInPlace = saveInPlace;
     work.calls = jobHost().calls;
 
     if (editHost().pause) editHost().pause();
@@ -175,6 +206,9 @@ void ExportTo(const std::wstring& outputPath, bool separate, std::int32_t qualit
     job.sourcePath = work.sourcePath;
     job.lastExportPath = outputPath;
     job.separateJob = separate;
+    job.optimiseJob = optimise;
+    job.originalStands = true;
+    job.cancelAsked = false;
     job.closeAsked = false;
     job.exportExpected = work.expected;
     job.exportStartTick = jobHost().now();
@@ -204,21 +238,23 @@ void finishExport(bool success) {
     ExportJobState& job = exportJob();
     const bool cancelled = job.exportCancel.exchange(false);
     const bool saveInPlace = std::exchange(job.saveInPlaceJob, false);
-    const bool closes = std::exchange(job.closeAsked, false);
     edit.exportBusy = false;
     JobOutcome outcome = success ? JobOutcome::Success : JobOutcome::Failure;
     if (cancelled && !cancelCameTooLate(success, saveInPlace)) outcome = JobOutcome::Cancelled;
     outcome = saveInPlace ? endSaveInPlace(outcome) : endExport(outcome);
-    edit.statusText = outcomeText(outcome, saveInPlace);
+    if (saveInPlace && jobHost().releaseOriginal) jobHost().releaseOriginal();
+    const bool closes = std::exchange(job.closeAsked, false);
+    edit.statusText = outcomeText(outcome, saveInPlace, job.originalStands);
+    if (saveInPlace) keepStatusWhenOpen(edit.statusText);
     jobHost().setTaskbarState(false);
     jobHost().setTimer(TIMER_AFTER_JOB);
     jobHost().keepAwake(false);
     refreshUi();
-    if (closes) {
-        const std::function<void()> close = jobHost().closeWindow; // the host ends with the window
-        return close();
-    }
-    tellOutcome(outcome, saveInPlace);
+    // Who leaves is told nothing but that his file isn't where he thinks it is.
+    if (!closes || !job.originalStands) tellOutcome(outcome, saveInPlace);
+    if (!closes) return;
+    const std::function<void()> close = jobHost().closeWindow; // the host ends with the window
+    close();
 }
 
 bool closeAfterExport() {

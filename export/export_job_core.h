@@ -31,7 +31,19 @@ struct ExportJobState : SharedJobState {
     bool saveInPlaceJob = false;
     bool separateJob = false;
     std::wstring originalPath; // what a save in place replaces
-    bool closeAsked = false;   // the window closes when the job has ended
+    bool optimiseJob = false;
+    // Of a save that has ended without being swapped in.
+    bool originalStands = true;
+    bool cancelAsked = false; // by the command itself, not by closing the window
+    bool closeAsked = false;  // the window closes when the job has ended
+};
+
+// What stands where the original of a save was opened.
+enum class OriginalState {
+    Stands,  // the very file
+    Changed, // another one, or the same after another program has written to it
+    Gone,
+    Unknown, // it can't be told now
 };
 
 // Periods of the window's timer, in milliseconds.
@@ -66,6 +78,8 @@ struct JobHost {
     std::function<double()> exposure;         // in stops, that exports bake in
     std::function<void()> confirmSaveInPlace; // the source itself was chosen as the output
     std::function<bool()> swapInSavedFile;    // puts lastExportPath in the place of originalPath
+    std::function<OriginalState()> stateOfOriginal;
+    std::function<void()> releaseOriginal; // the save of it has ended
 };
 
 ExportJobState& exportJob();

@@ -2,13 +2,16 @@
 // SharedJobState and ClipWork, which is atomic; all else is constant while they run.
 #include "export/export_job_worker.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <functional>
+#include <limits>
 #include <thread>
 #include <vector>
 
 #include "export/job_texts.h"
+#include "export/whole_copy.h"
 
 namespace velkantrix {
 namespace {
@@ -31,8 +34,25 @@ void recordFailure(SharedJobState& shared, const Written& written) {
 // that comes too late.
 bool noteJoined(SharedJobState& shared, const Written& written) {
     if (written.done && !written.replacesFile) shared.outputCreated = true;
+    if (written.done) {
+        const Lock held(shared.exportErrorLock);
+        shared.writtenMark = written.mark;
+    }
     if (!written.done) recordFailure(shared, written);
     return written.done;
+}
+
+using WhyUnfit = std::function<std::wstring()>;
+
+std::wstring alwaysFit() {
+    return {};
+}
+
+Written writeTarget(const ExportJob& job, const SharedJobState& shared, const std::wstring& target,
+                    const std::function<Written(const std::wstring& path)>& write,
+                    const WhyUnfit& whyUnfit = alwaysFit) {
+    if (job.saveInPlace) return writeTemporary(job.calls, job.sourcePath, target, write, whyUnfit);
+    return writeSafely(job.calls, job.sourcePath, target, shared.exportCancel, write);
 }
 
 bool copySource(const ExportJob& job, SharedJobState& shared) {
@@ -46,8 +66,7 @@ bool copySource(const ExportJob& job, SharedJobState& shared) {
         const CopyResult result = job.calls.copyFile(job.sourcePath, path, tellShare);
         return Written{.done = result.done, .errorText = result.errorText};
     };
-    return noteJoined(shared, writeSafely(job.calls, job.sourcePath, job.outputPath,
-                                          shared.exportCancel, copyTo));
+    return noteJoined(shared, writeTarget(job, shared, job.outputPath, copyTo));
 }
 
 // All but the spans and the output.
@@ -63,7 +82,13 @@ ExportRequest requestFor(const ExportJob& job, const SharedJobState& shared) {
     return request;
 }
 
-Written writeOutput(const ExportJob& job, const SharedJobState& shared, ExportRequest request) {
+// Whatever the container says of its length: not the last sample is to be missing.
+std::vector<ExportSpan> wholeSource() {
+    return {{.start = 0, .end = std::numeric_limits<double>::infinity()}};
+}
+
+Written writeOutput(const ExportJob& job, const SharedJobState& shared, ExportRequest request,
+                    const WhyUnfit& whyUnfit = alwaysFit) {
     const std::wstring target = request.outputPath;
     const auto exportTo = [&](const std::wstring& path) {
         request.outputPath = path;
@@ -71,17 +96,36 @@ Written writeOutput(const ExportJob& job, const SharedJobState& shared, ExportRe
         written.done = job.calls.exportFile(request, &written.errorText);
         return written;
     };
-    return writeSafely(job.calls, job.sourcePath, target, shared.exportCancel, exportTo);
+    return writeTarget(job, shared, target, exportTo, whyUnfit);
+}
+
+// What replaces the original must be all of it that was asked for.
+std::wstring whyNotWhole(const ExportJob& job, SharedJobState& shared, const ExportRequest& request,
+                         const EncodedPictures& encoded) {
+    const VideoClaim claim = job.calls.claimOfVideo(job.sourcePath);
+    if (!request.losslessAllowed) return encoded.isWhole(claim) ? L"" : NOT_READ_TO_ITS_END;
+    const Lock held(shared.exportErrorLock);
+    return isWholeCopy(request.spans, shared.writtenSpans, claim, job.duration)
+               ? L""
+               : NOT_READ_TO_ITS_END;
 }
 
 bool exportJoined(const ExportJob& job, SharedJobState& shared) {
     ExportRequest request = requestFor(job, shared);
-    request.spans = spansOfClips(job.clips);
+    request.spans = job.kind.optimise ? wholeSource() : spansOfClips(job.clips);
     request.outputPath = job.outputPath;
+    EncodedPictures encoded(request.spans);
     request.progress = [&](double seconds) {
-        shared.exportProgress = seconds;
+        encoded.add(seconds);
+        shared.exportProgress = job.kind.optimise ? std::min(seconds, job.duration) : seconds;
     };
-    return noteJoined(shared, writeOutput(job, shared, request));
+    request.spanWritten = [&](const WrittenSpan& span) {
+        const Lock held(shared.exportErrorLock);
+        shared.writtenSpans.push_back(span);
+    };
+    return noteJoined(shared, writeOutput(job, shared, request, [&] {
+                          return whyNotWhole(job, shared, request, encoded);
+                      }));
 }
 
 // What the clip workers share.

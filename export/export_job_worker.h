@@ -6,8 +6,10 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "base/mutex.h"
+#include "base/video_claim.h"
 #include "edit/segment.h"
 #include "export/export_request.h"
 #include "export/job_rules.h"
@@ -28,6 +30,9 @@ struct SharedJobState {
 
     Mutex exportErrorLock;
     std::wstring exportError GUARDED_BY(exportErrorLock); // the first one that was told; or empty
+    std::wstring writtenMark GUARDED_BY(exportErrorLock); // of a save's complete file
+    // Of a joined job's copy, one for each clip; of others empty.
+    std::vector<WrittenSpan> writtenSpans GUARDED_BY(exportErrorLock);
 };
 
 // When not done, nothing is left of the target, unless a file stood there before.
@@ -45,6 +50,7 @@ struct JobCalls : SafeWriteCalls {
     std::function<CopyResult(const std::wstring& source, const std::wstring& target,
                              const CopyProgress& progress)>
         copyFile;
+    std::function<VideoClaim(const std::wstring& source)> claimOfVideo;
     std::function<void(bool success)> postCompletion; // to the UI thread: the job has ended
 };
 
@@ -56,6 +62,9 @@ struct ExportJob {
     double duration = 0;     // of the source
     double expected = 0.1;   // the output's length, as it is shown
     JobKind kind;
+    // The output is written by its name at once, though something may stand there: the name is the
+    // job's own, and whoever starts it has made sure of it.
+    bool saveInPlace = false;
     JobCalls calls;
 };
 

@@ -4,18 +4,33 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <string>
 #include <vector>
 
 namespace velkantrix {
 
 // A part [start, end) of the source, in seconds of source time; fades are lengths in seconds, 0 for
-// none, and are rendered by the re-encode only.
+// none, and are rendered by the re-encode only. From 0 to infinity it is the whole source, up to
+// the end of each of its streams, which a copy leaves at their times.
 struct ExportSpan {
     double start = 0;
     double end = 0;
     double fadeIn = 0;
     double fadeOut = 0;
+};
+
+[[nodiscard]] inline bool isWholeSource(const ExportSpan& span) {
+    return span.start == 0 && span.end == std::numeric_limits<double>::infinity();
+}
+
+// Where a span came out: `sourceStart` of the source is at `outputStart` of the output, in seconds.
+// A copy begins before the span, with a keyframe.
+struct WrittenSpan {
+    double sourceStart = 0;
+    double outputStart = 0;
+    double sourceEnd = 0; // where the last of its pictures ends
+    bool hasPictures = true;
 };
 
 // Filled by the caller; the export only reads it.
@@ -30,7 +45,10 @@ struct ExportRequest {
     double exposure = 0; // in stops, for the re-encode; |exposure| <= 0.001 is none
     const std::atomic<bool>* cancel = nullptr; // set by the user's side at any time; may be null
     std::function<void(double)> progress; // gets the output seconds written so far; may be empty
-    bool losslessAllowed = false;         // copy samples; otherwise re-encode
+    // Gets each span that was copied, in their order; may be empty. A re-encode keeps to what was
+    // asked for, and tells none.
+    std::function<void(const WrittenSpan&)> spanWritten;
+    bool losslessAllowed = false; // copy samples; otherwise re-encode
 };
 
 // The length of all spans as asked for, in seconds: what an export's progress ends at.

@@ -25,10 +25,50 @@ std::wstring progressText(double doneSeconds, double expectedSeconds, double ela
 
 enum class JobOutcome { Cancelled, Success, Failure };
 
-// The status when it has ended.
-std::wstring outcomeText(JobOutcome outcome, bool saveInPlace);
+// The status when it has ended. Of a save: the original stands as it was opened, unless it
+// succeeded.
+std::wstring outcomeText(JobOutcome outcome, bool saveInPlace, bool originalStands);
 
 // The box about a failure, whose reason may be empty.
 std::wstring failureText(bool saveInPlace, const std::wstring& reason);
+
+// Of saves in place. `name` is the file's last part; reasons are the system's.
+inline constexpr wchar_t NOTHING_TO_SAVE[] = L"Nothing to save — this video is unedited";
+inline constexpr wchar_t NEEDLESS_OPTIMISING[] =
+    L"This file already seeks well — optimising it would rewrite it for no gain.\n\n"
+    L"Rewrite it anyway?";
+std::wstring replaceQuestion(const std::wstring& name);
+std::wstring optimiseQuestion(const std::wstring& name);
+// `leftOut` of `tracks` won't be in the new file.
+// The first video is kept, and the first sound where `keepsSound`.
+std::wstring tracksQuestion(const std::wstring& name, std::uint32_t tracks, std::uint32_t leftOut,
+                            bool keepsSound);
+inline constexpr wchar_t OPTIMISING_LOSES_EDITS[] =
+    L"Your edits haven't been exported, and optimising doesn't apply them: it rewrites the whole "
+    L"file and opens it anew. The edits are lost then, and so are the steps to undo.\n\n"
+    L"Go on without your edits?";
+std::wstring noRoomText(std::uint64_t neededMegabytes, std::uint64_t freeMegabytes);
+
+// Why a save isn't begun.
+std::wstring noMp4NameText(const std::wstring& name);
+std::wstring lostLinkText(const std::wstring& name);
+std::wstring neverExaminedText(const std::wstring& name);
+std::wstring beingSavedText(const std::wstring& name);
+std::wstring fileIsGoneText(const std::wstring& path);
+std::wstring changedSinceOpenedText(const std::wstring& name);
+std::wstring readOnlyText(const std::wstring& name);
+std::wstring cannotReplaceText(const std::wstring& name, const std::wstring& reason);
+std::wstring nameIsTakenText(const std::wstring& temporary, const std::wstring& reason);
+
+// Of a save: what was written isn't all of it.
+inline constexpr wchar_t NOT_READ_TO_ITS_END[] = L"The source could not be read to its end.";
+
+// Why the new file isn't swapped in. Reasons may be empty: then it was never tried. The two about
+// the original are followed by where the new file was kept.
+std::wstring notReplacedText(const std::wstring& reason);
+std::wstring originalGoneText(const std::wstring& reason);
+std::wstring originalUnknownText(const std::wstring& reason);
+// Another program has taken the new file away, or put one of its own in its place.
+std::wstring newFileLostText(bool originalStands);
 
 } // namespace velkantrix

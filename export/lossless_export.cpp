@@ -34,6 +34,7 @@ private:
     [[nodiscard]] HRESULT copyVideoSample(const Read& next, bool& done);
     [[nodiscard]] HRESULT copyAudio();
     [[nodiscard]] HRESULT copyAudioSample(const Read& next, bool& done);
+    [[nodiscard]] WrittenSpan written(const ExportSpan& span) const;
     [[nodiscard]] bool cancelled() const { return isCancelled(request_); }
 
     const ExportRequest& request_;
@@ -68,8 +69,21 @@ HRESULT LosslessCopy::copySpan(const ExportSpan& span) {
     cutter_.beginSpan(span);
     RETURN_IF_FAILED(copyVideo());
     if (cutter_.hasCut() && audioOut_ && !cancelled()) RETURN_IF_FAILED(copyAudio());
+    if (request_.spanWritten) request_.spanWritten(written(span));
     cutter_.endSpan();
     return S_OK;
+}
+
+WrittenSpan LosslessCopy::written(const ExportSpan& span) const {
+    WrittenSpan written{.sourceStart = span.start,
+                        .outputStart = secondsOf(cutter_.outBase()),
+                        .sourceEnd = span.start,
+                        .hasPictures = cutter_.hasCut()};
+    if (cutter_.hasCut()) {
+        written.sourceStart = secondsOf(cutter_.firstInstant());
+        written.sourceEnd = secondsOf(cutter_.cutEnd());
+    }
+    return written;
 }
 
 HRESULT LosslessCopy::copyVideo() {
@@ -106,7 +120,7 @@ HRESULT LosslessCopy::copyVideoSample(const Read& next, bool& done) {
 
 HRESULT LosslessCopy::copyAudio() {
     RETURN_IF_FAILED(selectOnlyStream(reader_, *streams_.audio));
-    RETURN_IF_FAILED(seekReader(reader_, cutter_.cutStart()));
+    RETURN_IF_FAILED(seekReader(reader_, cutter_.firstInstant()));
     for (bool done = false; !done && !cancelled();) {
         Read next;
         RETURN_IF_FAILED(readNext(reader_, *streams_.audio, next));

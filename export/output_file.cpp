@@ -19,8 +19,8 @@ HRESULT OutputFile::create(IMFDXGIDeviceManager* encodeOn) {
         RETURN_IF_FAILED(attributes->SetUINT32(MF_READWRITE_ENABLE_HARDWARE_TRANSFORMS, TRUE));
         RETURN_IF_FAILED(attributes->SetUnknown(MF_SINK_WRITER_D3D_MANAGER, encodeOn));
     }
-    RETURN_IF_FAILED(
-        MFCreateSinkWriterFromURL(path_.c_str(), nullptr, attributes.get(), writer_.put()));
+    RETURN_IF_FAILED(MFCreateSinkWriterFromURL(nameForSystem(path_).c_str(), nullptr,
+                                               attributes.get(), writer_.put()));
     created_ = true;
     return S_OK;
 }

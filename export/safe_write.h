@@ -9,6 +9,12 @@
 namespace velkantrix {
 
 // What writing asks of the file system, by two threads at once. None is empty.
+struct FinishedFile {
+    bool done = false;
+    std::wstring errorText; // when not done
+    std::wstring mark;      // tells it from every other file; empty only when not done
+};
+
 struct SafeWriteCalls {
     // Do both mean one file, by whatever names?
     std::function<bool(const std::wstring& a, const std::wstring& b)> sameFile;
@@ -24,6 +30,10 @@ struct SafeWriteCalls {
     std::function<std::wstring(const std::wstring& path, const std::wstring& target,
                                const std::wstring& kept)>
         replaceFile;
+    // Brings a complete file onto the disk itself.
+    std::function<FinishedFile(const std::wstring& path)> finishFile;
+    // Only if it is still the file of that mark.
+    std::function<void(const std::wstring& path, const std::wstring& mark)> deleteFinished;
     // Gives a complete file that couldn't take the target's place a name like the target's, and
     // says so to the user.
     std::function<std::wstring(const std::wstring& path, const std::wstring& target)> keepBeside;
@@ -34,6 +44,7 @@ struct Written {
     std::wstring errorText;    // of one that isn't done; may be empty
     bool replacesFile = false; // another one stood there
     bool kept = false;         // not done, but complete, and beside the target: the text says where
+    std::wstring mark;         // of a temporary file that is done
 };
 
 // Writes `target` by `write`, which gets the name that it is to write and leaves nothing there when
@@ -43,5 +54,12 @@ struct Written {
 [[nodiscard]] Written writeSafely(const SafeWriteCalls& calls, const std::wstring& source,
                                   const std::wstring& target, const std::atomic<bool>& cancel,
                                   const std::function<Written(const std::wstring& path)>& write);
+
+// Likewise, by a name that is the job's own: nothing that stands there is to be kept. Done it is
+// only when the file is on the disk, and `whyUnfit` says nothing against it.
+[[nodiscard]] Written writeTemporary(const SafeWriteCalls& calls, const std::wstring& source,
+                                     const std::wstring& temporary,
+                                     const std::function<Written(const std::wstring& path)>& write,
+                                     const std::function<std::wstring()>& whyUnfit);
 
 } // namespace velkantrix

@@ -5,6 +5,7 @@
 
 #include "export/export_core.h"
 #include "export/job_rules.h"
+#include "platform/file_mark.h"
 #include "platform/files.h"
 #include "platform/hresult.h"
 
@@ -25,8 +26,20 @@ std::wstring keepBeside(const std::wstring& path, const std::wstring& target) {
         if (SUCCEEDED(hr)) name = wanted;
         if (hr != HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS)) break;
     }
-    return L"The export is complete, but could not take the place of " + target +
-           L". It was kept as " + name + L".";
+    const std::wstring complete =
+        L"The export is complete, but could not take the place of " + target + L". ";
+    // Somebody may have taken it away, or its folder.
+    if (!fileExists(name))
+        return complete + L"It is no longer where it was written, as " + name + L".";
+    return complete + L"It was kept as " + name + L".";
+}
+
+FinishedFile finish(const std::wstring& path) {
+    FinishedFile finished;
+    const DWORD error = finishFile(path, finished.mark);
+    finished.done = error == ERROR_SUCCESS;
+    if (!finished.done) finished.errorText = FormatExportError(HRESULT_FROM_WIN32(error));
+    return finished;
 }
 
 } // namespace
@@ -49,6 +62,10 @@ void bindSafeWriteCalls(SafeWriteCalls& calls) {
     calls.replaceFile = [](const std::wstring& path, const std::wstring& target,
                            const std::wstring& kept) {
         return textOfFailure(replaceFileUnlessSame(path, target, kept));
+    };
+    calls.finishFile = finish;
+    calls.deleteFinished = [](const std::wstring& path, const std::wstring& mark) {
+        static_cast<void>(deleteMarkedFile(path, mark)); // the job has ended without it in any case
     };
     calls.keepBeside = keepBeside;
 }

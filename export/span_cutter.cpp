@@ -21,6 +21,7 @@ SpanCutter::SpanCutter(const std::vector<ExportSpan>& spans)
 void SpanCutter::beginSpan(const ExportSpan& span) {
     startTicks_ = spanBoundaryTicks(span.start);
     endTicks_ = spanBoundaryTicks(span.end);
+    isWhole_ = isWholeSource(span);
     cutStart_.reset();
     stopKey_.reset();
     firstHanging_.reset();
@@ -32,6 +33,7 @@ Placement SpanCutter::placeVideo(const CodedSample& sample) {
     if (!cutStart_) {
         if (!sample.keyframe) return {};
         cutStart_ = sample.time;
+        origin_ = isWhole_ ? std::min<Ticks>(0, sample.time) : sample.time;
         lastShown_ = sample.time;
         lastEnd_ = sample.time;
     }
@@ -66,7 +68,7 @@ Placement SpanCutter::write(const CodedSample& sample) {
 
 // From the source's time line to the output's.
 Ticks SpanCutter::onOutput(Ticks time) const {
-    return addTicks(outBase_, subtractTicks(time, *cutStart_));
+    return addTicks(outBase_, subtractTicks(time, origin_));
 }
 
 // Decode times ascend strictly within a stream, and must over a join too. There the new span's
@@ -79,7 +81,7 @@ Ticks SpanCutter::decodeTimeAfterLast(Ticks decodeTime, Ticks time) const {
 }
 
 std::optional<double> SpanCutter::progressAfter(const CodedSample& written) const {
-    const Ticks inSpan = std::max<Ticks>(0, subtractTicks(written.time, *cutStart_));
+    const Ticks inSpan = std::max<Ticks>(0, subtractTicks(written.time, origin_));
     const Ticks reached = addTicks(outBase_, inSpan);
     if (reached >= totalTicks_) return std::nullopt;
     return secondsOf(reached);
@@ -100,9 +102,9 @@ Ticks SpanCutter::spanEnd() const {
 }
 
 Placement SpanCutter::placeAudio(Ticks time, Ticks duration) const {
-    if (time >= spanEnd()) return {.placing = Placing::Stop};
-    if (addTicks(time, duration) <= *cutStart_) return {};
-    const Ticks inSpan = std::max<Ticks>(0, subtractTicks(time, *cutStart_));
+    if (!isWhole_ && time >= spanEnd()) return {.placing = Placing::Stop};
+    if (addTicks(time, duration) <= origin_) return {};
+    const Ticks inSpan = std::max<Ticks>(0, subtractTicks(time, origin_));
     return {.placing = Placing::Write, .time = addTicks(outBase_, inSpan)};
 }
 

@@ -8,7 +8,7 @@
 //     end)
 //         cutter.placeVideo(sample), write what is to be written, cutter.progressAfter(sample)
 //     if (cutter.hasCut())
-//         for (every audio sample from about cutStart() on, until Stop or the end)
+//         for (every audio sample from about firstInstant() on, until Stop or the end)
 //             cutter.placeAudio(...), write what is to be written
 //     cutter.endSpan();
 //
@@ -74,11 +74,16 @@ public:
     // for "none").
     [[nodiscard]] bool hasCut() const { return cutStart_.has_value(); }
 
-    // The time of the span's first keyframe, where its audio begins too. Only when hasCut().
-    [[nodiscard]] Ticks cutStart() const { return *cutStart_; }
+    // What comes out as the span's first instant, where its audio begins: the time of its first
+    // keyframe; of the whole source 0, or that time where it is less. Only when hasCut().
+    [[nodiscard]] Ticks firstInstant() const { return origin_; }
+
+    // Where what was written of the video ends in the source. Only when hasCut(), after the video.
+    [[nodiscard]] Ticks cutEnd() const { return spanEnd(); }
 
     // An audio sample that straddles the cut is moved to the span's first instant, not trimmed; the
-    // last one may run past the span's end. Only when hasCut(), after the video.
+    // last one may run past the span's end. The whole source's audio goes on behind its video. Only
+    // when hasCut(), after the video.
     [[nodiscard]] Placement placeAudio(Ticks time, Ticks duration) const;
 
     void endSpan();
@@ -103,7 +108,9 @@ private:
     // Of the current span, on the source's time line.
     Ticks startTicks_ = 0;
     Ticks endTicks_ = 0;
-    std::optional<Ticks> cutStart_;
+    bool isWhole_ = false;
+    std::optional<Ticks> cutStart_;     // the time of the first keyframe
+    Ticks origin_ = 0;                  // with it: what comes out as the first instant
     std::optional<Ticks> stopKey_;      // the keyframe behind the span
     std::optional<Ticks> firstHanging_; // the first shown of the pictures that hang on it
     int lookedBehind_ = 0;

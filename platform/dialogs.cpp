@@ -87,6 +87,18 @@ HRESULT choosePlace(HWND owner, const std::wstring& title, const std::wstring& s
     return choose(dialog.get(), owner, path);
 }
 
+UINT lookOf(Question kind) {
+    switch (kind) {
+    case Question::Doubt:
+        return MB_ICONQUESTION | MB_DEFBUTTON2;
+    case Question::Information:
+        return MB_ICONINFORMATION;
+    case Question::Warning:
+        break;
+    }
+    return MB_ICONWARNING | MB_DEFBUTTON2;
+}
+
 } // namespace
 
 std::wstring chooseVideoFile(HWND owner) {
@@ -104,9 +116,8 @@ std::wstring chooseFolder(HWND owner, const std::wstring& title, const std::wstr
     return SUCCEEDED(choosePlace(owner, title, startFolder, path)) ? path : std::wstring();
 }
 
-bool askYesNo(HWND owner, const std::wstring& text) {
-    return MessageBoxW(owner, text.c_str(), TITLE, MB_YESNO | MB_ICONWARNING | MB_DEFBUTTON2) ==
-           IDYES;
+bool askYesNo(HWND owner, const std::wstring& text, Question kind) {
+    return MessageBoxW(owner, text.c_str(), TITLE, MB_YESNO | lookOf(kind)) == IDYES;
 }
 
 void showErrorBox(HWND owner, const std::wstring& text) {

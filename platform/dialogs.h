@@ -27,8 +27,14 @@ struct FileToWrite {
 [[nodiscard]] std::wstring chooseFolder(HWND owner, const std::wstring& title,
                                         const std::wstring& startFolder);
 
-// A question with No as the answer that comes by Enter or Escape.
-[[nodiscard]] bool askYesNo(HWND owner, const std::wstring& text);
+// What a question looks like, and which answer comes by Enter.
+enum class Question {
+    Warning,     // No
+    Doubt,       // a question mark; No
+    Information, // Yes
+};
+[[nodiscard]] bool askYesNo(HWND owner, const std::wstring& text,
+                            Question kind = Question::Warning);
 
 void showErrorBox(HWND owner, const std::wstring& text);
 void showWarningBox(HWND owner, const std::wstring& text);

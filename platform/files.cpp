@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "base/long_path.h"
+#include "platform/file_errors.h"
 #include "platform/handles.h"
 #include "platform/hresult.h"
 
@@ -31,7 +32,6 @@ std::wstring withoutStream(const std::wstring& path) {
 // A handle by which a file, or a folder, can be asked what it is, and with DELETE also be deleted.
 // It keeps nobody from anything.
 UniqueFile openForQuestions(const std::wstring& path, DWORD moreAccess = 0, DWORD moreFlags = 0) {
-    constexpr DWORD SHARE_ALL = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
     return UniqueFile(CreateFileW(nameForSystem(path).c_str(), FILE_READ_ATTRIBUTES | moreAccess,
                                   SHARE_ALL, nullptr, OPEN_EXISTING,
                                   FILE_FLAG_BACKUP_SEMANTICS | moreFlags, nullptr));
@@ -70,35 +70,23 @@ Identity identityOf(HANDLE file) {
     return identity;
 }
 
-// The name that the system itself gives an open file: the same through every drive letter.
-std::wstring finalName(HANDLE file) {
-    std::wstring name(MAX_PATH, L'\0');
-    for (;;) {
-        const DWORD length =
-            GetFinalPathNameByHandleW(file, name.data(), static_cast<DWORD>(name.size()), 0);
-        if (length == 0) return {};
-        const bool fits = length < name.size();
-        name.resize(length);
-        if (fits) return name;
-    }
-}
-
 bool sameOpenFile(HANDLE a, HANDLE b) {
     const Identity identity = identityOf(a);
     if (identity.known() && identity == identityOf(b)) return true;
     // Network file systems may number one file differently through two drive letters.
-    const std::wstring name = finalName(a);
-    return !name.empty() && equalNames(name, finalName(b));
+    const std::wstring name = finalNameOf(a);
+    return !name.empty() && equalNames(name, finalNameOf(b));
+}
+
+std::wstring upperCase(std::wstring name) {
+    CharUpperBuffW(name.data(), static_cast<DWORD>(name.size()));
+    return name;
 }
 
 bool sameNames(const std::wstring& a, const std::wstring& b) {
     if (equalNames(a, b)) return true;
     const std::wstring fullA = absolutePath(a);
     return !fullA.empty() && equalNames(fullA, absolutePath(b));
-}
-
-bool isNotThere(DWORD error) {
-    return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
 }
 
 // Nothing can ever have that name.
@@ -166,6 +154,47 @@ std::wstring absolutePath(const std::wstring& path) {
         full.resize(length);
         if (fits) return full;
     }
+}
+
+std::optional<FileStamp> fileStamp(const std::wstring& path) {
+    WIN32_FILE_ATTRIBUTE_DATA data = {};
+    if (!GetFileAttributesExW(nameForSystem(path).c_str(), GetFileExInfoStandard, &data))
+        return std::nullopt;
+    return stampOf(data);
+}
+
+FileStamp stampOf(const WIN32_FILE_ATTRIBUTE_DATA& data) {
+    const auto both = [](DWORD high, DWORD low) {
+        return std::uint64_t{high} << 32 | low;
+    };
+    return FileStamp{
+        .size = both(data.nFileSizeHigh, data.nFileSizeLow),
+        .time = both(data.ftLastWriteTime.dwHighDateTime, data.ftLastWriteTime.dwLowDateTime)};
+}
+
+std::wstring finalNameOf(HANDLE file) {
+    std::wstring name(MAX_PATH, L'\0');
+    for (;;) {
+        const DWORD length =
+            GetFinalPathNameByHandleW(file, name.data(), static_cast<DWORD>(name.size()), 0);
+        if (length == 0) return {};
+        const bool fits = length < name.size();
+        name.resize(length);
+        if (fits) return name;
+    }
+}
+
+std::wstring identityText(HANDLE file) {
+    const Identity identity = identityOf(file);
+    if (!identity.known()) return upperCase(finalNameOf(file));
+    std::wstring text = std::to_wstring(identity.volume);
+    for (const BYTE byte : identity.file.Identifier) text += L"-" + std::to_wstring(byte);
+    return text;
+}
+
+std::wstring identityText(const std::wstring& path) {
+    const UniqueFile file = openForQuestions(path);
+    return file ? identityText(file.get()) : upperCase(absolutePath(path));
 }
 
 std::wstring pathOfUrl(const std::wstring& urlOrPath) {

@@ -5,7 +5,10 @@
 
 #include <windows.h>
 
+#include <optional>
 #include <string>
+
+#include "base/file_stamp.h"
 
 namespace velkantrix {
 
@@ -28,6 +31,20 @@ namespace velkantrix {
 
 // A file is there, and it is no folder.
 [[nodiscard]] bool isFile(const std::wstring& path);
+
+// What a file, or folder, is by its size and time; none when it can't be examined. A link is one by
+// itself.
+[[nodiscard]] std::optional<FileStamp> fileStamp(const std::wstring& path);
+[[nodiscard]] FileStamp stampOf(const WIN32_FILE_ATTRIBUTE_DATA& data);
+
+// The name that the system itself gives an open file: the same through every drive letter, or
+// nearly so. Empty when it gives none.
+[[nodiscard]] std::wstring finalNameOf(HANDLE file);
+
+// A text that is the same for all names of a file, and another one for every other file: the number
+// that the file system gives it, or else its name.
+[[nodiscard]] std::wstring identityText(const std::wstring& path);
+[[nodiscard]] std::wstring identityText(HANDLE file);
 
 // Do both paths name one existing or future file? True when their absolute forms are equal but for
 // letter case, or when both exist and are the same file by another name: a hard link, another drive

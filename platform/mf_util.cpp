@@ -4,6 +4,7 @@
 
 #include <cguid.h>
 #include <mfapi.h>
+#include <mferror.h>
 
 #include "platform/hresult.h"
 
@@ -25,6 +26,22 @@ HRESULT seekReader(IMFSourceReader* reader, Ticks time) {
     position.vt = VT_I8;
     position.hVal.QuadPart = std::max<Ticks>(0, time);
     return reader->SetCurrentPosition(GUID_NULL, position); // a plain number: nothing to clear
+}
+
+TrackCount countStreams(IMFSourceReader* reader) {
+    constexpr DWORD MOST_STREAMS = 64;
+    TrackCount count;
+    for (DWORD i = 0; i < MOST_STREAMS; i++) {
+        ComPtr<IMFMediaType> type;
+        GUID major{};
+        const HRESULT hr = reader->GetNativeMediaType(i, 0, type.put());
+        if (hr == MF_E_INVALIDSTREAMNUMBER) break;
+        count.all++;
+        if (FAILED(hr) || FAILED(type->GetMajorType(&major))) continue;
+        if (major == MFMediaType_Video) count.video++;
+        if (major == MFMediaType_Audio) count.sound++;
+    }
+    return count;
 }
 
 std::optional<Ticks> sourceDuration(IMFSourceReader* reader) {

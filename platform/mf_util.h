@@ -12,6 +12,7 @@
 
 #include "base/com_ptr.h"
 #include "base/ticks.h"
+#include "base/track_count.h"
 
 namespace velkantrix {
 
@@ -33,6 +34,9 @@ inline constexpr DWORD ANY_STREAM = static_cast<DWORD>(MF_SOURCE_READER_ANY_STRE
 
 // The length of the source as its container says; absent when it doesn't.
 [[nodiscard]] std::optional<Ticks> sourceDuration(IMFSourceReader* reader);
+
+// The streams that the source offers, up to a number that no file of use has.
+[[nodiscard]] TrackCount countStreams(IMFSourceReader* reader);
 
 // The decode time that the sample carries, if it carries one.
 [[nodiscard]] std::optional<Ticks> decodeTimeOf(IMFSample* sample);

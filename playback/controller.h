@@ -24,6 +24,7 @@
 
 #include "base/com_ptr.h"
 #include "base/mutex.h"
+#include "base/track_count.h"
 #include "playback/end_scan.h"
 #include "playback/engine_notify.h"
 #include "playback/picture_control.h"
@@ -79,6 +80,7 @@ public:
     [[nodiscard]] PlaybackState state() const { return picture_.state; }
     [[nodiscard]] double duration(); // seconds; what the engine says, where nothing else tells
     [[nodiscard]] double fps() const { return picture_.fps; }
+    [[nodiscard]] TrackCount tracks() const { return tracks_; } // as they are read; may be none
     [[nodiscard]] Ticks settledPts() const { return picture_.settledPts; } // of the last seek
     [[nodiscard]] bool enginePresented() const { return picture_.enginePresented; }
     [[nodiscard]] std::uint32_t enginePresentCount() const { return picture_.enginePresentCount; }
@@ -138,6 +140,7 @@ private:
 
     std::wstring path_;
     std::shared_ptr<EndScan> endScan_;
+    TrackCount tracks_;
     double volume_ = 1.0;
     bool muted_ = false;
     bool failurePosted_ = false;

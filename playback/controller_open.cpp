@@ -11,6 +11,7 @@
 #include "base/unique_handle.h"
 #include "platform/hresult.h"
 #include "platform/mf_util.h"
+#include "platform/source_choice.h"
 #include "playback/controller.h"
 #include "playback/engine_notify.h"
 #include "playback/notices.h"
@@ -88,8 +89,13 @@ bool PlaybackController::post(WPARAM notice) const {
 
 // What the file says of itself. A file that a reader can't open may still be one for the engine.
 void PlaybackController::probe(double& containerDuration) {
+    tracks_ = {};
     ComPtr<IMFSourceReader> reader;
-    if (FAILED(openSourceReader(path_.c_str(), reader))) return;
+    {
+        const AllStreamsWanted choice; // what it tells is what exports will get
+        if (FAILED(openSourceReader(path_.c_str(), reader))) return;
+    }
+    tracks_ = countStreams(reader.get());
     ComPtr<IMFMediaType> type;
     if (SUCCEEDED(reader->GetCurrentMediaType(FIRST_VIDEO, type.put()))) {
         UINT32 numerator = 0;

@@ -70,6 +70,10 @@ ScannedEnds waitForEndScan(const EndScan& scan) {
     return {.start = scan.start, .end = end};
 }
 
+bool endScansRun() {
+    return runningScans > 0;
+}
+
 bool endAllScans() {
     processEnds = true;
     const ULONGLONG begun = GetTickCount64();

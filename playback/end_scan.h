@@ -31,6 +31,9 @@ std::shared_ptr<EndScan> startEndScan(const std::wstring& path, const ScannedFil
 // Waits up to 1.5 s for the result; its end is negative when it hasn't come.
 [[nodiscard]] ScannedEnds waitForEndScan(const EndScan& scan);
 
+// A scan still runs, be it one that nobody waits for any more: it has its file open.
+[[nodiscard]] bool endScansRun();
+
 // At the end of the process: tells all scans to stop and waits for them, up to a second. False when
 // one still runs: Media Foundation must not be shut down under it.
 [[nodiscard]] bool endAllScans();

@@ -55,5 +55,21 @@ TEST(PathOfAnyLength, WhatHasNoAbsoluteNameStaysAsItIs) {
     EXPECT_EQ(pathOfAnyLength(path, L""), path);
 }
 
+TEST(PathWithoutPrefix, AShortNameIsWrittenAsUsual) {
+    EXPECT_EQ(pathWithoutPrefix(L"\\\\?\\C:\\b\\a.mp4"), L"C:\\b\\a.mp4");
+    EXPECT_EQ(pathWithoutPrefix(L"\\\\?\\UNC\\server\\share\\a.mp4"), L"\\\\server\\share\\a.mp4");
+    const std::wstring longest = ofLength(L"C:\\", 247);
+    EXPECT_EQ(pathWithoutPrefix(L"\\\\?\\" + longest), longest);
+}
+
+TEST(PathWithoutPrefix, AnyOtherNameStaysAsItIs) {
+    const std::wstring tooLong = L"\\\\?\\" + ofLength(L"C:\\", 248);
+    for (const std::wstring& path :
+         {tooLong, std::wstring(L"C:\\a.mp4"), std::wstring(L"\\\\server\\share\\a.mp4"),
+          std::wstring(L"\\\\?\\Volume{1}\\a.mp4"), std::wstring(L"\\\\?\\"),
+          std::wstring(L"\\\\?\\C:"), std::wstring()})
+        EXPECT_EQ(pathWithoutPrefix(path), path);
+}
+
 } // namespace
 } // namespace velkantrix

@@ -73,8 +73,8 @@ def start(tmp_path):
     """Starts the window's program, once or several times; what still runs in the end is ended."""
     windows = []
 
-    def start_one(*arguments, **more):
-        window = Window(tmp_path, *arguments, **more)
+    def start_one(*arguments, folder=tmp_path, **more):
+        window = Window(folder, *arguments, **more)
         windows.append(window)
         window.wait_for_window()
         return window
@@ -134,6 +134,33 @@ def with_hole(paused):
     assert paused.seek("DELETE") == (10, 10)
     paused.wait_for_text("Clip removed — Ctrl+Z to undo")
     return paused
+
+
+@pytest.fixture
+def own(start, media, tmp_path):
+    """Opens a copy of a recording that lies alone in its folder; it stands still at 5 seconds."""
+    runs = []
+
+    def open_own(name="closed", folder=None, pace=None):
+        folder = folder or tmp_path / "own"
+        folder.mkdir(exist_ok=True)
+        source = folder / "own.mp4"
+        if not source.exists():
+            shutil.copyfile(media / f"{name}.mp4", source)
+        runs.append(tmp_path / f"run{len(runs)}")
+        runs[-1].mkdir()
+        slowed = {"RIG_WRITER_PACE": pace} if pace else {}
+        window = start(windows_path(source), folder=runs[-1], environment={**LOGGED, **slowed})
+        window.wait_for_picture()
+        window.wait_until_playing()
+        window.pause()
+        window.seek("HOME")
+        window.seek("RIGHT")
+        window.source = source
+        window.before = source.read_bytes()
+        return window
+
+    return open_own
 
 
 @pytest.fixture

@@ -76,15 +76,17 @@ def test_an_export_that_is_gone_can_not_be_shown(edited, tmp_path):
     assert edited.box() is None
 
 
-def test_the_source_as_the_target_is_left_alone(start, media, tmp_path):
+def test_the_source_as_the_target_is_asked_about_as_a_save(start, media, tmp_path):
     source = tmp_path / "own.mp4"
     source.write_bytes((media / "closed.mp4").read_bytes())
     window = start(windows_path(source))
     window.wait_for_picture()
     window.export_to(source)
     window.wait_for(lambda: (window.box() or {"count": 0})["count"] == 2, "the dialog's question")
-    window.answer_one(YES)
-    window.wait_for_no_box()
+    window.ask(f"answer {YES}")
+    question = "Replace \"own.mp4\" with your edit?\n\n"
+    window.wait_for(lambda: any(question in text for text in (window.box() or {"texts": []})["texts"]), "the question")
+    window.answer(NO)
     window.settle()
     assert source.read_bytes() == (media / "closed.mp4").read_bytes()
     assert "Preparing native export…" not in window.drawn()

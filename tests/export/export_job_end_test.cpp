@@ -225,7 +225,6 @@ TEST_F(FinishExport, ASaveIsSwappedIn) {
     endJob();
     EXPECT_EQ(job.lastExportPath, SOURCE);
     EXPECT_FALSE(job.saveInPlaceJob);
-    EXPECT_FALSE(state.edited);
     EXPECT_EQ(state.statusText, L"Saved — the original was replaced");
     EXPECT_THAT(world.calls, ElementsAre(L"swapInSavedFile", L"taskbar none", L"timer 250",
                                          L"may sleep", L"flash"));
@@ -243,21 +242,6 @@ TEST_F(FinishExport, ASaveThatIsNotSwappedInFailed) {
     EXPECT_TRUE(state.edited) << "closing has to ask";
     EXPECT_EQ(state.statusText, L"Save failed — your original is untouched");
     EXPECT_EQ(world.calls.back(), L"error: Save failed.\n\nThe file is locked.");
-}
-
-// What was exported stays exported, though nothing came of saving it as well.
-TEST_F(FinishExport, ASaveThatIsNotSwappedInAsksForNothingMoreThanBefore) {
-    for (const bool wasEdited : {true, false}) {
-        state.edited = wasEdited;
-        saveTo(TEMP);
-        jobHost().swapInSavedFile = [&] {
-            EXPECT_FALSE(state.edited) << "opening the file again isn't to ask";
-            return false;
-        };
-        endJob();
-        EXPECT_EQ(state.edited, wasEdited);
-        world.disk.remove(TEMP);
-    }
 }
 
 TEST_F(FinishExport, ASaveThatFailsIsNotSwappedIn) {

@@ -36,13 +36,13 @@ TEST(ProgressText, StopsAtAHundredPercentButNamesTheTimeItself) {
 
 TEST(OutcomeText, TellsExportsFromSaves) {
     using enum JobOutcome;
-    EXPECT_EQ(outcomeText(Cancelled, false), L"Export cancelled");
-    EXPECT_EQ(outcomeText(Cancelled, true), L"Save cancelled — your original is untouched");
-    EXPECT_EQ(outcomeText(Success, false),
+    EXPECT_EQ(outcomeText(Cancelled, false, true), L"Export cancelled");
+    EXPECT_EQ(outcomeText(Cancelled, true, true), L"Save cancelled — your original is untouched");
+    EXPECT_EQ(outcomeText(Success, false, true),
               L"Export complete — File ▸ Show last export in Explorer");
-    EXPECT_EQ(outcomeText(Success, true), L"Saved — the original was replaced");
-    EXPECT_EQ(outcomeText(Failure, false), L"Export failed");
-    EXPECT_EQ(outcomeText(Failure, true), L"Save failed — your original is untouched");
+    EXPECT_EQ(outcomeText(Success, true, true), L"Saved — the original was replaced");
+    EXPECT_EQ(outcomeText(Failure, false, true), L"Export failed");
+    EXPECT_EQ(outcomeText(Failure, true, true), L"Save failed — your original is untouched");
 }
 
 TEST(FailureText, EndsWithTheReason) {

@@ -7,80 +7,10 @@
 #include <gtest/gtest.h>
 
 #include "export/read_budget.h"
+#include "tests/export/coded_stream.h"
 
 namespace velkantrix {
 namespace {
-
-constexpr Ticks SECOND = TICKS_PER_SECOND;
-constexpr Ticks FRAME = SECOND / 10; // ten pictures a second, so that times are easy to read
-
-CodedSample key(Ticks time) {
-    return {.time = time, .duration = FRAME, .keyframe = true};
-}
-CodedSample picture(Ticks time) {
-    return {.time = time, .duration = FRAME};
-}
-CodedSample decodedAt(Ticks decodeTime, CodedSample sample) {
-    sample.decodeTime = decodeTime;
-    return sample;
-}
-
-// Ten seconds with a keyframe each second.
-std::vector<CodedSample> plainStream() {
-    std::vector<CodedSample> stream;
-    for (int i = 0; i < 100; i++) {
-        stream.push_back(i % 10 ? picture(i * FRAME) : key(i * FRAME));
-    }
-    return stream;
-}
-
-struct Copied {
-    std::vector<Ticks> read;    // of the samples written: their times in the source
-    std::vector<Ticks> written; // and in the output
-    std::vector<Ticks> decode;
-    std::vector<double> progress;
-};
-
-// What a reader delivers: from the keyframe at or before the position on.
-size_t startOf(const std::vector<CodedSample>& stream, Ticks position) {
-    size_t start = 0;
-    for (size_t i = 0; i < stream.size(); i++) {
-        if (stream[i].keyframe && stream[i].time <= position) start = i;
-    }
-    return start;
-}
-
-void copySpan(SpanCutter& cutter, const ExportSpan& span, const std::vector<CodedSample>& stream,
-              Copied& copied) {
-    cutter.beginSpan(span);
-    for (size_t i = startOf(stream, cutter.startTicks()); i < stream.size(); i++) {
-        const Placement placement = cutter.placeVideo(stream[i]);
-        if (placement.placing == Placing::Stop) break;
-        if (placement.placing == Placing::Drop) continue;
-        copied.read.push_back(stream[i].time);
-        copied.written.push_back(placement.time);
-        copied.decode.push_back(placement.decodeTime.value_or(placement.time));
-        if (const auto seconds = cutter.progressAfter(stream[i])) {
-            copied.progress.push_back(*seconds);
-        }
-    }
-}
-
-Copied copyVideo(const std::vector<ExportSpan>& spans, const std::vector<CodedSample>& stream) {
-    SpanCutter cutter(spans);
-    Copied copied;
-    for (const ExportSpan& span : spans) {
-        copySpan(cutter, span, stream, copied);
-        cutter.endSpan();
-    }
-    return copied;
-}
-
-std::vector<Ticks> every(Ticks from, Ticks to) {
-    std::vector<Ticks> times;
-    for (Ticks t = from; t < to; t += FRAME) times.push_back(t);
-    return times;
-}
 
 TEST(SpanCutter, AStartBetweenKeyframesBeginsAtTheEarlierOne) {
     const Copied copied = copyVideo({{1.5, 2}}, plainStream());
@@ -115,7 +45,7 @@ TEST(SpanCutter, EverythingBeforeTheFirstKeyframeIsDropped) {
     EXPECT_FALSE(cutter.hasCut());
     EXPECT_EQ(cutter.placeVideo(key(FRAME)).placing, Placing::Write);
     EXPECT_TRUE(cutter.hasCut());
-    EXPECT_EQ(cutter.cutStart(), FRAME);
+    EXPECT_EQ(cutter.firstInstant(), FRAME);
 }
 
 TEST(SpanCutter, ASpanWithoutKeyframesAddsNothing) {
@@ -134,7 +64,7 @@ TEST(SpanCutter, AFirstTimeMayBeNegative) {
     cutter.beginSpan({0, 1});
     EXPECT_EQ(cutter.placeVideo(key(-FRAME)).time, 0);
     EXPECT_TRUE(cutter.hasCut());
-    EXPECT_EQ(cutter.cutStart(), -FRAME);
+    EXPECT_EQ(cutter.firstInstant(), -FRAME);
     EXPECT_EQ(cutter.placeVideo(picture(0)).time, FRAME);
     cutter.endSpan();
     EXPECT_EQ(cutter.outBase(), 2 * FRAME);

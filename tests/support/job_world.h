@@ -52,9 +52,30 @@ inline bool becomesTrue(const std::function<bool()>& condition) {
 
 class FakeDisk {
 public:
+    // Into the file that stands there; else it is a new one.
     void put(const std::wstring& path, const std::wstring& content) {
         const std::lock_guard held(lock_);
-        files_[key(path)] = content;
+        File& file = files_[key(path)];
+        if (file.number == 0) file.number = ++lastNumber_;
+        file.content = content;
+    }
+
+    // In the place of what stands there.
+    bool move(const std::wstring& from, const std::wstring& to) {
+        const std::lock_guard held(lock_);
+        const auto found = files_.find(key(from));
+        if (found == files_.end()) return false;
+        const File moved = found->second;
+        files_.erase(found);
+        files_[key(to)] = moved;
+        return true;
+    }
+
+    std::wstring mark(const std::wstring& path) const {
+        const std::lock_guard held(lock_);
+        const auto found = files_.find(key(path));
+        if (found == files_.end()) return {};
+        return L"file " + std::to_wstring(found->second.number) + L" of " + found->second.content;
     }
 
     // Another name of the same file.
@@ -67,7 +88,7 @@ public:
     std::optional<std::wstring> content(const std::wstring& path) const {
         const std::lock_guard held(lock_);
         const auto found = files_.find(key(path));
-        return found == files_.end() ? std::nullopt : std::optional(found->second);
+        return found == files_.end() ? std::nullopt : std::optional(found->second.content);
     }
 
     std::vector<std::wstring> names() const {
@@ -104,9 +125,15 @@ private:
         return link == links_.end() ? lowered(name) : link->second;
     }
 
+    struct File {
+        std::wstring content;
+        int number = 0;
+    };
+
     mutable std::mutex lock_;
-    std::map<std::wstring, std::wstring> files_;
+    std::map<std::wstring, File> files_;
     std::map<std::wstring, std::wstring> links_;
+    int lastNumber_ = 0;
 };
 
 struct JobWorld {
@@ -119,6 +146,8 @@ struct JobWorld {
     std::function<void()> onStep; // between two steps of an export or a copy
     std::wstring heldOpen;        // likewise, and that can be told before
     std::function<void()> onReplace, onKeep;
+    std::wstring finishError; // not empty: what is complete doesn't get onto the disk
+    VideoClaim claim;
     std::wstring replaceError; // not empty: no file can be replaced, for that reason
 
     // Answers of the UI thread's side.
@@ -173,7 +202,17 @@ struct JobWorld {
             request.progress(total * step / STEPS);
         }
         disk.put(request.outputPath, L"complete");
+        if (request.losslessAllowed && request.spanWritten) tellSpans(request);
         return true;
+    }
+
+    // As if each span had come out as it was asked for.
+    static void tellSpans(const ExportRequest& request) {
+        double output = 0;
+        for (const ExportSpan& span : request.spans) {
+            request.spanWritten({span.start, output, span.end, true});
+            output += span.end - span.start;
+        }
     }
 
     CopyResult copyInSteps(const std::wstring& source, const std::wstring& target,
@@ -229,6 +268,19 @@ struct JobWorld {
             disk.put(target, disk.content(path).value_or(L"lost"));
             disk.remove(path);
             return std::wstring();
+        };
+        jobs.finishFile = [this](const std::wstring& path) {
+            note(L"finish " + path);
+            const std::wstring mark = disk.mark(path);
+            return FinishedFile{
+                .done = finishError.empty(), .errorText = finishError, .mark = mark};
+        };
+        jobs.deleteFinished = [this](const std::wstring& path, const std::wstring& mark) {
+            note(L"delete " + path + L" if it is its own");
+            if (disk.mark(path) == mark) disk.remove(path);
+        };
+        jobs.claimOfVideo = [this](const std::wstring&) {
+            return claim;
         };
         jobs.keepBeside = [this](const std::wstring& path, const std::wstring& target) {
             note(L"keep " + path + L" beside " + target);

@@ -46,6 +46,20 @@ TEST(DiscoverStreams, FindsAndSelectsTheFirstOfEachKind) {
     }
 }
 
+TEST(CountStreams, CountsEachKind) {
+    struct Row {
+        const wchar_t* name;
+        TrackCount expected;
+    };
+    for (const Row& row : {Row{L"two-audio", {.all = 3, .video = 1, .sound = 2}},
+                           Row{L"closed", {.all = 2, .video = 1, .sound = 1}},
+                           Row{L"video-only", {.all = 1, .video = 1}}}) {
+        ComPtr<IMFSourceReader> reader;
+        ASSERT_EQ(openSourceReader(mediaFile(row.name).c_str(), reader), S_OK);
+        EXPECT_EQ(countStreams(reader.get()), row.expected);
+    }
+}
+
 TEST(DiscoverStreams, KeepsTheVideosNativeType) {
     ComPtr<IMFSourceReader> reader;
     const SourceStreams streams = discovered(L"closed", reader);

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "platform/file_mark.h"
 #include "platform/handles.h"
 #include "platform/system_text.h"
 #include "tests/windows/export_job_fixture.h"
@@ -120,6 +121,47 @@ TEST_F(ExportJobTest, WhatCannotReplaceTheOldFileInTheEndIsKept) {
     EXPECT_NE(errorBox.find(L"It was kept as " + inFolder(L"out (2).mp4") + L"."),
               std::wstring::npos)
         << testing::PrintToString(errorBox);
+}
+
+TEST_F(ExportJobTest, OfACompleteFileThatIsGoneItIsNotSaidWhereItIs) {
+    const std::wstring gone = inFolder(L"gone.tmp"), target = inFolder(L"out.mp4");
+    EXPECT_EQ(jobHost().calls.keepBeside(gone, target),
+              L"The export is complete, but could not take the place of " + target +
+                  L". It is no longer where it was written, as " + gone + L".");
+}
+
+TEST_F(ExportJobTest, ASaveKnowsItsFileAgain) {
+    open(L"closed", 12, {{0, 5}});
+    const std::wstring temporary = inFolder(L"Source.mp4.velkantrix-tmp");
+    ExportTo(temporary, false, QUALITY_LOSSLESS, true, openState().path, std::nullopt, false);
+    jobHost().swapInSavedFile = [&] {
+        const Lock held(exportJob().exportErrorLock);
+        EXPECT_EQ(exportJob().writtenMark, markOf(temporary));
+        EXPECT_NE(exportJob().writtenMark, L"");
+        return true;
+    };
+    endJob();
+    EXPECT_EQ(editState().statusText, L"Saved — the original was replaced");
+}
+
+// The tables in front say how much there was; the reader ends where the file does, without an
+// error.
+TEST_F(ExportJobTest, ASaveOfASourceThatIsBrokenOffLeavesNothing) {
+    const std::wstring path = open(L"tables-first", 12, {{0, 12}});
+    std::vector<char> half = bytesOf(path);
+    half.resize(half.size() / 2);
+    writeBytes(path, half);
+    const std::wstring temporary = inFolder(L"Source.mp4.velkantrix-tmp");
+    for (const bool optimise : {true, false}) {
+        editState().clips = {{1, 11}};
+        const ClipList whole{{0, 12}};
+        ExportTo(temporary, false, QUALITY_LOSSLESS, true, path,
+                 optimise ? std::optional(whole) : std::nullopt, optimise);
+        endJob();
+        EXPECT_EQ(errorBox, L"Save failed.\n\nThe source could not be read to its end.");
+        EXPECT_THAT(files(), ElementsAre(L"Source.mp4"));
+        EXPECT_EQ(bytesOf(path), half);
+    }
 }
 
 TEST_F(ExportJobTest, AMissingFolderForClipsIsTold) {

@@ -31,6 +31,18 @@ std::vector<std::wstring> urlsOf(std::wstring path) {
     return {L"file:///" + path, L"file://" + path};
 }
 
+TEST_F(ExportFileTest, WritesByANameOfThreeHundredCharacters) {
+    const std::wstring folder = inFolder(std::wstring(150, L'd'));
+    ASSERT_TRUE(CreateDirectoryW((L"\\\\?\\" + folder).c_str(), nullptr));
+    ExportRequest wanted = request(L"closed");
+    wanted.outputPath = folder + L"\\" + std::wstring(150, L'n') + L".mp4";
+    const ExportResult result = run(wanted);
+    EXPECT_TRUE(result.done) << testing::PrintToString(result.text);
+    EXPECT_GT(bytesOf(L"\\\\?\\" + wanted.outputPath).size(), 1'000u);
+    EXPECT_TRUE(DeleteFileW((L"\\\\?\\" + wanted.outputPath).c_str()));
+    EXPECT_TRUE(RemoveDirectoryW((L"\\\\?\\" + folder).c_str()));
+}
+
 TEST_F(ExportFileTest, NeverOverwritesItsSourceByAnyName) {
     const std::wstring source = ownSource(), link = inFolder(L"link.mp4");
     const std::vector<char> before = bytesOf(source);

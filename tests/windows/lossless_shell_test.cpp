@@ -1,6 +1,9 @@
 // What a lossless export asks of its reader and hands to its writer, when all goes well.
 #include "tests/windows/lossless_shell.h"
 
+#include <utility>
+#include <vector>
+
 #include <mfapi.h>
 
 #include <gmock/gmock.h>
@@ -75,6 +78,42 @@ TEST_F(LosslessShell, EachPassSelectsItsStreamAloneAndThenSeeks) {
                                                 "deselect all", "select 1", "position 30000000", //
                                                 "deselect all", "select 0", "position 2000000",  //
                                                 "deselect all", "select 1", "position 0"));
+}
+
+TEST_F(LosslessShell, TellsWhereEachSpanCameOut) {
+    std::vector<std::pair<double, double>> told;
+    request.spanWritten = [&](const WrittenSpan& span) {
+        told.emplace_back(span.sourceStart, span.outputStart);
+    };
+    request.spans = {{.start = 1.5, .end = 2}, {.start = 3.7, .end = 5}, {.start = 0, .end = 1}};
+    EXPECT_EQ(copy(), S_OK);
+    EXPECT_THAT(told, ElementsAre(std::pair(1.0, 0.0), std::pair(3.0, 1.0), std::pair(0.0, 3.0)));
+}
+
+TEST_F(LosslessShell, ASpanWithoutAPictureIsToldToo) {
+    std::vector<std::pair<double, double>> told;
+    bool hasPictures = true;
+    request.spanWritten = [&](const WrittenSpan& span) {
+        told.emplace_back(span.sourceStart, span.outputStart);
+        hasPictures = span.hasPictures;
+    };
+    for (ScriptedRead& picture : video()) picture.cleanPoint.reset();
+    request.spans = {{.start = 1.5, .end = 2}};
+    EXPECT_EQ(copy(), S_OK);
+    EXPECT_THAT(told, ElementsAre(std::pair(1.5, 0.0)));
+    EXPECT_FALSE(hasPictures);
+}
+
+// With the keyframe behind it, or where the source ends.
+TEST_F(LosslessShell, TellsUpToWhereEachSpanWasRead) {
+    std::vector<double> ends;
+    request.spanWritten = [&](const WrittenSpan& span) {
+        EXPECT_TRUE(span.hasPictures);
+        ends.push_back(span.sourceEnd);
+    };
+    request.spans = {{.start = 1, .end = 1.5}, {.start = 3, .end = 9}};
+    EXPECT_EQ(copy(), S_OK);
+    EXPECT_THAT(ends, ElementsAre(2.0, 5.0));
 }
 
 TEST_F(LosslessShell, SpansFollowEachOtherWithoutAHole) {

@@ -1,0 +1,17 @@
+// video_claim.h: how far a file's video goes by what the file itself says.
+#pragma once
+
+#include <optional>
+#include <vector>
+
+namespace velkantrix {
+
+// In seconds of presentation; never later than what is said, where that leaves a choice. What can't
+// be told is absent.
+struct VideoClaim {
+    std::vector<double> keyframes;  // ascending: each names a picture
+    std::optional<double> fragment; // where the last fragment with pictures begins
+    std::optional<double> length;   // that the track claims as a whole, which may be wrong
+};
+
+} // namespace velkantrix

@@ -1,0 +1,103 @@
+#include "mp4/video_claim.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <new>
+
+#include "mp4/box_walk.h"
+#include "mp4/byte_buffer.h"
+#include "mp4/fragment.h"
+#include "mp4/fragment_reader.h"
+#include "mp4/input_file.h"
+#include "mp4/track_heads.h"
+#include "mp4/video_index.h"
+
+namespace velkantrix {
+namespace {
+
+constexpr std::uint32_t MOST_BOXES = 4'000'000;
+constexpr std::size_t MOST_KEPT = 64; // of the last moofs, of which some have no pictures
+
+// An edit list's delay isn't counted: not every reader keeps to it.
+double presented(const VideoTrackIndex& index, std::uint64_t time) {
+    const double ticks = static_cast<double>(time) +
+                         static_cast<double>(std::min<std::int64_t>(0, index.editOffset));
+    return std::max(0.0, ticks / index.timescale);
+}
+
+// Ascending; the file's last ones.
+std::vector<FileBox> lastMoofs(const InputFile& file) {
+    std::vector<FileBox> moofs;
+    std::uint64_t offset = 0;
+    for (std::uint32_t boxes = 0; boxes < MOST_BOXES && offset < file.size; boxes++) {
+        const auto box = readBoxHeader(file, offset, file.size);
+        if (!box || !box->holdsItsHeader()) break;
+        if (box->type == boxType("moof") && file.reaches(box->offset, box->size)) {
+            if (moofs.size() == 2 * MOST_KEPT)
+                moofs.erase(moofs.begin(), moofs.begin() + MOST_KEPT);
+            moofs.push_back(*box);
+        }
+        offset = box->end();
+    }
+    return moofs;
+}
+
+// Of those that say their time; a fragment whose own bytes are missing is none.
+std::optional<std::uint64_t> decodeTimeOf(const InputFile& file, const FileBox& moof,
+                                          std::uint32_t trackId) {
+    ByteBuffer payload;
+    if (moof.payloadSize() > MAX_MOOF_BYTES ||
+        !readInto(payload, file, moof.payloadOffset(), moof.payloadSize()))
+        return std::nullopt;
+    FragmentTrack track;
+    track.trackId = trackId;
+    track.fragmentOffset = moof.offset;
+    ParseFragment(payload.view(), track);
+    if (track.samples.empty() || track.samples.span().end > file.size) return std::nullopt;
+    const std::uint64_t time = track.samples[0].dts;
+    return time > 0 ? std::optional(time) : std::nullopt; // 0 is also what isn't said
+}
+
+std::optional<double> lastFragment(const InputFile& file, const VideoTrackIndex& index) {
+    const std::vector<FileBox> moofs = lastMoofs(file);
+    for (auto moof = moofs.rbegin(); moof != moofs.rend(); ++moof)
+        if (const auto time = decodeTimeOf(file, *moof, index.trackId))
+            return presented(index, *time);
+    return std::nullopt;
+}
+
+std::optional<double> statedLength(const InputFile& file) {
+    const auto tracks = readTrackHeads(file);
+    if (!tracks) return std::nullopt;
+    const auto video = std::ranges::find_if(
+        *tracks, [](const TrackHead& track) { return track.handler == boxType("vide"); });
+    if (video == tracks->end() || video->timescale == 0 || video->duration.value_or(0) == 0)
+        return std::nullopt;
+    return static_cast<double>(*video->duration) / video->timescale;
+}
+
+VideoClaim readClaim(const FilePath& path) {
+    VideoClaim claim;
+    const VideoTrackIndex index = LoadVideoTrackIndex(path);
+    if (index.timescale == 0) return claim;
+    claim.keyframes.reserve(index.randomAccess.size());
+    for (const RandomAccessEntry& entry : index.randomAccess)
+        claim.keyframes.push_back(presented(index, entry.time));
+    const InputFile file = OpenForRandomAccess(path);
+    if (!file) return claim;
+    if (index.fragmented)
+        claim.fragment = lastFragment(file, index);
+    else
+        claim.length = statedLength(file);
+    return claim;
+}
+
+} // namespace
+
+VideoClaim readVideoClaim(const FilePath& path) {
+    try {
+        return readClaim(path);
+    } catch (const std::bad_alloc&) { return {}; }
+}
+
+} // namespace velkantrix

@@ -1,0 +1,13 @@
+// video_claim.h: how far a file's first video track goes by its boxes.
+#pragma once
+
+#include "base/file_path.h"
+#include "base/video_claim.h"
+
+namespace velkantrix {
+
+// All of it absent of a file that isn't MP4, can't be read, or is too large for the memory. Reads
+// the tables, and of a fragmented file the headers of all its fragments.
+VideoClaim readVideoClaim(const FilePath& path);
+
+} // namespace velkantrix

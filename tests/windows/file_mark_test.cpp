@@ -1,0 +1,84 @@
+#include "platform/file_mark.h"
+
+#include <gmock/gmock.h>
+
+#include "platform/file_errors.h"
+#include "platform/handles.h"
+#include "platform/swap_files.h"
+#include "tests/windows/replaced_import.h"
+#include "tests/windows/test_files.h"
+
+extern "C" decltype(&FlushFileBuffers) __imp_FlushFileBuffers;
+
+namespace velkantrix {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class FileMarkTest : public FolderTest {
+protected:
+    void SetUp() override { writeBytes(path, {'a', 'b'}); }
+    const std::wstring path = inFolder(L"a.mp4.velkantrix-tmp");
+    std::wstring mark;
+};
+
+BOOL WINAPI brokenFlush(HANDLE) {
+    SetLastError(ERROR_IO_DEVICE);
+    return FALSE;
+}
+
+TEST_F(FileMarkTest, AFinishedFileIsKnownAgain) {
+    EXPECT_EQ(finishFile(path, mark), ERROR_SUCCESS);
+    EXPECT_NE(mark, L"");
+    EXPECT_EQ(markOf(path), mark);
+    const std::wstring moved = inFolder(L"a.mp4");
+    EXPECT_EQ(moveFileOver(path, moved), ERROR_SUCCESS);
+    EXPECT_EQ(markOf(moved), mark);
+    EXPECT_EQ(markOf(path), L"");
+}
+
+TEST_F(FileMarkTest, AnotherFileByItsNameIsNotTakenForIt) {
+    EXPECT_EQ(finishFile(path, mark), ERROR_SUCCESS);
+    EXPECT_TRUE(MoveFileW(path.c_str(), inFolder(L"elsewhere").c_str()));
+    writeBytes(path, {'a', 'b'});
+    EXPECT_NE(markOf(path), mark);
+    EXPECT_EQ(deleteMarkedFile(path, mark), DWORD{ERROR_FILE_INVALID});
+    EXPECT_EQ(bytesOf(path), (std::vector<char>{'a', 'b'}));
+}
+
+TEST_F(FileMarkTest, AFileThatWasWrittenToSinceIsNotTakenForIt) {
+    EXPECT_EQ(finishFile(path, mark), ERROR_SUCCESS);
+    writeBytes(path, {'a', 'b', 'c'});
+    EXPECT_NE(deleteMarkedFile(path, mark), ERROR_SUCCESS);
+    EXPECT_EQ(bytesOf(path).size(), 3u);
+}
+
+TEST_F(FileMarkTest, ItsOwnFileIsDeleted) {
+    EXPECT_EQ(finishFile(path, mark), ERROR_SUCCESS);
+    EXPECT_EQ(deleteMarkedFile(path, mark), ERROR_SUCCESS);
+    EXPECT_THAT(filesInFolder(), IsEmpty());
+    EXPECT_EQ(deleteMarkedFile(path, mark), ERROR_SUCCESS) << "nothing stands there";
+}
+
+TEST_F(FileMarkTest, AFileThatIsHeldOpenIsNotDeleted) {
+    EXPECT_EQ(finishFile(path, mark), ERROR_SUCCESS);
+    const UniqueFile held(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                      OPEN_EXISTING, 0, nullptr));
+    EXPECT_EQ(deleteMarkedFile(path, mark), DWORD{ERROR_SHARING_VIOLATION});
+    EXPECT_THAT(filesInFolder(), ElementsAre(L"a.mp4.velkantrix-tmp"));
+}
+
+TEST_F(FileMarkTest, WhatDoesNotGetOntoTheDiskIsTold) {
+    const ReplacedImport<decltype(&FlushFileBuffers)> replaced(__imp_FlushFileBuffers, brokenFlush);
+    EXPECT_EQ(finishFile(path, mark), DWORD{ERROR_IO_DEVICE});
+    EXPECT_NE(mark, L"") << "or it couldn't be deleted";
+}
+
+TEST_F(FileMarkTest, AFileThatIsGoneIsTold) {
+    EXPECT_EQ(finishFile(inFolder(L"none"), mark), DWORD{ERROR_FILE_NOT_FOUND});
+    EXPECT_EQ(mark, L"");
+}
+
+} // namespace
+} // namespace velkantrix

@@ -1,0 +1,111 @@
+// The end of a save in the main window: what is let go of, and what is remembered of the file.
+#include "app/settings.h"
+#include "export/save_in_place.h"
+#include "platform/handles.h"
+#include "tests/windows/settings_fixture.h"
+#include "tests/windows/window_engine_fixture.h"
+
+namespace velkantrix {
+namespace {
+
+using testing::ElementsAre;
+
+class WindowSwapTest : public WindowEngineTest {
+protected:
+    WindowSwapTest() {
+        writeBytes(path, {'o', 'l', 'd'});
+        openOwn(path);
+        splitClip(0, 5);
+        editState().clips.pop_back();
+        jobHost().startThread = [](const std::function<void()>& body) {
+            body(); // its end is posted
+        };
+        jobHost().calls.exportFile = [](const ExportRequest& request, std::wstring*) {
+            writeBytes(request.outputPath, {'n', 'e', 'w', '!'});
+            for (const ExportSpan& span : request.spans)
+                request.spanWritten({span.start, 0, span.end, true});
+            return true;
+        };
+    }
+
+    void openOwn(const std::wstring& file) {
+        engines.making.engine.reset();
+        openVideo(file);
+        ASSERT_TRUE(engines.making.engine);
+        fire(METADATA_EVENT);
+        ASSERT_TRUE(editState().videoLoaded);
+    }
+
+    // Up to the end of the job, which the window has handled.
+    std::vector<std::wstring> save() {
+        BoxAnswers answers([](const std::wstring& text) {
+            return static_cast<WORD>(text.find(L"Replace") == 0 ? IDYES : IDOK);
+        });
+        command(166);
+        MSG message;
+        while (PeekMessageW(&message, window, 0x8002, 0x8002, PM_REMOVE))
+            DispatchMessageW(&message);
+        return answers.texts;
+    }
+
+    static std::vector<std::wstring> keysOf(const std::wstring& root) {
+        std::vector<std::wstring> names;
+        for (const auto& [place, entry] : stored())
+            if (place.first == root) names.push_back(place.second);
+        return names;
+    }
+
+    TestFolder folder;
+    const std::wstring path = folder.path(L"own.mp4");
+};
+
+TEST_F(WindowSwapTest, TheEngineLetsGoAndTheNewFileIsOpened) {
+    engines.making.engine.reset();
+    save();
+    EXPECT_EQ(bytesOf(path), (std::vector<char>{'n', 'e', 'w', '!'}));
+    EXPECT_THAT(folder.files(), ElementsAre(L"own.mp4"));
+    ASSERT_TRUE(engines.making.engine) << "another engine";
+    EXPECT_FALSE(IsWindowVisible(ui().video));
+    EXPECT_FALSE(saveHost().isFileHeld());
+    fire(METADATA_EVENT);
+    EXPECT_EQ(editState().statusText, L"Saved — the original was replaced");
+}
+
+TEST_F(WindowSwapTest, WhatWasRememberedOfTheOldFileIsForgotten) {
+    const std::wstring oldKey = fileStateKey(path);
+    editState().playhead = 2;
+    storeFileState();
+    EXPECT_THAT(keysOf(PLAYHEADS), ElementsAre(oldKey));
+    save();
+    const std::wstring newKey = fileStateKey(path);
+    EXPECT_NE(newKey, oldKey);
+    for (const std::wstring& root : {PLAYHEADS, GEOMETRY, ZOOM})
+        EXPECT_THAT(keysOf(root), ElementsAre(newKey)) << testing::PrintToString(root);
+}
+
+TEST_F(WindowSwapTest, AfterAFailedSwapZoomAndExposureAreAsTheyWere) {
+    ui().exposure = 0;
+    ui().doubled = true;
+    const UniqueFile held(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                      OPEN_EXISTING, 0, nullptr));
+    jobHost().calls.exportFile = [](const ExportRequest& request, std::wstring*) {
+        writeBytes(request.outputPath, {'n', 'e', 'w', '!'});
+        request.progress(request.spans[0].end); // a re-encode, for the exposure
+        return true;
+    };
+    ui().exposure = 1.5;
+    const ClipList clips = editState().clips;
+    const std::vector<std::wstring> texts = save();
+    ASSERT_EQ(texts.size(), 2u);
+    EXPECT_EQ(texts[1].find(L"Save failed.\n\nThe edit was encoded, but it could not replace"), 0u);
+    fire(METADATA_EVENT);
+    EXPECT_EQ(ui().exposure, 1.5);
+    EXPECT_TRUE(ui().doubled);
+    EXPECT_EQ(editState().clips, clips);
+    EXPECT_TRUE(editState().edited);
+    EXPECT_EQ(bytesOf(path), (std::vector<char>{'o', 'l', 'd'}));
+    EXPECT_THAT(folder.files(), ElementsAre(L"own.mp4"));
+}
+
+} // namespace
+} // namespace velkantrix
