@@ -43,7 +43,8 @@ bool hasFades(const ClipList& clips) {
 }
 
 bool isCopyOnly(const ClipList& clips, double duration, const JobKind& kind) {
-    if (kind.optimise || kind.separate || kind.quality > QUALITY_SOURCE_SIZE) return false;
+    if (kind.optimise || kind.rewrite || kind.separate || kind.quality > QUALITY_SOURCE_SIZE)
+        return false;
     return !hasEdits(clips, duration) && !isExposed(kind.exposure) && !hasFades(clips);
 }
 

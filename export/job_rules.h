@@ -27,7 +27,8 @@ struct JobKind {
     bool separate = false; // a file for each clip
     std::int32_t quality = QUALITY_LOSSLESS;
     double exposure = 0;   // in stops
-    bool optimise = false; // rewrite the file, though nothing was cut
+    bool optimise = false; // rewrite all of the source, whatever the clips are
+    bool rewrite = false;  // never copy byte for byte, though nothing was cut
 };
 
 // Some clip has a fade that a joined export renders. Files of single clips are cut, not faded,

@@ -67,6 +67,7 @@ TEST(CopyOnly, NeedsTheWholeFileAsItIs) {
         {"re-encoded at the source's size", {clip(0, 10)}, {.quality = 1}, true},
         {"smaller frames", {clip(0, 10)}, {.quality = 2}, false},
         {"optimised", {clip(0, 10)}, {.optimise = true}, false},
+        {"rewritten", {clip(0, 10)}, {.rewrite = true}, false},
         {"a file for each clip", {clip(0, 10)}, {.separate = true}, false},
         {"hardly brighter", {clip(0, 10)}, {.exposure = 0.001}, true},
         {"brighter", {clip(0, 10)}, {.exposure = 0.0011}, false},

@@ -97,6 +97,21 @@ TEST(OutputsOf, AreTheFilesThatTheJobWrites) {
     }
 }
 
+TEST(CutJob, WritesWhatWasAskedForAndNoMore) {
+    std::vector<ExportSpan> spans;
+    const ExportJob job = jobWith(false, [&](const ExportRequest& request, std::wstring*) {
+        spans = request.spans;
+        return true;
+    });
+    SharedJobState shared;
+    ASSERT_TRUE(runExportJob(job, shared));
+    ASSERT_EQ(spans.size(), job.clips.size());
+    for (std::size_t i = 0; i < spans.size(); ++i) {
+        EXPECT_EQ(spans[i].start, job.clips[i].start);
+        EXPECT_EQ(spans[i].end, job.clips[i].end);
+    }
+}
+
 TEST(ReasonOfFailure, IsTheFirstErrorTold) {
     for (const bool separate : {false, true}) {
         SharedJobState shared;

@@ -23,7 +23,7 @@ ExportJob cutJob(const CutArguments& arguments, const std::vector<ExportSpan>& s
     job.kind = {.separate = arguments.separate,
                 .quality = arguments.quality,
                 .exposure = arguments.exposure,
-                .optimise = true};
+                .rewrite = true};
     return job;
 }
 
