@@ -60,12 +60,13 @@ HRESULT EncodeReader::askForPictures() {
 HRESULT EncodeReader::read(DWORD stream, Read& next) {
     RETURN_IF_FAILED(readNext(reader_, stream, next));
     if (!next.otherType) return S_OK;
-    return takeNewTypes(next.sample && next.stream == streams_.video);
+    return takeNewTypes(next.sample && next.stream == streams_.video,
+                        next.sample && next.stream == streams_.audio);
 }
 
-// Bytes of another size or form than the encoders were told would come out as garbage. `picture`:
-// one of the new type has been read already.
-HRESULT EncodeReader::takeNewTypes(bool picture) {
+// Bytes of another size or form than the encoders were told would come out as garbage. `picture`,
+// `sound`: one of the new type has been read already.
+HRESULT EncodeReader::takeNewTypes(bool picture, bool sound) {
     PictureDelivery delivery;
     RETURN_IF_FAILED(lookAtPictures(delivery));
     if (picture && !delivery.usable) return MF_E_INVALIDMEDIATYPE;
@@ -76,6 +77,10 @@ HRESULT EncodeReader::takeNewTypes(bool picture) {
     }
     if (!streams_.audio) return S_OK;
     bool asAsked = false;
+    RETURN_IF_FAILED(checkSound(asAsked));
+    if (asAsked) return S_OK;
+    if (sound) return MF_E_INVALIDMEDIATYPE;
+    RETURN_IF_FAILED(reader_->SetCurrentMediaType(*streams_.audio, nullptr, sound_.get()));
     RETURN_IF_FAILED(checkSound(asAsked));
     return asAsked ? S_OK : MF_E_INVALIDMEDIATYPE;
 }

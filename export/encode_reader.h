@@ -36,7 +36,7 @@ public:
 
 private:
     [[nodiscard]] HRESULT askForPictures();
-    [[nodiscard]] HRESULT takeNewTypes(bool picture);
+    [[nodiscard]] HRESULT takeNewTypes(bool picture, bool sound);
     [[nodiscard]] HRESULT lookAtPictures(PictureDelivery& delivery);
     [[nodiscard]] HRESULT checkSound(bool& asAsked) const;
 

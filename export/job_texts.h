@@ -61,7 +61,9 @@ std::wstring cannotReplaceText(const std::wstring& name, const std::wstring& rea
 std::wstring nameIsTakenText(const std::wstring& temporary, const std::wstring& reason);
 
 // Of a save: what was written isn't all of it.
-inline constexpr wchar_t NOT_READ_TO_ITS_END[] = L"The source could not be read to its end.";
+inline constexpr wchar_t NOT_READ_TO_ITS_END[] =
+    L"The source could not be read to its end. Export As writes what can be read to a file of its "
+    L"own.";
 
 // Why the new file isn't swapped in. Reasons may be empty: then it was never tried. The two about
 // the original are followed by where the new file was kept.

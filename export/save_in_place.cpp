@@ -249,8 +249,7 @@ void optimiseCommand() {
     if (!maySave()) return;
     commitRename(true);
     std::vector<Question> first;
-    if (editState().edited && hasEdits())
-        first.push_back({saveHost().confirmWarning, OPTIMISING_LOSES_EDITS});
+    if (editState().edited) first.push_back({saveHost().confirmWarning, OPTIMISING_LOSES_EDITS});
     if (!openState().slowToSeek) first.push_back({saveHost().confirmDoubt, NEEDLESS_OPTIMISING});
     ask({.first = std::move(first),
          .last = {saveHost().confirmInformation, optimiseQuestion(openState().displayName)},

@@ -16,9 +16,7 @@ std::wstring markOfOpen(HANDLE file) {
     BY_HANDLE_FILE_INFORMATION info = {};
     if (!GetFileInformationByHandle(file, &info)) return {};
     std::wstring mark = identityText(file);
-    for (const DWORD part :
-         {info.nFileSizeHigh, info.nFileSizeLow, info.ftLastWriteTime.dwHighDateTime,
-          info.ftLastWriteTime.dwLowDateTime})
+    for (const DWORD part : {info.nFileSizeHigh, info.nFileSizeLow})
         mark += L"," + std::to_wstring(part);
     return mark;
 }

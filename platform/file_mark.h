@@ -11,8 +11,9 @@
 namespace velkantrix {
 
 // Tells the file from every other one, also from one that comes to stand by its name later; and
-// from what it was before it was written to. It keeps its mark when it is moved on its volume, as
-// far as the file system numbers its files. Empty when there is none, or it can't be told.
+// from what it was before it grew. It keeps its mark when it is moved on its volume, as far as the
+// file system numbers its files, and when ReplaceFileW gives it another file's times and streams,
+// which it does before it can fail. Empty when there is none, or it can't be told.
 [[nodiscard]] std::wstring markOf(const std::wstring& path);
 
 // What was written to the file is on the disk itself, and not only in the system's memory, when

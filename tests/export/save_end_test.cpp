@@ -89,7 +89,8 @@ TEST_F(SaveOfAll, ACopyThatEndsEarlyReplacesNothing) {
         EXPECT_EQ(world.disk.content(TEMPORARY), std::nullopt);
         EXPECT_EQ(state.statusText, UNTOUCHED);
         EXPECT_EQ(world.calls.back(),
-                  L"error: Save failed.\n\nThe source could not be read to its end.");
+                  L"error: Save failed.\n\nThe source could not be read to its end. Export As "
+                  L"writes what can be read to a file of its own.");
         EXPECT_TRUE(state.edited);
     }
 }
@@ -119,8 +120,8 @@ TEST_F(SaveOfAll, AReencodeThatEndsEarlyReplacesNothing) {
     };
     finishExport(runJob());
     EXPECT_EQ(world.disk.content(ORIGINAL), L"source");
-    EXPECT_EQ(world.calls.back(),
-              L"error: Save failed.\n\nThe source could not be read to its end.");
+    EXPECT_EQ(world.calls.back(), L"error: Save failed.\n\nThe source could not be read to its "
+                                  L"end. Export As writes what can be read to a file of its own.");
 }
 
 TEST_F(SaveOfAll, AnExportToAnotherFileEndsAsBefore) {

@@ -256,9 +256,15 @@ TEST_F(OptimiseCommand, KeepsUnsavedEditsThatAreNotToBeLost) {
     EXPECT_TRUE(state.edited);
 }
 
-TEST_F(OptimiseCommand, WithoutAnEditThereIsNoneToLose) {
+TEST_F(OptimiseCommand, NamesAndFadesOfAnUncutVideoAreEditsToo) {
     state.edited = true;
     state.clips = {clip(0, 10)};
+    optimiseCommand();
+    EXPECT_THAT(said, ElementsAre(CLAIM, LOSES_EDITS, OPTIMISE, CLEAR));
+}
+
+TEST_F(OptimiseCommand, WhatHasBeenExportedIsNotLost) {
+    state.edited = false;
     optimiseCommand();
     EXPECT_THAT(said, ElementsAre(CLAIM, OPTIMISE, CLEAR));
 }

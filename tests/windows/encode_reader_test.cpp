@@ -226,10 +226,24 @@ TEST_F(EncodeReaderTest, FullRangeIsAskedToBeConverted) {
     EXPECT_EQ(reader->steering().back(), "type 3");
 }
 
-TEST_F(EncodeReaderTest, AChangeOfTheSoundIsRefused) {
+TEST_F(EncodeReaderTest, SoundThatChangesIsAskedForAgain) {
     audio()[13].flags = CHANGED;
     EXPECT_EQ(encode(), S_OK);
-    reset();
+    for (const bool comesBack : {true, false}) {
+        reset();
+        audio()[13].flags = CHANGED;
+        audio()[13].hasSample = false;
+        audio()[13].hook = [this] {
+            reader->stream(AUDIO).delivers = mediaTypeOf(MFMediaType_Audio);
+        };
+        reader->stream(AUDIO).whenAsked = [this, comesBack] {
+            if (comesBack) reader->stream(AUDIO).delivers = {};
+        };
+        EXPECT_EQ(encode(), comesBack ? S_OK : MF_E_INVALIDMEDIATYPE);
+    }
+}
+
+TEST_F(EncodeReaderTest, SoundOfAnotherTypeIsRefused) {
     audio()[13].flags = CHANGED;
     audio()[13].hook = [this] {
         reader->stream(AUDIO).delivers = mediaTypeOf(MFMediaType_Audio);

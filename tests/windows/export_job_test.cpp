@@ -158,7 +158,8 @@ TEST_F(ExportJobTest, ASaveOfASourceThatIsBrokenOffLeavesNothing) {
         ExportTo(temporary, false, QUALITY_LOSSLESS, true, path,
                  optimise ? std::optional(whole) : std::nullopt, optimise);
         endJob();
-        EXPECT_EQ(errorBox, L"Save failed.\n\nThe source could not be read to its end.");
+        EXPECT_EQ(errorBox, L"Save failed.\n\nThe source could not be read to its end. Export As "
+                            L"writes what can be read to a file of its own.");
         EXPECT_THAT(files(), ElementsAre(L"Source.mp4"));
         EXPECT_EQ(bytesOf(path), half);
     }

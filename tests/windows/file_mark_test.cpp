@@ -54,6 +54,16 @@ TEST_F(FileMarkTest, AFileThatWasWrittenToSinceIsNotTakenForIt) {
     EXPECT_EQ(bytesOf(path).size(), 3u);
 }
 
+// As ReplaceFileW does with what it brings over from the file that it replaces.
+TEST_F(FileMarkTest, AnotherTimeAndAStreamLeaveItKnown) {
+    EXPECT_EQ(finishFile(path, mark), ERROR_SUCCESS);
+    const UniqueFile file(
+        CreateFileW(path.c_str(), FILE_WRITE_ATTRIBUTES, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+    const FILETIME longAgo = {.dwLowDateTime = 0, .dwHighDateTime = 30'000'000};
+    ASSERT_TRUE(SetFileTime(file.get(), &longAgo, nullptr, &longAgo));
+    EXPECT_EQ(markOf(path), mark);
+}
+
 TEST_F(FileMarkTest, ItsOwnFileIsDeleted) {
     EXPECT_EQ(finishFile(path, mark), ERROR_SUCCESS);
     EXPECT_EQ(deleteMarkedFile(path, mark), ERROR_SUCCESS);
