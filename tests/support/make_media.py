@@ -5,6 +5,7 @@ import hashlib
 import os
 import subprocess
 import sys
+from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 SECONDS = 12
@@ -252,12 +253,22 @@ def make(folder, name, recipe, kind="mp4", of=""):
     return target
 
 
+def is_made_from_others(name):
+    return "FOLDER/" in RECIPES[name]
+
+
 def make_all(folder, names=tuple(RECIPES)):
-    folder.mkdir(parents=True, exist_ok=True)
-    for name in names:
+    def make_one(name):
         make(folder, name, RECIPES[name])
         if name in HEARD:
             make(folder, name, f"-i FOLDER/{name}.mp4 {AS_HEARD}", kind="pcm", of=RECIPES[name])
+
+    folder.mkdir(parents=True, exist_ok=True)
+    with ThreadPoolExecutor(os.cpu_count()) as pool:
+        list(pool.map(make_one, [name for name in names if not is_made_from_others(name)]))
+    for name in names:  # in the order in which they are described
+        if is_made_from_others(name):
+            make_one(name)
     if set(RECIPES) <= set(names):
         broken_files(folder)
 
