@@ -164,6 +164,9 @@ struct JobWorld {
     OutputSuggestion suggestion;
 
     JobWorld() { disk.put(L"D:\\v\\source.mkv", L"source"); }
+    ~JobWorld() { joinWorker(); }
+    JobWorld(const JobWorld&) = delete;
+    JobWorld& operator=(const JobWorld&) = delete;
 
     // What the job's threads asked, in order.
     std::vector<std::wstring> work() {
@@ -329,6 +332,12 @@ struct JobWorld {
     }
 
 private:
+    // Not detached, as the program's own is: mingw's runtime now and then loses the thread that is
+    // started after one that ended while it was being detached.
+    void joinWorker() {
+        if (worker_.joinable()) worker_.join();
+    }
+
     void note(const std::wstring& what) {
         const std::lock_guard held(lock_);
         work_.push_back(what);
@@ -344,8 +353,9 @@ private:
         host.setTaskbarValue = [this](std::uint32_t thousandths) {
             calls.push_back(L"taskbar " + std::to_wstring(thousandths));
         };
-        host.startThread = [](std::function<void()> body) {
-            std::thread(std::move(body)).detach();
+        host.startThread = [this](std::function<void()> body) {
+            joinWorker();
+            worker_ = std::thread(std::move(body));
         };
         host.keepAwake = [this](bool awake) {
             calls.push_back(awake ? L"awake" : L"may sleep");
@@ -372,6 +382,7 @@ private:
     std::vector<std::wstring> work_;
     std::vector<ExportRequest> requests_;
     std::optional<bool> posted_;
+    std::thread worker_;
 };
 
 } // namespace velkantrix
