@@ -32,6 +32,7 @@ class Outcome:
     failed: list = field(default_factory=list)
     skipped: list = field(default_factory=list)
     seconds: float = 0
+    details: dict = field(default_factory=dict)  # of failed ones: what they printed
 
 
 class StepFailed(Exception):
@@ -65,6 +66,14 @@ def build(preset, *targets, before=(), settings=()):
     must_run(*words, *(["--target", *targets] if targets else []), log=RESULTS / f"{preset}.build.log")
 
 
+def what_failed(text, most=25):
+    """The lines that say so, of a test program that may hold hundreds of tests; else the last ones."""
+    lines = [line for line in text.splitlines() if line.strip()]
+    starts = [i for i, line in enumerate(lines) if line.rstrip().endswith(": Failure")]
+    told = sorted({k for i in starts for k in range(i, min(i + 7, len(lines)))})
+    return [lines[k] for k in told[:most]] or lines[-most:]
+
+
 def read_junit(path, outcome):
     """Adds the results of a JUnit file. None at all is a failure of the runner."""
     if not path.exists():
@@ -80,6 +89,7 @@ def read_junit(path, outcome):
         lost = case.get("status") == "notrun" and not reason.startswith("SKIP_")
         if lost or case.find("failure") is not None or case.find("error") is not None:
             outcome.failed.append(name)
+            outcome.details[name] = what_failed("".join(case.itertext()))
         elif skipped is not None or case.get("status") == "disabled":
             outcome.skipped.append(f"{name}: {reason}" if reason else name)
         else:
@@ -281,12 +291,14 @@ def main():
                 outcomes.append(Outcome(half, skipped=[f"{name}: {reason}" for name in steps]))
     outcomes = [o if isinstance(o, Outcome) else o.result() for o in outcomes]
 
-    failed = [name for o in outcomes for name in o.failed]
+    failed = [(name, o.details.get(name, [])) for o in outcomes for name in o.failed]
     skipped = [name for o in outcomes for name in o.skipped]
     for name in skipped:
         print(f"SKIPPED  {name}")
-    for name in failed:
+    for name, lines in failed:
         print(f"FAILED   {name}")
+        for line in lines:
+            print(f"         {line}")
     if failed:
         print(f"The full output lies in {RESULTS.relative_to(ROOT)}/.")
     passed = sum(o.passed for o in outcomes)
