@@ -202,6 +202,21 @@ TEST_F(Writer, AStreamWaitsForTheOneThatIsBehind) {
     EXPECT_EQ(statisticsOf(made, made.video).qwNumSamplesEncoded, 90u);
 }
 
+// What waits proves that nothing earlier comes: a stream's own gap holds nobody up.
+TEST_F(Writer, AGapOfOneStreamHoldsNoneUp) {
+    const Encoding to = {WIDTH, HEIGHT, 0};
+    for (const bool soundFirst : {true, false}) {
+        auto made = makeWriter(soundFirst ? L"gap1.mp4" : L"gap2.mp4", to, h264Type(to), true);
+        const auto picture = filledSample(WIDTH * HEIGHT * 3 / 2, 128, 3 * SECOND, timeOfFrame(1));
+        if (!soundFirst) ASSERT_OK(made.writer->WriteSample(made.video, picture.get()));
+        for (int i = 0; i < 220; i++) // 3.3 s
+            ASSERT_OK(made.writer->WriteSample(made.audio, tone(i * 150'000).get()));
+        if (soundFirst) ASSERT_OK(made.writer->WriteSample(made.video, picture.get()));
+        EXPECT_TRUE(waitFor([&] { return statisticsOf(made, made.video).dwByteCountQueued == 0; }));
+        ASSERT_OK(made.writer->Finalize());
+    }
+}
+
 TEST_F(Writer, RefusesToFinalizeAFileWithAnEmptyTrack) {
     const Encoding to = {WIDTH, HEIGHT, 0};
     auto made = makeWriter(L"silent.mp4", to, h264Type(to), true);
