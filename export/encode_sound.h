@@ -35,11 +35,16 @@ public:
 
     [[nodiscard]] Ticks end() const { return line_.end(); }
 
+    // No picture comes any more. What writes both into one file may then hold sound back to the
+    // end: who waited for its encoder would wait for ever.
+    void waitNoMore() { waits_ = false; }
+
 private:
     [[nodiscard]] HRESULT put(IMFSample* sample, Ticks time, Ticks duration);
 
     EncodeOutlet outlet_;
     SoundLine line_;
+    bool waits_ = true;
 };
 
 } // namespace velkantrix

@@ -21,8 +21,6 @@ public:
     [[nodiscard]] static HRESULT make(const std::shared_ptr<PicturePool>& pool,
                                       ComPtr<PictureBuffer>& made);
 
-    [[nodiscard]] std::uint8_t* data() const { return block_.get(); }
-
     STDMETHODIMP Lock(BYTE** bytes, DWORD* mostBytes, DWORD* length) override;
     STDMETHODIMP Unlock() override { return S_OK; }
     STDMETHODIMP GetCurrentLength(DWORD* length) override;

@@ -56,7 +56,7 @@ public:
     }
 
     [[nodiscard]] HRESULT createStreams();
-    [[nodiscard]] HRESULT encodeSpan(const ExportSpan& span);
+    [[nodiscard]] HRESULT encodeSpan(const ExportSpan& span, bool isLast);
 
 private:
     [[nodiscard]] HRESULT handle(const Read& next);
@@ -96,7 +96,7 @@ HRESULT Reencoder::createStreams() {
     return writer_->BeginWriting();
 }
 
-HRESULT Reencoder::encodeSpan(const ExportSpan& span) {
+HRESULT Reencoder::encodeSpan(const ExportSpan& span, bool isLast) {
     cutter_.beginSpan(span, streams_.audio.has_value());
     sound_.beginSpan();
     RETURN_IF_FAILED(seekReader(source_, cutter_.startTicks()));
@@ -106,6 +106,7 @@ HRESULT Reencoder::encodeSpan(const ExportSpan& span) {
         Read next;
         RETURN_IF_FAILED(reader_.read(nextStream(), next));
         RETURN_IF_FAILED(handle(next));
+        if (isLast && cutter_.videoDone()) sound_.waitNoMore();
         if (streams_.audio) RETURN_IF_FAILED(goOnWithSound());
     }
     cutter_.endSpan();
@@ -115,9 +116,11 @@ HRESULT Reencoder::encodeSpan(const ExportSpan& span) {
 // Whichever comes, unless one is too far behind the other.
 DWORD Reencoder::nextStream() const {
     if (!streams_.audio) return ANY_STREAM;
+    if (cutter_.videoDone()) return *streams_.audio;
+    if (cutter_.audioDone()) return *streams_.video;
     const Ticks ahead = picturesAhead();
-    if (!cutter_.audioDone() && !held_.sample && ahead > MOST_AHEAD) return *streams_.audio;
-    if (!cutter_.videoDone() && (held_.sample || ahead < -MOST_AHEAD)) return *streams_.video;
+    if (!held_.sample && ahead > MOST_AHEAD) return *streams_.audio;
+    if (held_.sample || ahead < -MOST_AHEAD) return *streams_.video;
     return ANY_STREAM;
 }
 
@@ -216,7 +219,7 @@ HRESULT encodeSpans(const ExportRequest& request, IMFSourceReader* reader,
     RETURN_IF_FAILED(encoder.createStreams());
     for (const ExportSpan& span : request.spans) {
         if (isCancelled(request)) break;
-        RETURN_IF_FAILED(encoder.encodeSpan(span));
+        RETURN_IF_FAILED(encoder.encodeSpan(span, &span == &request.spans.back()));
     }
     return S_OK;
 }

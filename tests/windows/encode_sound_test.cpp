@@ -192,6 +192,26 @@ TEST_F(EncodeSoundTest, LatePicturesHoldSoundBackNoLongerThanTheyAreRead) {
     EXPECT_EQ(heard(), std::string(45, '#'));
 }
 
+// What writes both into one file holds the sound back as long as it waits for a picture.
+TEST_F(EncodeSoundTest, SoundBehindTheLastPictureWaitsForNoEncoder) {
+    constexpr int LENGTH = 100; // seconds
+    video().resize(5);
+    const ComPtr<IMFMediaBuffer> data = bufferOf(sound(LENGTH * SOUND_RATE));
+    audio().clear();
+    for (int i = 0; i < 20; i++) {
+        ScriptedRead read = soundAt(i * LENGTH * SECOND);
+        read.content = data;
+        audio().push_back(read);
+    }
+    request.spans = {{.start = 0, .end = 20.0 * LENGTH}};
+    writer->statistics = [](DWORD) {
+        return MF_SINK_WRITER_STATISTICS{.cb = sizeof(MF_SINK_WRITER_STATISTICS),
+                                         .qwNumSamplesEncoded = 1};
+    };
+    EXPECT_EQ(encode(), S_OK); // or `pause` fails
+    EXPECT_EQ(writtenTo(AUDIO_OUT).size(), 20u);
+}
+
 TEST_F(EncodeSoundTest, ASourceThatBreaksOffIsNoLongerThanItIs) {
     video().resize(16);
     audio().resize(14);

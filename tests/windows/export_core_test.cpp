@@ -2,8 +2,10 @@
 
 #include <atomic>
 #include <random>
+#include <vector>
 
 #include "platform/handles.h"
+#include "platform/mf_util.h"
 #include "tests/windows/export_file_fixture.h"
 
 namespace velkantrix {
@@ -34,6 +36,28 @@ TEST_F(ExportFileTest, ReportsTheTotalOnceAndLast) {
     ASSERT_GT(reports.size(), 10u);
     EXPECT_DOUBLE_EQ(reports.back(), total);
     for (size_t i = 0; i + 1 < reports.size(); i++) EXPECT_LT(reports[i], total - 1e-9) << i;
+}
+
+// Its sound ends at 5 s. A track without a sample would make the whole file fail.
+TEST_F(ExportFileTest, ACopyThatHasNoSoundHasNoTrackOfIt) {
+    struct Row {
+        std::vector<ExportSpan> spans;
+        bool sound;
+    };
+    const Row rows[] = {{{{.start = 8, .end = 9}}, false},
+                        {{{.start = 8, .end = 9}, {.start = 1, .end = 2}}, true},
+                        {{{.start = 1, .end = 9}}, true}};
+    for (const auto& [spans, sound] : rows) {
+        ExportRequest wanted = request(L"audio-short");
+        wanted.spans = spans;
+        ASSERT_TRUE(run(wanted).done);
+        ComPtr<IMFSourceReader> reader;
+        SourceStreams streams;
+        ASSERT_EQ(openSourceReader(wanted.outputPath.c_str(), reader), S_OK);
+        ASSERT_EQ(discoverStreams(reader.get(), streams), S_OK);
+        EXPECT_TRUE(streams.video);
+        EXPECT_EQ(streams.audio.has_value(), sound);
+    }
 }
 
 TEST_F(ExportFileTest, NoSpansOrPathsDoNothingAndSayNothing) {
