@@ -9,9 +9,11 @@ namespace velkantrix {
 // In seconds of presentation; never later than what is said, where that leaves a choice. What can't
 // be told is absent.
 struct VideoClaim {
-    std::vector<double> keyframes;  // ascending: each names a picture
-    std::optional<double> fragment; // where the last fragment with pictures begins
-    std::optional<double> length;   // that the track claims as a whole, which may be wrong
+    std::vector<double> keyframes; // ascending: each names a picture
+    // Where the last fragment with pictures begins, as far as fragments say; those of a table of
+    // keyframes aren't looked at. Of a fragmented file times count from its first.
+    std::optional<double> fragment;
+    std::optional<double> length; // that a plain track claims as a whole, which may be wrong
 };
 
 } // namespace velkantrix

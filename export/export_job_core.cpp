@@ -42,6 +42,7 @@ void resetShared(SharedJobState& shared) {
     shared.exportProgress = 0;
     shared.outputCreated = false;
     shared.fileKept = false;
+    shared.notWhole = false;
     const Lock held(shared.exportErrorLock);
     shared.exportError.clear();
     shared.writtenMark.clear();
@@ -117,6 +118,14 @@ bool cancelCameTooLate(bool success, bool saveInPlace) {
     if (job.fileKept) return true;
     if (saveInPlace) return success && job.closeAsked && !job.cancelAsked;
     return success && !job.outputCreated && !job.separateJob;
+}
+
+// A source may break off, or claim more than it has: only the user knows whether what could be read
+// is all that he has.
+bool mayReplaceOriginal() {
+    const ExportJobState& job = exportJob();
+    if (!job.notWhole) return true;
+    return !job.exportCancel && jobHost().acceptShortSave && jobHost().acceptShortSave();
 }
 
 std::wstring firstError() {
@@ -236,6 +245,10 @@ void finishExport(bool success) {
     EditState& edit = editState();
     if (!edit.exportBusy) return;
     ExportJobState& job = exportJob();
+    if (success && job.saveInPlaceJob && !mayReplaceOriginal()) {
+        job.exportCancel = true;
+        job.cancelAsked = true;
+    }
     const bool cancelled = job.exportCancel.exchange(false);
     const bool saveInPlace = std::exchange(job.saveInPlaceJob, false);
     edit.exportBusy = false;

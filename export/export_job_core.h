@@ -79,6 +79,7 @@ struct JobHost {
     std::function<void()> confirmSaveInPlace; // the source itself was chosen as the output
     std::function<bool()> swapInSavedFile;    // puts lastExportPath in the place of originalPath
     std::function<OriginalState()> stateOfOriginal;
+    std::function<bool()> acceptShortSave; // what was saved isn't all; without it none is accepted
     std::function<void()> releaseOriginal; // the save of it has ended
 };
 

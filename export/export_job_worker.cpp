@@ -42,16 +42,9 @@ bool noteJoined(SharedJobState& shared, const Written& written) {
     return written.done;
 }
 
-using WhyUnfit = std::function<std::wstring()>;
-
-std::wstring alwaysFit() {
-    return {};
-}
-
 Written writeTarget(const ExportJob& job, const SharedJobState& shared, const std::wstring& target,
-                    const std::function<Written(const std::wstring& path)>& write,
-                    const WhyUnfit& whyUnfit = alwaysFit) {
-    if (job.saveInPlace) return writeTemporary(job.calls, job.sourcePath, target, write, whyUnfit);
+                    const std::function<Written(const std::wstring& path)>& write) {
+    if (job.saveInPlace) return writeTemporary(job.calls, job.sourcePath, target, write);
     return writeSafely(job.calls, job.sourcePath, target, shared.exportCancel, write);
 }
 
@@ -87,8 +80,7 @@ std::vector<ExportSpan> wholeSource() {
     return {{.start = 0, .end = std::numeric_limits<double>::infinity()}};
 }
 
-Written writeOutput(const ExportJob& job, const SharedJobState& shared, ExportRequest request,
-                    const WhyUnfit& whyUnfit = alwaysFit) {
+Written writeOutput(const ExportJob& job, const SharedJobState& shared, ExportRequest request) {
     const std::wstring target = request.outputPath;
     const auto exportTo = [&](const std::wstring& path) {
         request.outputPath = path;
@@ -96,18 +88,16 @@ Written writeOutput(const ExportJob& job, const SharedJobState& shared, ExportRe
         written.done = job.calls.exportFile(request, &written.errorText);
         return written;
     };
-    return writeTarget(job, shared, target, exportTo, whyUnfit);
+    return writeTarget(job, shared, target, exportTo);
 }
 
-// What replaces the original must be all of it that was asked for.
-std::wstring whyNotWhole(const ExportJob& job, SharedJobState& shared, const ExportRequest& request,
-                         const EncodedPictures& encoded) {
+// What replaces the original should be all of it that was asked for.
+bool isWhole(const ExportJob& job, SharedJobState& shared, const ExportRequest& request,
+             const EncodedPictures& encoded) {
     const VideoClaim claim = job.calls.claimOfVideo(job.sourcePath);
-    if (!request.losslessAllowed) return encoded.isWhole(claim) ? L"" : NOT_READ_TO_ITS_END;
+    if (!request.losslessAllowed) return encoded.isWhole(claim);
     const Lock held(shared.exportErrorLock);
-    return isWholeCopy(request.spans, shared.writtenSpans, claim, job.duration)
-               ? L""
-               : NOT_READ_TO_ITS_END;
+    return isWholeCopy(request.spans, shared.writtenSpans, claim, job.duration);
 }
 
 bool exportJoined(const ExportJob& job, SharedJobState& shared) {
@@ -123,9 +113,10 @@ bool exportJoined(const ExportJob& job, SharedJobState& shared) {
         const Lock held(shared.exportErrorLock);
         shared.writtenSpans.push_back(span);
     };
-    return noteJoined(shared, writeOutput(job, shared, request, [&] {
-                          return whyNotWhole(job, shared, request, encoded);
-                      }));
+    if (!noteJoined(shared, writeOutput(job, shared, request))) return false;
+    if (job.saveInPlace && !shared.exportCancel)
+        shared.notWhole = !isWhole(job, shared, request, encoded);
+    return true;
 }
 
 // What the clip workers share.

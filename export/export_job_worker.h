@@ -27,6 +27,9 @@ struct SharedJobState {
     // A complete file couldn't take its place and stands beside it: `exportError` says where, and
     // the user is to know, though he may have cancelled since.
     std::atomic<bool> fileKept{false};
+    // Of a save that has succeeded: the source claims more than what could be read of it. Written
+    // by its thread, at its end.
+    std::atomic<bool> notWhole{false};
 
     Mutex exportErrorLock;
     std::wstring exportError GUARDED_BY(exportErrorLock); // the first one that was told; or empty

@@ -61,9 +61,10 @@ std::wstring cannotReplaceText(const std::wstring& name, const std::wstring& rea
 std::wstring nameIsTakenText(const std::wstring& temporary, const std::wstring& reason);
 
 // Of a save: what was written isn't all of it.
-inline constexpr wchar_t NOT_READ_TO_ITS_END[] =
-    L"The source could not be read to its end. Export As writes what can be read to a file of its "
-    L"own.";
+inline constexpr wchar_t REPLACE_BY_LESS[] =
+    L"The new file seems to be incomplete: the source could not be read as far as it says that it "
+    L"goes. It may be damaged there.\n\nReplace the original all the same? It can't be recovered "
+    L"then. Export As writes to a file of its own instead.";
 
 // Why the new file isn't swapped in. Reasons may be empty: then it was never tried. The two about
 // the original are followed by where the new file was kept.

@@ -32,20 +32,18 @@ Written writeSafely(const SafeWriteCalls& calls, const std::wstring& source,
 
 Written writeTemporary(const SafeWriteCalls& calls, const std::wstring& source,
                        const std::wstring& temporary,
-                       const std::function<Written(const std::wstring& path)>& write,
-                       const std::function<std::wstring()>& whyUnfit) {
+                       const std::function<Written(const std::wstring& path)>& write) {
     if (calls.sameFile(source, temporary)) return {.errorText = WOULD_OVERWRITE_SOURCE};
     Written written = write(temporary);
     if (!written.done) return written;
     const FinishedFile finished = calls.finishFile(temporary);
-    const std::wstring problem = finished.done ? whyUnfit() : finished.errorText;
-    if (finished.done && problem.empty()) {
+    if (finished.done) {
         written.mark = finished.mark;
         return written;
     }
     // One that can't even be told from others stays, and goes with the next save.
     if (!finished.mark.empty()) calls.deleteFinished(temporary, finished.mark);
-    return {.errorText = problem};
+    return {.errorText = finished.errorText};
 }
 
 } // namespace velkantrix

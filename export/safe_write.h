@@ -56,10 +56,9 @@ struct Written {
                                   const std::function<Written(const std::wstring& path)>& write);
 
 // Likewise, by a name that is the job's own: nothing that stands there is to be kept. Done it is
-// only when the file is on the disk, and `whyUnfit` says nothing against it.
+// only when the file is on the disk.
 [[nodiscard]] Written writeTemporary(const SafeWriteCalls& calls, const std::wstring& source,
                                      const std::wstring& temporary,
-                                     const std::function<Written(const std::wstring& path)>& write,
-                                     const std::function<std::wstring()>& whyUnfit);
+                                     const std::function<Written(const std::wstring& path)>& write);
 
 } // namespace velkantrix

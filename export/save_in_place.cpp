@@ -182,6 +182,9 @@ void bindSaveInPlace() {
     host.confirmSaveInPlace = confirmSaveInPlace;
     host.swapInSavedFile = swapInSavedFile;
     host.stateOfOriginal = stateOfOriginal;
+    host.acceptShortSave = [] {
+        return saveHost().confirmWarning(REPLACE_BY_LESS);
+    };
     host.releaseOriginal = [] {
         saveHost().release();
     };

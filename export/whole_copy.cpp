@@ -15,6 +15,8 @@ double endOfVideo(const VideoClaim& claim, double duration) {
     if (claim.keyframes.empty() && !claim.fragment && !claim.length) return duration;
     double end = std::max(0.0, claim.fragment.value_or(0));
     if (!claim.keyframes.empty()) end = std::max(end, claim.keyframes.back());
+    // A plain file's edits may leave out the last pictures.
+    if (claim.length && duration > 0) end = std::min(end, duration);
     return std::max(end, std::min(duration, claim.length.value_or(0)));
 }
 
@@ -52,10 +54,12 @@ void EncodedPictures::add(double outputSeconds) {
 
 bool EncodedPictures::isWhole(const VideoClaim& claim) const {
     return std::ranges::all_of(spans_, [&claim](const Span& span) {
-        const auto behind = std::ranges::lower_bound(claim.keyframes, span.asked.end - AT_THE_EDGE);
-        if (behind == claim.keyframes.begin() || *(behind - 1) < span.asked.start) return true;
-        const double wanted = span.outputStart + *(behind - 1) - span.asked.start;
-        return span.last && *span.last >= wanted - MAY_MISS;
+        if (!span.last) return false;
+        const double end = span.asked.end - AT_THE_EDGE;
+        double known = claim.fragment && *claim.fragment < end ? *claim.fragment : 0;
+        const auto behind = std::ranges::lower_bound(claim.keyframes, end);
+        if (behind != claim.keyframes.begin()) known = std::max(known, *(behind - 1));
+        return *span.last >= span.outputStart + known - span.asked.start - MAY_MISS;
     });
 }
 

@@ -24,8 +24,8 @@ public:
     // A picture begins there in the output, in seconds.
     void add(double outputSeconds);
 
-    // Whether each span has pictures up to the last keyframe that the source claims for it. A
-    // second may be missing.
+    // Whether each span has pictures, up to the last keyframe or the last fragment that the source
+    // claims for it. A second may be missing.
     [[nodiscard]] bool isWhole(const VideoClaim& claim) const;
 
 private:

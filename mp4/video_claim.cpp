@@ -18,24 +18,34 @@ namespace {
 constexpr std::uint32_t MOST_BOXES = 4'000'000;
 constexpr std::size_t MOST_KEPT = 64; // of the last moofs, of which some have no pictures
 
-// An edit list's delay isn't counted: not every reader keeps to it.
+// In seconds. An edit list's delay isn't counted: not every reader keeps to it.
 double presented(const VideoTrackIndex& index, std::uint64_t time) {
     const double ticks = static_cast<double>(time) +
                          static_cast<double>(std::min<std::int64_t>(0, index.editOffset));
     return std::max(0.0, ticks / index.timescale);
 }
 
-// Ascending; the file's last ones.
-std::vector<FileBox> lastMoofs(const InputFile& file) {
-    std::vector<FileBox> moofs;
+// Fragments of a broadcast count on from long before the file. Readers may count from its start.
+std::uint64_t firstTime(const VideoTrackIndex& index) {
+    return index.fragmented && !index.randomAccess.empty() ? index.randomAccess.front().time : 0;
+}
+
+struct Moofs {
+    std::optional<FileBox> first;
+    std::vector<FileBox> last; // ascending
+};
+
+Moofs findMoofs(const InputFile& file) {
+    Moofs moofs;
     std::uint64_t offset = 0;
     for (std::uint32_t boxes = 0; boxes < MOST_BOXES && offset < file.size; boxes++) {
         const auto box = readBoxHeader(file, offset, file.size);
         if (!box || !box->holdsItsHeader()) break;
         if (box->type == boxType("moof") && file.reaches(box->offset, box->size)) {
-            if (moofs.size() == 2 * MOST_KEPT)
-                moofs.erase(moofs.begin(), moofs.begin() + MOST_KEPT);
-            moofs.push_back(*box);
+            if (!moofs.first) moofs.first = box;
+            if (moofs.last.size() == 2 * MOST_KEPT)
+                moofs.last.erase(moofs.last.begin(), moofs.last.begin() + MOST_KEPT);
+            moofs.last.push_back(*box);
         }
         offset = box->end();
     }
@@ -58,22 +68,26 @@ std::optional<std::uint64_t> decodeTimeOf(const InputFile& file, const FileBox& 
     return time > 0 ? std::optional(time) : std::nullopt; // 0 is also what isn't said
 }
 
-std::optional<double> lastFragment(const InputFile& file, const VideoTrackIndex& index) {
-    const std::vector<FileBox> moofs = lastMoofs(file);
-    for (auto moof = moofs.rbegin(); moof != moofs.rend(); ++moof)
-        if (const auto time = decodeTimeOf(file, *moof, index.trackId))
-            return presented(index, *time);
-    return std::nullopt;
+// Less the first one's. 0 where none of the last ones says its time.
+double lastFragment(const InputFile& file, const VideoTrackIndex& index) {
+    const Moofs moofs = findMoofs(file);
+    std::optional<std::uint64_t> last;
+    for (auto moof = moofs.last.rbegin(); moof != moofs.last.rend() && !last; ++moof)
+        last = decodeTimeOf(file, *moof, index.trackId);
+    if (!last) return 0;
+    const std::uint64_t first =
+        moofs.first ? decodeTimeOf(file, *moofs.first, index.trackId).value_or(0) : 0;
+    return presented(index, *last - std::min(first, *last));
 }
 
-std::optional<double> statedLength(const InputFile& file) {
+std::optional<double> statedLength(const InputFile& file, const VideoTrackIndex& index) {
     const auto tracks = readTrackHeads(file);
     if (!tracks) return std::nullopt;
     const auto video = std::ranges::find_if(
         *tracks, [](const TrackHead& track) { return track.handler == boxType("vide"); });
     if (video == tracks->end() || video->timescale == 0 || video->duration.value_or(0) == 0)
         return std::nullopt;
-    return static_cast<double>(*video->duration) / video->timescale;
+    return presented(index, *video->duration);
 }
 
 VideoClaim readClaim(const FilePath& path) {
@@ -81,14 +95,14 @@ VideoClaim readClaim(const FilePath& path) {
     const VideoTrackIndex index = LoadVideoTrackIndex(path);
     if (index.timescale == 0) return claim;
     claim.keyframes.reserve(index.randomAccess.size());
+    const std::uint64_t first = firstTime(index);
     for (const RandomAccessEntry& entry : index.randomAccess)
-        claim.keyframes.push_back(presented(index, entry.time));
+        claim.keyframes.push_back(presented(index, entry.time - std::min(first, entry.time)));
     const InputFile file = OpenForRandomAccess(path);
     if (!file) return claim;
-    if (index.fragmented)
-        claim.fragment = lastFragment(file, index);
-    else
-        claim.length = statedLength(file);
+    // Where a table names the keyframes, its last one is near enough.
+    if (index.fragmented && claim.keyframes.empty()) claim.fragment = lastFragment(file, index);
+    if (!index.fragmented) claim.length = statedLength(file, index);
     return claim;
 }
 

@@ -7,7 +7,7 @@
 namespace velkantrix {
 
 // All of it absent of a file that isn't MP4, can't be read, or is too large for the memory. Reads
-// the tables, and of a fragmented file the headers of all its fragments.
+// the tables, and of a fragmented file without any the headers of all its fragments.
 VideoClaim readVideoClaim(const FilePath& path);
 
 } // namespace velkantrix

@@ -7,7 +7,7 @@
 namespace velkantrix {
 namespace {
 
-constexpr int TRIES_TO_FINISH = 101;
+constexpr int TRIES_TO_FINISH = 601;
 constexpr int TRIES_TO_DELETE = 11;
 constexpr DWORD PAUSE_MS = 50;
 
@@ -43,11 +43,11 @@ std::wstring markOf(const std::wstring& path) {
 }
 
 DWORD finishFile(const std::wstring& path, std::wstring& mark) {
+    mark = markOf(path); // also where somebody keeps it from being flushed
     return patiently(TRIES_TO_FINISH, [&] {
         const UniqueFile file = openFor(path, GENERIC_WRITE | FILE_READ_ATTRIBUTES, SHARE_ALL);
         if (!file) return lastError();
-        mark = markOfOpen(file.get());
-        if (mark.empty() || !FlushFileBuffers(file.get())) return lastError();
+        if (!FlushFileBuffers(file.get())) return lastError();
         mark = markOfOpen(file.get()); // a server may only now know its size and time
         return mark.empty() ? lastError() : DWORD{ERROR_SUCCESS};
     });

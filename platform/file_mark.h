@@ -17,7 +17,8 @@ namespace velkantrix {
 [[nodiscard]] std::wstring markOf(const std::wstring& path);
 
 // What was written to the file is on the disk itself, and not only in the system's memory, when
-// there is no error; and the file's mark is known. Waits some seconds for who has it open.
+// there is no error; and the file's mark is known, if it can be, with an error too. Waits half a
+// minute for who has it open.
 [[nodiscard]] DWORD finishFile(const std::wstring& path, std::wstring& mark);
 
 // Deletes the file by that name if it has the mark; 0 too when nothing stands there. Waits half a

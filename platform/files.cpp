@@ -142,6 +142,16 @@ HRESULT patiently(Call call, Passes passes) {
     }
 }
 
+template <class Information>
+FileStamp stampFrom(const Information& data) {
+    const auto both = [](DWORD high, DWORD low) {
+        return std::uint64_t{high} << 32 | low;
+    };
+    return FileStamp{
+        .size = both(data.nFileSizeHigh, data.nFileSizeLow),
+        .time = both(data.ftLastWriteTime.dwHighDateTime, data.ftLastWriteTime.dwLowDateTime)};
+}
+
 } // namespace
 
 std::wstring absolutePath(const std::wstring& path) {
@@ -164,12 +174,11 @@ std::optional<FileStamp> fileStamp(const std::wstring& path) {
 }
 
 FileStamp stampOf(const WIN32_FILE_ATTRIBUTE_DATA& data) {
-    const auto both = [](DWORD high, DWORD low) {
-        return std::uint64_t{high} << 32 | low;
-    };
-    return FileStamp{
-        .size = both(data.nFileSizeHigh, data.nFileSizeLow),
-        .time = both(data.ftLastWriteTime.dwHighDateTime, data.ftLastWriteTime.dwLowDateTime)};
+    return stampFrom(data);
+}
+
+FileStamp stampOf(const BY_HANDLE_FILE_INFORMATION& data) {
+    return stampFrom(data);
 }
 
 std::wstring finalNameOf(HANDLE file) {

@@ -36,6 +36,7 @@ namespace velkantrix {
 // itself.
 [[nodiscard]] std::optional<FileStamp> fileStamp(const std::wstring& path);
 [[nodiscard]] FileStamp stampOf(const WIN32_FILE_ATTRIBUTE_DATA& data);
+[[nodiscard]] FileStamp stampOf(const BY_HANDLE_FILE_INFORMATION& data);
 
 // The name that the system itself gives an open file: the same through every drive letter, or
 // nearly so. Empty when it gives none.

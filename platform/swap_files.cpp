@@ -57,18 +57,22 @@ DWORD moveFile(const std::wstring& from, const std::wstring& to, DWORD flags) {
 
 } // namespace
 
+// By a handle: what a server's file is by its name the system may know from some seconds ago.
 FileLook lookAtFile(const std::wstring& path) {
-    WIN32_FILE_ATTRIBUTE_DATA data = {};
-    if (!GetFileAttributesExW(nameForSystem(path).c_str(), GetFileExInfoStandard, &data)) {
+    const UniqueFile file(CreateFileW(
+        nameForSystem(path).c_str(), FILE_READ_ATTRIBUTES, SHARE_ALL, nullptr, OPEN_EXISTING,
+        FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+    BY_HANDLE_FILE_INFORMATION info = {};
+    if (!file || !GetFileInformationByHandle(file.get(), &info)) {
         const DWORD error = lastError();
         if (isNotThere(error)) return {.found = FileLook::Found::Nothing};
         return {.found = FileLook::Found::Unknown, .error = error};
     }
-    if ((data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0)
+    if ((info.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0)
         return {.found = FileLook::Found::Nothing};
     return {.found = FileLook::Found::File,
-            .stamp = stampOf(data),
-            .readOnly = (data.dwFileAttributes & FILE_ATTRIBUTE_READONLY) != 0};
+            .stamp = stampOf(info),
+            .readOnly = (info.dwFileAttributes & FILE_ATTRIBUTE_READONLY) != 0};
 }
 
 std::optional<std::wstring> pathBehindLink(const std::wstring& path) {

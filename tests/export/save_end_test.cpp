@@ -73,7 +73,14 @@ TEST_F(SaveOnDisk, ACopyOfAnUneditedFileToo) {
 
 // All of it
 
-TEST_F(SaveOfAll, ACopyThatEndsEarlyReplacesNothing) {
+constexpr wchar_t BY_LESS[] =
+    L"warning?: The new file seems to be incomplete: the source could not be read as far as it "
+    L"says "
+    L"that it goes. It may be damaged there.\n\nReplace the original all the same? It can't be "
+    L"recovered then. Export As writes to a file of its own instead.";
+constexpr wchar_t CANCELLED[] = L"Save cancelled — your original is untouched";
+
+TEST_F(SaveOfAll, ACopyThatEndsEarlyIsAskedAbout) {
     for (const WrittenSpan& last :
          {WrittenSpan{.sourceEnd = 7.5}, WrittenSpan{.hasPictures = false}}) {
         load(10, {clip(1, 3), clip(5, 9)});
@@ -84,18 +91,31 @@ TEST_F(SaveOfAll, ACopyThatEndsEarlyReplacesNothing) {
             request.spanWritten(last);
             return true;
         };
-        finishExport(runJob());
+        answer = true;
+        const bool success = runJob();
+        said.clear();
+        answer = false;
+        finishExport(success);
+        EXPECT_THAT(said, ElementsAre(BY_LESS, L"release"));
         EXPECT_EQ(world.disk.content(ORIGINAL), L"source");
         EXPECT_EQ(world.disk.content(TEMPORARY), std::nullopt);
-        EXPECT_EQ(state.statusText, UNTOUCHED);
-        EXPECT_EQ(world.calls.back(),
-                  L"error: Save failed.\n\nThe source could not be read to its end. Export As "
-                  L"writes what can be read to a file of its own.");
+        EXPECT_EQ(state.statusText, CANCELLED);
         EXPECT_TRUE(state.edited);
     }
 }
 
-TEST_F(SaveOfAll, AnOptimiseThatEndsEarlyReplacesNothing) {
+TEST_F(SaveOfAll, LessThanAllIsSwappedInWhereTheUserWantsIt) {
+    world.onExport = [&](const ExportRequest& request, std::wstring*) {
+        world.disk.put(request.outputPath, L"half");
+        return true;
+    };
+    finishExport(runJob());
+    EXPECT_EQ(times(BY_LESS), 1);
+    EXPECT_EQ(world.disk.content(ORIGINAL), L"half");
+    EXPECT_EQ(state.statusText, SAVED);
+}
+
+TEST_F(SaveOfAll, AnOptimiseThatEndsEarlyIsAskedAbout) {
     state.edited = false;
     world.claim.keyframes = {0, 4, 8};
     world.onExport = [&](const ExportRequest& request, std::wstring*) {
@@ -103,13 +123,15 @@ TEST_F(SaveOfAll, AnOptimiseThatEndsEarlyReplacesNothing) {
         request.spanWritten({.sourceEnd = 4.5});
         return true;
     };
-    finishExport(runJob(optimiseCommand));
+    const bool success = runJob(optimiseCommand);
+    answer = false;
+    finishExport(success);
     EXPECT_EQ(world.disk.content(ORIGINAL), L"source");
     EXPECT_EQ(world.disk.content(TEMPORARY), std::nullopt);
-    EXPECT_EQ(state.statusText, UNTOUCHED);
+    EXPECT_EQ(state.statusText, CANCELLED);
 }
 
-TEST_F(SaveOfAll, AReencodeThatEndsEarlyReplacesNothing) {
+TEST_F(SaveOfAll, AReencodeThatEndsEarlyIsAskedAbout) {
     job.exportQuality = 1;
     world.claim.keyframes = {0, 2, 4, 6, 8};
     world.onExport = [&](const ExportRequest& request, std::wstring*) {
@@ -118,10 +140,53 @@ TEST_F(SaveOfAll, AReencodeThatEndsEarlyReplacesNothing) {
         request.progress(6); // as when all is written
         return true;
     };
-    finishExport(runJob());
+    const bool success = runJob();
+    answer = false;
+    finishExport(success);
     EXPECT_EQ(world.disk.content(ORIGINAL), L"source");
-    EXPECT_EQ(world.calls.back(), L"error: Save failed.\n\nThe source could not be read to its "
-                                  L"end. Export As writes what can be read to a file of its own.");
+    EXPECT_EQ(state.statusText, CANCELLED);
+}
+
+// Who leaves can't be asked; and a cancel that came too late for the job needs no question.
+TEST_F(SaveOfAll, LessThanAllIsNotSwappedInBehindACancelOrAClose) {
+    for (const bool closes : {false, true}) {
+        load(10, {clip(1, 3)});
+        state.edited = true;
+        world.onExport = [&](const ExportRequest& request, std::wstring*) {
+            world.disk.put(request.outputPath, L"half");
+            request.spanWritten({.sourceEnd = 1.5});
+            return true;
+        };
+        const bool success = runJob();
+        if (closes)
+            EXPECT_TRUE(closeAfterExport());
+        else
+            exportAsCommand();
+        said.clear();
+        finishExport(success);
+        EXPECT_THAT(said, ElementsAre(L"release"));
+        EXPECT_EQ(world.disk.content(ORIGINAL), L"source");
+        EXPECT_EQ(world.disk.content(TEMPORARY), std::nullopt);
+    }
+}
+
+TEST_F(SaveOfAll, ACloseBehindTheQuestionIsACancel) {
+    load(10, {clip(1, 3)});
+    world.onExport = [&](const ExportRequest& request, std::wstring*) {
+        world.disk.put(request.outputPath, L"half");
+        request.spanWritten({.sourceEnd = 1.5});
+        return true;
+    };
+    const bool success = runJob();
+    whileAsked = [this] {
+        EXPECT_TRUE(state.exportBusy);
+        EXPECT_TRUE(closeAfterExport());
+    };
+    answer = false;
+    finishExport(success);
+    EXPECT_EQ(world.disk.content(ORIGINAL), L"source");
+    EXPECT_EQ(world.disk.content(TEMPORARY), std::nullopt);
+    EXPECT_EQ(world.calls.back(), L"close");
 }
 
 TEST_F(SaveOfAll, AnExportToAnotherFileEndsAsBefore) {

@@ -35,6 +35,7 @@ TEST(IsWholeCopy, OfTheWholeSourceGoesByWhatTheVideoClaims) {
         {"container too long", 40, {.keyframes = {0}, .length = 40.5}, 4000, true},
         {"the track's own length too long", 40, {.keyframes = {0}, .length = 4000}, 40, true},
         {"one keyframe, broken off", 30, {.keyframes = {0}, .length = 60}, 60, false},
+        {"pictures that the edits leave out", 40, {.keyframes = {0, 62}, .length = 63}, 40, true},
     };
     for (const CopyRow& row : rows)
         EXPECT_EQ(isWholeCopy(WHOLE, {upTo(row.written)}, row.claim, row.duration), row.whole)
@@ -93,10 +94,20 @@ TEST_F(EncodedPicturesTest, AreNotWholeWhereTheLastClipEndsEarlierOrIsMissing) {
 }
 
 // One picture of a screen may stand for minutes.
-TEST_F(EncodedPicturesTest, WithoutAKeyframeInAClipNothingIsMissed) {
+TEST_F(EncodedPicturesTest, WithoutAKeyframeInAClipItsFirstPictureIsEnough) {
     encoded.add(0);
+    EXPECT_FALSE(encoded.isWhole({})) << "none in the second clip";
+    encoded.add(10);
     EXPECT_TRUE(encoded.isWhole({}));
     EXPECT_TRUE(encoded.isWhole({.keyframes = {0, 9, 20, 39.9, 60}, .length = 60}));
+}
+
+TEST_F(EncodedPicturesTest, GoByTheLastFragmentWhereNoKeyframeIsKnown) {
+    addUpTo(0, 10);
+    addUpTo(10, 20);
+    EXPECT_FALSE(encoded.isWhole({.fragment = 52}));
+    EXPECT_TRUE(encoded.isWhole({.fragment = 50}));
+    EXPECT_TRUE(encoded.isWhole({.fragment = 61})) << "it begins behind the clips";
 }
 
 TEST_F(EncodedPicturesTest, APictureAtAJoinIsTheNextClips) {

@@ -54,6 +54,8 @@ TEST(VideoClaim, AnEditListMakesItEarlierOnly) {
     };
     EXPECT_THAT(claimOf(withEdits({{50, 0xFFFFFFFF}, {30, 0}})).keyframes, ElementsAre(0, 2));
     EXPECT_THAT(claimOf(withEdits({{20, 10}})).keyframes, ElementsAre(0, 1));
+    EXPECT_EQ(claimOf(withEdits({{50, 0xFFFFFFFF}, {30, 0}})).length, 3);
+    EXPECT_EQ(claimOf(withEdits({{20, 10}})).length, 2);
 }
 
 TEST(VideoClaim, OfAFragmentedFileIsWhereItsLastFragmentWithPicturesBegins) {
@@ -75,10 +77,29 @@ TEST(VideoClaim, AFragmentWhosePicturesAreCutOffIsNone) {
     EXPECT_EQ(claimOf(file).fragment, 5);
 }
 
-TEST(VideoClaim, AFragmentThatDoesNotSayItsTimeIsNone) {
+// As those of a broadcast; readers may count from the file's start.
+TEST(VideoClaim, TimesCountFromTheFirstFragment) {
+    Bytes file = fragmentedStart();
+    std::vector<TfraEntry> table;
+    for (const std::uint64_t time : {std::uint64_t{500'000}, std::uint64_t{509'000}})
+        table.push_back(
+            {time, append(file, fragment(time, {{.data = nal({0x65, 1}), .sync = true}}))});
+    EXPECT_EQ(claimOf(file).fragment, 9);
+    const VideoClaim claim = claimOf(join({file, mfra(tfra(1, table))}));
+    EXPECT_THAT(claim.keyframes, ElementsAre(0, 9));
+    EXPECT_EQ(claim.fragment, std::nullopt) << "the table is enough";
+}
+
+TEST(VideoClaim, OfOneFragmentIsNothingButThatThereIsOne) {
+    Bytes file = fragmentedStart();
+    append(file, fragment(0, {{.data = nal({0x65, 1}), .sync = true}}));
+    EXPECT_EQ(claimOf(file).fragment, 0);
+}
+
+TEST(VideoClaim, FragmentsThatDoNotSayTheirTimeClaimNothingMore) {
     Bytes file = fragmentedStart();
     append(file, fragment(std::nullopt, {{.data = nal({0x65, 1}), .sync = true}}));
-    EXPECT_EQ(claimOf(file).fragment, std::nullopt);
+    EXPECT_EQ(claimOf(file).fragment, 0);
 }
 
 TEST(VideoClaim, OfALongFileLooksAtTheLastFragmentsOnly) {

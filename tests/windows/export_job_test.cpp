@@ -146,11 +146,16 @@ TEST_F(ExportJobTest, ASaveKnowsItsFileAgain) {
 
 // The tables in front say how much there was; the reader ends where the file does, without an
 // error.
-TEST_F(ExportJobTest, ASaveOfASourceThatIsBrokenOffLeavesNothing) {
+TEST_F(ExportJobTest, ASaveOfASourceThatIsBrokenOffIsAskedAboutAndLeavesNothing) {
     const std::wstring path = open(L"tables-first", 12, {{0, 12}});
     std::vector<char> half = bytesOf(path);
     half.resize(half.size() / 2);
     writeBytes(path, half);
+    int asked = 0;
+    jobHost().acceptShortSave = [&] {
+        ++asked;
+        return false;
+    };
     const std::wstring temporary = inFolder(L"Source.mp4.velkantrix-tmp");
     for (const bool optimise : {true, false}) {
         editState().clips = {{1, 11}};
@@ -158,8 +163,8 @@ TEST_F(ExportJobTest, ASaveOfASourceThatIsBrokenOffLeavesNothing) {
         ExportTo(temporary, false, QUALITY_LOSSLESS, true, path,
                  optimise ? std::optional(whole) : std::nullopt, optimise);
         endJob();
-        EXPECT_EQ(errorBox, L"Save failed.\n\nThe source could not be read to its end. Export As "
-                            L"writes what can be read to a file of its own.");
+        EXPECT_EQ(std::exchange(asked, 0), 1);
+        EXPECT_EQ(editState().statusText, L"Save cancelled — your original is untouched");
         EXPECT_THAT(files(), ElementsAre(L"Source.mp4"));
         EXPECT_EQ(bytesOf(path), half);
     }

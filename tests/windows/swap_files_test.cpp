@@ -8,7 +8,7 @@
 
 extern "C" {
 extern decltype(&GetFileAttributesW) __imp_GetFileAttributesW;
-extern decltype(&GetFileAttributesExW) __imp_GetFileAttributesExW;
+extern decltype(&CreateFileW) __imp_CreateFileW;
 extern decltype(&GetFileInformationByHandleEx) __imp_GetFileInformationByHandleEx;
 }
 
@@ -208,14 +208,13 @@ TEST_F(LookAtFile, HasSizeAndTime) {
     EXPECT_EQ(lookAtFile(inFolder(L"none\\a.mp4")).found, FileLook::Found::Nothing);
 }
 
-BOOL WINAPI serverIsAway(LPCWSTR, GET_FILEEX_INFO_LEVELS, LPVOID) {
+HANDLE WINAPI serverIsAway(LPCWSTR, DWORD, DWORD, LPSECURITY_ATTRIBUTES, DWORD, DWORD, HANDLE) {
     SetLastError(ERROR_NETNAME_DELETED);
-    return FALSE;
+    return INVALID_HANDLE_VALUE;
 }
 
 TEST_F(LookAtFile, WhatCannotBeExaminedIsUnknown) {
-    const ReplacedImport<decltype(&GetFileAttributesExW)> replaced(__imp_GetFileAttributesExW,
-                                                                   serverIsAway);
+    const ReplacedImport<decltype(&CreateFileW)> replaced(__imp_CreateFileW, serverIsAway);
     const FileLook look = lookAtFile(original);
     EXPECT_EQ(look.found, FileLook::Found::Unknown);
     EXPECT_EQ(look.error, DWORD{ERROR_NETNAME_DELETED});

@@ -90,7 +90,12 @@ TEST_F(WindowSwapTest, AfterAFailedSwapZoomAndExposureAreAsTheyWere) {
                                       OPEN_EXISTING, 0, nullptr));
     jobHost().calls.exportFile = [](const ExportRequest& request, std::wstring*) {
         writeBytes(request.outputPath, {'n', 'e', 'w', '!'});
-        request.progress(request.spans[0].end); // a re-encode, for the exposure
+        double reached = 0; // a re-encode, for the exposure: told with each picture, and at its end
+        for (const ExportSpan& span : request.spans) {
+            for (; reached < span.end - span.start - 0.05; reached += 0.1)
+                request.progress(reached);
+        }
+        request.progress(totalSeconds(request.spans));
         return true;
     };
     ui().exposure = 1.5;
