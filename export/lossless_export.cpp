@@ -1,14 +1,13 @@
 // Threads: the export's worker.
 #include "export/lossless_export.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <optional>
-#include <vector>
 
 #include "base/ticks.h"
 #include "export/read_budget.h"
 #include "export/sample_reads.h"
+#include "export/sound_probe.h"
 #include "export/span_cutter.h"
 #include "platform/hresult.h"
 #include "platform/mf_util.h"
@@ -16,8 +15,6 @@
 
 namespace velkantrix {
 namespace {
-
-constexpr std::int64_t MOST_EMPTY_READS = 100; // in a row, while it is looked for sound
 
 // One lossless export: the streams on both sides, and the decisions. All that it is given outlives
 // it.
@@ -147,46 +144,6 @@ HRESULT LosslessCopy::copyAudioSample(const Read& next, bool& done) {
     return writer_->WriteSample(*audioOut_, sample);
 }
 
-// The next sample of the only stream that is selected; none at its end. Fails too where none comes.
-HRESULT readSample(IMFSourceReader* reader, DWORD stream, Read& next) {
-    ReadBudget budget(MOST_EMPTY_READS);
-    while (budget.take()) {
-        RETURN_IF_FAILED(readNext(reader, stream, next));
-        if (next.sample || next.atEnd) return S_OK;
-    }
-    return TOO_MANY_READS;
-}
-
-// Whether a copy of the span has sound, from the keyframe on with which it begins.
-HRESULT lookForSound(IMFSourceReader* reader, const SourceStreams& streams, const ExportSpan& span,
-                     bool& found) {
-    Read next;
-    RETURN_IF_FAILED(selectOnlyStream(reader, *streams.video));
-    RETURN_IF_FAILED(seekReader(reader, spanBoundaryTicks(span.start)));
-    RETURN_IF_FAILED(readSample(reader, *streams.video, next));
-    if (!next.sample) return S_OK;
-    const Ticks from = next.time;
-    RETURN_IF_FAILED(selectOnlyStream(reader, *streams.audio));
-    RETURN_IF_FAILED(seekReader(reader, from));
-    do {
-        RETURN_IF_FAILED(readSample(reader, *streams.audio, next));
-    } while (next.sample && !next.atEnd &&
-             addTicks(next.time, durationOf(next.sample.get())) <= from);
-    found = next.sample && addTicks(next.time, durationOf(next.sample.get())) > from &&
-            next.time < spanBoundaryTicks(span.end);
-    return S_OK;
-}
-
-// A track without a sample makes the whole file fail, or what others make of it. Whatever goes
-// wrong here is told when the span is copied.
-bool hasSound(IMFSourceReader* reader, const SourceStreams& streams,
-              const std::vector<ExportSpan>& spans) {
-    return std::ranges::any_of(spans, [&](const ExportSpan& span) {
-        bool found = false;
-        return FAILED(lookForSound(reader, streams, span, found)) || found;
-    });
-}
-
 } // namespace
 
 HRESULT copyLosslessly(const ExportRequest& request, OutputFile& output) {
@@ -198,7 +155,7 @@ HRESULT copyLosslessly(const ExportRequest& request, OutputFile& output) {
     }
     output.holdFeeder(reader.get());
     RETURN_IF_FAILED(discoverStreams(reader.get(), streams));
-    if (streams.video && streams.audio && !hasSound(reader.get(), streams, request.spans))
+    if (streams.video && streams.audio && !copyHasSound(request, reader.get(), streams))
         streams.audio.reset();
     RETURN_IF_FAILED(output.create());
     return copySpans(request, reader.get(), streams, output.writer());

@@ -1,0 +1,93 @@
+#include "export/sound_probe.h"
+
+#include <algorithm>
+#include <optional>
+
+#include "base/ticks.h"
+#include "export/sample_reads.h"
+#include "export/span_cutter.h"
+#include "platform/hresult.h"
+#include "platform/mf_util.h"
+
+namespace velkantrix {
+namespace {
+
+// All that it is given outlives it.
+class SoundProbe {
+public:
+    SoundProbe(const ExportRequest& request, IMFSourceReader* reader, const SourceStreams& streams,
+               std::int64_t reads)
+        : request_(request), reader_(reader), streams_(streams), reads_(reads) {}
+
+    [[nodiscard]] HRESULT lookIn(const ExportSpan& span, bool& found) const;
+
+private:
+    template <typename Wanted>
+    [[nodiscard]] HRESULT firstOf(DWORD stream, Ticks from, Wanted isWanted,
+                                  std::optional<Ticks>& first) const;
+    [[nodiscard]] HRESULT keyframeAt(Ticks time, std::optional<Ticks>& keyframe) const;
+
+    const ExportRequest& request_;
+    IMFSourceReader* const reader_;
+    const SourceStreams& streams_;
+    const std::int64_t reads_;
+};
+
+// The time of the first sample wanted that comes behind a seek to `from`; none where the stream
+// ends before.
+template <typename Wanted>
+HRESULT SoundProbe::firstOf(DWORD stream, Ticks from, Wanted isWanted,
+                            std::optional<Ticks>& first) const {
+    RETURN_IF_FAILED(selectOnlyStream(reader_, stream));
+    RETURN_IF_FAILED(seekReader(reader_, from));
+    ReadBudget budget(reads_);
+    for (Read next; !next.atEnd;) {
+        if (isCancelled(request_)) return E_ABORT;
+        if (!budget.take()) return TOO_MANY_READS;
+        RETURN_IF_FAILED(readNext(reader_, stream, next));
+        if (!next.sample || !isWanted(next)) continue;
+        first = next.time;
+        return S_OK;
+    }
+    return S_OK;
+}
+
+HRESULT SoundProbe::keyframeAt(Ticks time, std::optional<Ticks>& keyframe) const {
+    const auto isKey = [](const Read& read) {
+        return isKeyframe(read.sample.get());
+    };
+    return firstOf(*streams_.video, time, isKey, keyframe);
+}
+
+// A copy goes on to the first keyframe behind its span: sound that begins before that is in it.
+HRESULT SoundProbe::lookIn(const ExportSpan& span, bool& found) const {
+    std::optional<Ticks> begin, sound, last;
+    RETURN_IF_FAILED(keyframeAt(spanBoundaryTicks(span.start), begin));
+    if (!begin) return S_OK;
+    const Ticks from = isWholeSource(span) ? std::min<Ticks>(0, *begin) : *begin;
+    const auto isHeard = [from](const Read& read) {
+        return addTicks(read.time, durationOf(read.sample.get())) > from;
+    };
+    RETURN_IF_FAILED(firstOf(*streams_.audio, from, isHeard, sound));
+    if (!sound) return S_OK;
+    const Ticks end = spanBoundaryTicks(span.end);
+    found = *sound < end;
+    if (found) return S_OK;
+    RETURN_IF_FAILED(keyframeAt(*sound, last));
+    const bool endsBefore = last && *last >= end && *last > *begin && *last <= *sound;
+    found = !endsBefore;
+    return S_OK;
+}
+
+} // namespace
+
+bool copyHasSound(const ExportRequest& request, IMFSourceReader* reader,
+                  const SourceStreams& streams, std::int64_t reads) {
+    const SoundProbe probe(request, reader, streams, reads);
+    return std::ranges::any_of(request.spans, [&](const ExportSpan& span) {
+        bool found = false;
+        return FAILED(probe.lookIn(span, found)) || found;
+    });
+}
+
+} // namespace velkantrix
