@@ -142,16 +142,6 @@ HRESULT patiently(Call call, Passes passes) {
     }
 }
 
-template <class Information>
-FileStamp stampFrom(const Information& data) {
-    const auto both = [](DWORD high, DWORD low) {
-        return std::uint64_t{high} << 32 | low;
-    };
-    return FileStamp{
-        .size = both(data.nFileSizeHigh, data.nFileSizeLow),
-        .time = both(data.ftLastWriteTime.dwHighDateTime, data.ftLastWriteTime.dwLowDateTime)};
-}
-
 } // namespace
 
 std::wstring absolutePath(const std::wstring& path) {
@@ -166,19 +156,21 @@ std::wstring absolutePath(const std::wstring& path) {
     }
 }
 
+// By a handle: what a server's file is by its name the system may know from some seconds ago.
 std::optional<FileStamp> fileStamp(const std::wstring& path) {
-    WIN32_FILE_ATTRIBUTE_DATA data = {};
-    if (!GetFileAttributesExW(nameForSystem(path).c_str(), GetFileExInfoStandard, &data))
-        return std::nullopt;
-    return stampOf(data);
+    const UniqueFile file = openForQuestions(path, 0, FILE_FLAG_OPEN_REPARSE_POINT);
+    BY_HANDLE_FILE_INFORMATION information = {};
+    if (!file || !GetFileInformationByHandle(file.get(), &information)) return std::nullopt;
+    return stampOf(information);
 }
 
-FileStamp stampOf(const WIN32_FILE_ATTRIBUTE_DATA& data) {
-    return stampFrom(data);
-}
-
-FileStamp stampOf(const BY_HANDLE_FILE_INFORMATION& data) {
-    return stampFrom(data);
+FileStamp stampOf(const BY_HANDLE_FILE_INFORMATION& information) {
+    const auto both = [](DWORD high, DWORD low) {
+        return std::uint64_t{high} << 32 | low;
+    };
+    const FILETIME& written = information.ftLastWriteTime;
+    return {.size = both(information.nFileSizeHigh, information.nFileSizeLow),
+            .time = both(written.dwHighDateTime, written.dwLowDateTime)};
 }
 
 std::wstring finalNameOf(HANDLE file) {

@@ -35,8 +35,7 @@ namespace velkantrix {
 // What a file, or folder, is by its size and time; none when it can't be examined. A link is one by
 // itself.
 [[nodiscard]] std::optional<FileStamp> fileStamp(const std::wstring& path);
-[[nodiscard]] FileStamp stampOf(const WIN32_FILE_ATTRIBUTE_DATA& data);
-[[nodiscard]] FileStamp stampOf(const BY_HANDLE_FILE_INFORMATION& data);
+[[nodiscard]] FileStamp stampOf(const BY_HANDLE_FILE_INFORMATION& information);
 
 // The name that the system itself gives an open file: the same through every drive letter, or
 // nearly so. Empty when it gives none.

@@ -57,7 +57,7 @@ DWORD moveFile(const std::wstring& from, const std::wstring& to, DWORD flags) {
 
 } // namespace
 
-// By a handle: what a server's file is by its name the system may know from some seconds ago.
+// By a handle, as fileStamp, which it is compared with.
 FileLook lookAtFile(const std::wstring& path) {
     const UniqueFile file(CreateFileW(
         nameForSystem(path).c_str(), FILE_READ_ATTRIBUTES, SHARE_ALL, nullptr, OPEN_EXISTING,
