@@ -1,5 +1,7 @@
 #include "export/writer_backlog.h"
 
+#include <algorithm>
+
 namespace velkantrix {
 
 void WriterBacklog::wrote(Ticks time, std::uint64_t size) {
@@ -19,8 +21,17 @@ bool WriterBacklog::isFull() const {
     return waiting_.size() >= MOST || (waiting_.size() >= FEWEST && waitingSize_ >= room_);
 }
 
+void WriterBacklog::makeRoom() {
+    const std::uint64_t more = room_ + FEWEST * waiting_.back().size;
+    room_ = std::max(room_, std::min(more, MOST_ROOM));
+}
+
 bool WriterBacklog::mustWait(const std::optional<EncoderProgress>& progress, Ticks now) {
     if (progress) forgetEncoded(*progress);
+    if (progress && letThrough_ && progress->encoded != encoded_) {
+        letThrough_ = false;
+        if (progress->encoded > encoded_ && isFull()) makeRoom();
+    }
     if (!progress || !isFull()) {
         stillFrom_.reset();
         return false;
@@ -31,6 +42,7 @@ bool WriterBacklog::mustWait(const std::optional<EncoderProgress>& progress, Tic
     }
     if (subtractTicks(now, *stillFrom_) < PATIENCE) return true;
     stillFrom_.reset();
+    letThrough_ = progress->encoded != 0;
     if (progress->encoded == 0) room_ *= 2;
     return false;
 }

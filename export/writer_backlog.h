@@ -32,11 +32,14 @@ public:
     // An encoder may want more samples before it gives any back than are let through; that looks
     // like one that has stopped. As long as it has given none, twice as much may wait from each
     // PATIENCE on that passes. Later only a single sample gets through: what makes an encoder stop
-    // then isn't the number of samples, but its end may be told to who writes.
+    // then may be a disk, or its end, which is told to who writes. But one that goes on when it has
+    // got that sample, and stops again, looks further ahead than there is room: then as much as
+    // FEWEST samples take is added, up to MOST_ROOM.
     [[nodiscard]] bool mustWait(const std::optional<EncoderProgress>& progress, Ticks now);
 
     static constexpr Ticks PATIENCE = TICKS_PER_SECOND;
-    static constexpr std::uint64_t ROOM = 256u << 20; // bytes, at first
+    static constexpr std::uint64_t ROOM = 256u << 20;    // bytes, at first
+    static constexpr std::uint64_t MOST_ROOM = 2 * ROOM; // once something has been encoded
     // However large they are: what encoders look ahead, and what keeps them busy while the reader
     // seeks. However small they are: each takes memory beside its bytes.
     static constexpr std::size_t FEWEST = 16, MOST = 1u << 16;
@@ -49,12 +52,14 @@ private:
 
     void forgetEncoded(const EncoderProgress& progress);
     [[nodiscard]] bool isFull() const;
+    void makeRoom();
 
     std::deque<Waiting> waiting_; // in the order of their times, which is that of writing
     std::uint64_t waitingSize_ = 0;
     std::uint64_t room_ = ROOM;
     std::uint64_t encoded_ = 0;      // when it was last seen to change
     std::optional<Ticks> stillFrom_; // of the wait that is on: since when nothing was encoded
+    bool letThrough_ = false;        // a sample, by patience, since `encoded_` changed
 };
 
 } // namespace velkantrix

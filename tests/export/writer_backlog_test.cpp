@@ -109,6 +109,43 @@ TEST(WriterBacklog, AnEncoderThatStopsLaterGetsOneAtATimeAndTheLimitStays) {
     EXPECT_EQ(written.room(encoded(written.count)), 87u);
 }
 
+// It gives its first picture at once, and wants so many more before the next, of 4K each.
+TEST(WriterBacklog, AnEncoderThatLooksFurtherAheadGetsTheRoomForIt) {
+    constexpr std::uint64_t UHD = 4 * FULL_HD;
+    for (const std::uint64_t ahead : {21u, 24u, 30u, 38u}) {
+        Written written;
+        Ticks now = 0;
+        for (int i = 0; i < 1000; i++) {
+            const std::uint64_t given = written.count > ahead ? written.count - ahead : 1;
+            while (written.backlog.mustWait(encoded(given), now)) now += PATIENCE;
+            written.write(1, UHD);
+        }
+        EXPECT_LE(now, static_cast<Ticks>(2 * (ahead - 20)) * PATIENCE) << ahead;
+    }
+}
+
+TEST(WriterBacklog, TheRoomForThatIsLimited) {
+    Written written(22, 4 * FULL_HD);
+    Ticks now = 0;
+    for (std::uint64_t given = 1; given < 1000; given++) { // one in, one out
+        EXPECT_TRUE(given >= 30 || written.room(encoded(given), 4 * FULL_HD) <= 17);
+        while (written.backlog.mustWait(encoded(given), now)) now += PATIENCE;
+        written.write(1, 4 * FULL_HD);
+    }
+    EXPECT_EQ(WriterBacklog::MOST_ROOM, 2 * WriterBacklog::ROOM);
+    EXPECT_EQ(written.room(encoded(written.count), 4 * FULL_HD), 44u);
+}
+
+// Only what comes before the next patience has run out is an answer.
+TEST(WriterBacklog, AnEncoderThatGoesOnWhenThereIsRoomGetsNoMore) {
+    Written written(100);
+    EXPECT_TRUE(written.backlog.mustWait(encoded(5), 0));
+    EXPECT_FALSE(written.backlog.mustWait(encoded(5), PATIENCE));
+    written.write(1);
+    EXPECT_FALSE(written.backlog.mustWait(encoded(60), PATIENCE));
+    EXPECT_EQ(written.room(encoded(written.count)), 87u);
+}
+
 // Between two waits the reader may have been seeking for long.
 TEST(WriterBacklog, AWaitBeginsWhenItIsAskedForFirst) {
     Written written(90);
