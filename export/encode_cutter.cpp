@@ -1,11 +1,21 @@
 #include "export/encode_cutter.h"
 
 #include <algorithm>
+#include <limits>
+
+#include "export/sound_line.h"
 
 namespace velkantrix {
 namespace {
 
 constexpr Ticks EARLIER = TICKS_PER_SECOND / 10'000;
+
+// Behind a seek, sound may be cut into other pieces than before.
+Ticks reachedBy(EncodedStream stream, Ticks time, Ticks duration) {
+    const Ticks begun = addTicks(time, EARLIER);
+    if (stream == EncodedStream::Video) return begun;
+    return std::max(begun, subtractTicks(addTicks(time, duration), SoundLine::ROUNDING));
+}
 
 } // namespace
 
@@ -15,14 +25,17 @@ void EncodeCutter::beginSpan(const ExportSpan& span, bool hasAudio) {
     span_ = span;
     startTicks_ = spanBoundaryTicks(span.start);
     endTicks_ = spanBoundaryTicks(span.end);
-    videoDone_ = false;
-    audioDone_ = !hasAudio;
+    const Ticks from = subtractTicks(startTicks_, EARLIER);
+    video_ = {.done = false, .from = from, .reached = from, .last = startTicks_};
+    audio_ = {.done = !hasAudio, .from = from, .reached = from, .last = startTicks_};
 }
 
 EncodeCut EncodeCutter::place(EncodedStream stream, Ticks time, Ticks duration) {
-    bool& done = stream == EncodedStream::Video ? videoDone_ : audioDone_;
-    done = done || time >= subtractTicks(endTicks_, EARLIER);
-    if (done || time < subtractTicks(startTicks_, EARLIER)) return {};
+    Course& course = courseOf(stream);
+    course.done = course.done || time >= subtractTicks(endTicks_, EARLIER);
+    if (course.done || time < course.from) return {};
+    course.reached = std::max(course.reached, reachedBy(stream, time, duration));
+    course.last = std::max(course.last, time);
     const Ticks inSpan = std::max<Ticks>(0, subtractTicks(time, startTicks_));
     const Ticks left = subtractTicks(endTicks_, std::max(time, startTicks_));
     return {.write = true,
@@ -33,7 +46,16 @@ EncodeCut EncodeCutter::place(EncodedStream stream, Ticks time, Ticks duration) 
 }
 
 void EncodeCutter::endStream(EncodedStream stream) {
-    (stream == EncodedStream::Video ? videoDone_ : audioDone_) = true;
+    courseOf(stream).done = true;
+}
+
+Ticks EncodeCutter::readAgain() {
+    Ticks earliest = std::numeric_limits<Ticks>::max();
+    for (Course* course : {&video_, &audio_}) {
+        course->from = course->reached;
+        if (!course->done) earliest = std::min(earliest, course->last);
+    }
+    return spanDone() ? startTicks_ : earliest;
 }
 
 double EncodeCutter::progressAt(Ticks outputTime) const {

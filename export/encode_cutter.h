@@ -56,9 +56,14 @@ public:
     // The stream has no more samples.
     void endStream(EncodedStream stream);
 
-    [[nodiscard]] bool videoDone() const { return videoDone_; }
-    [[nodiscard]] bool audioDone() const { return audioDone_; }
-    [[nodiscard]] bool spanDone() const { return videoDone_ && audioDone_; }
+    // The span's samples are read again, because some may have been lost: from the time of the
+    // source's that this tells, where the reader is to be set. What was to be written before is
+    // dropped from then on.
+    [[nodiscard]] Ticks readAgain();
+
+    [[nodiscard]] bool videoDone() const { return video_.done; }
+    [[nodiscard]] bool audioDone() const { return audio_.done; }
+    [[nodiscard]] bool spanDone() const { return video_.done && audio_.done; }
 
     // The progress in output seconds when a picture was written.
     [[nodiscard]] double progressAt(Ticks outputTime) const;
@@ -69,14 +74,25 @@ public:
     [[nodiscard]] Ticks outBase() const { return outBase_; }
 
 private:
+    // Of a stream within the span, in the source's time.
+    struct Course {
+        bool done = true;
+        Ticks from = 0;    // what begins earlier is dropped
+        Ticks reached = 0; // `from`, when what was to be written so far isn't to be written again
+        Ticks last = 0;    // a time to read from then
+    };
+    [[nodiscard]] Course& courseOf(EncodedStream stream) {
+        return stream == EncodedStream::Video ? video_ : audio_;
+    }
+
     const double total_; // seconds
     Ticks outBase_ = 0;
 
     ExportSpan span_;
     Ticks startTicks_ = 0;
     Ticks endTicks_ = 0;
-    bool videoDone_ = true;
-    bool audioDone_ = true;
+    Course video_;
+    Course audio_;
 };
 
 } // namespace velkantrix

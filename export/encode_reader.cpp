@@ -43,6 +43,7 @@ HRESULT EncodeReader::setTypes() {
     PictureDelivery delivery;
     RETURN_IF_FAILED(lookAtPictures(delivery));
     if (!delivery.usable) return MF_E_INVALIDMEDIATYPE;
+    kept_ = delivery;
     if (!streams_.audio) return S_OK;
     RETURN_IF_FAILED(makePcmType(sound_));
     RETURN_IF_FAILED(reader_->SetCurrentMediaType(*streams_.audio, nullptr, sound_.get()));
@@ -58,29 +59,32 @@ HRESULT EncodeReader::askForPictures() {
 }
 
 HRESULT EncodeReader::read(DWORD stream, Read& next) {
+    askedAgain_ = false;
     RETURN_IF_FAILED(readNext(reader_, stream, next));
     if (!next.otherType) return S_OK;
-    return takeNewTypes(next.sample && next.stream == streams_.video,
-                        next.sample && next.stream == streams_.audio);
+    RETURN_IF_FAILED(takeNewPictures());
+    return streams_.audio ? takeNewSound() : S_OK;
 }
 
-// Bytes of another size or form than the encoders were told would come out as garbage. `picture`,
-// `sound`: one of the new type has been read already.
-HRESULT EncodeReader::takeNewTypes(bool picture, bool sound) {
+// Bytes of another size or form than the encoders were told would come out as garbage.
+HRESULT EncodeReader::takeNewPictures() {
     PictureDelivery delivery;
     RETURN_IF_FAILED(lookAtPictures(delivery));
-    if (picture && !delivery.usable) return MF_E_INVALIDMEDIATYPE;
-    if (!delivery.asAsked) {
-        const HRESULT asked = askForPictures();
-        RETURN_IF_FAILED(lookAtPictures(delivery));
-        if (!delivery.usable) return FAILED(asked) ? asked : MF_E_INVALIDMEDIATYPE;
-    }
-    if (!streams_.audio) return S_OK;
+    if (delivery.asAsked || (delivery.usable && delivery == kept_)) return S_OK;
+    const HRESULT asked = askForPictures();
+    askedAgain_ = SUCCEEDED(asked);
+    RETURN_IF_FAILED(lookAtPictures(delivery));
+    kept_ = delivery;
+    if (delivery.usable) return S_OK;
+    return FAILED(asked) ? asked : MF_E_INVALIDMEDIATYPE;
+}
+
+HRESULT EncodeReader::takeNewSound() {
     bool asAsked = false;
     RETURN_IF_FAILED(checkSound(asAsked));
     if (asAsked) return S_OK;
-    if (sound) return MF_E_INVALIDMEDIATYPE;
     RETURN_IF_FAILED(reader_->SetCurrentMediaType(*streams_.audio, nullptr, sound_.get()));
+    askedAgain_ = true;
     RETURN_IF_FAILED(checkSound(asAsked));
     return asAsked ? S_OK : MF_E_INVALIDMEDIATYPE;
 }

@@ -30,13 +30,19 @@ public:
     // other types on the way is asked for the first ones again; fails when they can't be had.
     [[nodiscard]] HRESULT read(DWORD stream, Read& next);
 
+    // The last read has made it ask. A reader that is asked may build its decoders anew: what it
+    // had decoded ahead is gone, and what it decodes next hangs on what it hasn't seen. What was
+    // read is of the other type. So the reader must be set to where it was.
+    [[nodiscard]] bool askedAgain() const { return askedAgain_; }
+
     // Of pictures with more bytes than their size takes: the size with the lines and columns that
     // aren't seen.
     [[nodiscard]] FrameSize coded() const { return coded_; }
 
 private:
     [[nodiscard]] HRESULT askForPictures();
-    [[nodiscard]] HRESULT takeNewTypes(bool picture, bool sound);
+    [[nodiscard]] HRESULT takeNewPictures();
+    [[nodiscard]] HRESULT takeNewSound();
     [[nodiscard]] HRESULT lookAtPictures(PictureDelivery& delivery);
     [[nodiscard]] HRESULT checkSound(bool& asAsked) const;
 
@@ -46,6 +52,8 @@ private:
     ComPtr<IMFMediaType> pictures_;
     ComPtr<IMFMediaType> sound_;
     FrameSize coded_;
+    PictureDelivery kept_; // what the reader delivers in spite of being asked; to be lived with
+    bool askedAgain_ = false;
 };
 
 } // namespace velkantrix

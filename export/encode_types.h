@@ -43,6 +43,8 @@ struct PictureDelivery {
     bool asAsked = false;
     bool usable = false; // as asked, or with lines and columns more that aren't to be seen
     FrameSize coded;     // with those; where they are usable
+
+    bool operator==(const PictureDelivery&) const = default;
 };
 [[nodiscard]] PictureDelivery pictureDelivery(IMFMediaType* current, FrameSize size);
 

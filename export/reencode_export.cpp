@@ -27,6 +27,10 @@ namespace {
 // for the one that is behind; with more than this waiting, the export would wait for it in turn.
 constexpr Ticks MOST_AHEAD = TICKS_PER_SECOND / 4;
 
+// A reader that changes its types again before anything is written in the ones asked for would do
+// so for ever.
+constexpr int MOST_ASKINGS = 4;
+
 // A sound that was read before its turn.
 struct HeldSound {
     ComPtr<IMFSample> sample; // none: nothing is held
@@ -55,10 +59,13 @@ public:
         if (isExposed(request.exposure)) exposure_ = exposureTable(request.exposure);
     }
 
+    [[nodiscard]] HRESULT settleTypes(const ExportSpan& first);
     [[nodiscard]] HRESULT createStreams();
     [[nodiscard]] HRESULT encodeSpan(const ExportSpan& span, bool isLast);
 
 private:
+    [[nodiscard]] HRESULT beginSpan(const ExportSpan& span);
+    [[nodiscard]] HRESULT readAgain();
     [[nodiscard]] HRESULT handle(const Read& next);
     [[nodiscard]] HRESULT writePicture(const Read& next);
     [[nodiscard]] HRESULT writeSound(const Read& next);
@@ -82,10 +89,42 @@ private:
     EncodeSound sound_;     // unused where the source has none
     Ticks picturesEnd_ = 0; // in the output
     HeldSound held_;
+    int askings_ = 0; // since something was written, or the span began
 };
 
-HRESULT Reencoder::createStreams() {
+HRESULT Reencoder::beginSpan(const ExportSpan& span) {
+    askings_ = 0;
+    cutter_.beginSpan(span, streams_.audio.has_value());
+    sound_.beginSpan();
+    return seekReader(source_, cutter_.startTicks());
+}
+
+// What pictures really are may show with the first one that is decoded. It is thrown away: the span
+// is read from its start.
+HRESULT Reencoder::settleTypes(const ExportSpan& first) {
     RETURN_IF_FAILED(reader_.setTypes());
+    if (cancelled()) return S_OK;
+    RETURN_IF_FAILED(beginSpan(first));
+    ReadBudget budget(readsPerSpan_);
+    for (bool settled = false; !settled && !cancelled();) {
+        if (!budget.take()) return TOO_MANY_READS;
+        Read next;
+        RETURN_IF_FAILED(reader_.read(*streams_.video, next));
+        if (reader_.askedAgain()) {
+            RETURN_IF_FAILED(readAgain());
+        } else {
+            settled = next.sample || next.atEnd;
+        }
+    }
+    return S_OK;
+}
+
+HRESULT Reencoder::readAgain() {
+    if (++askings_ > MOST_ASKINGS) return MF_E_INVALIDMEDIATYPE;
+    return seekReader(source_, cutter_.readAgain());
+}
+
+HRESULT Reencoder::createStreams() {
     ComPtr<IMFMediaType> encoded;
     RETURN_IF_FAILED(makeH264Type(plan_, encoded));
     RETURN_IF_FAILED(pictures_.create(encoded.get(), reader_.pictures()));
@@ -97,14 +136,16 @@ HRESULT Reencoder::createStreams() {
 }
 
 HRESULT Reencoder::encodeSpan(const ExportSpan& span, bool isLast) {
-    cutter_.beginSpan(span, streams_.audio.has_value());
-    sound_.beginSpan();
-    RETURN_IF_FAILED(seekReader(source_, cutter_.startTicks()));
+    RETURN_IF_FAILED(beginSpan(span));
     ReadBudget budget(readsPerSpan_);
     while (!cutter_.spanDone() && !cancelled()) {
         if (!budget.take()) return TOO_MANY_READS;
         Read next;
         RETURN_IF_FAILED(reader_.read(nextStream(), next));
+        if (reader_.askedAgain()) {
+            RETURN_IF_FAILED(readAgain());
+            continue;
+        }
         RETURN_IF_FAILED(handle(next));
         if (isLast && cutter_.videoDone()) sound_.waitNoMore();
         if (streams_.audio) RETURN_IF_FAILED(goOnWithSound());
@@ -142,6 +183,7 @@ HRESULT Reencoder::writePicture(const Read& next) {
     const EncodeCut cut =
         cutter_.place(EncodedStream::Video, next.time, stated > 0 ? stated : pictureDuration_);
     if (!cut.write) return S_OK;
+    askings_ = 0;
     ComPtr<IMFSample> picture = next.sample;
     DWORD size = 0;
     RETURN_IF_FAILED(pictureSize(picture.get(), size));
@@ -164,7 +206,9 @@ HRESULT Reencoder::writeSound(const Read& next) {
     Ticks duration = 0;
     RETURN_IF_FAILED(soundDuration(next.sample.get(), duration));
     const EncodeCut cut = cutter_.place(EncodedStream::Audio, next.time, duration);
-    if (cut.write) held_ = {next.sample, cut};
+    if (!cut.write) return S_OK;
+    askings_ = 0;
+    held_ = {next.sample, cut};
     return S_OK;
 }
 
@@ -216,6 +260,7 @@ HRESULT encodeSpans(const ExportRequest& request, IMFSourceReader* reader,
                     const SourceStreams& streams, const PicturePlan& plan, IMFSinkWriter* writer,
                     const EncodeWait& wait, std::int64_t readsPerSpan) {
     Reencoder encoder(request, reader, streams, plan, writer, wait, readsPerSpan);
+    RETURN_IF_FAILED(encoder.settleTypes(request.spans.front()));
     RETURN_IF_FAILED(encoder.createStreams());
     for (const ExportSpan& span : request.spans) {
         if (isCancelled(request)) break;

@@ -167,6 +167,60 @@ TEST(EncodeCutter, TakesAnyTimes) {
     }
 }
 
+TEST(EncodeCutter, ReadAgainItDropsWhatWasPlacedAndNothingElse) {
+    EncodeCutter cutter = begun({.start = 1, .end = 2});
+    EXPECT_EQ(cutter.readAgain(), SECOND); // nothing was placed
+    EXPECT_TRUE(cutter.place(VIDEO, SECOND - TENTH_OF_MS, FRAME).write);
+    EXPECT_TRUE(cutter.place(VIDEO, SECOND + FRAME, FRAME).write);
+    EXPECT_TRUE(cutter.place(VIDEO, SECOND + 2 * FRAME, FRAME).write);
+    EXPECT_TRUE(cutter.place(AUDIO, SECOND, FRAME).write);
+    EXPECT_EQ(cutter.readAgain(), SECOND);
+    EXPECT_TRUE(cutter.place(AUDIO, SECOND + FRAME, 3 * FRAME).write);
+    EXPECT_EQ(cutter.readAgain(), SECOND + FRAME);
+    for (const Ticks time : {SECOND, SECOND + FRAME, SECOND + 2 * FRAME}) {
+        EXPECT_FALSE(cutter.place(VIDEO, time, FRAME).write);
+        EXPECT_FALSE(cutter.place(AUDIO, time, FRAME).write);
+    }
+    EXPECT_TRUE(cutter.place(VIDEO, SECOND + 2 * FRAME + TENTH_OF_MS, FRAME).write);
+    EXPECT_FALSE(cutter.place(AUDIO, SECOND + 3 * FRAME, FRAME).write); // was in what was placed
+    EXPECT_EQ(cutter.place(AUDIO, SECOND + 4 * FRAME, FRAME).time, 4 * FRAME);
+}
+
+TEST(EncodeCutter, ReadAgainADoneStreamStaysSoAndTellsNoTime) {
+    EncodeCutter cutter = begun({.start = 1, .end = 2});
+    cutter.endStream(AUDIO);
+    EXPECT_TRUE(cutter.place(VIDEO, SECOND + 5 * FRAME, FRAME).write);
+    EXPECT_EQ(cutter.readAgain(), SECOND + 5 * FRAME);
+    EXPECT_TRUE(cutter.audioDone());
+    cutter.endStream(VIDEO);
+    EXPECT_EQ(cutter.readAgain(), SECOND);
+}
+
+// Behind a seek its pieces may begin elsewhere.
+TEST(EncodeCutter, ReadAgainSoundGoesOnWhereItEndedButForRounding) {
+    constexpr Ticks MILLISECOND = SECOND / 1000;
+    EncodeCutter cutter = begun({.start = 1, .end = 2});
+    EXPECT_TRUE(cutter.place(AUDIO, SECOND, FRAME).write);
+    EXPECT_EQ(cutter.readAgain(), SECOND);
+    EXPECT_FALSE(cutter.place(AUDIO, SECOND + FRAME - 3 * MILLISECOND, FRAME).write);
+    EXPECT_TRUE(cutter.place(AUDIO, SECOND + FRAME - MILLISECOND, FRAME).write);
+    EXPECT_TRUE(cutter.place(AUDIO, SECOND + 5 * FRAME, MILLISECOND).write); // a small one
+    EXPECT_EQ(cutter.readAgain(), SECOND);                                   // for a picture
+    EXPECT_FALSE(cutter.place(AUDIO, SECOND + 5 * FRAME, MILLISECOND).write);
+}
+
+TEST(EncodeCutter, EachSpanIsReadFromItsStartWhateverWasReadAgain) {
+    const std::vector<ExportSpan> spans = {{.start = 1, .end = 2}, {.start = 1, .end = 2}};
+    EncodeCutter cutter(spans);
+    for (const ExportSpan& span : spans) {
+        cutter.beginSpan(span, true);
+        EXPECT_TRUE(cutter.place(VIDEO, SECOND, FRAME).write);
+        EXPECT_TRUE(cutter.place(AUDIO, SECOND, FRAME).write);
+        EXPECT_EQ(cutter.readAgain(), SECOND);
+        cutter.endSpan();
+    }
+}
+
 // ---- the rules once more, plainly
 // ----------------------------------------------------------------
 

@@ -118,17 +118,43 @@ protected:
         for (std::size_t i = index; i < end; i++) video()[i].content = large;
     }
 
-    // From when it is asked anew.
-    void comesBackToWhatWasAskedFor() {
-        reader->stream(VIDEO).whenAsked = [this] {
-            reader->stream(VIDEO).delivers = {};
+    // From when it is asked anew; `index` is then as all the others.
+    void comesBackToWhatWasAskedFor(std::size_t index, DWORD stream = VIDEO) {
+        reader->stream(stream).whenAsked = [this, index, stream] {
+            ScriptedStream& script = reader->stream(stream);
+            if (!script.delivers) return; // the first time
+            script.delivers = {};
+            script.reads[index] = stream == VIDEO ? pictureAt(script.reads[index].time)
+                                                  : soundAt(script.reads[index].time);
         };
     }
 
+    // The decoders are built anew when their types are set.
+    void losesWhatIsDecoded() {
+        reader->stream(VIDEO).lostWhenAsked = 5;
+        reader->stream(AUDIO).lostWhenAsked = 7;
+    }
+
+    void soundChangesAt(std::size_t index, bool hasSample) {
+        audio()[index].flags = CHANGED;
+        audio()[index].hasSample = hasSample;
+        audio()[index].content = bufferOf(sound(4800, 7));
+        audio()[index].hook = [this] {
+            reader->stream(AUDIO).delivers = mediaTypeOf(MFMediaType_Audio);
+        };
+    }
+
+    // Each picture and each sound once, at its time.
     void expectAllAsAsked(std::uint8_t luma = LUMA) const {
-        const auto pictures = samplesOf(VIDEO_OUT);
-        EXPECT_EQ(pictures.size(), 10u);
-        for (const auto& sample : pictures) EXPECT_EQ(contentOf(sample.get()), picture(luma));
+        for (const DWORD stream : {VIDEO_OUT, AUDIO_OUT}) {
+            std::vector<Ticks> times;
+            for (int i = 0; i < 10; i++) times.push_back(i * FRAME);
+            EXPECT_EQ(timesOf(stream), times);
+        }
+        for (const auto& sample : samplesOf(VIDEO_OUT)) {
+            EXPECT_EQ(contentOf(sample.get()), picture(luma));
+        }
+        for (const auto& sample : samplesOf(AUDIO_OUT)) EXPECT_EQ(contentOf(sample.get()), sound());
     }
 };
 
@@ -146,18 +172,22 @@ TEST_F(EncodeReaderTest, AReaderThatDeliversSomethingElseIsRefused) {
 TEST_F(EncodeReaderTest, AChangeToTheSameTypeIsNone) {
     video()[13].flags = CHANGED;
     EXPECT_EQ(encode(), S_OK);
-    EXPECT_THAT(reader->steering(), ElementsAre("type 3", "type 1", "position 10000000"));
+    EXPECT_THAT(reader->steering(),
+                ElementsAre("type 3", "type 1", "position 10000000", "position 10000000"));
 }
 
-TEST_F(EncodeReaderTest, AReaderThatChangesIsAskedAgain) {
+// And set to the last picture that it gave before, or to the last sound.
+TEST_F(EncodeReaderTest, AReaderThatChangesIsAskedAgainAndReadFromThere) {
     for (const double exposure : {0.0, 0.5}) {
         reset();
         request.exposure = exposure;
+        losesWhatIsDecoded();
         changeAt(13, 14, largeType());
-        comesBackToWhatWasAskedFor();
+        comesBackToWhatWasAskedFor(13);
         EXPECT_EQ(encode(), S_OK);
         EXPECT_THAT(reader->steering(),
-                    ElementsAre("type 3", "type 1", "position 10000000", "type 3"));
+                    ElementsAre("type 3", "type 1", "position 10000000", "position 10000000",
+                                "type 3", "position 12000000"));
         expectAllAsAsked(exposure > 0 ? exposureTable(exposure)[LUMA] : LUMA);
     }
 }
@@ -166,8 +196,10 @@ TEST_F(EncodeReaderTest, WhatAReaderKeepsDeliveringIsCutToWhatIsSeen) {
     for (const double exposure : {0.0, 0.5}) {
         reset();
         request.exposure = exposure;
+        losesWhatIsDecoded();
         changeAt(13, 50, largeType());
         EXPECT_EQ(encode(), S_OK);
+        EXPECT_EQ(std::ranges::count(reader->steering(), "type 3"), 2);
         expectAllAsAsked(exposure > 0 ? exposureTable(exposure)[LUMA] : LUMA);
     }
 }
@@ -177,6 +209,7 @@ TEST_F(EncodeReaderTest, LargerPicturesFromTheBeginningAreCutToo) {
     reader->stream(VIDEO).delivers = largeType();
     EXPECT_EQ(encode(), S_OK);
     expectAllAsAsked();
+    EXPECT_EQ(std::ranges::count(reader->steering(), "type 3"), 1);
 }
 
 TEST_F(EncodeReaderTest, WhatIsntToBeSeenMustBeStated) {
@@ -190,11 +223,12 @@ TEST_F(EncodeReaderTest, WhatIsntToBeSeenMustBeStated) {
 
 // The type changes before a picture comes of it.
 TEST_F(EncodeReaderTest, AChangeWithoutAPictureMayBeTakenBack) {
+    losesWhatIsDecoded();
     changeAt(13, 13, nativePictures());
     video()[13].hasSample = false;
-    comesBackToWhatWasAskedFor();
+    comesBackToWhatWasAskedFor(13);
     EXPECT_EQ(encode(), S_OK);
-    EXPECT_EQ(writtenTo(VIDEO_OUT).size(), 9u);
+    expectAllAsAsked();
     reset();
     changeAt(13, 13, nativePictures());
     video()[13].hasSample = false;
@@ -203,52 +237,106 @@ TEST_F(EncodeReaderTest, AChangeWithoutAPictureMayBeTakenBack) {
 
 TEST_F(EncodeReaderTest, AFailureToAskAgainMattersWhereThePicturesCantBeUsed) {
     changeAt(13, 50, largeType());
-    reader->failSteering(4, BROKEN);
+    reader->failSteering(5, BROKEN);
     EXPECT_EQ(encode(), S_OK);
     expectAllAsAsked();
     reset();
     changeAt(13, 13, nativePictures());
     video()[13].hasSample = false;
-    reader->failSteering(4, BROKEN);
+    reader->failSteering(5, BROKEN);
     EXPECT_EQ(encode(), BROKEN);
 }
 
-TEST_F(EncodeReaderTest, FullRangeIsAskedToBeConverted) {
+// In the stream alone it is stated, so that it shows with the first picture.
+TEST_F(EncodeReaderTest, FullRangeIsAskedToBeConvertedBeforeTheFirstPicture) {
     ComPtr<IMFMediaType> full = nativePictures();
     EXPECT_EQ(full->SetGUID(MF_MT_SUBTYPE, MFVideoFormat_NV12), S_OK);
     EXPECT_EQ(full->SetUINT32(MF_MT_VIDEO_NOMINAL_RANGE, MFNominalRange_0_255), S_OK);
+    losesWhatIsDecoded();
     video()[10].flags = CHANGED;
+    video()[10].content = bufferOf(picture(0));
     video()[10].hook = [&] {
+        EXPECT_TRUE(writer->calls().empty());
         reader->stream(VIDEO).delivers = full;
     };
-    comesBackToWhatWasAskedFor();
+    comesBackToWhatWasAskedFor(10);
     EXPECT_EQ(encode(), S_OK);
-    EXPECT_EQ(reader->steering().back(), "type 3");
+    EXPECT_EQ(std::ranges::count(reader->steering(), "type 3"), 2);
+    expectAllAsAsked();
 }
 
-TEST_F(EncodeReaderTest, SoundThatChangesIsAskedForAgain) {
+TEST_F(EncodeReaderTest, TypesThatCantBeHadFailBeforeAnythingIsWritten) {
+    changeAt(10, 50, largeType(false));
+    EXPECT_EQ(encode(), MF_E_INVALIDMEDIATYPE);
+    EXPECT_TRUE(writer->calls().empty());
+}
+
+TEST_F(EncodeReaderTest, AFailureToSetTheReaderBackIsTheResult) {
+    changeAt(13, 14, largeType());
+    comesBackToWhatWasAskedFor(13);
+    reader->failSteering(6, BROKEN);
+    EXPECT_EQ(encode(), BROKEN);
+    EXPECT_EQ(writtenTo(VIDEO_OUT).size(), 3u);
+}
+
+TEST_F(EncodeReaderTest, ManyChangesOnTheWayCostNothing) {
+    losesWhatIsDecoded();
+    for (const std::size_t index : {11u, 12u, 13u, 14u, 15u, 16u, 18u}) {
+        changeAt(index, index + 1, largeType());
+    }
+    reader->stream(VIDEO).whenAsked = [this] {
+        ScriptedStream& script = reader->stream(VIDEO);
+        if (!script.delivers) return;
+        script.delivers = {};
+        const auto changed = std::ranges::find(script.reads, CHANGED, &ScriptedRead::flags);
+        *changed = pictureAt(changed->time);
+    };
+    EXPECT_EQ(encode(), S_OK);
+    expectAllAsAsked();
+}
+
+// However often it takes back what it was asked for.
+TEST_F(EncodeReaderTest, AReaderThatChangesForEverFails) {
+    for (const std::size_t index : {10u, 13u}) {
+        for (const DWORD stream : {VIDEO, AUDIO}) {
+            reset();
+            changeAt(index, index + 1, largeType());
+            if (stream == AUDIO) {
+                reset();
+                soundChangesAt(index, true);
+            }
+            reader->stream(stream).whenAsked = [this, stream] {
+                reader->stream(stream).delivers = {};
+            };
+            EXPECT_EQ(encode(200), MF_E_INVALIDMEDIATYPE);
+            const auto type = "type " + std::to_string(stream);
+            EXPECT_EQ(std::ranges::count(reader->steering(), type), 1 + 5);
+        }
+    }
+}
+
+TEST_F(EncodeReaderTest, SoundThatChangesIsAskedForAgainAndReadFromThere) {
     audio()[13].flags = CHANGED;
     EXPECT_EQ(encode(), S_OK);
-    for (const bool comesBack : {true, false}) {
-        reset();
-        audio()[13].flags = CHANGED;
-        audio()[13].hasSample = false;
-        audio()[13].hook = [this] {
-            reader->stream(AUDIO).delivers = mediaTypeOf(MFMediaType_Audio);
-        };
-        reader->stream(AUDIO).whenAsked = [this, comesBack] {
-            if (comesBack) reader->stream(AUDIO).delivers = {};
-        };
-        EXPECT_EQ(encode(), comesBack ? S_OK : MF_E_INVALIDMEDIATYPE);
+    for (const std::size_t index : {10u, 13u, 19u}) {
+        for (const bool hasSample : {true, false}) {
+            reset();
+            losesWhatIsDecoded();
+            soundChangesAt(index, hasSample);
+            comesBackToWhatWasAskedFor(index, AUDIO);
+            EXPECT_EQ(encode(), S_OK);
+            EXPECT_EQ(std::ranges::count(reader->steering(), "type 1"), 2);
+            expectAllAsAsked();
+        }
     }
 }
 
 TEST_F(EncodeReaderTest, SoundOfAnotherTypeIsRefused) {
-    audio()[13].flags = CHANGED;
-    audio()[13].hook = [this] {
-        reader->stream(AUDIO).delivers = mediaTypeOf(MFMediaType_Audio);
-    };
-    EXPECT_EQ(encode(), MF_E_INVALIDMEDIATYPE);
+    for (const bool hasSample : {true, false}) {
+        reset();
+        soundChangesAt(13, hasSample);
+        EXPECT_EQ(encode(), MF_E_INVALIDMEDIATYPE);
+    }
 }
 
 ComPtr<IMFAttributes> noAttributes() {
@@ -279,9 +367,10 @@ TEST_F(EncodeReaderTest, AProcessorThatComesWithANewTypeIsToldToo) {
     const auto attributes = noAttributes();
     reader->transforms.emplace();
     changeAt(13, 14, largeType());
-    reader->stream(VIDEO).whenAsked = [&] {
+    comesBackToWhatWasAskedFor(13);
+    reader->stream(VIDEO).whenAsked = [&, comeBack = reader->stream(VIDEO).whenAsked] {
         if (!reader->stream(VIDEO).delivers) return;
-        reader->stream(VIDEO).delivers = {};
+        comeBack();
         reader->transforms = {{MFT_CATEGORY_VIDEO_PROCESSOR, transformWith(attributes)}};
     };
     EXPECT_EQ(encode(), S_OK);

@@ -34,9 +34,9 @@ TEST_F(EncodeShell, TheErrorFlagIsAFailureWhateverComesWithIt) {
     EXPECT_EQ(encode(), E_FAIL);
 }
 
-// Both types are set, then each span begins with a seek.
+// Both types are set, the first picture is looked at, then each span begins with a seek.
 TEST_F(EncodeShell, AFailedTypeOrSeekIsTheResult) {
-    for (std::size_t step = 1; step <= 3; step++) {
+    for (std::size_t step = 1; step <= 4; step++) {
         SCOPED_TRACE(step);
         reset();
         reader->failSteering(step, BROKEN);
@@ -109,14 +109,39 @@ TEST_F(EncodeShell, CancelAtAnySampleEndsWithIt) {
             cancel = false;
             request.spans = {{.start = 1, .end = 2}, {.start = 3, .end = 4}};
             (picture ? video() : audio())[i].hook = [&] {
-                cancel = true;
+                cancel = !writer->calls().empty();
             };
             EXPECT_EQ(encode(), S_OK);
             // Sound comes first, as its stream has the lower number.
             EXPECT_EQ(writer->written().size(), 2 * (i - 10) + (picture ? 2 : 1));
-            EXPECT_EQ(reader->steering().size(), 3u);
+            EXPECT_EQ(reader->steering().size(), 4u);
         }
     }
+}
+
+TEST_F(EncodeShell, CancelEndsTheLookAtTheFirstPicture) {
+    for (ScriptedRead& read : video()) read.hasSample = false;
+    video()[12].hook = [&] {
+        cancel = true;
+    };
+    reader->stream(VIDEO).seeksToFirst = true;
+    EXPECT_EQ(encode(), S_OK);
+    EXPECT_EQ(reader->readsOf(VIDEO), 13);
+    EXPECT_EQ(reader->readsOf(AUDIO), 0);
+    EXPECT_TRUE(writer->written().empty());
+}
+
+TEST_F(EncodeShell, TheLookAtTheFirstPictureHasALimitToo) {
+    for (ScriptedRead& read : video()) read.hasSample = false;
+    reader->stream(VIDEO).seeksToFirst = true;
+    EXPECT_EQ(encode(12), TOO_LARGE);
+    EXPECT_TRUE(writer->calls().empty());
+}
+
+TEST_F(EncodeShell, AFailureToReadTheFirstPictureIsTheResultBeforeAnythingIsWritten) {
+    video()[10].result = BROKEN;
+    EXPECT_EQ(encode(), BROKEN);
+    EXPECT_TRUE(writer->calls().empty());
 }
 
 // An encoder that has come so far.

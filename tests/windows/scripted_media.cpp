@@ -107,8 +107,9 @@ HRESULT ScriptedReader::SetCurrentPosition(REFGUID format, REFPROPVARIANT positi
 HRESULT ScriptedReader::SetCurrentMediaType(DWORD index, DWORD* reserved, IMFMediaType* type) {
     if (reserved || !type || !streams_.contains(index)) return E_INVALIDARG;
     types_[index] = ComPtr<IMFMediaType>::share(type);
-    const ScriptedStream& script = streams_.at(index).script;
-    if (script.whenAsked) script.whenAsked();
+    State& state = streams_.at(index);
+    state.next = std::min(state.next + state.script.lostWhenAsked, state.script.reads.size());
+    if (state.script.whenAsked) state.script.whenAsked();
     return steer("type " + std::to_string(index));
 }
 

@@ -81,6 +81,9 @@ struct ScriptedStream {
     bool seeksToFirst = false;       // else to the last keyframe at or before the position
     ComPtr<IMFMediaType> delivers{}; // what GetCurrentMediaType says; none: what was asked for
     std::function<void()> whenAsked; // runs when a type is set
+    // So many reads are gone when a type is set: the decoder is built anew, and what it had decoded
+    // ahead, or can't decode from the middle on, doesn't come.
+    std::size_t lostWhenAsked = 0;
 };
 
 // What a reader says of a transform that it decodes with.
