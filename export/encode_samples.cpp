@@ -1,10 +1,12 @@
 #include "export/encode_samples.h"
 
+#include <d3d11.h>
 #include <mfapi.h>
 #include <mferror.h>
 
 #include <algorithm>
 #include <cstdint>
+#include <optional>
 #include <span>
 
 #include "export/encode_types.h"
@@ -28,11 +30,38 @@ ComPtr<IMF2DBuffer> buffer2d(IMFSample* picture) {
     return found;
 }
 
-HRESULT findLayout(std::size_t bytes, const PictureChange& change, Nv12Layout& layout) {
-    const auto found = nv12Layout(bytes, change.size, change.coded);
-    if (!found) return MF_E_BUFFERTOOSMALL;
-    layout = *found;
-    return S_OK;
+std::optional<D3D11_TEXTURE2D_DESC> textureOf(IMF2DBuffer* buffer) {
+    ComPtr<IMFDXGIBuffer> onDevice;
+    ComPtr<ID3D11Texture2D> texture;
+    D3D11_TEXTURE2D_DESC description = {};
+    if (FAILED(buffer->QueryInterface(__uuidof(IMFDXGIBuffer), onDevice.putVoid()))) return {};
+    if (FAILED(onDevice->GetResource(__uuidof(ID3D11Texture2D), texture.putVoid()))) return {};
+    texture->GetDesc(&description);
+    return description;
+}
+
+// Textures have the alignment of what has made them, of 128 lines and columns with some decoders,
+// whatever the media type states: only they know.
+std::optional<Nv12Layout> layoutOf2d(IMF2DBuffer* buffer, DWORD bytes,
+                                     const PictureChange& change) {
+    const auto texture = textureOf(buffer);
+    if (!texture) return nv12LayoutOfLines(bytes, change.size, change.coded);
+    if (texture->Format == DXGI_FORMAT_NV12) {
+        return nv12LayoutWithin(bytes, change.size, {texture->Width, texture->Height});
+    }
+    return nv12Layout(bytes, change.size, change.coded);
+}
+
+// That encoders in hardware take the media type's size from the top left of a larger texture is
+// what they do, and not documented. What they must know is the coded size of their own pictures, of
+// whole macroblocks (ISO/IEC 14496-10), which decoders of the same devices give: 1088 lines for
+// 1080. Textures of any other size are copied: that takes time, but can't go wrong.
+bool fitsEncoder(const D3D11_TEXTURE2D_DESC& texture, FrameSize size) {
+    const auto isSeenOrCoded = [](UINT given, UINT seen) {
+        return given == seen || given == (seen + 15) / 16 * 16;
+    };
+    return texture.Format == DXGI_FORMAT_NV12 && isSeenOrCoded(texture.Width, size.width) &&
+           isSeenOrCoded(texture.Height, size.height);
 }
 
 std::size_t seenSize(FrameSize size) {
@@ -64,13 +93,13 @@ HRESULT fillBuffer(IMFMediaBuffer* buffer, std::size_t bytes, const Fill& fill) 
 HRESULT copyOf2d(IMF2DBuffer* from, const PictureChange& change,
                  const std::shared_ptr<PicturePool>& pool, ComPtr<IMFMediaBuffer>& copy) {
     DWORD size = 0;
-    Nv12Layout layout;
     RETURN_IF_FAILED(from->GetContiguousLength(&size));
-    RETURN_IF_FAILED(findLayout(size, change, layout));
+    const auto layout = layoutOf2d(from, size, change);
+    if (!layout) return MF_E_BUFFERTOOSMALL;
     RETURN_IF_FAILED(makeBuffer(size, pool, copy));
     return fillBuffer(copy.get(), size, [&](Bytes to) {
         RETURN_IF_FAILED(from->ContiguousCopyTo(to.data(), size));
-        velkantrix::change(to, layout, change.size, change.effect);
+        velkantrix::change(to, *layout, change.size, change.effect);
         return S_OK;
     });
 }
@@ -78,14 +107,14 @@ HRESULT copyOf2d(IMF2DBuffer* from, const PictureChange& change,
 HRESULT copyOfPlain(IMFSample* picture, const PictureChange& change,
                     const std::shared_ptr<PicturePool>& pool, ComPtr<IMFMediaBuffer>& copy) {
     ComPtr<IMFMediaBuffer> whole;
-    Nv12Layout layout;
     RETURN_IF_FAILED(picture->ConvertToContiguousBuffer(whole.put()));
     const LockedBytes from(whole.get());
     RETURN_IF_FAILED(from.result());
-    RETURN_IF_FAILED(findLayout(from.bytes().size(), change, layout));
+    const auto layout = nv12Layout(from.bytes().size(), change.size, change.coded);
+    if (!layout) return MF_E_BUFFERTOOSMALL;
     RETURN_IF_FAILED(makeBuffer(seenSize(change.size), pool, copy));
     return fillBuffer(copy.get(), seenSize(change.size), [&](Bytes to) {
-        copyChanged(from.bytes(), layout, change.size, change.effect, to);
+        copyChanged(from.bytes(), *layout, change.size, change.effect, to);
         return S_OK;
     });
 }
@@ -107,14 +136,21 @@ HRESULT fadeIn(IMFMediaBuffer* buffer, Gain gain) {
 
 } // namespace
 
-HRESULT pictureSize(IMFSample* picture, DWORD& size) {
+HRESULT lookAtPicture(IMFSample* picture, FrameSize size, PictureForm& form) {
     const ComPtr<IMF2DBuffer> lines = buffer2d(picture);
-    return lines ? lines->GetContiguousLength(&size) : picture->GetTotalLength(&size);
+    RETURN_IF_FAILED(lines ? lines->GetContiguousLength(&form.bytes)
+                           : picture->GetTotalLength(&form.bytes));
+    const auto texture = lines ? textureOf(lines.get()) : std::nullopt;
+    form.fits = texture ? fitsEncoder(*texture, size) : form.bytes == seenSize(size);
+    return S_OK;
 }
 
 std::shared_ptr<PicturePool> makePicturePool(FrameSize size) {
-    const std::size_t wholeBlocks = (std::size_t{size.height} + 15) / 16 * 16;
-    return std::make_shared<PicturePool>(std::size_t{size.width} * wholeBlocks * 3 / 2);
+    constexpr std::size_t ALIGNMENT = 128;
+    const auto aligned = [](std::size_t length) {
+        return (length + ALIGNMENT - 1) / ALIGNMENT * ALIGNMENT;
+    };
+    return std::make_shared<PicturePool>(aligned(size.width) * aligned(size.height) * 3 / 2);
 }
 
 HRESULT copyPicture(IMFSample* picture, const PictureChange& change,

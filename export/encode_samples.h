@@ -15,9 +15,12 @@
 
 namespace velkantrix {
 
-// The bytes of an NV12 picture without the padding of its lines, of which there may be more than
-// are seen.
-[[nodiscard]] HRESULT pictureSize(IMFSample* picture, DWORD& size);
+// How an NV12 picture is given.
+struct PictureForm {
+    DWORD bytes = 0;   // without the padding of its lines, of which there may be more than are seen
+    bool fits = false; // an encoder that was told of its size may have it as it is
+};
+[[nodiscard]] HRESULT lookAtPicture(IMFSample* picture, FrameSize size, PictureForm& form);
 
 // What becomes of a picture.
 struct PictureChange {
@@ -26,7 +29,7 @@ struct PictureChange {
     PictureEffect effect;
 };
 
-// Memory for changed pictures of a size, also for those with lines that aren't seen.
+// Memory for changed pictures of a size, also for those with lines and columns that aren't seen.
 [[nodiscard]] std::shared_ptr<PicturePool> makePicturePool(FrameSize size);
 
 // A copy of an NV12 picture, in memory of its own, with the effect rendered: a decoder may still

@@ -19,9 +19,6 @@ struct PicturePlan {
     FrameSize size;
     Ratio rate;
     UINT32 bitrate = 0;
-
-    // Bytes of an NV12 picture without padding.
-    [[nodiscard]] UINT64 pictureSize() const { return UINT64{size.width} * size.height * 3 / 2; }
 };
 
 // From the video stream's native type. Fails when neither it nor the request tells a size, and when

@@ -106,16 +106,34 @@ LumaTable exposureTable(double exposure) {
     return table;
 }
 
-std::optional<Nv12Layout> nv12Layout(std::size_t bytes, FrameSize size, FrameSize coded) {
-    const bool even = size.width % 2 == 0 && size.height % 2 == 0;
-    const bool holds = coded.width >= size.width && coded.height >= size.height;
+std::optional<Nv12Layout> nv12LayoutWithin(std::size_t bytes, FrameSize size, FrameSize whole) {
+    const bool even = size.width % 2 == 0 && size.height % 2 == 0 && whole.height % 2 == 0;
+    const bool holds = whole.width >= size.width && whole.height >= size.height;
     if (size.width == 0 || size.height == 0 || !even || !holds) return std::nullopt;
+    if (bytes == 0 || bytes != nv12Size(whole)) return std::nullopt;
+    return Nv12Layout{.stride = whole.width,
+                      .chromaOffset = std::size_t{whole.width} * whole.height};
+}
+
+std::optional<Nv12Layout> nv12Layout(std::size_t bytes, FrameSize size, FrameSize coded) {
+    if (coded.width < size.width || coded.height < size.height) return std::nullopt;
     const FrameSize wholeBlocks = {size.width, wholeBlocksOf(size.height)};
     const FrameSize codedBlocks = {coded.width, wholeBlocksOf(coded.height)};
     for (const FrameSize& given : {size, wholeBlocks, coded, codedBlocks}) {
-        if (bytes == 0 || bytes != nv12Size(given)) continue;
-        return Nv12Layout{.stride = given.width,
-                          .chromaOffset = std::size_t{given.width} * given.height};
+        if (const auto found = nv12LayoutWithin(bytes, size, given)) return found;
+    }
+    return std::nullopt;
+}
+
+std::optional<Nv12Layout> nv12LayoutOfLines(std::size_t bytes, FrameSize size, FrameSize coded) {
+    if (const auto found = nv12Layout(bytes, size, coded)) return found;
+    if (coded.width < size.width || coded.height < size.height) return std::nullopt;
+    for (const std::uint32_t width : {coded.width, size.width}) {
+        if (width == 0) continue;
+        const std::size_t lines = bytes / 3 * 2 / width;
+        if (lines > MOST_LINES) continue;
+        const FrameSize whole = {width, static_cast<std::uint32_t>(lines)};
+        if (const auto found = nv12LayoutWithin(bytes, size, whole)) return found;
     }
     return std::nullopt;
 }

@@ -46,6 +46,14 @@ struct Nv12Layout {
 [[nodiscard]] std::optional<Nv12Layout> nv12Layout(std::size_t bytes, FrameSize size,
                                                    FrameSize coded);
 
+// The same of buffers that know of lines, which may be padded by any even number of them.
+[[nodiscard]] std::optional<Nv12Layout> nv12LayoutOfLines(std::size_t bytes, FrameSize size,
+                                                          FrameSize coded);
+
+// Of pictures of `size` in the top left of larger ones, of `whole` size exactly.
+[[nodiscard]] std::optional<Nv12Layout> nv12LayoutWithin(std::size_t bytes, FrameSize size,
+                                                         FrameSize whole);
+
 // Both leave the picture in the first bytes of `to`, or of `bytes`, without what isn't seen.
 // `from` and `to` don't overlap.
 void copyChanged(std::span<const std::uint8_t> from, const Nv12Layout& layout, FrameSize size,

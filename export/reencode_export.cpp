@@ -185,17 +185,17 @@ HRESULT Reencoder::writePicture(const Read& next) {
     if (!cut.write) return S_OK;
     askings_ = 0;
     ComPtr<IMFSample> picture = next.sample;
-    DWORD size = 0;
-    RETURN_IF_FAILED(pictureSize(picture.get(), size));
+    PictureForm form;
+    RETURN_IF_FAILED(lookAtPicture(picture.get(), plan_.size, form));
     // One with lines that aren't seen would be taken for one without: its last lines for colours.
-    if (exposure_ || cut.gain != NO_FADE || size != plan_.pictureSize()) {
+    if (exposure_ || cut.gain != NO_FADE || !form.fits) {
         const PictureEffect effect = pictureEffect(exposure_ ? &*exposure_ : nullptr, cut.gain);
         const PictureChange change = {plan_.size, reader_.coded(), effect};
         RETURN_IF_FAILED(copyPicture(next.sample.get(), change, pool_, picture));
     }
     // It is on the source's time line, if it is there.
     ignoreResult(picture->DeleteItem(MFSampleExtension_DecodeTimestamp), "mostly there is none");
-    RETURN_IF_FAILED(pictures_.write(picture.get(), cut.time, cut.duration, size));
+    RETURN_IF_FAILED(pictures_.write(picture.get(), cut.time, cut.duration, form.bytes));
     picturesEnd_ = std::max(picturesEnd_, addTicks(cut.time, cut.duration));
     if (request_.progress) request_.progress(cutter_.progressAt(cut.time));
     pictures_.waitForEncoder();

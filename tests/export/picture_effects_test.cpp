@@ -223,6 +223,44 @@ TEST(Nv12Layout, TooFewBytesAreNoPictureAndNeitherAreSomeMore) {
     EXPECT_FALSE(nv12Layout(704 * 360 * 3 / 2, SMALL, LARGEST));
 }
 
+TEST(Nv12LayoutOfLines, ThereMayBeAnyEvenNumberOfThem) {
+    for (const std::uint32_t lines : {360u, 362u, 368u, 384u, 512u, 1000u}) {
+        const auto layout = nv12LayoutOfLines(std::size_t{640} * lines * 3 / 2, SMALL, SMALL);
+        ASSERT_TRUE(layout) << lines;
+        EXPECT_EQ(layout->stride, 640u);
+        EXPECT_EQ(layout->chromaOffset, std::size_t{640} * lines);
+    }
+    for (const std::uint32_t lines : {0u, 180u, 358u, 361u, 385u}) {
+        EXPECT_FALSE(nv12LayoutOfLines(std::size_t{640} * lines * 3 / 2, SMALL, SMALL)) << lines;
+    }
+    EXPECT_FALSE(nv12LayoutOfLines(640 * 384 * 3 / 2 + 2, SMALL, SMALL));
+    EXPECT_FALSE(nv12LayoutOfLines(640 * 384 * 3 / 2, {}, {}));
+    EXPECT_FALSE(nv12LayoutOfLines(640 * 384 * 3 / 2, SMALL, {}));
+    EXPECT_FALSE(nv12LayoutOfLines(std::size_t{640} * 3 << 31, SMALL, SMALL));
+    EXPECT_FALSE(nv12LayoutOfLines(640 * 360 * 3 / 2, LARGEST, LARGEST));
+}
+
+// 704 x 480 has as many bytes as 640 x 528.
+TEST(Nv12LayoutOfLines, TheyAreAsLongAsIsStatedIfTheyCanBe) {
+    EXPECT_EQ(nv12LayoutOfLines(704 * 480 * 3 / 2, SMALL, {704, 368})->stride, 704u);
+    EXPECT_EQ(nv12LayoutOfLines(704 * 480 * 3 / 2, SMALL, SMALL)->stride, 640u);
+    EXPECT_EQ(nv12LayoutOfLines(640 * 384 * 3 / 2, SMALL, {704, 368})->stride, 640u);
+    EXPECT_EQ(nv12LayoutOfLines(640 * 368 * 3 / 2, SMALL, {640, 480})->chromaOffset, 640u * 368);
+}
+
+TEST(Nv12LayoutWithin, HasTheSizeOfTheWholeExactly) {
+    const auto layout = nv12LayoutWithin(640 * 384 * 3 / 2, {630, 360}, {640, 384});
+    ASSERT_TRUE(layout);
+    EXPECT_EQ(layout->stride, 640u);
+    EXPECT_EQ(layout->chromaOffset, 640u * 384);
+    EXPECT_FALSE(nv12LayoutWithin(630 * 360 * 3 / 2, {630, 360}, {640, 384}));
+    EXPECT_FALSE(nv12LayoutWithin(640 * 384 * 3 / 2, {642, 360}, {640, 384}));
+    EXPECT_FALSE(nv12LayoutWithin(640 * 384 * 3 / 2, {640, 386}, {640, 384}));
+    EXPECT_FALSE(nv12LayoutWithin(641 * 384 * 3 / 2, SMALL, {641, 384}));
+    EXPECT_FALSE(nv12LayoutWithin(640 * 385 * 3 / 2, SMALL, {640, 385}));
+    EXPECT_FALSE(nv12LayoutWithin(0, {}, {}));
+}
+
 struct EffectCase {
     std::optional<double> exposure;
     Gain gain = NO_FADE;

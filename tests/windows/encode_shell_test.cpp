@@ -148,13 +148,24 @@ TEST_F(EncodeShell, LinesBelowTheSeenOnesAreLeftOut) {
     }
 }
 
-TEST_F(EncodeShell, InGraphicsMemoryTooTheyAreLeftOut) {
-    const ComPtr<IMFMediaBuffer> tall = buffer2dOf(16);
-    for (ScriptedRead& read : video()) read.content = tall;
-    EXPECT_EQ(encode(), S_OK);
-    EXPECT_EQ(contentOf(samplesOf(VIDEO_OUT)[0].get()), picture());
+// Of any alignment.
+TEST_F(EncodeShell, InBuffersThatKnowOfLinesTooTheyAreLeftOut) {
+    for (const double exposure : {0.0, 0.5}) {
+        for (const UINT32 lines : {6u, 16u, 20u, 32u, 128u}) {
+            reset();
+            request.exposure = exposure;
+            const ComPtr<IMFMediaBuffer> tall = buffer2dOf(lines);
+            for (ScriptedRead& read : video()) read.content = tall;
+            EXPECT_EQ(encode(), S_OK) << lines;
+            const std::uint8_t luma = exposure > 0 ? exposureTable(exposure)[LUMA] : LUMA;
+            for (const auto& sample : samplesOf(VIDEO_OUT)) {
+                EXPECT_EQ(contentOf(sample.get()), picture(luma)) << lines;
+            }
+        }
+    }
     ComPtr<IMFMediaBuffer> exact = buffer2dOf(HEIGHT);
     reset();
+    request.exposure = 0;
     for (ScriptedRead& read : video()) read.content = exact;
     EXPECT_EQ(encode(), S_OK);
     ComPtr<IMFMediaBuffer> written;
