@@ -22,12 +22,19 @@ namespace {
 
 constexpr DWORD MOST_STREAMS = 64;
 
+constexpr wchar_t NO_PICTURES_TEXT[] =
+    L"No picture of the video lies within what was to be exported.";
+
 // A way of filling the output: opens the source, creates the output, writes the spans. It returns
 // early, with success, when the export is cancelled.
 using FillOutput = HRESULT (*)(const ExportRequest&, OutputFile&);
 
 void setText(std::wstring* target, std::wstring text) {
     if (target) *target = std::move(text);
+}
+
+std::wstring textOfFailure(HRESULT hr) {
+    return hr == NO_PICTURES ? NO_PICTURES_TEXT : FormatExportError(hr);
 }
 
 // What every way of exporting has in common: the apartment, the end of the output, the clean-up.
@@ -39,7 +46,7 @@ bool exportBy(FillOutput fill, const ExportRequest& request, std::wstring* error
     if (SUCCEEDED(hr) && !cancelled) hr = output.keep();
     if (FAILED(hr) || cancelled) {
         output.discard();
-        setText(errorText, cancelled ? EXPORT_CANCELLED : FormatExportError(hr));
+        setText(errorText, cancelled ? EXPORT_CANCELLED : textOfFailure(hr));
         return false;
     }
     if (request.progress) request.progress(totalSeconds(request.spans));

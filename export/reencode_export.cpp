@@ -89,6 +89,7 @@ private:
     EncodeSound sound_;     // unused where the source has none
     Ticks picturesEnd_ = 0; // in the output
     HeldSound held_;
+    bool hasPictures_ = false;
     int askings_ = 0; // since something was written, or the span began
 };
 
@@ -147,7 +148,10 @@ HRESULT Reencoder::encodeSpan(const ExportSpan& span, bool isLast) {
             continue;
         }
         RETURN_IF_FAILED(handle(next));
-        if (isLast && cutter_.videoDone()) sound_.waitNoMore();
+        if (isLast && cutter_.videoDone()) {
+            if (!hasPictures_) return NO_PICTURES;
+            sound_.waitNoMore();
+        }
         if (streams_.audio) RETURN_IF_FAILED(goOnWithSound());
     }
     cutter_.endSpan();
@@ -196,6 +200,7 @@ HRESULT Reencoder::writePicture(const Read& next) {
     // It is on the source's time line, if it is there.
     ignoreResult(picture->DeleteItem(MFSampleExtension_DecodeTimestamp), "mostly there is none");
     RETURN_IF_FAILED(pictures_.write(picture.get(), cut.time, cut.duration, form.bytes));
+    hasPictures_ = true;
     picturesEnd_ = std::max(picturesEnd_, addTicks(cut.time, cut.duration));
     if (request_.progress) request_.progress(cutter_.progressAt(cut.time));
     pictures_.waitForEncoder();

@@ -18,6 +18,10 @@
 
 namespace velkantrix {
 
+// There is no picture of the source's within any of the spans. A file without one is no video, and
+// what writes it refuses to. (No result of the system's.)
+inline constexpr HRESULT NO_PICTURES = MAKE_HRESULT(SEVERITY_ERROR, FACILITY_ITF, 0x0A01);
+
 // Reads the spans and writes them to `output`, which it creates once the source is open and known.
 // The caller keeps or discards it. Cancelled: S_OK, with the output created but incomplete. It
 // needs a graphics device: without one it fails.

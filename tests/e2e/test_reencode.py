@@ -99,6 +99,7 @@ KINDS = {
     "audio-late": ((320, 180), True, [(2.1, 2.9)]),
     "audio-short": ((320, 180), True, [(4.4, 5.9), (8, 8.5)]),
     "video-late": ((320, 180), True, [(1.0, 2.2)]),
+    "video-short": ((320, 180), True, [(6.5, 7.5)]),
     "mono": ((320, 180), True, USUAL),
     "burst-six": ((320, 180), True, USUAL),
     "two-audio": ((320, 180), True, USUAL),
@@ -110,7 +111,7 @@ KINDS = {
     "anamorphic": ((768, 576), False, [(0.5, 1.2)]),
     "full-range": ((320, 180), False, USUAL),
 }
-USUAL_KINDS = ("video-only", "variable-rate", "audio-short", "mono", "burst-six", "fragmented-halves",
+USUAL_KINDS = ("video-only", "variable-rate", "audio-short", "video-short", "mono", "burst-six", "fragmented-halves",
                "reencode-uneven", "portrait", "anamorphic", "full-range")
 
 

@@ -100,6 +100,16 @@ def test_a_source_that_breaks_off_is_kept_up_to_there(cut, media, tmp_path):
     assert encoded.complaints(output) == ""
 
 
+def test_a_part_behind_the_last_picture_is_refused_and_leaves_what_was_there(cut, media, tmp_path):
+    output = tmp_path / "cut.mp4"
+    output.write_bytes(OLD)
+    result = cut(media / "video-short.mp4", output, "8-9", more=["--quality", "source"])
+    assert result.returncode == 1
+    assert result.stderr == "velkantrix-cut: No picture of the video lies within what was to be exported.\n"
+    assert files_in(tmp_path) == ["cut.mp4"]
+    assert output.read_bytes() == OLD
+
+
 @pytest.mark.parametrize("name", ["text", "empty", "truncated", "audio-only"])
 def test_what_is_no_video_is_refused(cut, media, tmp_path, name):
     result = cut(media / f"{name}.mp4", tmp_path / "cut.mp4", "0-1", more=["--quality", "480"])

@@ -73,6 +73,33 @@ TEST_F(EncodeShell, ASampleWithoutABufferFails) {
     EXPECT_TRUE(FAILED(encode()));
 }
 
+// What is read first may be sound; of an hour of it no more is encoded for nothing.
+TEST_F(EncodeShell, WithoutAnyPictureWithinTheSpansThereIsAnError) {
+    video().resize(20);
+    request.spans = {{.start = 2, .end = 3}, {.start = 4, .end = 5}};
+    EXPECT_EQ(encode(), NO_PICTURES);
+    EXPECT_TRUE(writtenTo(VIDEO_OUT).empty());
+    EXPECT_LE(writtenTo(AUDIO_OUT).size(), 14u);
+    reset();
+    request.spans = {{.start = 1.01, .end = 1.09}}; // between two pictures
+    EXPECT_EQ(encode(), NO_PICTURES);
+    reset();
+    streams.audio.reset();
+    EXPECT_EQ(reader->SetStreamSelection(AUDIO, FALSE), S_OK);
+    EXPECT_EQ(encode(), NO_PICTURES);
+}
+
+TEST_F(EncodeShell, OnePictureInAnyOfTheSpansIsEnough) {
+    for (const bool first : {true, false}) {
+        reset();
+        video().resize(20);
+        const ExportSpan with = {.start = 1.9, .end = 2.5}, without = {.start = 3, .end = 4};
+        request.spans = {first ? with : without, first ? without : with};
+        EXPECT_EQ(encode(), S_OK);
+        EXPECT_EQ(writtenTo(VIDEO_OUT).size(), 1u);
+    }
+}
+
 TEST_F(EncodeShell, WithoutASizeOrAVideoThereIsAnError) {
     streams.videoType = mediaTypeOf(MFMediaType_Video);
     EXPECT_EQ(encode(), MF_E_INVALIDMEDIATYPE);

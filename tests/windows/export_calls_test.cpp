@@ -145,6 +145,13 @@ TEST_F(ExportCallsTest, AFailureToFinishIsAFailure) {
     }
 }
 
+TEST_F(ExportCallsTest, AReencodeWithoutAPictureSaysSo) {
+    video().resize(10);
+    EXPECT_FALSE(exported());
+    EXPECT_EQ(text, L"No picture of the video lies within what was to be exported.");
+    EXPECT_THAT(ends, ElementsAre("writer", "reader"));
+}
+
 TEST_F(ExportCallsTest, CancelledItIsntFinished) {
     cancel = true;
     EXPECT_FALSE(exported());
