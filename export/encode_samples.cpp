@@ -47,7 +47,8 @@ std::optional<Nv12Layout> layoutOf2d(IMF2DBuffer* buffer, DWORD bytes,
     const auto texture = textureOf(buffer);
     if (!texture) return nv12LayoutOfLines(bytes, change.size, change.coded);
     if (texture->Format == DXGI_FORMAT_NV12) {
-        return nv12LayoutWithin(bytes, change.size, {texture->Width, texture->Height});
+        const FrameSize whole = {texture->Width, texture->Height};
+        if (const auto found = nv12LayoutWithin(bytes, change.size, whole)) return found;
     }
     return nv12Layout(bytes, change.size, change.coded);
 }
