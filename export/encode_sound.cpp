@@ -70,7 +70,7 @@ HRESULT EncodeSound::put(IMFSample* sample, Ticks time, Ticks duration) {
     RETURN_IF_FAILED(
         outlet_.write(sample, time, duration, std::uint64_t{frames} * SOUND_FRAME_SIZE));
     line_.wrote(time, frames);
-    if (waits_) outlet_.waitForEncoder();
+    if (time <= pictures_) outlet_.waitForEncoder();
     return S_OK;
 }
 

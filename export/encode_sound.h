@@ -35,16 +35,16 @@ public:
 
     [[nodiscard]] Ticks end() const { return line_.end(); }
 
-    // No picture comes any more. What writes both into one file may then hold sound back to the
-    // end: who waited for its encoder would wait for ever.
-    void waitNoMore() { waits_ = false; }
+    // A picture of this time has been written. What writes both into one file holds back what is
+    // far ahead of the pictures: who waited for the encoder of such sound would wait for ever.
+    void picturesReach(Ticks time) { pictures_ = time; }
 
 private:
     [[nodiscard]] HRESULT put(IMFSample* sample, Ticks time, Ticks duration);
 
     EncodeOutlet outlet_;
     SoundLine line_;
-    bool waits_ = true;
+    Ticks pictures_ = 0; // the time of the last one
 };
 
 } // namespace velkantrix

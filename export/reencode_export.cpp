@@ -148,10 +148,7 @@ HRESULT Reencoder::encodeSpan(const ExportSpan& span, bool isLast) {
             continue;
         }
         RETURN_IF_FAILED(handle(next));
-        if (isLast && cutter_.videoDone()) {
-            if (!hasPictures_) return NO_PICTURES;
-            sound_.waitNoMore();
-        }
+        if (isLast && cutter_.videoDone() && !hasPictures_) return NO_PICTURES;
         if (streams_.audio) RETURN_IF_FAILED(goOnWithSound());
     }
     cutter_.endSpan();
@@ -201,6 +198,7 @@ HRESULT Reencoder::writePicture(const Read& next) {
     ignoreResult(picture->DeleteItem(MFSampleExtension_DecodeTimestamp), "mostly there is none");
     RETURN_IF_FAILED(pictures_.write(picture.get(), cut.time, cut.duration, form.bytes));
     hasPictures_ = true;
+    sound_.picturesReach(cut.time);
     picturesEnd_ = std::max(picturesEnd_, addTicks(cut.time, cut.duration));
     if (request_.progress) request_.progress(cutter_.progressAt(cut.time));
     pictures_.waitForEncoder();

@@ -203,13 +203,16 @@ TEST_F(EncodeSoundTest, SoundBehindTheLastPictureWaitsForNoEncoder) {
         read.content = data;
         audio().push_back(read);
     }
-    request.spans = {{.start = 0, .end = 20.0 * LENGTH}};
+    // Of which the last has pictures again.
+    request.spans = {{.start = 0, .end = 19.0 * LENGTH},
+                     {.start = 19.0 * LENGTH, .end = 20.0 * LENGTH},
+                     {.start = 0, .end = 1}};
     writer->statistics = [](DWORD) {
         return MF_SINK_WRITER_STATISTICS{.cb = sizeof(MF_SINK_WRITER_STATISTICS),
                                          .qwNumSamplesEncoded = 1};
     };
     EXPECT_EQ(encode(), S_OK); // or `pause` fails
-    EXPECT_EQ(writtenTo(AUDIO_OUT).size(), 20u);
+    EXPECT_EQ(writtenTo(AUDIO_OUT).size(), 21u);
 }
 
 TEST_F(EncodeSoundTest, ASourceThatBreaksOffIsNoLongerThanItIs) {
