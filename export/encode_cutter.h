@@ -51,7 +51,9 @@ public:
     //
     // What begins before is dropped, though it lasts into the span; the first that begins behind
     // it ends its stream. What lasts longer than the span is shortened.
-    [[nodiscard]] EncodeCut place(EncodedStream stream, Ticks time, Ticks duration);
+    // `stated`: it is the sample itself that says how long it lasts.
+    [[nodiscard]] EncodeCut place(EncodedStream stream, Ticks time, Ticks duration,
+                                  bool stated = true);
 
     // The stream has no more samples.
     void endStream(EncodedStream stream);
@@ -63,12 +65,22 @@ public:
     // The progress in output seconds when a picture was written.
     [[nodiscard]] double progressAt(Ticks outputTime) const;
 
+    // The current span, as far as it has come.
+    [[nodiscard]] WrittenSpan written() const;
+
     // The next span begins where this one was to end, whatever there was of it.
     void endSpan();
 
     [[nodiscard]] Ticks outBase() const { return outBase_; }
 
 private:
+    // Of one stream's samples in the span, on the source's time line.
+    struct Reached {
+        bool any = false;
+        Ticks end = 0;
+        bool isOpen = false; // the last sample may last longer than it was taken to
+    };
+
     const double total_; // seconds
     Ticks outBase_ = 0;
 
@@ -77,6 +89,9 @@ private:
     Ticks endTicks_ = 0;
     bool videoDone_ = true;
     bool audioDone_ = true;
+    bool hasAudio_ = false;
+    Reached pictures_, sound_;
+    bool durationsStated_ = false; // by some picture so far
 };
 
 } // namespace velkantrix

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <vector>
 
@@ -87,8 +88,10 @@ WrittenSpan LosslessCopy::written(const ExportSpan& span) const {
                         .hasPictures = cutter_.hasCut()};
     if (cutter_.hasCut()) {
         written.sourceStart = secondsOf(cutter_.firstInstant());
-        written.sourceEnd = secondsOf(cutter_.cutEnd());
+        written.sourceEnd = cutter_.endIsOpen() ? std::numeric_limits<double>::infinity()
+                                                : secondsOf(cutter_.cutEnd());
     }
+    if (audioOut_) written.soundEnd = secondsOf(cutter_.soundEnd());
     return written;
 }
 
@@ -187,6 +190,17 @@ bool hasSound(IMFSourceReader* reader, const SourceStreams& streams,
     });
 }
 
+// There is a track of sound, though nothing of it is written. The request outlives the other.
+ExportRequest toldOfNoSound(const ExportRequest& request) {
+    ExportRequest told = request;
+    if (!request.spanWritten) return told;
+    told.spanWritten = [&request](WrittenSpan span) {
+        span.soundEnd = span.sourceStart;
+        request.spanWritten(span);
+    };
+    return told;
+}
+
 } // namespace
 
 HRESULT copyLosslessly(const ExportRequest& request, OutputFile& output) {
@@ -198,10 +212,12 @@ HRESULT copyLosslessly(const ExportRequest& request, OutputFile& output) {
     }
     output.holdFeeder(reader.get());
     RETURN_IF_FAILED(discoverStreams(reader.get(), streams));
-    if (streams.video && streams.audio && !hasSound(reader.get(), streams, request.spans))
-        streams.audio.reset();
+    const bool silent =
+        streams.video && streams.audio && !hasSound(reader.get(), streams, request.spans);
+    if (silent) streams.audio.reset();
     RETURN_IF_FAILED(output.create());
-    return copySpans(request, reader.get(), streams, output.writer());
+    return copySpans(silent ? toldOfNoSound(request) : request, reader.get(), streams,
+                     output.writer());
 }
 
 HRESULT copySpans(const ExportRequest& request, IMFSourceReader* reader,

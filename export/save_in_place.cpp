@@ -181,7 +181,7 @@ void bindSaveInPlace() {
     JobHost& host = jobHost();
     host.confirmSaveInPlace = confirmSaveInPlace;
     host.swapInSavedFile = swapInSavedFile;
-    host.stateOfOriginal = stateOfOriginal;
+    host.lookAtOriginal = stateOfOriginal;
     host.acceptShortSave = [] {
         return saveHost().confirmWarning(REPLACE_BY_LESS);
     };
@@ -224,7 +224,7 @@ bool hasRoomToSaveInPlace(std::wstring& message) {
     const std::uint64_t needed =
         bytesToSave(openState().fileSize, editedDuration(), editState().duration);
     if (room >= needed) return true;
-    message = noRoomText(needed / MIB, room / MIB);
+    message = noRoomText(needed / MIB, *free / MIB);
     return false;
 }
 
