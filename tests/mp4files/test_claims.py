@@ -24,7 +24,7 @@ SHOWN = {
     "first second": [(1000, 0)],
     "last second": [(1000, 2 * PICTURES)],
     "without its middle": [(500, 0), (500, 5 * PICTURES // 2)],
-    "without its beginning": [(0, 3 * PICTURES // 2)],
+    "without its beginning": [(1500, 3 * PICTURES // 2)],
 }
 
 
