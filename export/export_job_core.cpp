@@ -141,7 +141,7 @@ void tellOutcome(JobOutcome outcome, bool saveInPlace) {
 // Whoever cancels isn't shown a box, which a failure is.
 std::wstring statusOf(JobOutcome outcome, bool saveInPlace) {
     const ExportJobState& job = exportJob();
-    const std::wstring text = outcomeText(outcome, saveInPlace, job.originalStands);
+    std::wstring text = outcomeText(outcome, saveInPlace, job.originalStands);
     if (outcome != JobOutcome::Cancelled || job.leftBehind.empty()) return text;
     const std::size_t folder = job.leftBehind.find_last_of(L"\\/");
     return text + newFileStaysStatus(job.leftBehind.substr(folder + 1)); // npos + 1 is 0
