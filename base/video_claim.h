@@ -1,10 +1,17 @@
-// video_claim.h: how far a file's video goes by what the file itself says.
+// video_claim.h: how far a file's video and its sound go by what the file itself says.
 #pragma once
 
 #include <optional>
 #include <vector>
 
 namespace velkantrix {
+
+// Of a plain file's sound: at `from` each of its tracks has begun, and up to `to` each goes. In
+// seconds.
+struct SoundClaim {
+    double from = 0;
+    double to = 0;
+};
 
 // In seconds of presentation; never later than what is said, where that leaves a choice. What can't
 // be told is absent.
@@ -13,7 +20,8 @@ struct VideoClaim {
     // Where the last fragment with pictures begins, as far as fragments say; those of a table of
     // keyframes aren't looked at. Of a fragmented file times count from its first.
     std::optional<double> fragment;
-    std::optional<double> length; // that a plain track claims as a whole, which may be wrong
+    std::optional<double> length;    // that a plain track claims as a whole, which may be wrong
+    std::optional<SoundClaim> sound; // which may be wrong too
 };
 
 } // namespace velkantrix

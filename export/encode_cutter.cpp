@@ -25,17 +25,27 @@ void EncodeCutter::beginSpan(const ExportSpan& span, bool hasAudio) {
     span_ = span;
     startTicks_ = spanBoundaryTicks(span.start);
     endTicks_ = spanBoundaryTicks(span.end);
+    hasAudio_ = hasAudio;
     const Ticks from = subtractTicks(startTicks_, EARLIER);
-    video_ = {.done = false, .from = from, .reached = from, .last = startTicks_};
-    audio_ = {.done = !hasAudio, .from = from, .reached = from, .last = startTicks_};
+    video_ = {
+        .done = false, .from = from, .reached = from, .last = startTicks_, .end = startTicks_};
+    audio_ = video_;
+    audio_.done = !hasAudio;
 }
 
-EncodeCut EncodeCutter::place(EncodedStream stream, Ticks time, Ticks duration) {
+EncodeCut EncodeCutter::place(EncodedStream stream, Ticks time, Ticks duration, bool stated) {
     Course& course = courseOf(stream);
-    course.done = course.done || time >= subtractTicks(endTicks_, EARLIER);
+    if (time >= subtractTicks(endTicks_, EARLIER)) {
+        course.done = true;
+        course.end = std::max(course.end, endTicks_);
+    }
     if (course.done || time < course.from) return {};
     course.reached = std::max(course.reached, reachedBy(stream, time, duration));
     course.last = std::max(course.last, time);
+    course.any = true;
+    course.end = std::max(course.end, addTicks(time, duration));
+    course.isOpen = !stated;
+    durationsStated_ = durationsStated_ || (stated && stream == EncodedStream::Video);
     const Ticks inSpan = std::max<Ticks>(0, subtractTicks(time, startTicks_));
     const Ticks left = subtractTicks(endTicks_, std::max(time, startTicks_));
     return {.write = true,
@@ -60,6 +70,17 @@ Ticks EncodeCutter::readAgain() {
 
 double EncodeCutter::progressAt(Ticks outputTime) const {
     return std::min(total_, secondsOf(outputTime));
+}
+
+WrittenSpan EncodeCutter::written() const {
+    WrittenSpan written{.sourceStart = span_.start,
+                        .outputStart = secondsOf(outBase_),
+                        .sourceEnd = secondsOf(video_.end),
+                        .hasPictures = video_.any};
+    if (video_.isOpen && durationsStated_)
+        written.sourceEnd = std::numeric_limits<double>::infinity();
+    if (hasAudio_) written.soundEnd = secondsOf(audio_.end);
+    return written;
 }
 
 void EncodeCutter::endSpan() {

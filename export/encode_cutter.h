@@ -51,7 +51,9 @@ public:
     //
     // What begins before is dropped, though it lasts into the span; the first that begins behind
     // it ends its stream. What lasts longer than the span is shortened.
-    [[nodiscard]] EncodeCut place(EncodedStream stream, Ticks time, Ticks duration);
+    // `stated`: it is the sample itself that says how long it lasts.
+    [[nodiscard]] EncodeCut place(EncodedStream stream, Ticks time, Ticks duration,
+                                  bool stated = true);
 
     // The stream has no more samples.
     void endStream(EncodedStream stream);
@@ -68,6 +70,9 @@ public:
     // The progress in output seconds when a picture was written.
     [[nodiscard]] double progressAt(Ticks outputTime) const;
 
+    // The current span, as far as it has come.
+    [[nodiscard]] WrittenSpan written() const;
+
     // The next span begins where this one was to end, whatever there was of it.
     void endSpan();
 
@@ -77,9 +82,12 @@ private:
     // Of a stream within the span, in the source's time.
     struct Course {
         bool done = true;
-        Ticks from = 0;    // what begins earlier is dropped
-        Ticks reached = 0; // `from`, when what was to be written so far isn't to be written again
-        Ticks last = 0;    // a time to read from then
+        Ticks from = 0;      // what begins earlier is dropped
+        Ticks reached = 0;   // `from`, when what was to be written so far isn't to be written again
+        Ticks last = 0;      // a time to read from then
+        bool any = false;    // something was placed
+        Ticks end = 0;       // of what was placed, or seen behind the span
+        bool isOpen = false; // the last sample may last longer than it was taken to
     };
     [[nodiscard]] Course& courseOf(EncodedStream stream) {
         return stream == EncodedStream::Video ? video_ : audio_;
@@ -93,6 +101,8 @@ private:
     Ticks endTicks_ = 0;
     Course video_;
     Course audio_;
+    bool hasAudio_ = false;
+    bool durationsStated_ = false; // by some picture so far
 };
 
 } // namespace velkantrix

@@ -3,6 +3,7 @@
 
 #include <shlobj.h>
 
+#include <functional>
 #include <memory>
 
 #include "base/unique_handle.h"
@@ -61,8 +62,8 @@ void bindCalls(JobCalls& calls, HWND window) {
     bindSafeWriteCalls(calls);
     calls.exportFile = ExportFile;
     calls.copyFile = copyFile;
-    calls.claimOfVideo = [](const std::wstring& source) {
-        return readVideoClaim(source);
+    calls.claimOfVideo = [](const std::wstring& source, const std::function<bool()>& cancelled) {
+        return readVideoClaim(source, cancelled);
     };
     calls.postCompletion = [window](bool success) {
         postCompletion(window, success);

@@ -2,6 +2,7 @@
 #include "export/export_job_core.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <utility>
 
 #include "edit/edit_state.h"
@@ -17,10 +18,6 @@ constexpr double LEAST_EXPECTED = 0.1; // seconds: progress is divided by it
 
 ExportJobState theExportJob;
 JobHost theJobHost;
-
-double exposureNow() {
-    return jobHost().exposure ? jobHost().exposure() : 0;
-}
 
 void cancelJob() {
     exportJob().exportCancel = true;
@@ -77,22 +74,16 @@ JobOutcome endExport(JobOutcome outcome) {
     return outcome;
 }
 
-std::wstring writtenMark() {
-    ExportJobState& job = exportJob();
-    const Lock held(job.exportErrorLock);
-    return job.writtenMark;
-}
-
 // A complete file isn't deleted where the original has gone: then it may be all that is left.
 JobOutcome endUnsaved(JobOutcome outcome) {
     ExportJobState& job = exportJob();
     const OriginalState original =
-        jobHost().stateOfOriginal ? jobHost().stateOfOriginal() : OriginalState::Stands;
+        jobHost().lookAtOriginal ? jobHost().lookAtOriginal() : OriginalState::Stands;
     job.originalStands = original == OriginalState::Stands;
     const std::wstring written = std::exchange(job.lastExportPath, {});
     if (!job.outputCreated) return outcome;
     if (job.originalStands) {
-        jobHost().calls.deleteFinished(written, writtenMark());
+        deleteNewFile(written);
         return outcome;
     }
     const std::wstring text =
@@ -137,10 +128,26 @@ std::wstring firstError() {
 void tellOutcome(JobOutcome outcome, bool saveInPlace) {
     const JobHost& host = jobHost();
     if (outcome == JobOutcome::Success && !host.isForeground()) host.flash();
-    if (outcome == JobOutcome::Failure) host.showError(failureText(saveInPlace, firstError()));
+    if (outcome != JobOutcome::Failure) return;
+    const std::wstring& left = exportJob().leftBehind;
+    host.showError(failureText(saveInPlace, firstError()) +
+                   (left.empty() ? std::wstring() : newFileStaysText(left)));
+}
+
+// Whoever cancels isn't shown a box, which a failure is.
+std::wstring statusOf(JobOutcome outcome, bool saveInPlace) {
+    const ExportJobState& job = exportJob();
+    std::wstring text = outcomeText(outcome, saveInPlace, job.originalStands);
+    if (outcome != JobOutcome::Cancelled || job.leftBehind.empty()) return text;
+    const std::size_t folder = job.leftBehind.find_last_of(L"\\/");
+    return text + newFileStaysStatus(job.leftBehind.substr(folder + 1)); // npos + 1 is 0
 }
 
 } // namespace
+
+double exposureNow() {
+    return jobHost().exposure ? jobHost().exposure() : 0;
+}
 
 ExportJobState& exportJob() {
     return theExportJob;
@@ -148,6 +155,16 @@ ExportJobState& exportJob() {
 
 JobHost& jobHost() {
     return theJobHost;
+}
+
+std::wstring writtenMark() {
+    ExportJobState& job = exportJob();
+    const Lock held(job.exportErrorLock);
+    return job.writtenMark;
+}
+
+void deleteNewFile(const std::wstring& path) {
+    if (!jobHost().calls.deleteFinished(path, writtenMark())) exportJob().leftBehind = path;
 }
 
 void resetExportJob() {
@@ -164,6 +181,7 @@ void resetExportJob() {
     job.originalPath.clear();
     job.optimiseJob = false;
     job.originalStands = true;
+    job.leftBehind.clear();
     job.cancelAsked = false;
     job.closeAsked = false;
 }
@@ -217,6 +235,7 @@ void ExportTo(const std::wstring& outputPath, bool separate, std::int32_t qualit
     job.separateJob = separate;
     job.optimiseJob = optimise;
     job.originalStands = true;
+    job.leftBehind.clear();
     job.cancelAsked = false;
     job.closeAsked = false;
     job.exportExpected = work.expected;
@@ -245,19 +264,17 @@ void finishExport(bool success) {
     EditState& edit = editState();
     if (!edit.exportBusy) return;
     ExportJobState& job = exportJob();
-    if (success && job.saveInPlaceJob && !mayReplaceOriginal()) {
-        job.exportCancel = true;
-        job.cancelAsked = true;
-    }
+    const bool refused = success && job.saveInPlaceJob && !mayReplaceOriginal();
     const bool cancelled = job.exportCancel.exchange(false);
     const bool saveInPlace = std::exchange(job.saveInPlaceJob, false);
     edit.exportBusy = false;
     JobOutcome outcome = success ? JobOutcome::Success : JobOutcome::Failure;
-    if (cancelled && !cancelCameTooLate(success, saveInPlace)) outcome = JobOutcome::Cancelled;
+    if (refused || (cancelled && !cancelCameTooLate(success, saveInPlace)))
+        outcome = JobOutcome::Cancelled;
     outcome = saveInPlace ? endSaveInPlace(outcome) : endExport(outcome);
     if (saveInPlace && jobHost().releaseOriginal) jobHost().releaseOriginal();
     const bool closes = std::exchange(job.closeAsked, false);
-    edit.statusText = outcomeText(outcome, saveInPlace, job.originalStands);
+    edit.statusText = statusOf(outcome, saveInPlace);
     if (saveInPlace) keepStatusWhenOpen(edit.statusText);
     jobHost().setTaskbarState(false);
     jobHost().setTimer(TIMER_AFTER_JOB);

@@ -34,6 +34,7 @@ struct ExportJobState : SharedJobState {
     bool optimiseJob = false;
     // Of a save that has ended without being swapped in.
     bool originalStands = true;
+    std::wstring leftBehind;  // its new file, which couldn't be deleted
     bool cancelAsked = false; // by the command itself, not by closing the window
     bool closeAsked = false;  // the window closes when the job has ended
 };
@@ -78,13 +79,22 @@ struct JobHost {
     std::function<double()> exposure;         // in stops, that exports bake in
     std::function<void()> confirmSaveInPlace; // the source itself was chosen as the output
     std::function<bool()> swapInSavedFile;    // puts lastExportPath in the place of originalPath
-    std::function<OriginalState()> stateOfOriginal;
+    std::function<OriginalState()> lookAtOriginal;
     std::function<bool()> acceptShortSave; // what was saved isn't all; without it none is accepted
     std::function<void()> releaseOriginal; // the save of it has ended
 };
 
 ExportJobState& exportJob();
 JobHost& jobHost();
+
+// In stops, as it is shown; 0 without a host that tells.
+[[nodiscard]] double exposureNow();
+
+// Of a save: by what its complete file is known.
+[[nodiscard]] std::wstring writtenMark();
+
+// Of a save that ends: its complete file isn't needed. The original stands.
+void deleteNewFile(const std::wstring& path);
 
 // Everything back to what it is at the program's start. Only while no job runs.
 void resetExportJob();

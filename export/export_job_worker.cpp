@@ -33,8 +33,9 @@ void recordFailure(SharedJobState& shared, const Written& written) {
 // What a joined job says when it is done. Only a file that it has added may be deleted by a cancel
 // that comes too late.
 bool noteJoined(SharedJobState& shared, const Written& written) {
-    if (written.done && !written.replacesFile) shared.outputCreated = true;
-    if (written.done) {
+    const bool isComplete = written.done || !written.mark.empty();
+    if (isComplete && !written.replacesFile) shared.outputCreated = true;
+    if (isComplete) {
         const Lock held(shared.exportErrorLock);
         shared.writtenMark = written.mark;
     }
@@ -44,7 +45,8 @@ bool noteJoined(SharedJobState& shared, const Written& written) {
 
 Written writeTarget(const ExportJob& job, const SharedJobState& shared, const std::wstring& target,
                     const std::function<Written(const std::wstring& path)>& write) {
-    if (job.saveInPlace) return writeTemporary(job.calls, job.sourcePath, target, write);
+    if (job.saveInPlace)
+        return writeTemporary(job.calls, job.sourcePath, target, shared.exportCancel, write);
     return writeSafely(job.calls, job.sourcePath, target, shared.exportCancel, write);
 }
 
@@ -80,43 +82,41 @@ std::vector<ExportSpan> wholeSource() {
     return {{.start = 0, .end = std::numeric_limits<double>::infinity()}};
 }
 
-Written writeOutput(const ExportJob& job, const SharedJobState& shared, ExportRequest request) {
+// What replaces the original should be all of it that was asked for.
+bool isWhole(const ExportJob& job, SharedJobState& shared, const ExportRequest& request) {
+    const VideoClaim claim =
+        job.calls.claimOfVideo(job.sourcePath, [&shared] { return shared.exportCancel.load(); });
+    const Lock held(shared.exportErrorLock);
+    return isWholeCopy(request.spans, shared.writtenSpans, claim, job.duration);
+}
+
+// Whether it is whole is looked at before it is brought onto the disk: behind a cancel neither is.
+Written writeOutput(const ExportJob& job, SharedJobState& shared, ExportRequest request) {
     const std::wstring target = request.outputPath;
     const auto exportTo = [&](const std::wstring& path) {
         request.outputPath = path;
         Written written;
         written.done = job.calls.exportFile(request, &written.errorText);
+        // Whoever is cancelled meanwhile hasn't looked to the end.
+        if (written.done && job.saveInPlace)
+            shared.notWhole = !isWhole(job, shared, request) || shared.exportCancel;
         return written;
     };
     return writeTarget(job, shared, target, exportTo);
-}
-
-// What replaces the original should be all of it that was asked for.
-bool isWhole(const ExportJob& job, SharedJobState& shared, const ExportRequest& request,
-             const EncodedPictures& encoded) {
-    const VideoClaim claim = job.calls.claimOfVideo(job.sourcePath);
-    if (!request.losslessAllowed) return encoded.isWhole(claim);
-    const Lock held(shared.exportErrorLock);
-    return isWholeCopy(request.spans, shared.writtenSpans, claim, job.duration);
 }
 
 bool exportJoined(const ExportJob& job, SharedJobState& shared) {
     ExportRequest request = requestFor(job, shared);
     request.spans = job.kind.optimise ? wholeSource() : spansOfClips(job.clips);
     request.outputPath = job.outputPath;
-    EncodedPictures encoded(request.spans);
     request.progress = [&](double seconds) {
-        encoded.add(seconds);
         shared.exportProgress = job.kind.optimise ? std::min(seconds, job.duration) : seconds;
     };
     request.spanWritten = [&](const WrittenSpan& span) {
         const Lock held(shared.exportErrorLock);
         shared.writtenSpans.push_back(span);
     };
-    if (!noteJoined(shared, writeOutput(job, shared, request))) return false;
-    if (job.saveInPlace && !shared.exportCancel)
-        shared.notWhole = !isWhole(job, shared, request, encoded);
-    return true;
+    return noteJoined(shared, writeOutput(job, shared, request));
 }
 
 // What the clip workers share.

@@ -21,8 +21,8 @@ namespace velkantrix {
 struct SharedJobState {
     std::atomic<bool> exportCancel{false}; // set by the UI thread: the job is to end
     std::atomic<double> exportProgress{0}; // written by the job's threads
-    // Of a joined job: its output is complete, and nothing stood there before. Written by its
-    // thread, at its end.
+    // Of a joined job: its output is complete, and nothing stood there before; that of a save also
+    // where the job failed, or was cancelled, behind it. Written by its thread, at its end.
     std::atomic<bool> outputCreated{false};
     // A complete file couldn't take its place and stands beside it: `exportError` says where, and
     // the user is to know, though he may have cancelled since.
@@ -34,7 +34,7 @@ struct SharedJobState {
     Mutex exportErrorLock;
     std::wstring exportError GUARDED_BY(exportErrorLock); // the first one that was told; or empty
     std::wstring writtenMark GUARDED_BY(exportErrorLock); // of a save's complete file
-    // Of a joined job's copy, one for each clip; of others empty.
+    // Of a joined job's export, one for each clip; of others empty.
     std::vector<WrittenSpan> writtenSpans GUARDED_BY(exportErrorLock);
 };
 
@@ -53,7 +53,9 @@ struct JobCalls : SafeWriteCalls {
     std::function<CopyResult(const std::wstring& source, const std::wstring& target,
                              const CopyProgress& progress)>
         copyFile;
-    std::function<VideoClaim(const std::wstring& source)> claimOfVideo;
+    // Not to the end once it is cancelled.
+    std::function<VideoClaim(const std::wstring& source, const std::function<bool()>& cancelled)>
+        claimOfVideo;
     std::function<void(bool success)> postCompletion; // to the UI thread: the job has ended
 };
 

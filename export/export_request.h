@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <limits>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -29,8 +30,11 @@ struct ExportSpan {
 struct WrittenSpan {
     double sourceStart = 0;
     double outputStart = 0;
-    double sourceEnd = 0; // where the last of its pictures ends
+    // Up to where its pictures are known to go: where the last of them ends, or further where one
+    // behind it has been seen, or where it doesn't say how long it lasts.
+    double sourceEnd = 0;
     bool hasPictures = true;
+    std::optional<double> soundEnd; // likewise; absent where the source offers no sound
 };
 
 // Filled by the caller; the export only reads it.
@@ -45,8 +49,7 @@ struct ExportRequest {
     double exposure = 0; // in stops, for the re-encode; |exposure| <= 0.001 is none
     const std::atomic<bool>* cancel = nullptr; // set by the user's side at any time; may be null
     std::function<void(double)> progress; // gets the output seconds written so far; may be empty
-    // Gets each span that was copied, in their order; may be empty. A re-encode keeps to what was
-    // asked for, and tells none.
+    // Gets each span that was written, in their order; may be empty.
     std::function<void(const WrittenSpan&)> spanWritten;
     bool losslessAllowed = false; // copy samples; otherwise re-encode
 };

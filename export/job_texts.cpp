@@ -10,7 +10,7 @@ namespace {
 
 constexpr wchar_t EXPORT_INSTEAD[] = L"\n\nFile ▸ Export As… writes your edit to another file.";
 
-const wchar_t* stateOfOriginal(bool stands) {
+const wchar_t* wordsOfOriginal(bool stands) {
     return stands ? L"your original is untouched" : L"the original was not replaced";
 }
 
@@ -48,7 +48,7 @@ std::wstring outcomeText(JobOutcome outcome, bool saveInPlace, bool originalStan
     switch (outcome) {
     case JobOutcome::Cancelled:
         if (!saveInPlace) return EXPORT_CANCELLED;
-        return std::wstring(L"Save cancelled — ") + stateOfOriginal(originalStands);
+        return std::wstring(L"Save cancelled — ") + wordsOfOriginal(originalStands);
     case JobOutcome::Success:
         return saveInPlace ? L"Saved — the original was replaced"
                            : L"Export complete — File ▸ Show last export in Explorer";
@@ -56,7 +56,7 @@ std::wstring outcomeText(JobOutcome outcome, bool saveInPlace, bool originalStan
         break;
     }
     if (!saveInPlace) return L"Export failed";
-    return std::wstring(L"Save failed — ") + stateOfOriginal(originalStands);
+    return std::wstring(L"Save failed — ") + wordsOfOriginal(originalStands);
 }
 
 std::wstring failureText(bool saveInPlace, const std::wstring& reason) {
@@ -158,19 +158,26 @@ std::wstring originalGoneText(const std::wstring& reason) {
     if (reason.empty())
         return L"The original has been changed or taken away by another program since it was "
                L"opened.\n\n";
-    return L"The edit was encoded, but it could not replace the original" + inParentheses(reason) +
-           L", which is no longer as it was.\n\n";
+    return L"Replacing the original failed" + inParentheses(reason) +
+           L", and it is no longer as it was.\n\n";
 }
 
 std::wstring originalUnknownText(const std::wstring& reason) {
-    return L"The edit was encoded, but the original could not be examined" + inParentheses(reason) +
-           L", and was not replaced.\n\n";
+    return L"The original could not be examined" + inParentheses(reason) + L".\n\n";
 }
 
 std::wstring newFileLostText(bool originalStands) {
     return std::wstring(L"The new file was replaced or taken away by another program before it "
                         L"could take the original's place.") +
            (originalStands ? UNTOUCHED : L"");
+}
+
+std::wstring newFileStaysText(const std::wstring& path) {
+    return L"\n\nThe new file could not be deleted: " + path;
+}
+
+std::wstring newFileStaysStatus(const std::wstring& name) {
+    return L"; " + name + L" could not be deleted";
 }
 
 } // namespace velkantrix

@@ -39,8 +39,8 @@ inline constexpr wchar_t NEEDLESS_OPTIMISING[] =
     L"Rewrite it anyway?";
 std::wstring replaceQuestion(const std::wstring& name);
 std::wstring optimiseQuestion(const std::wstring& name);
-// `leftOut` of `tracks` won't be in the new file.
-// The first video is kept, and the first sound where `keepsSound`.
+// `leftOut` of `tracks` won't be in the new file: the first video is, and where `keepsSound` the
+// first sound.
 std::wstring tracksQuestion(const std::wstring& name, std::uint32_t tracks, std::uint32_t leftOut,
                             bool keepsSound);
 inline constexpr wchar_t OPTIMISING_LOSES_EDITS[] =
@@ -73,5 +73,9 @@ std::wstring originalGoneText(const std::wstring& reason);
 std::wstring originalUnknownText(const std::wstring& reason);
 // Another program has taken the new file away, or put one of its own in its place.
 std::wstring newFileLostText(bool originalStands);
+
+// The new file should have gone, and couldn't be deleted: behind a box's text, and behind a status.
+std::wstring newFileStaysText(const std::wstring& path);
+std::wstring newFileStaysStatus(const std::wstring& name);
 
 } // namespace velkantrix

@@ -2,6 +2,7 @@
 #include "export/lossless_export.h"
 
 #include <cstdint>
+#include <limits>
 #include <optional>
 
 #include "base/ticks.h"
@@ -84,8 +85,10 @@ WrittenSpan LosslessCopy::written(const ExportSpan& span) const {
                         .hasPictures = cutter_.hasCut()};
     if (cutter_.hasCut()) {
         written.sourceStart = secondsOf(cutter_.firstInstant());
-        written.sourceEnd = secondsOf(cutter_.cutEnd());
+        written.sourceEnd = cutter_.endIsOpen() ? std::numeric_limits<double>::infinity()
+                                                : secondsOf(cutter_.cutEnd());
     }
+    if (audioOut_) written.soundEnd = secondsOf(cutter_.soundEnd());
     return written;
 }
 
@@ -144,6 +147,17 @@ HRESULT LosslessCopy::copyAudioSample(const Read& next, bool& done) {
     return writer_->WriteSample(*audioOut_, sample);
 }
 
+// There is a track of sound, though nothing of it is written. The request outlives the other.
+ExportRequest toldOfNoSound(const ExportRequest& request) {
+    ExportRequest told = request;
+    if (!request.spanWritten) return told;
+    told.spanWritten = [&request](WrittenSpan span) {
+        span.soundEnd = span.sourceStart;
+        request.spanWritten(span);
+    };
+    return told;
+}
+
 } // namespace
 
 HRESULT copyLosslessly(const ExportRequest& request, OutputFile& output) {
@@ -155,10 +169,12 @@ HRESULT copyLosslessly(const ExportRequest& request, OutputFile& output) {
     }
     output.holdFeeder(reader.get());
     RETURN_IF_FAILED(discoverStreams(reader.get(), streams));
-    if (streams.video && streams.audio && !copyHasSound(request, reader.get(), streams))
-        streams.audio.reset();
+    const bool silent =
+        streams.video && streams.audio && !copyHasSound(request, reader.get(), streams);
+    if (silent) streams.audio.reset();
     RETURN_IF_FAILED(output.create());
-    return copySpans(request, reader.get(), streams, output.writer());
+    return copySpans(silent ? toldOfNoSound(request) : request, reader.get(), streams,
+                     output.writer());
 }
 
 HRESULT copySpans(const ExportRequest& request, IMFSourceReader* reader,

@@ -151,6 +151,7 @@ HRESULT Reencoder::encodeSpan(const ExportSpan& span, bool isLast) {
         if (isLast && cutter_.videoDone() && !hasPictures_) return NO_PICTURES;
         if (streams_.audio) RETURN_IF_FAILED(goOnWithSound());
     }
+    if (request_.spanWritten) request_.spanWritten(cutter_.written());
     cutter_.endSpan();
     return S_OK;
 }
@@ -181,8 +182,8 @@ HRESULT Reencoder::handle(const Read& next) {
 
 HRESULT Reencoder::writePicture(const Read& next) {
     const Ticks stated = durationOf(next.sample.get());
-    const EncodeCut cut =
-        cutter_.place(EncodedStream::Video, next.time, stated > 0 ? stated : pictureDuration_);
+    const EncodeCut cut = cutter_.place(EncodedStream::Video, next.time,
+                                        stated > 0 ? stated : pictureDuration_, stated > 0);
     if (!cut.write) return S_OK;
     askings_ = 0;
     ComPtr<IMFSample> picture = next.sample;

@@ -31,19 +31,19 @@ Written writeSafely(const SafeWriteCalls& calls, const std::wstring& source,
 }
 
 Written writeTemporary(const SafeWriteCalls& calls, const std::wstring& source,
-                       const std::wstring& temporary,
+                       const std::wstring& temporary, const std::atomic<bool>& cancel,
                        const std::function<Written(const std::wstring& path)>& write) {
     if (calls.sameFile(source, temporary)) return {.errorText = WOULD_OVERWRITE_SOURCE};
     Written written = write(temporary);
     if (!written.done) return written;
-    const FinishedFile finished = calls.finishFile(temporary);
-    if (finished.done) {
-        written.mark = finished.mark;
-        return written;
-    }
+    const FinishedFile finished = calls.finishFile(temporary, cancel);
+    written.mark = finished.mark;
+    if (finished.done) return written;
+    written.done = false;
+    written.errorText = finished.errorText;
     // One that can't even be told from others stays, and goes with the next save.
-    if (!finished.mark.empty()) calls.deleteFinished(temporary, finished.mark);
-    return {.errorText = finished.errorText};
+    if (finished.mark.empty()) written.errorText += newFileStaysText(temporary);
+    return written;
 }
 
 } // namespace velkantrix

@@ -30,10 +30,11 @@ struct SafeWriteCalls {
     std::function<std::wstring(const std::wstring& path, const std::wstring& target,
                                const std::wstring& kept)>
         replaceFile;
-    // Brings a complete file onto the disk itself.
-    std::function<FinishedFile(const std::wstring& path)> finishFile;
-    // Only if it is still the file of that mark.
-    std::function<void(const std::wstring& path, const std::wstring& mark)> deleteFinished;
+    // Brings a complete file onto the disk itself. Not done where it is cancelled meanwhile.
+    std::function<FinishedFile(const std::wstring& path, const std::atomic<bool>& cancel)>
+        finishFile;
+    // Only if it is still the file of that mark. False: that file is still there.
+    std::function<bool(const std::wstring& path, const std::wstring& mark)> deleteFinished;
     // Gives a complete file that couldn't take the target's place a name like the target's, and
     // says so to the user.
     std::function<std::wstring(const std::wstring& path, const std::wstring& target)> keepBeside;
@@ -44,7 +45,7 @@ struct Written {
     std::wstring errorText;    // of one that isn't done; may be empty
     bool replacesFile = false; // another one stood there
     bool kept = false;         // not done, but complete, and beside the target: the text says where
-    std::wstring mark;         // of a temporary file that is done
+    std::wstring mark;         // of a temporary file that is complete, also where it isn't done
 };
 
 // Writes `target` by `write`, which gets the name that it is to write and leaves nothing there when
@@ -56,9 +57,10 @@ struct Written {
                                   const std::function<Written(const std::wstring& path)>& write);
 
 // Likewise, by a name that is the job's own: nothing that stands there is to be kept. Done it is
-// only when the file is on the disk.
+// only when the file is on the disk; one that is complete and doesn't get there is left as well:
+// who knows what has become of the original decides about it.
 [[nodiscard]] Written writeTemporary(const SafeWriteCalls& calls, const std::wstring& source,
-                                     const std::wstring& temporary,
+                                     const std::wstring& temporary, const std::atomic<bool>& cancel,
                                      const std::function<Written(const std::wstring& path)>& write);
 
 } // namespace velkantrix

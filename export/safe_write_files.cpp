@@ -3,6 +3,8 @@
 
 #include <windows.h>
 
+#include <atomic>
+
 #include "export/export_core.h"
 #include "export/job_rules.h"
 #include "platform/file_mark.h"
@@ -34,9 +36,9 @@ std::wstring keepBeside(const std::wstring& path, const std::wstring& target) {
     return complete + L"It was kept as " + name + L".";
 }
 
-FinishedFile finish(const std::wstring& path) {
+FinishedFile finish(const std::wstring& path, const std::atomic<bool>& cancel) {
     FinishedFile finished;
-    const DWORD error = finishFile(path, finished.mark);
+    const DWORD error = finishFile(path, finished.mark, [&cancel] { return cancel.load(); });
     finished.done = error == ERROR_SUCCESS;
     if (!finished.done) finished.errorText = FormatExportError(HRESULT_FROM_WIN32(error));
     return finished;
@@ -65,7 +67,8 @@ void bindSafeWriteCalls(SafeWriteCalls& calls) {
     };
     calls.finishFile = finish;
     calls.deleteFinished = [](const std::wstring& path, const std::wstring& mark) {
-        static_cast<void>(deleteMarkedFile(path, mark)); // the job has ended without it in any case
+        const DWORD error = deleteMarkedFile(path, mark);
+        return error == ERROR_SUCCESS || error == ERROR_FILE_INVALID; // then it is another's
     };
     calls.keepBeside = keepBeside;
 }

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/exposure.h"
 #include "edit/edit_state.h"
 #include "edit/open_flow.h"
 #include "edit/rename.h"
@@ -98,9 +99,13 @@ bool maySave() {
 // A save would be the same file again, byte for byte.
 bool isUnedited() {
     const EditState& edit = editState();
-    const JobKind kind{.quality = exportJob().exportQuality,
-                       .exposure = jobHost().exposure ? jobHost().exposure() : 0};
+    const JobKind kind{.quality = exportJob().exportQuality, .exposure = exposureNow()};
     return isCopyOnly(edit.clips, edit.duration, kind);
+}
+
+// What isn't in any file yet, and goes when the video is opened anew.
+bool hasUnsavedWork() {
+    return editState().edited || isExposed(exposureNow());
 }
 
 // What is left out can't be had again from anywhere. True also when nothing is.
@@ -181,7 +186,7 @@ void bindSaveInPlace() {
     JobHost& host = jobHost();
     host.confirmSaveInPlace = confirmSaveInPlace;
     host.swapInSavedFile = swapInSavedFile;
-    host.stateOfOriginal = stateOfOriginal;
+    host.lookAtOriginal = stateOfOriginal;
     host.acceptShortSave = [] {
         return saveHost().confirmWarning(REPLACE_BY_LESS);
     };
@@ -224,7 +229,7 @@ bool hasRoomToSaveInPlace(std::wstring& message) {
     const std::uint64_t needed =
         bytesToSave(openState().fileSize, editedDuration(), editState().duration);
     if (room >= needed) return true;
-    message = noRoomText(needed / MIB, room / MIB);
+    message = noRoomText(needed / MIB, *free / MIB);
     return false;
 }
 
@@ -252,7 +257,7 @@ void optimiseCommand() {
     if (!maySave()) return;
     commitRename(true);
     std::vector<Question> first;
-    if (editState().edited) first.push_back({saveHost().confirmWarning, OPTIMISING_LOSES_EDITS});
+    if (hasUnsavedWork()) first.push_back({saveHost().confirmWarning, OPTIMISING_LOSES_EDITS});
     if (!openState().slowToSeek) first.push_back({saveHost().confirmDoubt, NEEDLESS_OPTIMISING});
     ask({.first = std::move(first),
          .last = {saveHost().confirmInformation, optimiseQuestion(openState().displayName)},

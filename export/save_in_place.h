@@ -72,7 +72,7 @@ struct SaveHost {
     std::function<std::wstring(const std::wstring& path)> markOf;
     // The original's place is taken by the temporary file, with its attributes and streams.
     std::function<SystemError(const std::wstring& original, const std::wstring& temporary)>
-        replaceFile;
+        replaceOriginal;
     // Likewise without those.
     std::function<SystemError(const std::wstring& temporary, const std::wstring& original)>
         moveOver;

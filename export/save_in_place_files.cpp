@@ -57,7 +57,7 @@ void bindSaveFiles(HWND window) {
     host.clearTemporary = clearLeftover;
     host.wait = Sleep;
     host.markOf = markOf;
-    host.replaceFile = replaceWholeFile;
+    host.replaceOriginal = replaceWholeFile;
     host.moveOver = moveFileOver;
     host.moveToFreeName = moveFileToFreeName;
     bindSaveInPlace();

@@ -22,12 +22,6 @@ struct SwapFiles {
     std::wstring mark;
 };
 
-std::wstring writtenMark() {
-    ExportJobState& job = exportJob();
-    const Lock held(job.exportErrorLock);
-    return job.writtenMark;
-}
-
 void setError(const std::wstring& text) {
     ExportJobState& job = exportJob();
     const Lock held(job.exportErrorLock);
@@ -98,7 +92,7 @@ private:
 
     [[nodiscard]] bool tryOnce() {
         if (!halfWay_) {
-            error_ = saveHost().replaceFile(files_.original, files_.temporary);
+            error_ = saveHost().replaceOriginal(files_.original, files_.temporary);
             if (error_ == 0 || isDone()) return true;
             halfWay_ = isHalfWay(error_);
         }
@@ -130,7 +124,7 @@ void endWithoutSwap(const SwapFiles& files, SystemError error) {
     const OriginalState state = stateOfOriginal();
     exportJob().originalStands = state == OriginalState::Stands;
     if (state == OriginalState::Stands) {
-        if (isOurs) jobHost().calls.deleteFinished(files.temporary, files.mark);
+        if (isOurs) deleteNewFile(files.temporary);
         return setError(isOurs ? notReplacedText(reason) : newFileLostText(true));
     }
     if (!isOurs) return setError(newFileLostText(false));

@@ -17,7 +17,7 @@ inline constexpr SystemError UNABLE_TO_MOVE_REPLACEMENT = 1176;
 inline constexpr SystemError UNABLE_TO_MOVE_REPLACEMENT_2 = 1177;
 
 // Where the picture of the playhead stands in the new file: the edit counts from its own beginning.
-// `written` has a span for each clip where those begin before the clips, or else nothing.
+// `written` has a span for each clip, which may begin before it, or else nothing is known of them.
 double playheadAfterSave(const ClipList& clips, double playhead,
                          const std::vector<WrittenSpan>& written);
 

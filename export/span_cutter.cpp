@@ -26,6 +26,8 @@ void SpanCutter::beginSpan(const ExportSpan& span) {
     stopKey_.reset();
     firstHanging_.reset();
     lookedBehind_ = 0;
+    lastIsOpen_ = false;
+    soundEnd_ = startTicks_;
 }
 
 Placement SpanCutter::placeVideo(const CodedSample& sample) {
@@ -61,6 +63,8 @@ Placement SpanCutter::write(const CodedSample& sample) {
         lastDecodeTime_ = decodeTimeAfterLast(wanted, placement.time);
         if (sample.decodeTime || *lastDecodeTime_ != wanted) placement.decodeTime = lastDecodeTime_;
     }
+    hasDurations_ = hasDurations_ || sample.duration > 0;
+    if (sample.time >= lastShown_) lastIsOpen_ = sample.duration <= 0;
     lastShown_ = std::max(lastShown_, sample.time);
     lastEnd_ = std::max(lastEnd_, addTicks(sample.time, sample.duration));
     return placement;
@@ -101,9 +105,13 @@ Ticks SpanCutter::spanEnd() const {
     return std::max(materialEnd(), addTicks(lastShown_, 1));
 }
 
-Placement SpanCutter::placeAudio(Ticks time, Ticks duration) const {
-    if (!isWhole_ && time >= spanEnd()) return {.placing = Placing::Stop};
+Placement SpanCutter::placeAudio(Ticks time, Ticks duration) {
+    if (!isWhole_ && time >= spanEnd()) {
+        soundEnd_ = std::max(soundEnd_, endTicks_);
+        return {.placing = Placing::Stop};
+    }
     if (addTicks(time, duration) <= origin_) return {};
+    soundEnd_ = std::max(soundEnd_, addTicks(time, duration));
     const Ticks inSpan = std::max<Ticks>(0, subtractTicks(time, origin_));
     return {.placing = Placing::Write, .time = addTicks(outBase_, inSpan)};
 }

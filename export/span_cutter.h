@@ -78,13 +78,19 @@ public:
     // keyframe; of the whole source 0, or that time where it is less. Only when hasCut().
     [[nodiscard]] Ticks firstInstant() const { return origin_; }
 
-    // Where what was written of the video ends in the source. Only when hasCut(), after the video.
+    // Where what was written of the video ends in the source; and whether the last picture may last
+    // longer, as it alone doesn't say how long. Only when hasCut(), after the video.
     [[nodiscard]] Ticks cutEnd() const { return spanEnd(); }
+    [[nodiscard]] bool endIsOpen() const { return !stopKey_ && lastIsOpen_ && hasDurations_; }
 
     // An audio sample that straddles the cut is moved to the span's first instant, not trimmed; the
     // last one may run past the span's end. The whole source's audio goes on behind its video. Only
     // when hasCut(), after the video.
-    [[nodiscard]] Placement placeAudio(Ticks time, Ticks duration) const;
+    [[nodiscard]] Placement placeAudio(Ticks time, Ticks duration);
+
+    // Up to where the span's sound is known to go in the source: nothing is missing where some was
+    // seen behind it. Where the span was asked to begin while none was placed.
+    [[nodiscard]] Ticks soundEnd() const { return soundEnd_; }
 
     void endSpan();
 
@@ -103,6 +109,7 @@ private:
     const Ticks totalTicks_;
     Ticks outBase_ = 0;
     bool hasDecodeTimes_ = false;         // some sample of the stream had one
+    bool hasDurations_ = false;           // likewise
     std::optional<Ticks> lastDecodeTime_; // on the output's time line, of the last sample written
 
     // Of the current span, on the source's time line.
@@ -114,8 +121,10 @@ private:
     std::optional<Ticks> stopKey_;      // the keyframe behind the span
     std::optional<Ticks> firstHanging_; // the first shown of the pictures that hang on it
     int lookedBehind_ = 0;
-    Ticks lastShown_ = 0; // the largest time written
-    Ticks lastEnd_ = 0;   // the largest time + duration written
+    Ticks lastShown_ = 0;     // the largest time written
+    Ticks lastEnd_ = 0;       // the largest time + duration written
+    bool lastIsOpen_ = false; // the sample of lastShown_ had no duration
+    Ticks soundEnd_ = 0;
 };
 
 } // namespace velkantrix

@@ -15,4 +15,9 @@ namespace velkantrix {
 std::int64_t editListOffset(ByteView elst, std::uint32_t movieTimescale,
                             std::uint32_t trackTimescale);
 
+// How many of the media's ticks all of its edits present, at most; those of an empty list all. An
+// edit of no length goes to the media's end. 0 where the list is broken off: it may say anything.
+std::uint64_t presentedTicks(ByteView elst, std::uint32_t movieTimescale,
+                             std::uint32_t trackTimescale, std::uint64_t mediaTicks);
+
 } // namespace velkantrix

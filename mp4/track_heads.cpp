@@ -1,6 +1,8 @@
 #include "mp4/track_heads.h"
 
+#include <algorithm>
 #include <array>
+#include <cstddef>
 
 #include "mp4/byte_view.h"
 #include "mp4/video_index.h"
@@ -51,6 +53,12 @@ private:
     bool failed_ = false;
 };
 
+std::vector<std::uint8_t> readEdits(HeadWalk& walk, const FileBox& elst) {
+    const auto bytes = walk.bytesOf<MAX_HEAD_EDITS>(elst);
+    const auto size = std::min<std::uint64_t>(elst.payloadSize(), bytes.size());
+    return {bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size)};
+}
+
 // All ones say that it isn't known.
 void readMediaHeader(ByteView mdhd, TrackHead& track) {
     if (mdhd.u8(0) == 1) {
@@ -62,17 +70,27 @@ void readMediaHeader(ByteView mdhd, TrackHead& track) {
     if (mdhd.u32(16) != ~std::uint32_t{0}) track.duration = mdhd.u32(16);
 }
 
+// An mvhd begins as an mdhd does.
+std::uint32_t readTimescale(HeadWalk& walk, const FileBox& mvhd) {
+    const auto bytes = walk.bytesOf<32>(mvhd);
+    TrackHead movie;
+    readMediaHeader(ByteView(bytes.data(), bytes.size()), movie);
+    return movie.timescale;
+}
+
 TrackHead readHead(HeadWalk& walk, const FileBox& trak) {
     TrackHead track;
-    walk.children(payloadOf(trak), [&](const FileBox& mdia) {
-        if (mdia.type != boxType("mdia")) return;
-        walk.children(payloadOf(mdia), [&](const FileBox& box) {
+    walk.children(payloadOf(trak), [&](const FileBox& holder) {
+        if (holder.type != boxType("mdia") && holder.type != boxType("edts")) return;
+        walk.children(payloadOf(holder), [&](const FileBox& box) {
             if (box.type == boxType("hdlr")) {
                 const auto bytes = walk.bytesOf<12>(box);
                 track.handler = ByteView(bytes.data(), bytes.size()).u32(8);
             } else if (box.type == boxType("mdhd")) {
                 const auto bytes = walk.bytesOf<32>(box);
                 readMediaHeader(ByteView(bytes.data(), bytes.size()), track);
+            } else if (box.type == boxType("elst")) {
+                track.edits = readEdits(walk, box);
             }
         });
     });
@@ -86,10 +104,13 @@ std::optional<std::vector<TrackHead>> readTrackHeads(const InputFile& file) {
     if (!scan.moov || !file.reaches(scan.moov->offset, scan.moov->size)) return std::nullopt;
     HeadWalk walk(file);
     std::vector<TrackHead> tracks;
+    std::uint32_t movieTimescale = 0;
     walk.children({scan.moov->offset, scan.moov->offset + scan.moov->size},
                   [&](const FileBox& box) {
                       if (box.type == boxType("trak")) tracks.push_back(readHead(walk, box));
+                      if (box.type == boxType("mvhd")) movieTimescale = readTimescale(walk, box);
                   });
+    for (TrackHead& track : tracks) track.movieTimescale = movieTimescale;
     return walk.failed() ? std::nullopt : std::optional(tracks);
 }
 

@@ -1,5 +1,7 @@
-// video_claim.h: how far a file's first video track goes by its boxes.
+// video_claim.h: how far a file's first video track and its sound go by its boxes.
 #pragma once
+
+#include <functional>
 
 #include "base/file_path.h"
 #include "base/video_claim.h"
@@ -7,7 +9,8 @@
 namespace velkantrix {
 
 // All of it absent of a file that isn't MP4, can't be read, or is too large for the memory. Reads
-// the tables, and of a fragmented file without any the headers of all its fragments.
-VideoClaim readVideoClaim(const FilePath& path);
+// the tables, and of a fragmented file without any the headers of all its fragments: not
+// to the end once `cancelled`, which may be empty, says so.
+VideoClaim readVideoClaim(const FilePath& path, const std::function<bool()>& cancelled = nullptr);
 
 } // namespace velkantrix

@@ -42,9 +42,11 @@ std::wstring markOf(const std::wstring& path) {
     return file ? markOfOpen(file.get()) : std::wstring();
 }
 
-DWORD finishFile(const std::wstring& path, std::wstring& mark) {
+DWORD finishFile(const std::wstring& path, std::wstring& mark,
+                 const std::function<bool()>& cancelled) {
     mark = markOf(path); // also where somebody keeps it from being flushed
     return patiently(TRIES_TO_FINISH, [&] {
+        if (cancelled()) return DWORD{ERROR_CANCELLED};
         const UniqueFile file = openFor(path, GENERIC_WRITE | FILE_READ_ATTRIBUTES, SHARE_ALL);
         if (!file) return lastError();
         if (!FlushFileBuffers(file.get())) return lastError();

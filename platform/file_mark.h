@@ -6,6 +6,7 @@
 
 #include <windows.h>
 
+#include <functional>
 #include <string>
 
 namespace velkantrix {
@@ -18,8 +19,10 @@ namespace velkantrix {
 
 // What was written to the file is on the disk itself, and not only in the system's memory, when
 // there is no error; and the file's mark is known, if it can be, with an error too. Waits half a
-// minute for who has it open.
-[[nodiscard]] DWORD finishFile(const std::wstring& path, std::wstring& mark);
+// minute for who has it open, unless it is `cancelled`, which is asked from time to time: then the
+// error is ERROR_CANCELLED.
+[[nodiscard]] DWORD finishFile(const std::wstring& path, std::wstring& mark,
+                               const std::function<bool()>& cancelled);
 
 // Deletes the file by that name if it has the mark; 0 too when nothing stands there. Waits half a
 // second for who has it open.

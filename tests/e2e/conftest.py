@@ -141,10 +141,10 @@ def own(start, media, tmp_path):
     """Opens a copy of a recording that lies alone in its folder; it stands still at 5 seconds."""
     runs = []
 
-    def open_own(name="closed", folder=None, pace=None):
+    def open_own(name="closed", folder=None, pace=None, ending=".mp4"):
         folder = folder or tmp_path / "own"
         folder.mkdir(exist_ok=True)
-        source = folder / "own.mp4"
+        source = folder / f"own{ending}"
         if not source.exists():
             shutil.copyfile(media / f"{name}.mp4", source)
         runs.append(tmp_path / f"run{len(runs)}")

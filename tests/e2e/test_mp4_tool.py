@@ -33,7 +33,7 @@ def files():
 
 @pytest.mark.parametrize("name", mp4_files.NAMES)
 def test_both_programs_say_the_same(files, name):
-    options = ("--samples", "--keyframe", "1.5")
+    options = ("--samples", "--keyframe", "1.5", "--claim")
     found = on_windows(places.windows_path(files[name]), *options)
     assert found[1].startswith(b'{"probe":')
     assert found == natively(str(files[name]), *options)

@@ -33,6 +33,17 @@ def test_a_saved_edit_takes_the_originals_place_and_goes_on_in_it(own):
     assert window.close() == 0  # without a question
 
 
+# By a name of which the system makes another of its own kinds.
+@pytest.mark.parametrize("ending", [".mov", ".m4v"] if LONG else [".mov"])
+def test_an_edit_is_saved_by_each_ending(own, ending):
+    window = cut(own(ending=ending))
+    ask(window, text=REPLACE.replace("own.mp4", window.source.name))
+    window.answer(YES)
+    wait_until_saved(window)
+    assert names(window) == [f"own{ending}"]
+    assert length(window.source) == pytest.approx(7, abs=0.1)
+
+
 @long_run
 def test_a_clip_that_begins_with_an_earlier_keyframe_goes_on_with_the_same_picture(own):
     window = cut(own("fragmented-halves"))
@@ -127,9 +138,9 @@ def test_an_unedited_video_in_another_size_is_encoded_and_replaced(own):
     window.post(WM_COMMAND, QUALITY_720)
     save(window)
     assert names(window) == ["own.mp4"]
-    height = subprocess.run(["ffprobe", "-v", "error", "-select_streams", "v", "-show_entries", "stream=height", "-of",
-                             "csv=p=0", str(window.source)], capture_output=True, text=True, check=True).stdout
-    assert int(height) == 720
+    size = subprocess.run(["ffprobe", "-v", "error", "-select_streams", "v", "-show_entries", "stream=width,height",
+                           "-of", "csv=p=0", str(window.source)], capture_output=True, text=True, check=True).stdout
+    assert size.strip() == "1280,720"
     assert length(window.source) == pytest.approx(12, abs=0.1)
     assert recording.decoding_complaints(window.source) == ""
 

@@ -43,7 +43,7 @@ protected:
 };
 
 using SaveOnDisk = SaveEnd;
-using SaveOfAll = SaveEnd;
+using SaveWhoseFileStays = SaveEnd;
 using SaveWhoseNewFileIsExchanged = SaveEnd;
 using SaveWhoseServerIsAway = SaveEnd;
 
@@ -65,139 +65,107 @@ TEST_F(SaveOnDisk, AFileThatDoesNotGetThereReplacesNothing) {
     EXPECT_EQ(world.calls.back(), L"error: Save failed.\n\nThe disk is broken (0x8007048F)");
 }
 
-TEST_F(SaveOnDisk, ACopyOfAnUneditedFileToo) {
-    load(10, {clip(0, 10)});
-    EXPECT_TRUE(runJob(confirmSaveInPlace));
-    EXPECT_EQ(world.work().back(), L"finish D:\\v\\source.mp4.velkantrix-tmp");
+TEST_F(SaveOnDisk, AFileThatDoesNotGetThereIsKeptWhereTheOriginalHasGone) {
+    world.finishError = L"The disk is broken (0x8007048F)";
+    const bool success = runJob();
+    world.disk.remove(ORIGINAL);
+    finishExport(success);
+    EXPECT_EQ(world.disk.content(TEMPORARY), L"complete");
+    EXPECT_TRUE(hasKept());
+    EXPECT_EQ(state.statusText, NOT_REPLACED);
 }
 
-// All of it
-
-constexpr wchar_t BY_LESS[] =
-    L"warning?: The new file seems to be incomplete: the source could not be read as far as it "
-    L"says "
-    L"that it goes. It may be damaged there.\n\nReplace the original all the same? It can't be "
-    L"recovered then. Export As writes to a file of its own instead.";
-constexpr wchar_t CANCELLED[] = L"Save cancelled — your original is untouched";
-
-TEST_F(SaveOfAll, ACopyThatEndsEarlyIsAskedAbout) {
-    for (const WrittenSpan& last :
-         {WrittenSpan{.sourceEnd = 7.5}, WrittenSpan{.hasPictures = false}}) {
-        load(10, {clip(1, 3), clip(5, 9)});
-        state.edited = true;
-        world.onExport = [&](const ExportRequest& request, std::wstring*) {
-            world.disk.put(request.outputPath, L"half");
-            request.spanWritten({.sourceEnd = 3});
-            request.spanWritten(last);
-            return true;
-        };
-        answer = true;
-        const bool success = runJob();
-        said.clear();
-        answer = false;
-        finishExport(success);
-        EXPECT_THAT(said, ElementsAre(BY_LESS, L"release"));
-        EXPECT_EQ(world.disk.content(ORIGINAL), L"source");
-        EXPECT_EQ(world.disk.content(TEMPORARY), std::nullopt);
-        EXPECT_EQ(state.statusText, CANCELLED);
-        EXPECT_TRUE(state.edited);
-    }
-}
-
-TEST_F(SaveOfAll, LessThanAllIsSwappedInWhereTheUserWantsIt) {
-    world.onExport = [&](const ExportRequest& request, std::wstring*) {
-        world.disk.put(request.outputPath, L"half");
-        return true;
+TEST_F(SaveOnDisk, ACancelMeanwhileEndsIt) {
+    world.onFinish = [this] {
+        job.exportCancel = true;
     };
-    finishExport(runJob());
-    EXPECT_EQ(times(BY_LESS), 1);
-    EXPECT_EQ(world.disk.content(ORIGINAL), L"half");
-    EXPECT_EQ(state.statusText, SAVED);
-}
-
-TEST_F(SaveOfAll, AnOptimiseThatEndsEarlyIsAskedAbout) {
-    state.edited = false;
-    world.claim.keyframes = {0, 4, 8};
-    world.onExport = [&](const ExportRequest& request, std::wstring*) {
-        world.disk.put(request.outputPath, L"half");
-        request.spanWritten({.sourceEnd = 4.5});
-        return true;
-    };
-    const bool success = runJob(optimiseCommand);
-    answer = false;
+    const bool success = runJob();
+    EXPECT_FALSE(success);
     finishExport(success);
     EXPECT_EQ(world.disk.content(ORIGINAL), L"source");
     EXPECT_EQ(world.disk.content(TEMPORARY), std::nullopt);
-    EXPECT_EQ(state.statusText, CANCELLED);
+    EXPECT_EQ(state.statusText, L"Save cancelled — your original is untouched");
 }
 
-TEST_F(SaveOfAll, AReencodeThatEndsEarlyIsAskedAbout) {
-    job.exportQuality = 1;
-    world.claim.keyframes = {0, 2, 4, 6, 8};
-    world.onExport = [&](const ExportRequest& request, std::wstring*) {
-        world.disk.put(request.outputPath, L"half");
-        for (const double seconds : {0.0, 1.0, 1.9, 2.0, 3.0}) request.progress(seconds);
-        request.progress(6); // as when all is written
-        return true;
+// The only copy of anything may be the one that is complete.
+TEST_F(SaveOnDisk, ACancelMeanwhileKeepsTheFileWhereTheOriginalHasGone) {
+    world.onFinish = [this] {
+        job.exportCancel = true;
     };
     const bool success = runJob();
-    answer = false;
+    world.disk.remove(ORIGINAL);
     finishExport(success);
-    EXPECT_EQ(world.disk.content(ORIGINAL), L"source");
-    EXPECT_EQ(state.statusText, CANCELLED);
+    EXPECT_EQ(world.disk.content(TEMPORARY), L"complete");
+    EXPECT_TRUE(hasKept());
 }
 
-// Who leaves can't be asked; and a cancel that came too late for the job needs no question.
-TEST_F(SaveOfAll, LessThanAllIsNotSwappedInBehindACancelOrAClose) {
-    for (const bool closes : {false, true}) {
-        load(10, {clip(1, 3)});
-        state.edited = true;
-        world.onExport = [&](const ExportRequest& request, std::wstring*) {
-            world.disk.put(request.outputPath, L"half");
-            request.spanWritten({.sourceEnd = 1.5});
-            return true;
-        };
-        const bool success = runJob();
-        if (closes)
-            EXPECT_TRUE(closeAfterExport());
-        else
-            exportAsCommand();
-        said.clear();
-        finishExport(success);
-        EXPECT_THAT(said, ElementsAre(L"release"));
-        EXPECT_EQ(world.disk.content(ORIGINAL), L"source");
-        EXPECT_EQ(world.disk.content(TEMPORARY), std::nullopt);
-    }
-}
-
-TEST_F(SaveOfAll, ACloseBehindTheQuestionIsACancel) {
-    load(10, {clip(1, 3)});
-    world.onExport = [&](const ExportRequest& request, std::wstring*) {
-        world.disk.put(request.outputPath, L"half");
-        request.spanWritten({.sourceEnd = 1.5});
-        return true;
+TEST_F(SaveOnDisk, ACloseMeanwhileSwapsNothingIn) {
+    world.onFinish = [this] {
+        job.exportCancel = true;
     };
     const bool success = runJob();
-    whileAsked = [this] {
-        EXPECT_TRUE(state.exportBusy);
-        EXPECT_TRUE(closeAfterExport());
-    };
-    answer = false;
+    EXPECT_TRUE(closeAfterExport());
     finishExport(success);
     EXPECT_EQ(world.disk.content(ORIGINAL), L"source");
     EXPECT_EQ(world.disk.content(TEMPORARY), std::nullopt);
     EXPECT_EQ(world.calls.back(), L"close");
 }
 
-TEST_F(SaveOfAll, AnExportToAnotherFileEndsAsBefore) {
-    world.chosen = L"E:\\out.mp4";
-    world.onExport = [&](const ExportRequest& request, std::wstring*) {
-        world.disk.put(request.outputPath, L"half");
-        return true;
+TEST_F(SaveOnDisk, ACancelWhileItIsLookedWhetherItIsWholeEndsItToo) {
+    world.onClaim = [this] {
+        job.exportCancel = true;
     };
-    exportAsCommand();
-    finishExport(waitForEnd());
-    EXPECT_EQ(state.statusText, L"Export complete — File ▸ Show last export in Explorer");
+    const bool success = runJob();
+    EXPECT_FALSE(success);
+    finishExport(success);
+    EXPECT_EQ(world.disk.content(TEMPORARY), std::nullopt);
+    EXPECT_EQ(state.statusText, L"Save cancelled — your original is untouched");
+}
+
+// What stays
+
+TEST_F(SaveWhoseFileStays, OfAFailureIsNamed) {
+    world.undeletable = true;
+    onReplace = inUse;
+    onMove = inUse;
+    finishExport(runJob());
+    EXPECT_EQ(world.calls.back(),
+              L"error: Save failed.\n\nThe edit was encoded, but it could not replace the original "
+              L"(error 32).\n\nYour original file is untouched.\n\nThe new file could not be "
+              L"deleted: D:\\v\\source.mp4.velkantrix-tmp");
+    EXPECT_EQ(state.statusText, UNTOUCHED);
+}
+
+TEST_F(SaveWhoseFileStays, OfAFileThatDoesNotGetOntoTheDiskIsNamed) {
+    world.finishError = L"Somebody has it open";
+    for (const bool known : {true, false}) {
+        world.undeletable = known;
+        world.unmarked = !known;
+        finishExport(runJob());
+        EXPECT_EQ(world.calls.back(),
+                  L"error: Save failed.\n\nSomebody has it open\n\nThe new file "
+                  L"could not be deleted: D:\\v\\source.mp4.velkantrix-tmp");
+    }
+}
+
+TEST_F(SaveWhoseFileStays, OfACancelIsNamedByTheStatus) {
+    world.undeletable = true;
+    bool success = runJob();
+    job.exportCancel = true;
+    finishExport(success);
+    EXPECT_EQ(state.statusText, L"Save cancelled — your original is untouched; "
+                                L"source.mp4.velkantrix-tmp could not be deleted");
+    world.undeletable = false;
+    success = runJob();
+    job.exportCancel = true;
+    finishExport(success);
+    EXPECT_EQ(state.statusText, L"Save cancelled — your original is untouched");
+}
+
+TEST_F(SaveOnDisk, ACopyOfAnUneditedFileToo) {
+    load(10, {clip(0, 10)});
+    EXPECT_TRUE(runJob(confirmSaveInPlace));
+    EXPECT_EQ(world.work().back(), L"finish D:\\v\\source.mp4.velkantrix-tmp");
 }
 
 // Another machine's
@@ -276,8 +244,7 @@ TEST_F(SaveWhoseServerIsAway, KeepsTheNewFileAndTheEditAndClaimsNothing) {
     EXPECT_TRUE(hasKept());
     EXPECT_EQ(
         world.calls.back(),
-        L"error: Save failed.\n\nThe edit was encoded, but the original could not be examined "
-        L"(error 64), and was not replaced.\n\nIt was kept.");
+        L"error: Save failed.\n\nThe original could not be examined (error 64).\n\nIt was kept.");
     EXPECT_EQ(state.statusText, NOT_REPLACED);
     expectEditGoesOn(before);
 }
@@ -314,10 +281,8 @@ TEST_F(SaveWhoseServerIsAway, ALateCancelKeepsTheNewFileAndClaimsNothing) {
     job.exportCancel = true;
     finishExport(success);
     EXPECT_EQ(world.disk.content(TEMPORARY), L"complete");
-    EXPECT_EQ(
-        world.calls.back(),
-        L"error: Save failed.\n\nThe edit was encoded, but the original could not be examined, "
-        L"and was not replaced.\n\nIt was kept.");
+    EXPECT_EQ(world.calls.back(),
+              L"error: Save failed.\n\nThe original could not be examined.\n\nIt was kept.");
 }
 
 // Half-way

@@ -215,7 +215,7 @@ TEST_F(OptimiseCommand, AsksAndCopiesAllOfTheFile) {
     job.exportQuality = 4;
     const ClipList clips = state.clips;
     optimiseCommand();
-    EXPECT_THAT(said, ElementsAre(CLAIM, OPTIMISE, CLEAR));
+    EXPECT_THAT(said, ElementsAre(CLAIM, LOSES_EDITS, OPTIMISE, CLEAR));
     ASSERT_TRUE(state.exportBusy);
     EXPECT_TRUE(job.optimiseJob);
     EXPECT_TRUE(job.saveInPlaceJob);
@@ -259,6 +259,13 @@ TEST_F(OptimiseCommand, KeepsUnsavedEditsThatAreNotToBeLost) {
 TEST_F(OptimiseCommand, NamesAndFadesOfAnUncutVideoAreEditsToo) {
     state.edited = true;
     state.clips = {clip(0, 10)};
+    optimiseCommand();
+    EXPECT_THAT(said, ElementsAre(CLAIM, LOSES_EDITS, OPTIMISE, CLEAR));
+}
+
+TEST_F(OptimiseCommand, ABrightnessThatIsOnlyShownIsLostToo) {
+    state.edited = false;
+    world.exposure = 0.5;
     optimiseCommand();
     EXPECT_THAT(said, ElementsAre(CLAIM, LOSES_EDITS, OPTIMISE, CLEAR));
 }

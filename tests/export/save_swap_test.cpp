@@ -49,7 +49,6 @@ protected:
 };
 
 using SaveThatIsNotSwapped = SwapInSavedFile;
-using SaveAndClose = SwapInSavedFile;
 
 TEST_F(SwapInSavedFile, PutsTheNewFileInTheOriginalsPlaceAndOpensIt) {
     finishExport(runJob());
@@ -226,9 +225,10 @@ TEST_F(SaveThatIsNotSwapped, OfAnOriginalThatChangesBetweenTwoTriesShowsWhatIsTh
     EXPECT_EQ(times(L"replace"), 1);
     EXPECT_EQ(world.disk.content(ORIGINAL), L"changed since");
     EXPECT_EQ(world.disk.content(TEMPORARY), L"complete");
-    EXPECT_EQ(world.calls.back(),
-              L"error: Save failed.\n\nThe edit was encoded, but it could not replace the original "
-              L"(error 32), which is no longer as it was.\n\nIt was kept.");
+    EXPECT_EQ(
+        world.calls.back(),
+        L"error: Save failed.\n\nReplacing the original failed (error 32), and it is no longer "
+        L"as it was.\n\nIt was kept.");
     newDuration = 12;
     engineReady();
     EXPECT_EQ(state.statusText, NOT_REPLACED);
@@ -273,9 +273,10 @@ TEST_F(SaveThatIsNotSwapped, HalfWayKeepsTheNewFileAndSaysWhere) {
     EXPECT_THAT(afterExport(),
                 ElementsAre(L"keep D:\\v\\source.mp4.velkantrix-tmp beside D:\\v\\source.mp4"));
     EXPECT_EQ(state.statusText, NOT_REPLACED);
-    EXPECT_EQ(world.calls.back(),
-              L"error: Save failed.\n\nThe edit was encoded, but it could not replace the original "
-              L"(error 32), which is no longer as it was.\n\nIt was kept.");
+    EXPECT_EQ(
+        world.calls.back(),
+        L"error: Save failed.\n\nReplacing the original failed (error 32), and it is no longer "
+        L"as it was.\n\nIt was kept.");
 }
 
 TEST_F(SaveThatIsNotSwapped, HalfWayAnothersNewFileIsNotReplaced) {
@@ -342,81 +343,6 @@ TEST_F(SaveThatIsNotSwapped, ACancelOfAVanishedOriginalDoesNotClaimThatItIsUntou
     world.disk.remove(ORIGINAL);
     finishExport(success);
     EXPECT_EQ(state.statusText, L"Save cancelled — the original was not replaced");
-}
-
-// Closing
-
-TEST_F(SaveAndClose, ACompleteSaveIsSwappedAndNotOpenedAgain) {
-    state.playhead = 6;
-    const bool success = runJob();
-    EXPECT_TRUE(closeAfterExport());
-    finishExport(success);
-    EXPECT_EQ(world.disk.content(ORIGINAL), L"complete");
-    EXPECT_EQ(world.disk.content(TEMPORARY), std::nullopt);
-    EXPECT_THAT(said, ElementsAre(L"let go", L"replace", L"forget key of source", L"release"));
-    EXPECT_EQ(state.playhead, 3) << "what the window stores as it goes";
-    EXPECT_FALSE(state.edited);
-    EXPECT_EQ(world.calls.back(), L"close");
-    EXPECT_EQ(std::ranges::count(world.calls, L"flash"), 0);
-}
-
-TEST_F(SaveAndClose, ACancelByCommandStaysACancel) {
-    for (const bool closedFirst : {false, true}) {
-        const bool success = runJob();
-        if (!closedFirst) exportAsCommand();
-        EXPECT_TRUE(closeAfterExport());
-        if (closedFirst) exportAsCommand();
-        finishExport(success);
-        expectOriginalStandsAlone();
-        EXPECT_EQ(state.statusText, L"Save cancelled — your original is untouched");
-        EXPECT_EQ(world.calls.back(), L"close");
-    }
-}
-
-TEST_F(SaveAndClose, ASaveThatWasStillRunningIsCancelled) {
-    Gate goesOn;
-    world.onStep = [&] {
-        EXPECT_TRUE(goesOn.pass());
-    };
-    saveCommand();
-    EXPECT_TRUE(closeAfterExport());
-    goesOn.open();
-    finishExport(waitForEnd());
-    expectOriginalStandsAlone();
-    EXPECT_EQ(world.calls.back(), L"close");
-}
-
-TEST_F(SaveAndClose, ASwapThatFailsClosesWithoutOpening) {
-    onReplace = inUse;
-    onMove = inUse;
-    const bool success = runJob();
-    EXPECT_TRUE(closeAfterExport());
-    finishExport(success);
-    expectOriginalStandsAlone();
-    EXPECT_EQ(times(L"open D:\\v\\source.mp4"), 0);
-    EXPECT_EQ(world.calls.back(), L"close");
-}
-
-TEST_F(SaveAndClose, WhoLeavesIsToldWhereHisFileIsWhenTheOriginalIsGone) {
-    goHalfWay();
-    onMove = inUse;
-    const bool success = runJob();
-    EXPECT_TRUE(closeAfterExport());
-    finishExport(success);
-    ASSERT_GE(world.calls.size(), 2u);
-    EXPECT_EQ(world.calls.end()[-2].find(L"error: Save failed.\n\n"), 0u);
-    EXPECT_EQ(world.calls.back(), L"close");
-}
-
-TEST_F(SaveAndClose, TheWishOfOneSaveIsNotTheNextOnes) {
-    bool success = runJob();
-    EXPECT_TRUE(closeAfterExport());
-    exportAsCommand();
-    finishExport(success);
-    success = runJob();
-    finishExport(success);
-    EXPECT_NE(world.calls.back(), L"close");
-    EXPECT_EQ(state.statusText, L"Saved — the original was replaced");
 }
 
 } // namespace

@@ -279,20 +279,20 @@ SpanCutter cutFromOneToTwo() {
 }
 
 TEST(SpanCutterAudio, WhatEndsBeforeTheCutIsDropped) {
-    const SpanCutter cutter = cutFromOneToTwo();
+    SpanCutter cutter = cutFromOneToTwo();
     EXPECT_EQ(cutter.placeAudio(SECOND - FRAME, FRAME).placing, Placing::Drop);
     EXPECT_EQ(cutter.placeAudio(SECOND - FRAME, FRAME + 1).placing, Placing::Write);
 }
 
 TEST(SpanCutterAudio, WhatStraddlesTheCutIsMovedToTheFirstInstant) {
-    const SpanCutter cutter = cutFromOneToTwo();
+    SpanCutter cutter = cutFromOneToTwo();
     EXPECT_EQ(cutter.placeAudio(SECOND - 5, 10).time, 0);
     EXPECT_EQ(cutter.placeAudio(SECOND, 10).time, 0);
     EXPECT_EQ(cutter.placeAudio(SECOND + 5, 10).time, 5);
 }
 
 TEST(SpanCutterAudio, TheFirstSampleAtTheEndStops) {
-    const SpanCutter cutter = cutFromOneToTwo();
+    SpanCutter cutter = cutFromOneToTwo();
     EXPECT_EQ(cutter.placeAudio(2 * SECOND - 1, FRAME).placing, Placing::Write); // and runs past it
     EXPECT_EQ(cutter.placeAudio(2 * SECOND, FRAME).placing, Placing::Stop);
 }

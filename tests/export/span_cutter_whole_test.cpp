@@ -36,6 +36,7 @@ TEST(WholeSource, KeepsTheSoundInFrontOfTheVideoAndBehindIt) {
     const Placement behind = cutter.placeAudio(60 * SECOND, FRAME);
     EXPECT_EQ(behind.placing, Placing::Write);
     EXPECT_EQ(behind.time, 60 * SECOND);
+    EXPECT_EQ(cutter.soundEnd(), 60 * SECOND + FRAME);
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "export/whole_copy.h"
 
 #include <limits>
+#include <optional>
 
 #include <gtest/gtest.h>
 
@@ -61,59 +62,39 @@ TEST(IsWholeCopy, AClipWithoutPicturesIsMissing) {
     EXPECT_FALSE(isWholeCopy(WHOLE, {{.hasPictures = false}}, {}, 0));
 }
 
-class EncodedPicturesTest : public testing::Test {
-protected:
-    void addUpTo(double from, double to) {
-        for (double time = from; time < to - 0.01; time += 0.25) encoded.add(time);
-    }
-    EncodedPictures encoded{TWO}; // in the output [0 10) and [10 30)
-    const VideoClaim claim{.keyframes = {0, 8, 19, 41, 45, 58}};
+struct SoundRow {
+    const char* what;
+    ExportSpan span;
+    std::optional<double> written; // up to which second of the source
+    std::optional<SoundClaim> claim;
+    double duration;
+    bool whole;
 };
 
-TEST_F(EncodedPicturesTest, AreWholeWithPicturesUpToEachClipsLastKeyframe) {
-    addUpTo(0, 8.5);
-    addUpTo(10, 27.5);
-    encoded.add(30); // what is told at the very end
-    EXPECT_TRUE(encoded.isWhole(claim));
-}
-
-TEST_F(EncodedPicturesTest, AreNotWholeWhereAClipEndsEarlier) {
-    addUpTo(0, 7.5);
-    addUpTo(10, 30);
-    EXPECT_FALSE(encoded.isWhole(claim));
-}
-
-TEST_F(EncodedPicturesTest, AreNotWholeWhereTheLastClipEndsEarlierOrIsMissing) {
-    addUpTo(0, 10);
-    addUpTo(10, 20);
-    encoded.add(30);
-    EXPECT_FALSE(encoded.isWhole(claim));
-    EncodedPictures none(TWO);
-    none.add(30);
-    EXPECT_FALSE(none.isWhole(claim));
-}
-
-// One picture of a screen may stand for minutes.
-TEST_F(EncodedPicturesTest, WithoutAKeyframeInAClipItsFirstPictureIsEnough) {
-    encoded.add(0);
-    EXPECT_FALSE(encoded.isWhole({})) << "none in the second clip";
-    encoded.add(10);
-    EXPECT_TRUE(encoded.isWhole({}));
-    EXPECT_TRUE(encoded.isWhole({.keyframes = {0, 9, 20, 39.9, 60}, .length = 60}));
-}
-
-TEST_F(EncodedPicturesTest, GoByTheLastFragmentWhereNoKeyframeIsKnown) {
-    addUpTo(0, 10);
-    addUpTo(10, 20);
-    EXPECT_FALSE(encoded.isWhole({.fragment = 52}));
-    EXPECT_TRUE(encoded.isWhole({.fragment = 50}));
-    EXPECT_TRUE(encoded.isWhole({.fragment = 61})) << "it begins behind the clips";
-}
-
-TEST_F(EncodedPicturesTest, APictureAtAJoinIsTheNextClips) {
-    addUpTo(0, 5);
-    encoded.add(9.9999);
-    EXPECT_FALSE(encoded.isWhole({.keyframes = {19}}));
+TEST(IsWholeCopy, NeedsTheSoundThatTheSourceClaims) {
+    const ExportSpan all = WHOLE[0], early{.start = 10, .end = 20}, late{.start = 40, .end = 60};
+    const SoundRow rows[] = {
+        {"up to its end", all, 59.1, SoundClaim{0, 60}, 60, true},
+        {"broken off", all, 58.9, SoundClaim{0, 60}, 60, false},
+        {"none at all", all, 0, SoundClaim{0, 60}, 60, false},
+        {"nothing is claimed", all, 5, std::nullopt, 60, true},
+        {"the source offers none", all, std::nullopt, SoundClaim{0, 60}, 60, true},
+        {"shorter than the video", all, 40, SoundClaim{0, 40}, 60, true},
+        {"its own length too long", all, 40, SoundClaim{0, 4000}, 40, true},
+        {"the file's length isn't known", all, 40, SoundClaim{0, 60}, 0, false},
+        {"it begins late", all, 43, SoundClaim{3, 40}, 60, true},
+        {"broken off in a clip", early, 18.9, SoundClaim{0, 60}, 60, false},
+        {"up to a clip's end", early, 19.1, SoundClaim{0, 60}, 60, true},
+        {"it begins behind the clip", early, 10, SoundClaim{30, 60}, 60, true},
+        {"it begins in the clip", early, 20, SoundClaim{15, 60}, 60, true},
+        {"it ends in front of the clip", late, 40, SoundClaim{0, 30}, 60, true},
+        {"broken off in front of the clip", late, 40, SoundClaim{0, 60}, 60, false},
+    };
+    for (const SoundRow& row : rows) {
+        const WrittenSpan written{.sourceEnd = 60, .soundEnd = row.written};
+        const VideoClaim claim{.length = 60, .sound = row.claim};
+        EXPECT_EQ(isWholeCopy({row.span}, {written}, claim, row.duration), row.whole) << row.what;
+    }
 }
 
 } // namespace

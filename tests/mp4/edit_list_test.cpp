@@ -28,6 +28,36 @@ std::int64_t offsetOf(const Bytes& elst, std::uint32_t movie = 1000, std::uint32
     return editListOffset(elst.vector(), movie, track);
 }
 
+std::uint64_t presentedOf(const Bytes& elst, std::uint64_t media = 900'000,
+                          std::uint32_t movie = 1000, std::uint32_t track = 90000) {
+    return presentedTicks(elst.vector(), movie, track, media);
+}
+
+TEST(PresentedTicks, OfAnEmptyListAreAll) {
+    EXPECT_EQ(presentedOf(Bytes()), 900'000u);
+    EXPECT_EQ(presentedOf(list(0, {})), 900'000u);
+}
+
+TEST(PresentedTicks, GoFromAnEditsBeginningToItsEndOrTheMedias) {
+    for (const int version : {0, 1}) {
+        EXPECT_EQ(presentedOf(list(version, {{4000, 90'000}})), 360'000u);
+        EXPECT_EQ(presentedOf(list(version, {{40'000, 90'000}})), 810'000u);
+        EXPECT_EQ(presentedOf(list(version, {{0, 90'000}})), 810'000u) << "to the end";
+        EXPECT_EQ(presentedOf(list(version, {{4000, 900'001}})), 0u);
+    }
+}
+
+TEST(PresentedTicks, OfSeveralEditsAddUpButForEmptyOnes) {
+    EXPECT_EQ(presentedOf(list(0, {{500, -1}, {1000, 0}, {250, -1}, {2000, 810'000}})), 180'000u);
+    EXPECT_EQ(presentedOf(list(0, {{500, -1}})), 0u);
+    EXPECT_EQ(presentedOf(list(1, {{0, 0}, {0, 0}}), UINT64_MAX), UINT64_MAX);
+}
+
+TEST(PresentedTicks, OfABrokenListAreNone) {
+    EXPECT_EQ(presentedOf(Bytes{0, 0, 0, 0}.u32(2).u32(1000).u32(0).u32(0x10000)), 0u);
+    EXPECT_EQ(presentedOf(list(0, {{1000, 0}}), 900'000, 0), 0u) << "of no time scale";
+}
+
 TEST(EditListOffset, AnEmptyListMovesNothing) {
     EXPECT_EQ(offsetOf(Bytes()), 0);
     EXPECT_EQ(offsetOf(list(0, {})), 0);

@@ -58,6 +58,81 @@ TEST(VideoClaim, AnEditListMakesItEarlierOnly) {
     EXPECT_EQ(claimOf(withEdits({{20, 10}})).length, 2);
 }
 
+// What an edit list leaves out at its end, and between several edits, isn't there.
+TEST(VideoClaim, AnEditListThatEndsEarlierEndsIt) {
+    const auto claimWith = [](const std::vector<std::vector<std::uint32_t>>& edits) {
+        return claimOf(plainFile(join({mvhd(10), trakOfLength(mdhdOf(30), elst(edits))})));
+    };
+    EXPECT_EQ(claimWith({{15, 0}}).length, 1.5);
+    EXPECT_THAT(claimWith({{15, 0}}).keyframes, ElementsAre(0));
+    EXPECT_EQ(claimWith({{5, 0}, {5, 25}}).length, 1);
+    EXPECT_THAT(claimWith({{5, 0}, {5, 25}}).keyframes, ElementsAre(0));
+    EXPECT_EQ(claimWith({{0, 10}}).length, 2) << "to the media's end";
+    const std::vector<std::vector<std::uint32_t>> many(1000, {1, 0});
+    EXPECT_EQ(claimWith(many).length, 0) << "more than are looked at claim nothing";
+    EXPECT_THAT(claimWith(many).keyframes, ElementsAre(0));
+}
+
+// A sound track of ten units a second.
+Bytes soundOfLength(std::uint64_t duration, const Bytes& edts = {}) {
+    return box("trak", join({edts, box("mdia", join({mdhdOf(duration), hdlr("soun")}))}));
+}
+
+TEST(SoundClaim, OfAPlainFileIsWhatItsTrackSays) {
+    const auto soundWith = [](const Bytes& tracks) {
+        return claimOf(plainFile(join({mvhd(10), trakOfLength(mdhdOf(30)), tracks}))).sound;
+    };
+    struct Row {
+        const char* what;
+        Bytes tracks;
+        double from, to;
+    };
+    const Row rows[] = {
+        {"all", soundOfLength(50), 0, 5},
+        {"its beginning is left out", soundOfLength(50, elst({{100, 10}})), 0, 4},
+        {"its end is left out", soundOfLength(50, elst({{20, 10}})), 0, 2},
+        {"it begins late", soundOfLength(50, elst({{20, 0xFFFFFFFF}, {50, 0}})), 2, 5},
+        {"the shortest of two", join({soundOfLength(50), soundOfLength(40)}), 0, 4},
+        {"one of which isn't known", join({soundOfLength(50), soundOfLength(0)}), 0, 0},
+    };
+    for (const Row& row : rows) {
+        const auto sound = soundWith(row.tracks);
+        ASSERT_TRUE(sound) << row.what;
+        EXPECT_EQ(sound->from, row.from) << row.what;
+        EXPECT_EQ(sound->to, row.to) << row.what;
+    }
+    EXPECT_FALSE(soundWith(Bytes())) << "no sound";
+}
+
+TEST(SoundClaim, OfAFragmentedFileIsNone) {
+    Bytes file = fragmentedFile(join({videoTrak(1, 1000), soundOfLength(50)}), Bytes());
+    append(file, fragment(0, {{.data = nal({0x65, 1}), .sync = true}}));
+    EXPECT_FALSE(claimOf(file).sound);
+}
+
+TEST(VideoClaim, ACancelEndsTheWalkOverTheFragments) {
+    Bytes file = fragmentedStart();
+    for (std::uint64_t i = 0; i < 20; i++)
+        append(file, fragment(i * 1000, {{.data = nal({0x65, 1}), .sync = true}}));
+    const TempFile temp(file);
+    int asked = 0;
+    const VideoClaim claim = readVideoClaim(temp.path(), [&asked] { return ++asked > 10; });
+    EXPECT_EQ(asked, 11);
+    ASSERT_TRUE(claim.fragment);
+    EXPECT_LT(*claim.fragment, 19);
+}
+
+TEST(VideoClaim, WhereATableNamesTheKeyframesNothingIsWalkedOver) {
+    Bytes file = fragmentedStart();
+    const std::uint64_t at = append(file, fragment(0, {{.data = nal({0x65, 1}), .sync = true}}));
+    file.add(mfra(tfra(1, {{0, at}})));
+    const TempFile temp(file);
+    int asked = 0;
+    const VideoClaim claim = readVideoClaim(temp.path(), [&asked] { return ++asked > 0; });
+    EXPECT_EQ(asked, 0);
+    EXPECT_THAT(claim.keyframes, ElementsAre(0));
+}
+
 TEST(VideoClaim, OfAFragmentedFileIsWhereItsLastFragmentWithPicturesBegins) {
     Bytes file = fragmentedStart();
     for (const std::uint64_t time : {std::uint64_t{0}, std::uint64_t{5000}, std::uint64_t{9000}})
@@ -88,6 +163,17 @@ TEST(VideoClaim, TimesCountFromTheFirstFragment) {
     const VideoClaim claim = claimOf(join({file, mfra(tfra(1, table))}));
     EXPECT_THAT(claim.keyframes, ElementsAre(0, 9));
     EXPECT_EQ(claim.fragment, std::nullopt) << "the table is enough";
+}
+
+// An hour in the moov, and fragments behind it.
+TEST(VideoClaim, FragmentsBehindAMoovWithSamplesCountFromItsStart) {
+    Bytes file = join({ftyp(), box("moov", join({mvhd(1000), videoTrak(1, 1000)}))});
+    std::vector<TfraEntry> table;
+    for (const std::uint64_t time : {std::uint64_t{3'600'000}, std::uint64_t{3'609'000}})
+        table.push_back(
+            {time, append(file, fragment(time, {{.data = nal({0x65, 1}), .sync = true}}))});
+    EXPECT_EQ(claimOf(file).fragment, 3609);
+    EXPECT_THAT(claimOf(join({file, mfra(tfra(1, table))})).keyframes, ElementsAre(3600, 3609));
 }
 
 TEST(VideoClaim, OfOneFragmentIsNothingButThatThereIsOne) {

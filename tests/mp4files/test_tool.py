@@ -20,7 +20,7 @@ def failed(result, reason):
 def test_help_is_on_standard_output(tool):
     result = tool.run("--help")
     assert (result.returncode, result.stderr) == (0, "")
-    assert result.stdout.startswith("usage: velkantrix-mp4 FILE [--samples] [--keyframe SECONDS]\n")
+    assert result.stdout.startswith("usage: velkantrix-mp4 FILE [--samples] [--keyframe SECONDS] [--claim]\n")
 
 
 def test_version_is_the_projects(tool):

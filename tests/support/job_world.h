@@ -2,6 +2,7 @@
 // names in memory. Everything that a job's threads call may be called by several at once.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -147,6 +148,9 @@ struct JobWorld {
     std::wstring heldOpen;        // likewise, and that can be told before
     std::function<void()> onReplace, onKeep;
     std::wstring finishError; // not empty: what is complete doesn't get onto the disk
+    std::function<void()> onFinish, onClaim;
+    bool undeletable = false; // somebody has what is complete open
+    bool unmarked = false;    // it can't be told from others
     VideoClaim claim;
     std::wstring replaceError; // not empty: no file can be replaced, for that reason
 
@@ -205,7 +209,7 @@ struct JobWorld {
             request.progress(total * step / STEPS);
         }
         disk.put(request.outputPath, L"complete");
-        if (request.losslessAllowed && request.spanWritten) tellSpans(request);
+        if (request.spanWritten) tellSpans(request);
         return true;
     }
 
@@ -272,18 +276,22 @@ struct JobWorld {
             disk.remove(path);
             return std::wstring();
         };
-        jobs.finishFile = [this](const std::wstring& path) {
+        jobs.finishFile = [this](const std::wstring& path, const std::atomic<bool>& cancel) {
             note(L"finish " + path);
-            const std::wstring mark = disk.mark(path);
+            if (onFinish) onFinish();
+            const bool done = finishError.empty() && !cancel;
             return FinishedFile{
-                .done = finishError.empty(), .errorText = finishError, .mark = mark};
+                .done = done, .errorText = finishError, .mark = unmarked ? L"" : disk.mark(path)};
         };
         jobs.deleteFinished = [this](const std::wstring& path, const std::wstring& mark) {
             note(L"delete " + path + L" if it is its own");
-            if (disk.mark(path) == mark) disk.remove(path);
+            const bool isOurs = disk.mark(path) == mark;
+            if (isOurs && !undeletable) disk.remove(path);
+            return !isOurs || !undeletable;
         };
-        jobs.claimOfVideo = [this](const std::wstring&) {
-            return claim;
+        jobs.claimOfVideo = [this](const std::wstring&, const std::function<bool()>& cancelled) {
+            if (onClaim) onClaim();
+            return cancelled() ? VideoClaim() : claim;
         };
         jobs.keepBeside = [this](const std::wstring& path, const std::wstring& target) {
             note(L"keep " + path + L" beside " + target);

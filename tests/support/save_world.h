@@ -134,7 +134,7 @@ protected:
             EXPECT_LE(milliseconds, 100u) << "the window waits";
             world.clock += milliseconds;
         };
-        host.replaceFile = [this](const std::wstring& original, const std::wstring& temporary) {
+        host.replaceOriginal = [this](const std::wstring& original, const std::wstring& temporary) {
             note(L"replace");
             return onReplace ? onReplace(original, temporary) : swap(temporary, original);
         };

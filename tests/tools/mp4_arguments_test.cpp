@@ -34,7 +34,15 @@ TEST(ParseMp4Arguments, AFileAloneAsksForNothingMore) {
     ASSERT_TRUE(arguments);
     EXPECT_EQ(arguments->file, native("a.mp4"));
     EXPECT_FALSE(arguments->samples);
+    EXPECT_FALSE(arguments->claim);
     EXPECT_FALSE(arguments->keyframeSeconds);
+}
+
+TEST(ParseMp4Arguments, TheClaimIsAnOptionOfItsOwn) {
+    const auto arguments = parsed({"--claim", "a.mp4"});
+    ASSERT_TRUE(arguments);
+    EXPECT_TRUE(arguments->claim);
+    EXPECT_FALSE(arguments->samples);
 }
 
 TEST(ParseMp4Arguments, OptionsStandAnywhere) {
@@ -132,7 +140,7 @@ TEST(ShownText, ReplacesHalvesOfPairs) {
 
 TEST(Mp4Usage, NamesEveryOption) {
     for (const char* option :
-         {"--samples", "--keyframe", "--version", "--help", "crc32", "editOffset"}) {
+         {"--samples", "--keyframe", "--claim", "--version", "--help", "crc32", "editOffset"}) {
         EXPECT_NE(mp4Usage().find(option), std::string::npos) << option;
     }
 }

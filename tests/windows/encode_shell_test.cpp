@@ -4,6 +4,7 @@
 #include <mfapi.h>
 
 #include <algorithm>
+#include <limits>
 
 #include <gmock/gmock.h>
 
@@ -230,6 +231,37 @@ TEST_F(EncodeShell, EachPictureIsReported) {
     EXPECT_EQ(encode(), S_OK);
     ASSERT_EQ(reports.size(), 10u);
     for (std::size_t i = 0; i < 10; i++) EXPECT_DOUBLE_EQ(reports[i], static_cast<double>(i) / 10);
+}
+
+TEST_F(EncodeShell, EachSpanIsTold) {
+    std::vector<WrittenSpan> told;
+    request.spanWritten = [&](const WrittenSpan& span) {
+        told.push_back(span);
+    };
+    request.spans = {{.start = 1, .end = 2}, {.start = 4, .end = 9}};
+    audio().resize(45);
+    EXPECT_EQ(encode(), S_OK);
+    ASSERT_EQ(told.size(), 2u);
+    EXPECT_EQ(told[0].sourceStart, 1);
+    EXPECT_EQ(told[0].sourceEnd, 2);
+    EXPECT_EQ(told[0].soundEnd, 2);
+    EXPECT_EQ(told[1].sourceStart, 4);
+    EXPECT_EQ(told[1].outputStart, 1);
+    EXPECT_DOUBLE_EQ(told[1].sourceEnd, 5);
+    EXPECT_TRUE(told[1].hasPictures);
+    ASSERT_TRUE(told[1].soundEnd);
+    EXPECT_DOUBLE_EQ(*told[1].soundEnd, 4.5);
+}
+
+TEST_F(EncodeShell, ALastPictureThatDoesNotSayHowLongItLastsMayGoOn) {
+    double end = 0;
+    request.spanWritten = [&](const WrittenSpan& span) {
+        end = span.sourceEnd;
+    };
+    video().back().duration = 0;
+    request.spans = {{.start = 1, .end = 60}};
+    EXPECT_EQ(encode(), S_OK);
+    EXPECT_EQ(end, std::numeric_limits<double>::infinity());
 }
 
 TEST_F(EncodeShell, NeedsNeitherProgressNorCancel) {

@@ -21,6 +21,11 @@ protected:
     void SetUp() override { writeBytes(path, {'a', 'b'}); }
     const std::wstring path = inFolder(L"a.mp4.velkantrix-tmp");
     std::wstring mark;
+
+    [[nodiscard]] DWORD finish() { return finish(path); }
+    [[nodiscard]] DWORD finish(const std::wstring& file) {
+        return finishFile(file, mark, [] { return false; });
+    }
 };
 
 BOOL WINAPI brokenFlush(HANDLE) {
@@ -29,7 +34,7 @@ BOOL WINAPI brokenFlush(HANDLE) {
 }
 
 TEST_F(FileMarkTest, AFinishedFileIsKnownAgain) {
-    EXPECT_EQ(finishFile(path, mark), ERROR_SUCCESS);
+    EXPECT_EQ(finish(), ERROR_SUCCESS);
     EXPECT_NE(mark, L"");
     EXPECT_EQ(markOf(path), mark);
     const std::wstring moved = inFolder(L"a.mp4");
@@ -39,7 +44,7 @@ TEST_F(FileMarkTest, AFinishedFileIsKnownAgain) {
 }
 
 TEST_F(FileMarkTest, AnotherFileByItsNameIsNotTakenForIt) {
-    EXPECT_EQ(finishFile(path, mark), ERROR_SUCCESS);
+    EXPECT_EQ(finish(), ERROR_SUCCESS);
     EXPECT_TRUE(MoveFileW(path.c_str(), inFolder(L"elsewhere").c_str()));
     writeBytes(path, {'a', 'b'});
     EXPECT_NE(markOf(path), mark);
@@ -48,7 +53,7 @@ TEST_F(FileMarkTest, AnotherFileByItsNameIsNotTakenForIt) {
 }
 
 TEST_F(FileMarkTest, AFileThatWasWrittenToSinceIsNotTakenForIt) {
-    EXPECT_EQ(finishFile(path, mark), ERROR_SUCCESS);
+    EXPECT_EQ(finish(), ERROR_SUCCESS);
     writeBytes(path, {'a', 'b', 'c'});
     EXPECT_NE(deleteMarkedFile(path, mark), ERROR_SUCCESS);
     EXPECT_EQ(bytesOf(path).size(), 3u);
@@ -56,7 +61,7 @@ TEST_F(FileMarkTest, AFileThatWasWrittenToSinceIsNotTakenForIt) {
 
 // As ReplaceFileW does with what it brings over from the file that it replaces.
 TEST_F(FileMarkTest, AnotherTimeAndAStreamLeaveItKnown) {
-    EXPECT_EQ(finishFile(path, mark), ERROR_SUCCESS);
+    EXPECT_EQ(finish(), ERROR_SUCCESS);
     const UniqueFile file(
         CreateFileW(path.c_str(), FILE_WRITE_ATTRIBUTES, 0, nullptr, OPEN_EXISTING, 0, nullptr));
     const FILETIME longAgo = {.dwLowDateTime = 0, .dwHighDateTime = 30'000'000};
@@ -65,14 +70,14 @@ TEST_F(FileMarkTest, AnotherTimeAndAStreamLeaveItKnown) {
 }
 
 TEST_F(FileMarkTest, ItsOwnFileIsDeleted) {
-    EXPECT_EQ(finishFile(path, mark), ERROR_SUCCESS);
+    EXPECT_EQ(finish(), ERROR_SUCCESS);
     EXPECT_EQ(deleteMarkedFile(path, mark), ERROR_SUCCESS);
     EXPECT_THAT(filesInFolder(), IsEmpty());
     EXPECT_EQ(deleteMarkedFile(path, mark), ERROR_SUCCESS) << "nothing stands there";
 }
 
 TEST_F(FileMarkTest, AFileThatIsHeldOpenIsNotDeleted) {
-    EXPECT_EQ(finishFile(path, mark), ERROR_SUCCESS);
+    EXPECT_EQ(finish(), ERROR_SUCCESS);
     const UniqueFile held(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
                                       OPEN_EXISTING, 0, nullptr));
     EXPECT_EQ(deleteMarkedFile(path, mark), DWORD{ERROR_SHARING_VIOLATION});
@@ -81,12 +86,28 @@ TEST_F(FileMarkTest, AFileThatIsHeldOpenIsNotDeleted) {
 
 TEST_F(FileMarkTest, WhatDoesNotGetOntoTheDiskIsTold) {
     const ReplacedImport<decltype(&FlushFileBuffers)> replaced(__imp_FlushFileBuffers, brokenFlush);
-    EXPECT_EQ(finishFile(path, mark), DWORD{ERROR_IO_DEVICE});
+    EXPECT_EQ(finish(), DWORD{ERROR_IO_DEVICE});
     EXPECT_NE(mark, L"") << "or it couldn't be deleted";
 }
 
+TEST_F(FileMarkTest, ACancelEndsTheWaitForWhoHasItOpen) {
+    const UniqueFile held(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                      OPEN_EXISTING, 0, nullptr));
+    int asked = 0;
+    EXPECT_EQ(finishFile(path, mark, [&asked] { return ++asked > 2; }), DWORD{ERROR_CANCELLED});
+    EXPECT_EQ(asked, 3);
+    EXPECT_EQ(mark, markOf(path));
+    EXPECT_NE(mark, L"") << "or it couldn't be deleted";
+}
+
+TEST_F(FileMarkTest, ACancelBeforeFlushesNothing) {
+    const ReplacedImport<decltype(&FlushFileBuffers)> replaced(__imp_FlushFileBuffers, brokenFlush);
+    EXPECT_EQ(finishFile(path, mark, [] { return true; }), DWORD{ERROR_CANCELLED});
+    EXPECT_NE(mark, L"");
+}
+
 TEST_F(FileMarkTest, AFileThatIsGoneIsTold) {
-    EXPECT_EQ(finishFile(inFolder(L"none"), mark), DWORD{ERROR_FILE_NOT_FOUND});
+    EXPECT_EQ(finish(inFolder(L"none")), DWORD{ERROR_FILE_NOT_FOUND});
     EXPECT_EQ(mark, L"");
 }
 

@@ -1,6 +1,8 @@
 // What a lossless export asks of its reader and hands to its writer, when all goes well.
 #include "tests/windows/lossless_shell.h"
 
+#include <limits>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -114,6 +116,33 @@ TEST_F(LosslessShell, TellsUpToWhereEachSpanWasRead) {
     request.spans = {{.start = 1, .end = 1.5}, {.start = 3, .end = 9}};
     EXPECT_EQ(copy(), S_OK);
     EXPECT_THAT(ends, ElementsAre(2.0, 5.0));
+}
+
+TEST_F(LosslessShell, TellsUpToWhereEachSpansSoundIs) {
+    std::vector<std::optional<double>> ends;
+    request.spanWritten = [&](const WrittenSpan& span) {
+        ends.push_back(span.soundEnd);
+    };
+    audio().resize(45);
+    request.spans = {{.start = 1, .end = 1.5}, {.start = 4, .end = 9}, {.start = 4.8, .end = 9}};
+    EXPECT_EQ(copy(), S_OK);
+    EXPECT_THAT(ends, ElementsAre(2.0, 4.5, 4.8)); // of the last one there is none
+    ends.clear();
+    useStreams(VIDEO, AUDIO);
+    streams.audio.reset();
+    EXPECT_EQ(copy(), S_OK);
+    EXPECT_THAT(ends, ElementsAre(std::nullopt, std::nullopt, std::nullopt));
+}
+
+TEST_F(LosslessShell, ALastPictureThatDoesNotSayHowLongItLastsMayGoOn) {
+    double end = 0;
+    request.spanWritten = [&](const WrittenSpan& span) {
+        end = span.sourceEnd;
+    };
+    video().back().duration = 0;
+    request.spans = {{.start = 1, .end = 60}};
+    EXPECT_EQ(copy(), S_OK);
+    EXPECT_EQ(end, std::numeric_limits<double>::infinity());
 }
 
 TEST_F(LosslessShell, SpansFollowEachOtherWithoutAHole) {

@@ -9,6 +9,7 @@ namespace velkantrix {
 namespace {
 
 using testing::ElementsAre;
+using testing::UnorderedElementsAre;
 
 class WindowSwapTest : public WindowEngineTest {
 protected:
@@ -90,12 +91,8 @@ TEST_F(WindowSwapTest, AfterAFailedSwapZoomAndExposureAreAsTheyWere) {
                                       OPEN_EXISTING, 0, nullptr));
     jobHost().calls.exportFile = [](const ExportRequest& request, std::wstring*) {
         writeBytes(request.outputPath, {'n', 'e', 'w', '!'});
-        double reached = 0; // a re-encode, for the exposure: told with each picture, and at its end
-        for (const ExportSpan& span : request.spans) {
-            for (; reached < span.end - span.start - 0.05; reached += 0.1)
-                request.progress(reached);
-        }
-        request.progress(totalSeconds(request.spans));
+        for (const ExportSpan& span : request.spans)
+            request.spanWritten({span.start, 0, span.end, true});
         return true;
     };
     ui().exposure = 1.5;
@@ -110,6 +107,81 @@ TEST_F(WindowSwapTest, AfterAFailedSwapZoomAndExposureAreAsTheyWere) {
     EXPECT_TRUE(editState().edited);
     EXPECT_EQ(bytesOf(path), (std::vector<char>{'o', 'l', 'd'}));
     EXPECT_THAT(folder.files(), ElementsAre(L"own.mp4"));
+}
+
+// The job's end is posted, and comes in behind the question whether the window is to close.
+class WindowClosingBehindASave : public WindowSwapTest {
+protected:
+    static constexpr const wchar_t* EXPORT_RUNS =
+        L"An export is still running.\n\nCancel the export and close Velkantrix?";
+    static constexpr const wchar_t* UNSAVED =
+        L"Your edits haven't been exported.\n\nClose without exporting?";
+
+    // Begins the save, and then closes. `aboutClosing` is the answer about the job; to all else it
+    // is No. Boxes that lie over each other come in no order.
+    std::vector<std::wstring> saveAndClose(WORD aboutClosing) {
+        BoxAnswers answers([&](const std::wstring& text) -> WORD {
+            if (text == EXPORT_RUNS) return aboutClosing;
+            if (text.find(L"Replace \"") == 0) return IDYES;
+            return text.find(L"Save failed") == 0 ? IDOK : IDNO;
+        });
+        command(166);
+        EXPECT_TRUE(editState().exportBusy);
+        SendMessageW(window, WM_CLOSE, 0, 0);
+        answers.texts.erase(answers.texts.begin()); // whether the original is to be replaced
+        return answers.texts;
+    }
+};
+
+TEST_F(WindowClosingBehindASave, ThatHasSucceededClosesWithNothingToAsk) {
+    EXPECT_THAT(saveAndClose(IDYES), ElementsAre(EXPORT_RUNS));
+    EXPECT_FALSE(IsWindow(window));
+    EXPECT_EQ(bytesOf(path), (std::vector<char>{'n', 'e', 'w', '!'}));
+    EXPECT_THAT(folder.files(), ElementsAre(L"own.mp4"));
+}
+
+TEST_F(WindowClosingBehindASave, ThatHasSucceededGoesOnInTheNewFile) {
+    EXPECT_THAT(saveAndClose(IDNO), ElementsAre(EXPORT_RUNS));
+    ASSERT_TRUE(IsWindow(window));
+    EXPECT_EQ(bytesOf(path), (std::vector<char>{'n', 'e', 'w', '!'}));
+    fire(METADATA_EVENT);
+    EXPECT_EQ(editState().statusText, L"Saved — the original was replaced");
+}
+
+TEST_F(WindowClosingBehindASave, ThatIsNotSwappedInAsksAboutTheEdits) {
+    const UniqueFile held(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                      OPEN_EXISTING, 0, nullptr));
+    EXPECT_THAT(saveAndClose(IDYES),
+                UnorderedElementsAre(EXPORT_RUNS, testing::StartsWith(L"Save failed."), UNSAVED));
+    ASSERT_TRUE(IsWindow(window));
+    EXPECT_EQ(bytesOf(path), (std::vector<char>{'o', 'l', 'd'}));
+    EXPECT_THAT(folder.files(), ElementsAre(L"own.mp4"));
+    EXPECT_FALSE(exportJob().closeAsked);
+    EXPECT_TRUE(editState().edited);
+}
+
+TEST_F(WindowClosingBehindASave, ThatSeemsIncompleteAsksAboutThatAndAboutTheEdits) {
+    jobHost().calls.exportFile = [](const ExportRequest& request, std::wstring*) {
+        writeBytes(request.outputPath, {'n', 'e', 'w', '!'});
+        return true; // without having told of a span
+    };
+    EXPECT_THAT(
+        saveAndClose(IDYES),
+        UnorderedElementsAre(EXPORT_RUNS, testing::StartsWith(L"The new file seems"), UNSAVED));
+    ASSERT_TRUE(IsWindow(window));
+    EXPECT_EQ(bytesOf(path), (std::vector<char>{'o', 'l', 'd'}));
+    EXPECT_THAT(folder.files(), ElementsAre(L"own.mp4"));
+}
+
+TEST_F(WindowClosingBehindASave, ThatHasFailedAsksAboutTheEdits) {
+    jobHost().calls.exportFile = [](const ExportRequest&, std::wstring* errorText) {
+        *errorText = L"the disk is full";
+        return false;
+    };
+    EXPECT_THAT(saveAndClose(IDYES),
+                UnorderedElementsAre(EXPORT_RUNS, L"Save failed.\n\nthe disk is full", UNSAVED));
+    ASSERT_TRUE(IsWindow(window));
+    EXPECT_EQ(bytesOf(path), (std::vector<char>{'o', 'l', 'd'}));
 }
 
 } // namespace

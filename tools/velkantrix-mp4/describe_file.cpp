@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <array>
 #include <optional>
+#include <string_view>
 
 #include "mp4/fragment_reader.h"
 #include "mp4/keyframe_sample.h"
 #include "mp4/plain_samples.h"
 #include "mp4/probe.h"
 #include "mp4/track_description.h"
+#include "mp4/video_claim.h"
 #include "tools/velkantrix-mp4/crc32.h"
 
 namespace velkantrix {
@@ -246,6 +248,24 @@ void writeKeyframe(JsonWriter& json, const KeyframeSample& keyframe) {
     json.endObject();
 }
 
+void writeSeconds(JsonWriter& json, std::string_view name, const std::optional<double>& seconds) {
+    if (seconds) json.name(name).number(*seconds);
+}
+
+void writeClaim(JsonWriter& json, const VideoClaim& claim) {
+    json.beginObject();
+    json.name("keyframes").beginArray();
+    for (const double seconds : claim.keyframes) json.number(seconds);
+    json.endArray();
+    writeSeconds(json, "fragment", claim.fragment);
+    writeSeconds(json, "length", claim.length);
+    if (claim.sound) {
+        json.name("soundFrom").number(claim.sound->from);
+        json.name("soundTo").number(claim.sound->to);
+    }
+    json.endObject();
+}
+
 } // namespace
 
 std::string describeFile(const Mp4Arguments& arguments, const InputFile& file, JsonWriter& json) {
@@ -284,6 +304,11 @@ std::string describeFile(const Mp4Arguments& arguments, const InputFile& file, J
         json.onNewLine();
         json.name("keyframe");
         writeKeyframe(json, ReadKeyframeSample(path, video, *arguments.keyframeSeconds));
+    }
+    if (arguments.claim) {
+        json.onNewLine();
+        json.name("claim");
+        writeClaim(json, readVideoClaim(path));
     }
     json.endObject();
     return problem;

@@ -14,6 +14,7 @@ bool is(const NativeText& word, std::string_view ascii) {
 
 bool takeFlag(const NativeText& word, Mp4Arguments& arguments) {
     if (is(word, "--samples")) return arguments.samples = true;
+    if (is(word, "--claim")) return arguments.claim = true;
     if (is(word, "--help") || is(word, "-h")) return arguments.help = true;
     if (is(word, "--version")) return arguments.version = true;
     return false;
@@ -162,7 +163,7 @@ std::string shownText(std::wstring_view text) {
 }
 
 std::string mp4Usage() {
-    return R"(usage: velkantrix-mp4 FILE [--samples] [--keyframe SECONDS]
+    return R"(usage: velkantrix-mp4 FILE [--samples] [--keyframe SECONDS] [--claim]
 
 Shows as JSON what Velkantrix reads of an MP4 file: how its boxes lie ("probe"), its first video
 track ("video") and, of fragmented files, its first AAC track ("audio").
@@ -173,6 +174,8 @@ track ("video") and, of fragmented files, its first AAC track ("audio").
                       edit list adds to them
   --keyframe SECONDS  also the keyframe that a preview of this time shows, as it goes to the
                       decoder; "ok" is false, and that is no failure, when there is none
+  --claim             also how far its boxes say that its video and its sound go, in seconds: what a
+                      save compares with what could be read
   --version           the version
   --help              this text
   --                  what follows is a file, even if it begins with a dash

@@ -17,6 +17,7 @@ using NativeText = FilePath;
 struct Mp4Arguments {
     NativeText file;
     bool samples = false;
+    bool claim = false;
     std::optional<double> keyframeSeconds;
     bool help = false;
     bool version = false;

@@ -1,0 +1,184 @@
+// A save of which the source claims more than came out.
+#include "export/save_swap.h"
+
+#include <algorithm>
+#include <cstddef>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/save_world.h"
+
+namespace velkantrix {
+namespace {
+
+using testing::ElementsAre;
+
+constexpr wchar_t SAVED[] = L"Saved — the original was replaced";
+
+class SaveOfAll : public SaveTest {
+protected:
+    std::ptrdiff_t times(const std::wstring& what) { return std::ranges::count(said, what); }
+};
+
+constexpr wchar_t BY_LESS[] =
+    L"warning?: The new file seems to be incomplete: the source could not be read as far as it "
+    L"says "
+    L"that it goes. It may be damaged there.\n\nReplace the original all the same? It can't be "
+    L"recovered then. Export As writes to a file of its own instead.";
+constexpr wchar_t CANCELLED[] = L"Save cancelled — your original is untouched";
+
+TEST_F(SaveOfAll, ACopyThatEndsEarlyIsAskedAbout) {
+    for (const WrittenSpan& last :
+         {WrittenSpan{.sourceEnd = 7.5}, WrittenSpan{.hasPictures = false}}) {
+        load(10, {clip(1, 3), clip(5, 9)});
+        state.edited = true;
+        world.onExport = [&](const ExportRequest& request, std::wstring*) {
+            world.disk.put(request.outputPath, L"half");
+            request.spanWritten({.sourceEnd = 3});
+            request.spanWritten(last);
+            return true;
+        };
+        answer = true;
+        const bool success = runJob();
+        said.clear();
+        answer = false;
+        finishExport(success);
+        EXPECT_THAT(said, ElementsAre(BY_LESS, L"release"));
+        EXPECT_EQ(world.disk.content(ORIGINAL), L"source");
+        EXPECT_EQ(world.disk.content(TEMPORARY), std::nullopt);
+        EXPECT_EQ(state.statusText, CANCELLED);
+        EXPECT_TRUE(state.edited);
+    }
+}
+
+TEST_F(SaveOfAll, LessThanAllIsSwappedInWhereTheUserWantsIt) {
+    world.onExport = [&](const ExportRequest& request, std::wstring*) {
+        world.disk.put(request.outputPath, L"half");
+        return true;
+    };
+    finishExport(runJob());
+    EXPECT_EQ(times(BY_LESS), 1);
+    EXPECT_EQ(world.disk.content(ORIGINAL), L"half");
+    EXPECT_EQ(state.statusText, SAVED);
+}
+
+TEST_F(SaveOfAll, AnOptimiseThatEndsEarlyIsAskedAbout) {
+    state.edited = false;
+    world.claim.keyframes = {0, 4, 8};
+    world.onExport = [&](const ExportRequest& request, std::wstring*) {
+        world.disk.put(request.outputPath, L"half");
+        request.spanWritten({.sourceEnd = 4.5});
+        return true;
+    };
+    const bool success = runJob(optimiseCommand);
+    answer = false;
+    finishExport(success);
+    EXPECT_EQ(world.disk.content(ORIGINAL), L"source");
+    EXPECT_EQ(world.disk.content(TEMPORARY), std::nullopt);
+    EXPECT_EQ(state.statusText, CANCELLED);
+}
+
+// Whatever is claimed: keyframes, of a recording that was broken off its fragments, or nothing.
+TEST_F(SaveOfAll, AReencodeThatEndsEarlyIsAskedAbout) {
+    for (const VideoClaim& claim :
+         {VideoClaim{.keyframes = {0, 2, 4, 6, 8}}, VideoClaim{.fragment = 8.6}, VideoClaim{}}) {
+        for (const WrittenSpan& last :
+             {WrittenSpan{.sourceEnd = 6.9}, WrittenSpan{.sourceEnd = 9, .hasPictures = false}}) {
+            load(10, {clip(1, 3), clip(5, 9)});
+            job.exportQuality = 1;
+            world.exposure = 1;
+            world.claim = claim;
+            world.onExport = [&](const ExportRequest& request, std::wstring*) {
+                EXPECT_FALSE(request.losslessAllowed);
+                world.disk.put(request.outputPath, L"half");
+                request.spanWritten({.sourceEnd = 3});
+                request.spanWritten(last);
+                request.progress(6); // as when all is written
+                return true;
+            };
+            answer = true;
+            const bool success = runJob();
+            answer = false;
+            finishExport(success);
+            EXPECT_EQ(world.disk.content(ORIGINAL), L"source");
+            EXPECT_EQ(state.statusText, CANCELLED);
+        }
+    }
+}
+
+TEST_F(SaveOfAll, SoundThatEndsEarlyIsAskedAbout) {
+    world.claim.sound = SoundClaim{0, 10};
+    for (const std::int32_t quality : {0, 1}) {
+        load(10, {clip(1, 3), clip(5, 9)});
+        job.exportQuality = quality;
+        world.onExport = [&](const ExportRequest& request, std::wstring*) {
+            world.disk.put(request.outputPath, L"half");
+            request.spanWritten({.sourceEnd = 3, .soundEnd = 3});
+            request.spanWritten({.sourceEnd = 9, .soundEnd = 7.5});
+            return true;
+        };
+        answer = true;
+        const bool success = runJob();
+        answer = false;
+        finishExport(success);
+        EXPECT_EQ(world.disk.content(ORIGINAL), L"source");
+        EXPECT_EQ(state.statusText, CANCELLED);
+    }
+}
+
+// Who leaves can't be asked; and a cancel that came too late for the job needs no question.
+TEST_F(SaveOfAll, LessThanAllIsNotSwappedInBehindACancelOrAClose) {
+    for (const bool closes : {false, true}) {
+        load(10, {clip(1, 3)});
+        state.edited = true;
+        world.onExport = [&](const ExportRequest& request, std::wstring*) {
+            world.disk.put(request.outputPath, L"half");
+            request.spanWritten({.sourceEnd = 1.5});
+            return true;
+        };
+        const bool success = runJob();
+        if (closes)
+            EXPECT_TRUE(closeAfterExport());
+        else
+            exportAsCommand();
+        said.clear();
+        finishExport(success);
+        EXPECT_THAT(said, ElementsAre(L"release"));
+        EXPECT_EQ(world.disk.content(ORIGINAL), L"source");
+        EXPECT_EQ(world.disk.content(TEMPORARY), std::nullopt);
+    }
+}
+
+TEST_F(SaveOfAll, ACloseBehindTheQuestionIsACancel) {
+    load(10, {clip(1, 3)});
+    world.onExport = [&](const ExportRequest& request, std::wstring*) {
+        world.disk.put(request.outputPath, L"half");
+        request.spanWritten({.sourceEnd = 1.5});
+        return true;
+    };
+    const bool success = runJob();
+    whileAsked = [this] {
+        EXPECT_TRUE(state.exportBusy);
+        EXPECT_TRUE(closeAfterExport());
+    };
+    answer = false;
+    finishExport(success);
+    EXPECT_EQ(world.disk.content(ORIGINAL), L"source");
+    EXPECT_EQ(world.disk.content(TEMPORARY), std::nullopt);
+    EXPECT_EQ(world.calls.back(), L"close");
+}
+
+TEST_F(SaveOfAll, AnExportToAnotherFileEndsAsBefore) {
+    world.chosen = L"E:\\out.mp4";
+    world.onExport = [&](const ExportRequest& request, std::wstring*) {
+        world.disk.put(request.outputPath, L"half");
+        return true;
+    };
+    exportAsCommand();
+    finishExport(waitForEnd());
+    EXPECT_EQ(state.statusText, L"Export complete — File ▸ Show last export in Explorer");
+}
+
+} // namespace
+} // namespace velkantrix
