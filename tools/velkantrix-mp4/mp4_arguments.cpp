@@ -174,8 +174,8 @@ track ("video") and, of fragmented files, its first AAC track ("audio").
                       edit list adds to them
   --keyframe SECONDS  also the keyframe that a preview of this time shows, as it goes to the
                       decoder; "ok" is false, and that is no failure, when there is none
-  --claim             also how far its boxes say that its video and its sound go, in seconds: what a
-                      save compares with what could be read
+  --claim             also how far its boxes say that its video and its sound go, in seconds: what
+                      a save compares with what could be read
   --version           the version
   --help              this text
   --                  what follows is a file, even if it begins with a dash
