@@ -4,6 +4,7 @@
 
 #include <windows.h>
 
+#include <mfidl.h>
 #include <mfreadwrite.h>
 
 #include <cstdint>
