@@ -57,7 +57,7 @@ def test_playing_ends_where_the_rest_was_removed(edited):
     edited.seek("HOME")
     edited.keys("SPACE")
     edited.wait_until_playing()
-    assert 4.9 < edited.wait_until_still() < 5.04
+    assert 4.9 < edited.play_to(5) < 5.04
 
 
 def test_keys_go_by_what_is_left(with_hole):

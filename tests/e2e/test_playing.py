@@ -82,7 +82,7 @@ def test_play_at_the_end_starts_again(paused):
 def test_it_pauses_at_the_end(playing):
     playing.seek("RIGHT")
     playing.seek("RIGHT")
-    assert playing.wait_until_still() > 11.9
+    assert playing.play_to(12) > 11.9
     assert playing.seek("HOME") == (0, 0)
     assert playing.wait_until_still() == 0
 

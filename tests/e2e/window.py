@@ -317,6 +317,12 @@ class Window:
         self.wait_for(is_still, "the picture to stand still", STILL_WITHIN)
         return self.time_on_screen()
 
+    def play_to(self, end):
+        """Plays on to `end`, where it pauses by itself; the time of the picture. On the way a busy machine may show
+        none for longer than a picture has to stand still."""
+        self.wait_for(lambda: self.time_on_screen() > end - 0.1, "the end")
+        return self.wait_until_still()
+
     def time_on_screen(self):
         """Of the frame that was presented last. A picture that is only drawn again has none in the log."""
         return next(tick for tick in (float(line["tick"]) for line in reversed(self.presents())) if tick >= 0)
