@@ -16,17 +16,30 @@ using testing::ElementsAre;
 
 constexpr wchar_t SAVED[] = L"Saved — the original was replaced";
 
+constexpr wchar_t BY_LESS[] =
+    L"warning?: The new file seems to be incomplete: the source could not be read as far as it "
+    L"says that it goes. It may be damaged there.\n\nReplace the original all the same? It can't "
+    L"be "
+    L"recovered then. Export As writes to a file of its own instead.";
+constexpr wchar_t CANCELLED[] = L"Save cancelled — your original is untouched";
+
 class SaveOfAll : public SaveTest {
 protected:
     std::ptrdiff_t times(const std::wstring& what) { return std::ranges::count(said, what); }
-};
 
-constexpr wchar_t BY_LESS[] =
-    L"warning?: The new file seems to be incomplete: the source could not be read as far as it "
-    L"says "
-    L"that it goes. It may be damaged there.\n\nReplace the original all the same? It can't be "
-    L"recovered then. Export As writes to a file of its own instead.";
-constexpr wchar_t CANCELLED[] = L"Save cancelled — your original is untouched";
+    // Yes to what is asked before the job, and No to what is asked behind it.
+    void expectKeptByANo(void (*command)() = saveCommand) {
+        answer = true;
+        const bool success = runJob(command);
+        said.clear();
+        answer = false;
+        finishExport(success);
+        EXPECT_THAT(said, ElementsAre(BY_LESS, L"release"));
+        EXPECT_EQ(world.disk.content(ORIGINAL), L"source");
+        EXPECT_EQ(world.disk.content(TEMPORARY), std::nullopt);
+        EXPECT_EQ(state.statusText, CANCELLED);
+    }
+};
 
 TEST_F(SaveOfAll, ACopyThatEndsEarlyIsAskedAbout) {
     for (const WrittenSpan& last :
@@ -39,15 +52,7 @@ TEST_F(SaveOfAll, ACopyThatEndsEarlyIsAskedAbout) {
             request.spanWritten(last);
             return true;
         };
-        answer = true;
-        const bool success = runJob();
-        said.clear();
-        answer = false;
-        finishExport(success);
-        EXPECT_THAT(said, ElementsAre(BY_LESS, L"release"));
-        EXPECT_EQ(world.disk.content(ORIGINAL), L"source");
-        EXPECT_EQ(world.disk.content(TEMPORARY), std::nullopt);
-        EXPECT_EQ(state.statusText, CANCELLED);
+        expectKeptByANo();
         EXPECT_TRUE(state.edited);
     }
 }
@@ -71,12 +76,7 @@ TEST_F(SaveOfAll, AnOptimiseThatEndsEarlyIsAskedAbout) {
         request.spanWritten({.sourceEnd = 4.5});
         return true;
     };
-    const bool success = runJob(optimiseCommand);
-    answer = false;
-    finishExport(success);
-    EXPECT_EQ(world.disk.content(ORIGINAL), L"source");
-    EXPECT_EQ(world.disk.content(TEMPORARY), std::nullopt);
-    EXPECT_EQ(state.statusText, CANCELLED);
+    expectKeptByANo(optimiseCommand);
 }
 
 // Whatever is claimed: keyframes, of a recording that was broken off its fragments, or nothing.
@@ -97,12 +97,7 @@ TEST_F(SaveOfAll, AReencodeThatEndsEarlyIsAskedAbout) {
                 request.progress(6); // as when all is written
                 return true;
             };
-            answer = true;
-            const bool success = runJob();
-            answer = false;
-            finishExport(success);
-            EXPECT_EQ(world.disk.content(ORIGINAL), L"source");
-            EXPECT_EQ(state.statusText, CANCELLED);
+            expectKeptByANo();
         }
     }
 }
@@ -118,12 +113,7 @@ TEST_F(SaveOfAll, SoundThatEndsEarlyIsAskedAbout) {
             request.spanWritten({.sourceEnd = 9, .soundEnd = 7.5});
             return true;
         };
-        answer = true;
-        const bool success = runJob();
-        answer = false;
-        finishExport(success);
-        EXPECT_EQ(world.disk.content(ORIGINAL), L"source");
-        EXPECT_EQ(state.statusText, CANCELLED);
+        expectKeptByANo();
     }
 }
 
