@@ -156,11 +156,15 @@ std::wstring absolutePath(const std::wstring& path) {
     }
 }
 
-// By a handle: what a server's file is by its name the system may know from some seconds ago.
-std::optional<FileStamp> fileStamp(const std::wstring& path) {
+DWORD informationOf(const std::wstring& path, BY_HANDLE_FILE_INFORMATION& information) {
     const UniqueFile file = openForQuestions(path, 0, FILE_FLAG_OPEN_REPARSE_POINT);
+    const bool known = file && GetFileInformationByHandle(file.get(), &information);
+    return known ? ERROR_SUCCESS : lastError();
+}
+
+std::optional<FileStamp> fileStamp(const std::wstring& path) {
     BY_HANDLE_FILE_INFORMATION information = {};
-    if (!file || !GetFileInformationByHandle(file.get(), &information)) return std::nullopt;
+    if (informationOf(path, information) != ERROR_SUCCESS) return std::nullopt;
     return stampOf(information);
 }
 

@@ -33,8 +33,11 @@ namespace velkantrix {
 [[nodiscard]] bool isFile(const std::wstring& path);
 
 // What a file, or folder, is by its size and time; none when it can't be examined. A link is one by
-// itself.
+// itself. All are told by a handle: what a server's file is by its name the system may know from
+// some seconds ago.
 [[nodiscard]] std::optional<FileStamp> fileStamp(const std::wstring& path);
+[[nodiscard]] DWORD informationOf(const std::wstring& path,
+                                  BY_HANDLE_FILE_INFORMATION& information);
 [[nodiscard]] FileStamp stampOf(const BY_HANDLE_FILE_INFORMATION& information);
 
 // The name that the system itself gives an open file: the same through every drive letter, or

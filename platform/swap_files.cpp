@@ -57,14 +57,9 @@ DWORD moveFile(const std::wstring& from, const std::wstring& to, DWORD flags) {
 
 } // namespace
 
-// By a handle, as fileStamp, which it is compared with.
 FileLook lookAtFile(const std::wstring& path) {
-    const UniqueFile file(CreateFileW(
-        nameForSystem(path).c_str(), FILE_READ_ATTRIBUTES, SHARE_ALL, nullptr, OPEN_EXISTING,
-        FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
     BY_HANDLE_FILE_INFORMATION info = {};
-    if (!file || !GetFileInformationByHandle(file.get(), &info)) {
-        const DWORD error = lastError();
+    if (const DWORD error = informationOf(path, info)) {
         if (isNotThere(error)) return {.found = FileLook::Found::Nothing};
         return {.found = FileLook::Found::Unknown, .error = error};
     }
