@@ -115,6 +115,9 @@ void bindWindow(JobHost& host, HWND window) {
     host.isForeground = [window] {
         return GetForegroundWindow() == window;
     };
+    host.canAsk = [window] { // boxes disable it
+        return IsWindowEnabled(window) != FALSE;
+    };
     host.flash = [window] {
         flash(window);
     };

@@ -119,6 +119,14 @@ bool mayReplaceOriginal() {
     return !job.exportCancel && jobHost().acceptShortSave && jobHost().acceptShortSave();
 }
 
+// The answer to a question that stands already must not become the answer to this one.
+bool asksLater(bool success) {
+    ExportJobState& job = exportJob();
+    const bool asks = success && job.saveInPlaceJob && job.notWhole && !job.exportCancel;
+    job.waitsToAsk = asks && jobHost().canAsk && !jobHost().canAsk();
+    return job.waitsToAsk;
+}
+
 std::wstring firstError() {
     ExportJobState& job = exportJob();
     const Lock held(job.exportErrorLock);
@@ -251,7 +259,9 @@ void ExportTo(const std::wstring& outputPath, bool separate, std::int32_t qualit
 
 void refreshExportProgress() {
     const ExportJobState& job = exportJob();
-    if (!editState().exportBusy || !(job.exportExpected > 0)) return;
+    if (!editState().exportBusy) return;
+    if (job.waitsToAsk) return finishExport(true);
+    if (!(job.exportExpected > 0)) return;
     const double done = job.exportProgress;
     jobHost().setTaskbarValue(taskbarValue(done, job.exportExpected));
     if (job.exportCancel) return keepStatus(CANCELLING); // whatever a scrub has said meanwhile
@@ -262,7 +272,7 @@ void refreshExportProgress() {
 
 void finishExport(bool success) {
     EditState& edit = editState();
-    if (!edit.exportBusy) return;
+    if (!edit.exportBusy || asksLater(success)) return;
     ExportJobState& job = exportJob();
     const bool refused = success && job.saveInPlaceJob && !mayReplaceOriginal();
     const bool cancelled = job.exportCancel.exchange(false);

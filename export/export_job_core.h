@@ -4,6 +4,7 @@
 //     idle --ExportTo--> runs --the worker ends, finishExport--> idle
 //                          --exportAsCommand again--> cancelling --the same--> idle
 //
+// A save that isn't whole asks before it ends, as soon as no other question stands.
 // While it runs every edit is refused (EditState::exportBusy), so that what was copied stays true.
 #pragma once
 
@@ -37,6 +38,7 @@ struct ExportJobState : SharedJobState {
     std::wstring leftBehind;  // its new file, which couldn't be deleted
     bool cancelAsked = false; // by the command itself, not by closing the window
     bool closeAsked = false;  // the window closes when the job has ended
+    bool waitsToAsk = false;  // has ended, all but for a question
 };
 
 // What stands where the original of a save was opened.
@@ -81,6 +83,7 @@ struct JobHost {
     std::function<bool()> swapInSavedFile;    // puts lastExportPath in the place of originalPath
     std::function<OriginalState()> lookAtOriginal;
     std::function<bool()> acceptShortSave; // what was saved isn't all; without it none is accepted
+    std::function<bool()> canAsk;          // no other question stands, whose answer might be meant
     std::function<void()> releaseOriginal; // the save of it has ended
 };
 

@@ -8,13 +8,14 @@
 
 namespace velkantrix {
 
-// What writing asks of the file system, by two threads at once. None is empty.
+// A complete file that is to replace another.
 struct FinishedFile {
     bool done = false;
     std::wstring errorText; // when not done
     std::wstring mark;      // tells it from every other file; empty only when not done
 };
 
+// What writing asks of the file system, by two threads at once. None is empty.
 struct SafeWriteCalls {
     // Do both mean one file, by whatever names?
     std::function<bool(const std::wstring& a, const std::wstring& b)> sameFile;

@@ -1,5 +1,5 @@
 // whole_copy.h: whether all that was asked for has come out. A source may end early without an
-// error; what then is written must not replace the original.
+// error; what then is written replaces the original only when the user says so.
 #pragma once
 
 #include <vector>

@@ -31,7 +31,8 @@ namespace velkantrix {
 [[nodiscard]] DWORD clearLeftover(const std::wstring& path);
 
 // The original's place is taken by the other file, with the original's attributes, rights, streams
-// and time of creation. When it fails both are as they were, unless the error is
+// and time of creation. When it fails both stand where they stood, though the other one may have
+// got the original's streams and rights by then; unless the error is
 // ERROR_UNABLE_TO_MOVE_REPLACEMENT (the original is gone) or ..._2 (it has a name that isn't told).
 [[nodiscard]] DWORD replaceWholeFile(const std::wstring& original, const std::wstring& replacement);
 

@@ -13,6 +13,7 @@ namespace velkantrix {
 namespace {
 
 using testing::ElementsAre;
+using testing::IsEmpty;
 
 constexpr wchar_t SAVED[] = L"Saved — the original was replaced";
 
@@ -157,6 +158,67 @@ TEST_F(SaveOfAll, ACloseBehindTheQuestionIsACancel) {
     EXPECT_EQ(world.disk.content(ORIGINAL), L"source");
     EXPECT_EQ(world.disk.content(TEMPORARY), std::nullopt);
     EXPECT_EQ(world.calls.back(), L"close");
+}
+
+class ShortSaveBehindABox : public SaveOfAll {
+protected:
+    // A save that has ended, while another question stands.
+    void SetUp() override {
+        load(10, {clip(1, 3)});
+        state.edited = true;
+        world.onExport = [](const ExportRequest& request, std::wstring*) {
+            request.spanWritten({.sourceEnd = 1.5});
+            return true;
+        };
+        jobHost().canAsk = [this] {
+            return !boxStands;
+        };
+        const bool success = runJob();
+        world.disk.put(TEMPORARY, L"half");
+        finishExport(success);
+        EXPECT_THAT(said, IsEmpty());
+        EXPECT_TRUE(state.exportBusy);
+    }
+
+    bool boxStands = true;
+};
+
+TEST_F(ShortSaveBehindABox, AsksWhenThatIsAnswered) {
+    refreshExportProgress();
+    EXPECT_THAT(said, IsEmpty());
+    boxStands = false;
+    answer = false;
+    refreshExportProgress();
+    EXPECT_THAT(said, ElementsAre(BY_LESS, L"release"));
+    EXPECT_FALSE(state.exportBusy);
+    EXPECT_EQ(state.statusText, CANCELLED);
+    refreshExportProgress();
+    EXPECT_EQ(times(BY_LESS), 1);
+}
+
+TEST_F(ShortSaveBehindABox, AsksNoMoreBehindACancel) {
+    exportAsCommand();
+    refreshExportProgress();
+    EXPECT_THAT(said, ElementsAre(L"release"));
+    EXPECT_EQ(state.statusText, CANCELLED);
+}
+
+TEST_F(ShortSaveBehindABox, WhoLeavesMeanwhileKeepsTheOriginal) {
+    EXPECT_TRUE(closeAfterExport());
+    refreshExportProgress();
+    EXPECT_THAT(said, ElementsAre(L"release"));
+    EXPECT_EQ(world.disk.content(ORIGINAL), L"source");
+    EXPECT_EQ(world.calls.back(), L"close");
+}
+
+// That is swapped in, or fails, at once.
+TEST_F(SaveOfAll, AWholeOneWaitsForNoBox) {
+    jobHost().canAsk = [] {
+        return false;
+    };
+    load(10, {clip(1, 3)});
+    finishExport(runJob());
+    EXPECT_EQ(state.statusText, SAVED);
 }
 
 TEST_F(SaveOfAll, AnExportToAnotherFileEndsAsBefore) {
