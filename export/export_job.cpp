@@ -91,6 +91,16 @@ void keepAwake(bool awake) {
     SetThreadExecutionState(awake ? ES_CONTINUOUS | ES_SYSTEM_REQUIRED : ES_CONTINUOUS);
 }
 
+// Boxes disable the window; in a menu, a drag or a move keys and buttons are meant for that.
+bool canAsk(HWND window) {
+    constexpr DWORD BUSY = GUI_INMENUMODE | GUI_POPUPMENUMODE | GUI_SYSTEMMENUMODE | GUI_INMOVESIZE;
+    GUITHREADINFO thread = {};
+    thread.cbSize = sizeof thread;
+    const bool busy = GetGUIThreadInfo(GetCurrentThreadId(), &thread) &&
+                      ((thread.flags & BUSY) != 0 || thread.hwndCapture);
+    return IsWindowEnabled(window) && !busy;
+}
+
 void flash(HWND window) {
     FLASHWINFO info = {};
     info.cbSize = sizeof info;
@@ -115,8 +125,8 @@ void bindWindow(JobHost& host, HWND window) {
     host.isForeground = [window] {
         return GetForegroundWindow() == window;
     };
-    host.canAsk = [window] { // boxes disable it
-        return IsWindowEnabled(window) != FALSE;
+    host.canAsk = [window] {
+        return canAsk(window);
     };
     host.flash = [window] {
         flash(window);

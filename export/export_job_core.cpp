@@ -116,7 +116,8 @@ bool cancelCameTooLate(bool success, bool saveInPlace) {
 bool mayReplaceOriginal() {
     const ExportJobState& job = exportJob();
     if (!job.notWhole) return true;
-    return !job.exportCancel && jobHost().acceptShortSave && jobHost().acceptShortSave();
+    if (job.exportCancel || !jobHost().acceptShortSave) return false;
+    return jobHost().acceptShortSave() && !job.exportCancel;
 }
 
 // The answer to a question that stands already must not become the answer to this one.
@@ -190,6 +191,7 @@ void resetExportJob() {
     job.optimiseJob = false;
     job.originalStands = true;
     job.leftBehind.clear();
+    job.waitsToAsk = false;
     job.cancelAsked = false;
     job.closeAsked = false;
 }

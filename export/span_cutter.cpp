@@ -107,7 +107,8 @@ Ticks SpanCutter::spanEnd() const {
 
 Placement SpanCutter::placeAudio(Ticks time, Ticks duration) {
     if (!isWhole_ && time >= spanEnd()) {
-        soundEnd_ = std::max(soundEnd_, endTicks_);
+        // What is behind pictures that have ended is left out, though it is in the span.
+        soundEnd_ = std::max(soundEnd_, stopKey_ ? endTicks_ : std::min(spanEnd(), endTicks_));
         return {.placing = Placing::Stop};
     }
     if (addTicks(time, duration) <= origin_) return {};

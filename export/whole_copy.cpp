@@ -18,8 +18,27 @@ double endOfVideo(const VideoClaim& claim, double duration) {
     return std::max(end, std::min(duration, claim.length.value_or(0)));
 }
 
+// Nothing of it is to be written.
+bool isBehindTheVideo(const ExportSpan& span, const VideoClaim& claim, double duration) {
+    return claim.length && span.start >= std::min(duration, *claim.length);
+}
+
+// A copy may begin too early, with a keyframe, and then end before it has come to the span.
 bool hasItsPictures(const ExportSpan& span, const WrittenSpan& written, double end) {
-    return written.hasPictures && written.sourceEnd >= std::min(span.end, end) - MAY_MISS;
+    return written.hasPictures && written.sourceEnd > span.start &&
+           written.sourceEnd >= std::min(span.end, end) - MAY_MISS;
+}
+
+// A copy begins with the first keyframe, however late that comes.
+bool hasItsFront(const ExportSpan& span, const WrittenSpan& written, const VideoClaim& claim) {
+    if (written.sourceStart - span.start <= MAY_MISS) return true;
+    const bool keyframe = std::ranges::any_of(claim.keyframes, [&](double time) {
+        return time >= span.start && time < written.sourceStart - MAY_MISS;
+    });
+    if (keyframe) return false;
+    if (!claim.sound) return true;
+    const double from = std::max(span.start, claim.sound->from);
+    return std::min(written.sourceStart, claim.sound->to) - from <= MAY_MISS;
 }
 
 // A track of sound may begin behind the span, or have ended in front of it.
@@ -39,7 +58,10 @@ bool isWholeCopy(const std::vector<ExportSpan>& spans, const std::vector<Written
     if (written.size() != spans.size()) return false;
     const double end = endOfVideo(claim, duration);
     for (std::size_t i = 0; i < spans.size(); i++) {
-        if (!hasItsPictures(spans[i], written[i], end)) return false;
+        const bool noneToHave =
+            !written[i].hasPictures && isBehindTheVideo(spans[i], claim, duration);
+        if (!noneToHave && !hasItsPictures(spans[i], written[i], end)) return false;
+        if (!hasItsFront(spans[i], written[i], claim)) return false;
         if (!hasItsSound(spans[i], written[i], claim, duration)) return false;
     }
     return true;

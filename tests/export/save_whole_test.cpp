@@ -18,10 +18,9 @@ using testing::IsEmpty;
 constexpr wchar_t SAVED[] = L"Saved — the original was replaced";
 
 constexpr wchar_t BY_LESS[] =
-    L"warning?: The new file seems to be incomplete: the source could not be read as far as it "
-    L"says that it goes. It may be damaged there.\n\nReplace the original all the same? It can't "
-    L"be "
-    L"recovered then. Export As writes to a file of its own instead.";
+    L"warning?: The new file seems to be incomplete. The source may be damaged, or have sound "
+    L"without pictures, which can't be kept without encoding it anew.\n\nReplace the original all "
+    L"the same? It can't be recovered then. Export As writes to a file of its own instead.";
 constexpr wchar_t CANCELLED[] = L"Save cancelled — your original is untouched";
 
 class SaveOfAll : public SaveTest {

@@ -69,13 +69,22 @@ TEST(SpanSound, GoesToTheEndOfTheLastOne) {
     EXPECT_EQ(cutter.soundEnd(), 2 * SECOND + FRAME);
 }
 
-// Of sound with a gap, or behind video that has ended.
+// Of sound with a gap.
 TEST(SpanSound, LacksNothingWhereThereIsSomeBehindTheSpan) {
+    SpanCutter cutter = begun({.start = 0, .end = 60});
+    EXPECT_EQ(cutter.placeVideo(key(0)).placing, Placing::Write);
+    EXPECT_EQ(cutter.placeVideo(key(61 * SECOND)).placing, Placing::Drop);
+    EXPECT_EQ(cutter.placeAudio(0, FRAME).placing, Placing::Write);
+    EXPECT_EQ(cutter.placeAudio(62 * SECOND, FRAME).placing, Placing::Stop);
+    EXPECT_EQ(cutter.soundEnd(), 60 * SECOND);
+}
+
+TEST(SpanSound, BehindPicturesThatHaveEndedIsLacking) {
     SpanCutter cutter = begun({.start = 0, .end = 60});
     EXPECT_EQ(cutter.placeVideo(key(0)).placing, Placing::Write);
     EXPECT_EQ(cutter.placeAudio(0, FRAME).placing, Placing::Write);
     EXPECT_EQ(cutter.placeAudio(2 * SECOND, FRAME).placing, Placing::Stop);
-    EXPECT_EQ(cutter.soundEnd(), 60 * SECOND);
+    EXPECT_EQ(cutter.soundEnd(), cutter.cutEnd());
 }
 
 } // namespace

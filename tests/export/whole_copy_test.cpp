@@ -62,6 +62,58 @@ TEST(IsWholeCopy, AClipWithoutPicturesIsMissing) {
     EXPECT_FALSE(isWholeCopy(WHOLE, {{.hasPictures = false}}, {}, 0));
 }
 
+// A re-encode then has its sound.
+TEST(IsWholeCopy, AClipBehindTheVideoHasNoPicturesToMiss) {
+    const std::vector<ExportSpan> late{{.start = 40, .end = 60}};
+    const WrittenSpan none{
+        .sourceStart = 40, .sourceEnd = 40, .hasPictures = false, .soundEnd = 60.0};
+    const SoundClaim sound{0, 60};
+    EXPECT_TRUE(isWholeCopy(late, {none}, {.length = 30, .sound = sound}, 60));
+    EXPECT_TRUE(isWholeCopy(late, {none}, {.length = 4000, .sound = sound}, 40));
+    EXPECT_FALSE(isWholeCopy(late, {none}, {.length = 41, .sound = sound}, 60));
+    EXPECT_FALSE(isWholeCopy(late, {none}, {.fragment = 30}, 60)) << "more may come";
+    EXPECT_FALSE(isWholeCopy(late, {none}, {}, 60));
+}
+
+// But its last group instead, from the keyframe on.
+TEST(IsWholeCopy, ACopyThatEndsInFrontOfItsClipHasNothingOfIt) {
+    const VideoClaim claim{.keyframes = {0, 20}, .length = 30};
+    const WrittenSpan before{.sourceStart = 20, .sourceEnd = 30};
+    EXPECT_FALSE(isWholeCopy({{.start = 40, .end = 60}}, {before}, claim, 60));
+    EXPECT_FALSE(isWholeCopy({{.start = 30, .end = 60}}, {before}, claim, 60));
+    EXPECT_TRUE(isWholeCopy({{.start = 29.9, .end = 60}}, {before}, claim, 60));
+}
+
+TEST(IsWholeCopy, WhatIsInFrontOfTheFirstKeyframeIsMissing) {
+    struct Row {
+        const char* what;
+        double sourceStart;
+        VideoClaim claim;
+        bool whole;
+    };
+    const Row rows[] = {
+        {"nothing", 9, {.keyframes = {0, 9, 19}, .length = 60}, true},
+        {"pictures that come late", 15, {.keyframes = {15}, .length = 60}, true},
+        {"a keyframe", 15, {.keyframes = {10, 15}, .length = 60}, false},
+        {"within a second", 10.9, {.keyframes = {10, 10.9}, .length = 60}, true},
+        {"sound", 15, {.keyframes = {15}, .length = 60, .sound = SoundClaim{0, 60}}, false},
+        {"sound that begins late",
+         15,
+         {.keyframes = {15}, .length = 60, .sound = SoundClaim{14.1, 60}},
+         true},
+        {"sound that has ended",
+         15,
+         {.keyframes = {15}, .length = 60, .sound = SoundClaim{0, 10.9}},
+         true},
+    };
+    for (const Row& row : rows) {
+        const WrittenSpan written{
+            .sourceStart = row.sourceStart, .sourceEnd = 20, .soundEnd = 20.0};
+        EXPECT_EQ(isWholeCopy({{.start = 10, .end = 20}}, {written}, row.claim, 60), row.whole)
+            << row.what;
+    }
+}
+
 struct SoundRow {
     const char* what;
     ExportSpan span;

@@ -160,15 +160,30 @@ TEST_F(WindowClosingBehindASave, ThatIsNotSwappedInAsksAboutTheEdits) {
     EXPECT_TRUE(editState().edited);
 }
 
-TEST_F(WindowClosingBehindASave, ThatSeemsIncompleteAsksAboutThatAndAboutTheEdits) {
+TEST_F(WindowClosingBehindASave, ThatSeemsIncompleteAsksBehindThatQuestion) {
     jobHost().calls.exportFile = [](const ExportRequest& request, std::wstring*) {
         writeBytes(request.outputPath, {'n', 'e', 'w', '!'});
         return true; // without having told of a span
     };
-    EXPECT_THAT(
-        saveAndClose(IDYES),
-        UnorderedElementsAre(EXPORT_RUNS, testing::StartsWith(L"The new file seems"), UNSAVED));
+    EXPECT_THAT(saveAndClose(IDNO), ElementsAre(EXPORT_RUNS));
     ASSERT_TRUE(IsWindow(window));
+    EXPECT_TRUE(editState().exportBusy) << "not over the other question";
+    BoxAnswers answers([](const std::wstring&) -> WORD { return IDNO; });
+    refreshExportProgress();
+    EXPECT_THAT(answers.texts, ElementsAre(testing::StartsWith(L"The new file seems")));
+    EXPECT_FALSE(editState().exportBusy);
+    EXPECT_EQ(bytesOf(path), (std::vector<char>{'o', 'l', 'd'}));
+    EXPECT_THAT(folder.files(), ElementsAre(L"own.mp4"));
+}
+
+TEST_F(WindowClosingBehindASave, ThatSeemsIncompleteIsCancelled) {
+    jobHost().calls.exportFile = [](const ExportRequest& request, std::wstring*) {
+        writeBytes(request.outputPath, {'n', 'e', 'w', '!'});
+        return true;
+    };
+    EXPECT_THAT(saveAndClose(IDYES), ElementsAre(EXPORT_RUNS));
+    refreshExportProgress();
+    EXPECT_FALSE(IsWindow(window));
     EXPECT_EQ(bytesOf(path), (std::vector<char>{'o', 'l', 'd'}));
     EXPECT_THAT(folder.files(), ElementsAre(L"own.mp4"));
 }
