@@ -25,7 +25,7 @@ private:
     template <typename Wanted>
     [[nodiscard]] HRESULT firstOf(DWORD stream, Ticks from, Wanted isWanted,
                                   std::optional<Ticks>& first) const;
-    [[nodiscard]] HRESULT keyframeAt(Ticks time, std::optional<Ticks>& keyframe) const;
+    [[nodiscard]] HRESULT goesBeyond(Ticks time, Ticks begin, Ticks end, bool& beyond) const;
 
     const ExportRequest& request_;
     IMFSourceReader* const reader_;
@@ -52,31 +52,37 @@ HRESULT SoundProbe::firstOf(DWORD stream, Ticks from, Wanted isWanted,
     return S_OK;
 }
 
-HRESULT SoundProbe::keyframeAt(Ticks time, std::optional<Ticks>& keyframe) const {
+// A copy goes on to the first keyframe behind its span, or to the last picture: whether that is
+// behind `time`, when it begins at `begin`.
+HRESULT SoundProbe::goesBeyond(Ticks time, Ticks begin, Ticks end, bool& beyond) const {
+    bool stops = false;
+    const auto tells = [&](const Read& read) {
+        IMFSample* const picture = read.sample.get();
+        stops = isKeyframe(picture) && read.time >= end && read.time > begin && read.time <= time;
+        return stops || addTicks(read.time, std::max<Ticks>(1, durationOf(picture))) > time;
+    };
+    std::optional<Ticks> told;
+    RETURN_IF_FAILED(firstOf(*streams_.video, time, tells, told));
+    beyond = told && !stops;
+    return S_OK;
+}
+
+HRESULT SoundProbe::lookIn(const ExportSpan& span, bool& found) const {
+    std::optional<Ticks> begin, sound;
     const auto isKey = [](const Read& read) {
         return isKeyframe(read.sample.get());
     };
-    return firstOf(*streams_.video, time, isKey, keyframe);
-}
-
-// A copy goes on to the first keyframe behind its span: sound that begins before that is in it.
-HRESULT SoundProbe::lookIn(const ExportSpan& span, bool& found) const {
-    std::optional<Ticks> begin, sound, last;
-    RETURN_IF_FAILED(keyframeAt(spanBoundaryTicks(span.start), begin));
+    RETURN_IF_FAILED(firstOf(*streams_.video, spanBoundaryTicks(span.start), isKey, begin));
     if (!begin) return S_OK;
-    const Ticks from = isWholeSource(span) ? std::min<Ticks>(0, *begin) : *begin;
+    const bool whole = isWholeSource(span);
+    const Ticks from = whole ? std::min<Ticks>(0, *begin) : *begin;
     const auto isHeard = [from](const Read& read) {
         return addTicks(read.time, durationOf(read.sample.get())) > from;
     };
     RETURN_IF_FAILED(firstOf(*streams_.audio, from, isHeard, sound));
-    if (!sound) return S_OK;
-    const Ticks end = spanBoundaryTicks(span.end);
-    found = *sound < end;
-    if (found) return S_OK;
-    RETURN_IF_FAILED(keyframeAt(*sound, last));
-    const bool endsBefore = last && *last >= end && *last > *begin && *last <= *sound;
-    found = !endsBefore;
-    return S_OK;
+    found = sound && (whole || *sound <= *begin);
+    if (found || !sound) return S_OK;
+    return goesBeyond(*sound, *begin, spanBoundaryTicks(span.end), found);
 }
 
 } // namespace

@@ -52,6 +52,7 @@ TEST_F(CopyHasSound, IsToldAsItWillBeWritten) {
         {"at the next keyframe", 3 * SECOND, 5 * SECOND, {{.start = 1, .end = 2.2}}, false},
         {"before the keyframe asked for", 0, SECOND * 5 / 2, {{.start = 2.7, .end = 3}}, true},
         {"only in front of all that is kept", 0, 2 * SECOND, {{.start = 2.7, .end = 3}}, false},
+        {"behind the last picture", SECOND * 11 / 2, 7 * SECOND, {{.start = 1, .end = 7}}, false},
         {"the whole source", 0, SECOND, {{.start = 0, .end = FOREVER}}, true},
         {"behind the pictures", 7 * SECOND, 8 * SECOND, {{.start = 0, .end = FOREVER}}, true},
     };
@@ -92,7 +93,7 @@ TEST_F(CopyHasSound, IsToldAsItWillBeWrittenOfAnySourceAndSpans) {
             const Ticks time = static_cast<Ticks>(i) * FRAME;
             video()[i] = i % static_cast<std::size_t>(gop) ? pictureAt(time) : keyAt(time);
         }
-        const int from = tenths(0, 49); // while there are pictures
+        const int from = tenths(0, 60); // pictures end at 50
         soundFrom(from * FRAME, tenths(from + 1, 70) * FRAME);
         request.spans.clear();
         for (int i = tenths(1, 3); i > 0; i--) {
