@@ -4,13 +4,6 @@
 # the include check learns which file may include what; therefore Windows files are named in native
 # builds too, although they aren't compiled there.
 
-# Tests and third-party code are left out: compiling them by clang is check enough for their size.
-function(velkantrix_tidy name)
-  if(VELKANTRIX_CLANG_TIDY)
-    set_target_properties(${name} PROPERTIES CXX_CLANG_TIDY "clang-tidy;--quiet")
-  endif()
-endfunction()
-
 function(velkantrix_list_file side file)
   set_property(GLOBAL APPEND PROPERTY VELKANTRIX_FOLDER_LIST
     "${side} ${CMAKE_CURRENT_SOURCE_DIR}/${file}")
@@ -43,7 +36,6 @@ function(velkantrix_library name)
   if(sources)
     add_library(${name} STATIC ${sources})
     target_link_libraries(${name} PUBLIC velkantrix_options ${arg_LIBRARIES})
-    velkantrix_tidy(${name})
     if(arg_SIDE STREQUAL windows)
       velkantrix_use_headers(${name} windows_headers)
     endif()
@@ -78,7 +70,6 @@ function(velkantrix_program name)
     set_target_properties(${name} PROPERTIES WIN32_EXECUTABLE ON)
   endif()
   target_link_libraries(${name} PRIVATE velkantrix_options ${arg_LIBRARIES})
-  velkantrix_tidy(${name})
   if(MINGW)
     target_link_options(${name} PRIVATE -municode)
   elseif(MSVC)

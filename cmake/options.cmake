@@ -44,10 +44,15 @@ if(MINGW)
 endif()
 
 # Only reading the code tells anything there, and clang can't link against GCC's libraries for Windows.
+# clang-tidy gives clang's own warnings, too; a folder's .clang-tidy says what else it looks for. What a file
+# includes comes from the preprocessor.
 if(VELKANTRIX_CLANG_TIDY)
   set(touch "<CMAKE_COMMAND> -E touch")
+  set(words "<CMAKE_CXX_COMPILER> <DEFINES> <INCLUDES> <FLAGS>")
   set(CMAKE_CXX_COMPILE_OBJECT
-    "<CMAKE_CXX_COMPILER> <DEFINES> <INCLUDES> <FLAGS> -fsyntax-only <SOURCE>" "${touch} <OBJECT>")
+    "${words} -E -o /dev/null <SOURCE>"
+    "clang-tidy --quiet --extra-arg-before=--driver-mode=g++ <SOURCE> -- ${words}"
+    "${touch} <OBJECT>")
   set(CMAKE_CXX_CREATE_STATIC_LIBRARY "${touch} <TARGET>")
   set(CMAKE_CXX_LINK_EXECUTABLE "${touch} <TARGET>")
 endif()
