@@ -1,5 +1,6 @@
 """What the end-to-end tests share: the program as it is shipped, the sample recordings, and a way to run
 one on the other. Run inside the rig by tools/test."""
+import fcntl
 import os
 import shutil
 import subprocess
@@ -11,23 +12,38 @@ from places import BUILD, ROOT, RUN, windows_path
 from window import LOGGED, Window
 
 sys.path.insert(0, str(ROOT / "tests" / "support"))
+import choice  # noqa: E402
 import make_media  # noqa: E402
-from choice import pytest_addoption, pytest_collection_modifyitems  # noqa: E402, F401
 
 LONGEST_RUN = 120  # seconds; a run that takes longer hangs
 
 
+def pytest_addoption(parser):
+    choice.pytest_addoption(parser)
+    parser.addoption("--windows", choices=["with", "without"],
+                     help="only the tests that use the screen, or only those that can run beside them")
+
+
+def pytest_collection_modifyitems(config, items):
+    choice.pytest_collection_modifyitems(config, items)
+    asked = config.getoption("--windows")
+    if asked:
+        choice.keep(config, items, lambda item: ("start" in item.fixturenames) == (asked == "with"))
+
+
 @pytest.fixture
 def small_folder(request):
-    """On a disk of 16 MiB, which the large recording doesn't fit on."""
+    """On a disk of 16 MiB, which the large recording doesn't fit on. One test at a time has it."""
     disk = os.environ.get("RIG_SMALL_DISK")
     if not disk:
         pytest.skip("this machine permits no mounts")
     folder = Path(disk) / request.module.__name__
-    shutil.rmtree(folder, ignore_errors=True)
-    folder.mkdir()
-    yield folder
-    shutil.rmtree(folder)
+    with open(Path(disk) / "in-use", "w", encoding="utf-8") as lock:
+        fcntl.flock(lock, fcntl.LOCK_EX)
+        shutil.rmtree(folder, ignore_errors=True)
+        folder.mkdir()
+        yield folder
+        shutil.rmtree(folder)
 
 
 @pytest.fixture(scope="session")

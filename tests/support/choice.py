@@ -8,8 +8,11 @@ def pytest_addoption(parser):
 
 def pytest_collection_modifyitems(config, items):
     only = config.getoption("--only")
-    if not only:
-        return
-    chosen = [item for item in items if re.search(only, item.nodeid)]
+    if only:
+        keep(config, items, lambda item: re.search(only, item.nodeid))
+
+
+def keep(config, items, is_chosen):
+    chosen = [item for item in items if is_chosen(item)]
     config.hook.pytest_deselected(items=[item for item in items if item not in chosen])
     items[:] = chosen
