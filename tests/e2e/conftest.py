@@ -28,7 +28,7 @@ def pytest_collection_modifyitems(config, items):
     choice.pytest_collection_modifyitems(config, items)
     asked = config.getoption("--windows")
     if asked:
-        choice.keep(config, items, lambda item: ("start" in item.fixturenames) == (asked == "with"))
+        choice.keep(config, items, lambda item: ("own_screen" in item.fixturenames) == (asked == "with"))
 
 
 @pytest.fixture
@@ -85,7 +85,12 @@ def cut():
 
 
 @pytest.fixture
-def start(tmp_path):
+def own_screen():
+    """There is one: tests with a window of any program ask for it, and never run side by side."""
+
+
+@pytest.fixture
+def start(tmp_path, own_screen):
     """Starts the window's program, once or several times; what still runs in the end is ended."""
     windows = []
 

@@ -163,6 +163,7 @@ def test_a_start_begins_where_it_should(files, name, way):
             assert found == begins[first:], f"stream {stream} from {position}"
 
 
+@pytest.mark.usefixtures("own_screen")
 @pytest.mark.parametrize("own_source", ["1", "0"])
 def test_the_environment_chooses_who_reads(cut, media, tmp_path, monkeypatch, own_source):
     monkeypatch.setenv("VELKANTRIX_MP4SRC", own_source)

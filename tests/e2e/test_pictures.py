@@ -22,6 +22,7 @@ FRAGMENTED = sorted(FRAGMENTED_NUMBERED) if LONG else random.Random(3).sample(so
 # Files of fragments are tried with the program's own media source and without.
 CASES = [(name, "1") for name in [*NAMES, *FRAGMENTED]] + [(name, "0") for name in FRAGMENTED]
 SEEKS = 200 if LONG else 25
+pytestmark = pytest.mark.usefixtures("own_screen")
 
 
 def number_on_screen():

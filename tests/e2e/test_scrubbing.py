@@ -12,6 +12,7 @@ from window import LOGGED, LONGEST_WAIT, pixel, screen
 
 NAMES = ["numbered-25-1-0", "numbered-2997-30-3-fragmented", "numbered-2997-30-3-fragmented-late", "numbered-60-250-3"]
 SCRUBS = 100 if LONG else 12
+pytestmark = pytest.mark.usefixtures("own_screen")
 WM_SIZE = 5
 
 
