@@ -59,7 +59,7 @@ HRESULT EncodeReader::askForPictures() {
 }
 
 HRESULT EncodeReader::read(DWORD stream, Read& next) {
-    askedAgain_ = false;
+    picturesAskedAgain_ = soundAskedAgain_ = false;
     RETURN_IF_FAILED(readNext(reader_, stream, next));
     if (!next.otherType) return S_OK;
     RETURN_IF_FAILED(takeNewPictures());
@@ -72,7 +72,7 @@ HRESULT EncodeReader::takeNewPictures() {
     RETURN_IF_FAILED(lookAtPictures(delivery));
     if (delivery.asAsked || (delivery.usable && delivery == kept_)) return S_OK;
     const HRESULT asked = askForPictures();
-    askedAgain_ = SUCCEEDED(asked);
+    picturesAskedAgain_ = SUCCEEDED(asked);
     RETURN_IF_FAILED(lookAtPictures(delivery));
     kept_ = delivery;
     if (delivery.usable) return S_OK;
@@ -84,7 +84,7 @@ HRESULT EncodeReader::takeNewSound() {
     RETURN_IF_FAILED(checkSound(asAsked));
     if (asAsked) return S_OK;
     RETURN_IF_FAILED(reader_->SetCurrentMediaType(*streams_.audio, nullptr, sound_.get()));
-    askedAgain_ = true;
+    soundAskedAgain_ = true;
     RETURN_IF_FAILED(checkSound(asAsked));
     return asAsked ? S_OK : MF_E_INVALIDMEDIATYPE;
 }

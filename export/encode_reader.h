@@ -30,10 +30,11 @@ public:
     // other types on the way is asked for the first ones again; fails when they can't be had.
     [[nodiscard]] HRESULT read(DWORD stream, Read& next);
 
-    // The last read has made it ask. A reader that is asked may build its decoders anew: what it
-    // had decoded ahead is gone, and what it decodes next hangs on what it hasn't seen. What was
-    // read is of the other type. So the reader must be set to where it was.
-    [[nodiscard]] bool askedAgain() const { return askedAgain_; }
+    // The last read has made it ask. A reader that is asked may build the stream's decoder anew:
+    // what that had decoded ahead is gone, and what it decodes next hangs on what it hasn't seen.
+    // What was read of the stream is of the other type.
+    [[nodiscard]] bool picturesAskedAgain() const { return picturesAskedAgain_; }
+    [[nodiscard]] bool soundAskedAgain() const { return soundAskedAgain_; }
 
     // Of pictures with more bytes than their size takes: the size with the lines and columns that
     // aren't seen.
@@ -53,7 +54,8 @@ private:
     ComPtr<IMFMediaType> sound_;
     FrameSize coded_;
     PictureDelivery kept_; // what the reader delivers in spite of being asked; to be lived with
-    bool askedAgain_ = false;
+    bool picturesAskedAgain_ = false;
+    bool soundAskedAgain_ = false;
 };
 
 } // namespace velkantrix

@@ -25,6 +25,9 @@ constexpr DWORD MOST_STREAMS = 64;
 constexpr wchar_t NO_PICTURES_TEXT[] =
     L"No picture of the video lies within what was to be exported.";
 
+constexpr wchar_t CHANGES_FOR_EVER_TEXT[] =
+    L"The video's format changes again and again, so it can't be encoded.";
+
 // A way of filling the output: opens the source, creates the output, writes the spans. It returns
 // early, with success, when the export is cancelled.
 using FillOutput = HRESULT (*)(const ExportRequest&, OutputFile&);
@@ -34,7 +37,9 @@ void setText(std::wstring* target, std::wstring text) {
 }
 
 std::wstring textOfFailure(HRESULT hr) {
-    return hr == NO_PICTURES ? NO_PICTURES_TEXT : FormatExportError(hr);
+    if (hr == NO_PICTURES) return NO_PICTURES_TEXT;
+    if (hr == CHANGES_FOR_EVER) return CHANGES_FOR_EVER_TEXT;
+    return FormatExportError(hr);
 }
 
 // What every way of exporting has in common: the apartment, the end of the output, the clean-up.

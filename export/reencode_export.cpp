@@ -2,7 +2,6 @@
 #include "export/reencode_export.h"
 
 #include <mfapi.h>
-#include <mferror.h>
 
 #include <algorithm>
 #include <memory>
@@ -27,8 +26,8 @@ namespace {
 // for the one that is behind; with more than this waiting, the export would wait for it in turn.
 constexpr Ticks MOST_AHEAD = TICKS_PER_SECOND / 4;
 
-// A reader that changes its types again before anything is written in the ones asked for would do
-// so for ever.
+// A reader that changes a stream's type again before anything of it is written in the one asked for
+// would do so for ever.
 constexpr int MOST_ASKINGS = 4;
 
 // A sound that was read before its turn.
@@ -65,7 +64,7 @@ public:
 
 private:
     [[nodiscard]] HRESULT beginSpan(const ExportSpan& span);
-    [[nodiscard]] HRESULT readAgain();
+    [[nodiscard]] HRESULT answerChange(Read& next, bool& setBack);
     [[nodiscard]] HRESULT handle(const Read& next);
     [[nodiscard]] HRESULT writePicture(const Read& next);
     [[nodiscard]] HRESULT writeSound(const Read& next);
@@ -90,11 +89,13 @@ private:
     Ticks picturesEnd_ = 0; // in the output
     HeldSound held_;
     bool hasPictures_ = false;
-    int askings_ = 0; // since something was written, or the span began
+    // Since something of the stream was written, or the span began.
+    int picturesAsked_ = 0;
+    int soundAsked_ = 0;
 };
 
 HRESULT Reencoder::beginSpan(const ExportSpan& span) {
-    askings_ = 0;
+    picturesAsked_ = soundAsked_ = 0;
     cutter_.beginSpan(span, streams_.audio.has_value());
     sound_.beginSpan();
     return seekReader(source_, cutter_.startTicks());
@@ -110,19 +111,26 @@ HRESULT Reencoder::settleTypes(const ExportSpan& first) {
     for (bool settled = false; !settled && !cancelled();) {
         if (!budget.take()) return TOO_MANY_READS;
         Read next;
+        bool setBack = false;
         RETURN_IF_FAILED(reader_.read(*streams_.video, next));
-        if (reader_.askedAgain()) {
-            RETURN_IF_FAILED(readAgain());
-        } else {
-            settled = next.sample || next.atEnd;
-        }
+        RETURN_IF_FAILED(answerChange(next, setBack));
+        settled = !setBack && (next.sample || next.atEnd);
     }
     return S_OK;
 }
 
-HRESULT Reencoder::readAgain() {
-    if (++askings_ > MOST_ASKINGS) return MF_E_INVALIDMEDIATYPE;
-    return seekReader(source_, cutter_.readAgain());
+// Some readers tell a change once; others whenever they come by it, so that setting them back is
+// worth one try. Behind that, sound goes on without what came with the change and what was decoded
+// ahead: there is silence in its place. Pictures don't: a hole in them would be taken for a picture
+// that stands.
+HRESULT Reencoder::answerChange(Read& next, bool& setBack) {
+    if (reader_.picturesAskedAgain()) picturesAsked_++;
+    if (reader_.soundAskedAgain()) soundAsked_++;
+    if (std::max(picturesAsked_, soundAsked_) > MOST_ASKINGS) return CHANGES_FOR_EVER;
+    setBack = reader_.picturesAskedAgain() || (reader_.soundAskedAgain() && soundAsked_ == 1);
+    if (setBack) return seekReader(source_, cutter_.readAgain());
+    if (reader_.soundAskedAgain() && next.stream == streams_.audio) next.sample.reset();
+    return S_OK;
 }
 
 HRESULT Reencoder::createStreams() {
@@ -142,11 +150,10 @@ HRESULT Reencoder::encodeSpan(const ExportSpan& span, bool isLast) {
     while (!cutter_.spanDone() && !cancelled()) {
         if (!budget.take()) return TOO_MANY_READS;
         Read next;
+        bool setBack = false;
         RETURN_IF_FAILED(reader_.read(nextStream(), next));
-        if (reader_.askedAgain()) {
-            RETURN_IF_FAILED(readAgain());
-            continue;
-        }
+        RETURN_IF_FAILED(answerChange(next, setBack));
+        if (setBack) continue;
         RETURN_IF_FAILED(handle(next));
         if (isLast && cutter_.videoDone() && !hasPictures_) return NO_PICTURES;
         if (streams_.audio) RETURN_IF_FAILED(goOnWithSound());
@@ -185,7 +192,7 @@ HRESULT Reencoder::writePicture(const Read& next) {
     const EncodeCut cut = cutter_.place(EncodedStream::Video, next.time,
                                         stated > 0 ? stated : pictureDuration_, stated > 0);
     if (!cut.write) return S_OK;
-    askings_ = 0;
+    picturesAsked_ = 0;
     ComPtr<IMFSample> picture = next.sample;
     PictureForm form;
     RETURN_IF_FAILED(lookAtPicture(picture.get(), plan_.size, form));
@@ -211,7 +218,7 @@ HRESULT Reencoder::writeSound(const Read& next) {
     RETURN_IF_FAILED(soundDuration(next.sample.get(), duration));
     const EncodeCut cut = cutter_.place(EncodedStream::Audio, next.time, duration);
     if (!cut.write) return S_OK;
-    askings_ = 0;
+    soundAsked_ = 0;
     held_ = {next.sample, cut};
     return S_OK;
 }

@@ -22,6 +22,10 @@ namespace velkantrix {
 // what writes it refuses to. (No result of the system's.)
 inline constexpr HRESULT NO_PICTURES = MAKE_HRESULT(SEVERITY_ERROR, FACILITY_ITF, 0x0A01);
 
+// The reader changes the type of its pictures, or of its sound, whenever it was asked for the one
+// that the encoders were told of. (Likewise.)
+inline constexpr HRESULT CHANGES_FOR_EVER = MAKE_HRESULT(SEVERITY_ERROR, FACILITY_ITF, 0x0A02);
+
 // Reads the spans and writes them to `output`, which it creates once the source is open and known.
 // The caller keeps or discards it. Cancelled: S_OK, with the output created but incomplete. It
 // needs a graphics device: without one it fails.

@@ -3,81 +3,16 @@
 
 #include <mfapi.h>
 #include <mferror.h>
-#include <mftransform.h>
 
 #include <algorithm>
 
 #include <gmock/gmock.h>
 
 #include "export/picture_effects.h"
+#include "export/reencode_export.h"
+#include "tests/windows/idle_transform.h"
 
 namespace velkantrix {
-
-// A transform that has attributes, or hasn't, and does nothing.
-class IdleTransform final : public Counted<IMFTransform> {
-public:
-    explicit IdleTransform(ComPtr<IMFAttributes> attributes) : attributes_(std::move(attributes)) {}
-
-    HRESULT STDMETHODCALLTYPE GetAttributes(IMFAttributes** attributes) override {
-        *attributes = ComPtr<IMFAttributes>(attributes_).detach();
-        return *attributes ? S_OK : E_NOTIMPL;
-    }
-
-    HRESULT STDMETHODCALLTYPE GetStreamLimits(DWORD*, DWORD*, DWORD*, DWORD*) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE GetStreamCount(DWORD*, DWORD*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetStreamIDs(DWORD, DWORD*, DWORD, DWORD*) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE GetInputStreamInfo(DWORD, MFT_INPUT_STREAM_INFO*) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE GetOutputStreamInfo(DWORD, MFT_OUTPUT_STREAM_INFO*) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE GetInputStreamAttributes(DWORD, IMFAttributes**) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE GetOutputStreamAttributes(DWORD, IMFAttributes**) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE DeleteInputStream(DWORD) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE AddInputStreams(DWORD, DWORD*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetInputAvailableType(DWORD, DWORD, IMFMediaType**) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE GetOutputAvailableType(DWORD, DWORD, IMFMediaType**) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE SetInputType(DWORD, IMFMediaType*, DWORD) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE SetOutputType(DWORD, IMFMediaType*, DWORD) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE GetInputCurrentType(DWORD, IMFMediaType**) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE GetOutputCurrentType(DWORD, IMFMediaType**) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE GetInputStatus(DWORD, DWORD*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetOutputStatus(DWORD*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE SetOutputBounds(LONGLONG, LONGLONG) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE ProcessEvent(DWORD, IMFMediaEvent*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE ProcessMessage(MFT_MESSAGE_TYPE, ULONG_PTR) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE ProcessInput(DWORD, IMFSample*, DWORD) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE ProcessOutput(DWORD, DWORD, MFT_OUTPUT_DATA_BUFFER*,
-                                            DWORD*) override {
-        return E_NOTIMPL;
-    }
-
-private:
-    const ComPtr<IMFAttributes> attributes_;
-};
 
 namespace {
 
@@ -127,6 +62,22 @@ protected:
             script.reads[index] = stream == VIDEO ? pictureAt(script.reads[index].time)
                                                   : soundAt(script.reads[index].time);
         };
+    }
+
+    // Takes the change back when asked, and comes by it again when it was set back.
+    void tellsItAgainBehindEachSeek(DWORD stream) {
+        reader->stream(stream).whenAsked = [this, stream] {
+            reader->stream(stream).delivers = {};
+        };
+    }
+
+    [[nodiscard]] Content soundWritten() const {
+        Content all;
+        for (const auto& sample : samplesOf(AUDIO_OUT)) {
+            const Content content = contentOf(sample.get());
+            all.insert(all.end(), content.begin(), content.end());
+        }
+        return all;
     }
 
     // The decoders are built anew when their types are set.
@@ -295,24 +246,84 @@ TEST_F(EncodeReaderTest, ManyChangesOnTheWayCostNothing) {
     expectAllAsAsked();
 }
 
-// However often it takes back what it was asked for.
-TEST_F(EncodeReaderTest, AReaderThatChangesForEverFails) {
+// However often it takes back what it was asked for: wrong pictures are worse than no file.
+TEST_F(EncodeReaderTest, PicturesThatChangeAgainBehindEachSeekFail) {
     for (const std::size_t index : {10u, 13u}) {
-        for (const DWORD stream : {VIDEO, AUDIO}) {
-            reset();
-            changeAt(index, index + 1, largeType());
-            if (stream == AUDIO) {
+        reset();
+        changeAt(index, index + 1, largeType());
+        tellsItAgainBehindEachSeek(VIDEO);
+        EXPECT_EQ(encode(200), CHANGES_FOR_EVER);
+        EXPECT_EQ(std::ranges::count(reader->steering(), "type 3"), 1 + 5);
+        EXPECT_EQ(writtenTo(VIDEO_OUT).size(), index - 10);
+    }
+}
+
+TEST_F(EncodeReaderTest, SoundThatChangesAgainBehindEachSeekGoesOnAndIsSilentThere) {
+    for (const std::size_t index : {10u, 13u, 19u}) {
+        for (const std::size_t lost : {0u, 2u}) {
+            for (const bool hasSample : {true, false}) {
+                SCOPED_TRACE(testing::Message() << index << ", " << lost << ", " << hasSample);
                 reset();
-                soundChangesAt(index, true);
+                soundChangesAt(index, hasSample);
+                reader->stream(AUDIO).lostWhenAsked = lost;
+                tellsItAgainBehindEachSeek(AUDIO);
+                EXPECT_EQ(encode(), S_OK);
+                EXPECT_EQ(std::ranges::count(reader->steering(), "type 1"), 1 + 2);
+                EXPECT_EQ(reader->steering().back(), "type 1"); // there is one seek for it
+                EXPECT_EQ(timesOf(VIDEO_OUT).size(), 10u);
+                Content wanted;
+                for (std::size_t i = 10; i < 20; i++) {
+                    const bool silent = i >= index && i <= index + lost;
+                    const Content tenth = sound(4800, silent ? std::int16_t{0} : LOUDNESS);
+                    wanted.insert(wanted.end(), tenth.begin(), tenth.end());
+                }
+                EXPECT_TRUE(soundWritten() == wanted);
             }
-            reader->stream(stream).whenAsked = [this, stream] {
-                reader->stream(stream).delivers = {};
-            };
-            EXPECT_EQ(encode(200), MF_E_INVALIDMEDIATYPE);
-            const auto type = "type " + std::to_string(stream);
-            EXPECT_EQ(std::ranges::count(reader->steering(), type), 1 + 5);
         }
     }
+}
+
+// Each by itself: what is written between them is progress.
+TEST_F(EncodeReaderTest, ManySuchChangesOfSoundCostNoMoreThanWhatCameWithThem) {
+    for (const std::size_t index : {11u, 13u, 15u, 17u, 19u}) soundChangesAt(index, true);
+    tellsItAgainBehindEachSeek(AUDIO);
+    EXPECT_EQ(encode(), S_OK);
+    Content wanted;
+    for (std::size_t i = 0; i < 10; i++) {
+        const Content tenth = sound(4800, i % 2 == 1 ? std::int16_t{0} : LOUDNESS);
+        wanted.insert(wanted.end(), tenth.begin(), tenth.end());
+    }
+    EXPECT_TRUE(soundWritten() == wanted);
+    EXPECT_EQ(timesOf(VIDEO_OUT).size(), 10u);
+}
+
+// A change that comes with the last of the stream ends it nevertheless.
+TEST_F(EncodeReaderTest, SoundThatChangesAgainWithItsEndIsDone) {
+    audio().resize(14);
+    soundChangesAt(13, true);
+    audio()[13].flags |= MF_SOURCE_READERF_ENDOFSTREAM;
+    tellsItAgainBehindEachSeek(AUDIO);
+    EXPECT_EQ(encode(200), S_OK);
+    EXPECT_EQ(timesOf(VIDEO_OUT).size(), 10u);
+    EXPECT_EQ(soundWritten().size(), sound(48'000).size());
+}
+
+// Where nothing of it is left there is no sound that could go on.
+TEST_F(EncodeReaderTest, SoundThatChangesWithEachSampleFails) {
+    for (std::size_t index = 13; index < 50; index++) soundChangesAt(index, true);
+    tellsItAgainBehindEachSeek(AUDIO);
+    EXPECT_EQ(encode(200), CHANGES_FOR_EVER);
+    EXPECT_EQ(std::ranges::count(reader->steering(), "type 1"), 1 + 5);
+}
+
+TEST_F(EncodeReaderTest, BothStreamsMayChangeAtOneTime) {
+    losesWhatIsDecoded();
+    changeAt(13, 14, largeType());
+    comesBackToWhatWasAskedFor(13);
+    soundChangesAt(13, true);
+    comesBackToWhatWasAskedFor(13, AUDIO);
+    EXPECT_EQ(encode(), S_OK);
+    expectAllAsAsked();
 }
 
 TEST_F(EncodeReaderTest, SoundThatChangesIsAskedForAgainAndReadFromThere) {
@@ -337,16 +348,6 @@ TEST_F(EncodeReaderTest, SoundOfAnotherTypeIsRefused) {
         soundChangesAt(13, hasSample);
         EXPECT_EQ(encode(), MF_E_INVALIDMEDIATYPE);
     }
-}
-
-ComPtr<IMFAttributes> noAttributes() {
-    ComPtr<IMFAttributes> attributes;
-    EXPECT_EQ(MFCreateAttributes(attributes.put(), 1), S_OK);
-    return attributes;
-}
-
-ComPtr<IMFTransform> transformWith(const ComPtr<IMFAttributes>& attributes) {
-    return ComPtr<IMFTransform>::adopt(new IdleTransform(attributes));
 }
 
 TEST_F(EncodeReaderTest, VideoProcessorsAreToldToKeepTheRateBeforeAnythingIsRead) {

@@ -152,6 +152,20 @@ TEST_F(ExportCallsTest, AReencodeWithoutAPictureSaysSo) {
     EXPECT_THAT(ends, ElementsAre("writer", "reader"));
 }
 
+TEST_F(ExportCallsTest, AReencodeOfPicturesThatChangeForEverSaysSo) {
+    video()[13].flags = MF_SOURCE_READERF_CURRENTMEDIATYPECHANGED;
+    ScriptedStream& script = reader->stream(VIDEO);
+    video()[13].hook = [&script] {
+        script.delivers = nativePictures();
+    };
+    script.whenAsked = [&script] {
+        script.delivers = {};
+    };
+    EXPECT_FALSE(exported());
+    EXPECT_EQ(text, L"The video's format changes again and again, so it can't be encoded.");
+    EXPECT_THAT(ends, ElementsAre("writer", "reader"));
+}
+
 TEST_F(ExportCallsTest, CancelledItIsntFinished) {
     cancel = true;
     EXPECT_FALSE(exported());
