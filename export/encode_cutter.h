@@ -67,6 +67,9 @@ public:
     [[nodiscard]] bool audioDone() const { return audio_.done; }
     [[nodiscard]] bool spanDone() const { return video_.done && audio_.done; }
 
+    // Some picture of the current span was to be written.
+    [[nodiscard]] bool hasPictures() const { return video_.any; }
+
     // The progress in output seconds when a picture was written.
     [[nodiscard]] double progressAt(Ticks outputTime) const;
 

@@ -40,6 +40,9 @@ public:
     // Until there is room for more, or the export is cancelled.
     void waitForEncoder();
 
+    // The last wait ended because the encoder didn't get on.
+    [[nodiscard]] bool encoderStands() const { return backlog_.lostPatience(); }
+
     [[nodiscard]] bool cancelled() const { return isCancelled(request_); }
 
 private:

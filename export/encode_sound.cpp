@@ -70,7 +70,9 @@ HRESULT EncodeSound::put(IMFSample* sample, Ticks time, Ticks duration) {
     RETURN_IF_FAILED(
         outlet_.write(sample, time, duration, std::uint64_t{frames} * SOUND_FRAME_SIZE));
     line_.wrote(time, frames);
-    if (time <= pictures_) outlet_.waitForEncoder();
+    if (waitedInVain_) return S_OK;
+    outlet_.waitForEncoder();
+    waitedInVain_ = outlet_.encoderStands();
     return S_OK;
 }
 

@@ -35,16 +35,18 @@ public:
 
     [[nodiscard]] Ticks end() const { return line_.end(); }
 
-    // A picture of this time has been written. What writes both into one file holds back what is
-    // far ahead of the pictures: who waited for the encoder of such sound would wait for ever.
-    void picturesReach(Ticks time) { pictures_ = time; }
+    // A picture has been written. What writes both into one file may hold back what is far ahead of
+    // the pictures: an encoder of sound that stands is waited for once between two of them, or the
+    // next one would come late. One that gets on is waited for however far ahead it is: a picture
+    // may stand for hours.
+    void pictureWritten() { waitedInVain_ = false; }
 
 private:
     [[nodiscard]] HRESULT put(IMFSample* sample, Ticks time, Ticks duration);
 
     EncodeOutlet outlet_;
     SoundLine line_;
-    Ticks pictures_ = 0; // the time of the last one
+    bool waitedInVain_ = false; // since the last picture
 };
 
 } // namespace velkantrix

@@ -69,6 +69,7 @@ private:
     [[nodiscard]] HRESULT writePicture(const Read& next);
     [[nodiscard]] HRESULT writeSound(const Read& next);
     [[nodiscard]] HRESULT goOnWithSound();
+    [[nodiscard]] bool isTooEarlyForSound() const;
     [[nodiscard]] DWORD nextStream() const;
     [[nodiscard]] Ticks picturesAhead() const;
     [[nodiscard]] bool cancelled() const { return isCancelled(request_); }
@@ -206,7 +207,7 @@ HRESULT Reencoder::writePicture(const Read& next) {
     ignoreResult(picture->DeleteItem(MFSampleExtension_DecodeTimestamp), "mostly there is none");
     RETURN_IF_FAILED(pictures_.write(picture.get(), cut.time, cut.duration, form.bytes));
     hasPictures_ = true;
-    sound_.picturesReach(cut.time);
+    sound_.pictureWritten();
     picturesEnd_ = std::max(picturesEnd_, addTicks(cut.time, cut.duration));
     if (request_.progress) request_.progress(cutter_.progressAt(cut.time));
     pictures_.waitForEncoder();
@@ -227,14 +228,21 @@ HRESULT Reencoder::writeSound(const Read& next) {
 // a source that breaks off must not come out as long as was asked for.
 HRESULT Reencoder::goOnWithSound() {
     if (held_.sample) {
-        const Ticks reached = std::max(picturesEnd_, cutter_.outBase());
-        if (!cutter_.videoDone() && subtractTicks(held_.cut.time, reached) > MOST_AHEAD) {
-            return sound_.fill(picturesEnd_);
-        }
+        if (isTooEarlyForSound()) return sound_.fill(picturesEnd_);
         const HeldSound next = std::exchange(held_, {});
         RETURN_IF_FAILED(sound_.write(next.sample.get(), next.cut));
     }
     return cutter_.audioDone() ? sound_.fill(picturesEnd_) : S_OK;
+}
+
+// Of the sound that is held. Where the span before ended early, it has silence in front of it, of
+// an hour maybe, which its encoder may not get on with before there is a picture behind it.
+bool Reencoder::isTooEarlyForSound() const {
+    if (cutter_.videoDone()) return false;
+    const Ticks time = held_.cut.time;
+    const Ticks reached = std::max(picturesEnd_, cutter_.outBase());
+    if (subtractTicks(time, reached) > MOST_AHEAD) return true;
+    return !cutter_.hasPictures() && subtractTicks(time, sound_.end()) > MOST_AHEAD;
 }
 
 // Decodes and scales on the device.

@@ -27,6 +27,7 @@ void WriterBacklog::makeRoom() {
 }
 
 bool WriterBacklog::mustWait(const std::optional<EncoderProgress>& progress, Ticks now) {
+    lostPatience_ = false;
     if (progress) forgetEncoded(*progress);
     if (progress && letThrough_ && progress->encoded != encoded_) {
         letThrough_ = false;
@@ -42,6 +43,7 @@ bool WriterBacklog::mustWait(const std::optional<EncoderProgress>& progress, Tic
     }
     if (subtractTicks(now, *stillFrom_) < PATIENCE) return true;
     stillFrom_.reset();
+    lostPatience_ = true;
     letThrough_ = progress->encoded != 0;
     if (progress->encoded == 0) room_ *= 2;
     return false;

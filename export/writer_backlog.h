@@ -37,6 +37,9 @@ public:
     // FEWEST samples take is added, up to MOST_ROOM.
     [[nodiscard]] bool mustWait(const std::optional<EncoderProgress>& progress, Ticks now);
 
+    // The last answer was no only because nothing was encoded for PATIENCE.
+    [[nodiscard]] bool lostPatience() const { return lostPatience_; }
+
     static constexpr Ticks PATIENCE = TICKS_PER_SECOND;
     static constexpr std::uint64_t ROOM = 256u << 20;    // bytes, at first
     static constexpr std::uint64_t MOST_ROOM = 2 * ROOM; // once something has been encoded
@@ -60,6 +63,7 @@ private:
     std::uint64_t encoded_ = 0;      // when it was last seen to change
     std::optional<Ticks> stillFrom_; // of the wait that is on: since when nothing was encoded
     bool letThrough_ = false;        // a sample, by patience, since `encoded_` changed
+    bool lostPatience_ = false;
 };
 
 } // namespace velkantrix

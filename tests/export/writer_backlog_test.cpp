@@ -94,6 +94,25 @@ TEST(WriterBacklog, AnEncoderThatHasGivenNothingYetGetsMore) {
     EXPECT_EQ(written.room(encoded(0)), 173u);
 }
 
+TEST(WriterBacklog, TellsWhenPatienceWasAllThatLetASampleThrough) {
+    Written written(100);
+    EXPECT_FALSE(written.backlog.lostPatience());
+    for (const std::uint64_t given : {0u, 5u}) {
+        EXPECT_TRUE(written.backlog.mustWait(encoded(given), 0));
+        EXPECT_FALSE(written.backlog.lostPatience());
+        EXPECT_FALSE(written.backlog.mustWait(encoded(given), PATIENCE));
+        EXPECT_TRUE(written.backlog.lostPatience());
+        written.write(100);
+        EXPECT_TRUE(written.backlog.mustWait(encoded(given), PATIENCE));
+        EXPECT_FALSE(written.backlog.lostPatience());
+        EXPECT_FALSE(written.backlog.mustWait(encoded(written.count), PATIENCE));
+        EXPECT_FALSE(written.backlog.lostPatience());
+        written.write(200);
+    }
+    EXPECT_FALSE(written.backlog.mustWait(std::nullopt, 0));
+    EXPECT_FALSE(written.backlog.lostPatience());
+}
+
 TEST(WriterBacklog, AnEncoderThatStopsLaterGetsOneAtATimeAndTheLimitStays) {
     Written written(100);
     Ticks now = 0;

@@ -192,29 +192,6 @@ TEST_F(EncodeSoundTest, LatePicturesHoldSoundBackNoLongerThanTheyAreRead) {
     EXPECT_EQ(heard(), std::string(45, '#'));
 }
 
-// What writes both into one file holds the sound back as long as it waits for a picture.
-TEST_F(EncodeSoundTest, SoundBehindTheLastPictureWaitsForNoEncoder) {
-    constexpr int LENGTH = 100; // seconds
-    video().resize(5);
-    const ComPtr<IMFMediaBuffer> data = bufferOf(sound(LENGTH * SOUND_RATE));
-    audio().clear();
-    for (int i = 0; i < 20; i++) {
-        ScriptedRead read = soundAt(i * LENGTH * SECOND);
-        read.content = data;
-        audio().push_back(read);
-    }
-    // Of which the last has pictures again.
-    request.spans = {{.start = 0, .end = 19.0 * LENGTH},
-                     {.start = 19.0 * LENGTH, .end = 20.0 * LENGTH},
-                     {.start = 0, .end = 1}};
-    writer->statistics = [](DWORD) {
-        return MF_SINK_WRITER_STATISTICS{.cb = sizeof(MF_SINK_WRITER_STATISTICS),
-                                         .qwNumSamplesEncoded = 1};
-    };
-    EXPECT_EQ(encode(), S_OK); // or `pause` fails
-    EXPECT_EQ(writtenTo(AUDIO_OUT).size(), 21u);
-}
-
 TEST_F(EncodeSoundTest, ASourceThatBreaksOffIsNoLongerThanItIs) {
     video().resize(16);
     audio().resize(14);

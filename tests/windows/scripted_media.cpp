@@ -204,7 +204,7 @@ HRESULT RecordingWriter::WriteSample(DWORD index, IMFSample* sample) {
     written.discontinuity =
         MFGetAttributeUINT32(sample, MFSampleExtension_Discontinuity, FALSE) != FALSE;
     written_.push_back(written);
-    samples_.push_back(ComPtr<IMFSample>::share(sample));
+    samples_.push_back(keepsSamples ? ComPtr<IMFSample>::share(sample) : ComPtr<IMFSample>());
     return S_OK;
 }
 

@@ -216,6 +216,9 @@ public:
 
     std::function<void()> whenFinalized, whenGone;
 
+    // Else samples() has none of what it was given: that may be more than there is memory.
+    bool keepsSamples = true;
+
     // What GetStatistics says; none: it fails.
     std::function<MF_SINK_WRITER_STATISTICS(DWORD index)> statistics;
 
