@@ -34,6 +34,10 @@ public:
     // Adds the stream to the writer.
     [[nodiscard]] HRESULT create(IMFMediaType* encoded, IMFMediaType* decoded);
 
+    // The stream's encoder, which the writer has found, is the graphics device's own, and gets what
+    // is written as it is. Behind the writer's BeginWriting.
+    [[nodiscard]] bool encodesOnDevice() const;
+
     // The sample, of so many bytes, gets these times.
     [[nodiscard]] HRESULT write(IMFSample* sample, Ticks time, Ticks duration, std::uint64_t size);
 

@@ -56,10 +56,11 @@ std::optional<Nv12Layout> layoutOf2d(IMF2DBuffer* buffer, DWORD bytes,
 // That encoders in hardware take the media type's size from the top left of a larger texture is
 // what they do, and not documented. What they must know is the coded size of their own pictures, of
 // whole macroblocks (ISO/IEC 14496-10), which decoders of the same devices give: 1088 lines for
-// 1080. Textures of any other size are copied: that takes time, but can't go wrong.
-bool fitsEncoder(const D3D11_TEXTURE2D_DESC& texture, FrameSize size) {
-    const auto isSeenOrCoded = [](UINT given, UINT seen) {
-        return given == seen || given == (seen + 15) / 16 * 16;
+// 1080. An encoder in software reads the texture's bytes one behind the other, and knows of none
+// but the seen lines. Textures of any other size are copied: that takes time, but can't go wrong.
+bool fitsEncoder(const D3D11_TEXTURE2D_DESC& texture, FrameSize size, bool onDevice) {
+    const auto isSeenOrCoded = [onDevice](UINT given, UINT seen) {
+        return given == seen || (onDevice && given == (seen + 15) / 16 * 16);
     };
     return texture.Format == DXGI_FORMAT_NV12 && isSeenOrCoded(texture.Width, size.width) &&
            isSeenOrCoded(texture.Height, size.height);
@@ -137,12 +138,13 @@ HRESULT fadeIn(IMFMediaBuffer* buffer, Gain gain) {
 
 } // namespace
 
-HRESULT lookAtPicture(IMFSample* picture, FrameSize size, PictureForm& form) {
+HRESULT lookAtPicture(IMFSample* picture, FrameSize size, bool onDevice, PictureForm& form) {
     const ComPtr<IMF2DBuffer> lines = buffer2d(picture);
     RETURN_IF_FAILED(lines ? lines->GetContiguousLength(&form.bytes)
                            : picture->GetTotalLength(&form.bytes));
     const auto texture = lines ? textureOf(lines.get()) : std::nullopt;
-    form.fits = texture ? fitsEncoder(*texture, size) : form.bytes == seenSize(size);
+    const bool exact = form.bytes == seenSize(size);
+    form.fits = texture ? fitsEncoder(*texture, size, onDevice) && (onDevice || exact) : exact;
     return S_OK;
 }
 

@@ -20,7 +20,9 @@ struct PictureForm {
     DWORD bytes = 0;   // without the padding of its lines, of which there may be more than are seen
     bool fits = false; // an encoder that was told of its size may have it as it is
 };
-[[nodiscard]] HRESULT lookAtPicture(IMFSample* picture, FrameSize size, PictureForm& form);
+// `onDevice`: the encoder is the graphics device's own.
+[[nodiscard]] HRESULT lookAtPicture(IMFSample* picture, FrameSize size, bool onDevice,
+                                    PictureForm& form);
 
 // What becomes of a picture.
 struct PictureChange {

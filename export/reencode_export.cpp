@@ -86,6 +86,7 @@ private:
     const std::shared_ptr<PicturePool> pool_;
     const Ticks pictureDuration_; // at the output's rate
     EncodeOutlet pictures_;
+    bool onDevice_ = false; // their encoder is the device's own; known once it is found
     EncodeSound sound_;     // unused where the source has none
     Ticks picturesEnd_ = 0; // in the output
     HeldSound held_;
@@ -142,7 +143,9 @@ HRESULT Reencoder::createStreams() {
         RETURN_IF_FAILED(makeAacType(encoded));
         RETURN_IF_FAILED(sound_.outlet().create(encoded.get(), reader_.sound()));
     }
-    return writer_->BeginWriting();
+    RETURN_IF_FAILED(writer_->BeginWriting());
+    onDevice_ = pictures_.encodesOnDevice();
+    return S_OK;
 }
 
 HRESULT Reencoder::encodeSpan(const ExportSpan& span, bool isLast) {
@@ -196,7 +199,7 @@ HRESULT Reencoder::writePicture(const Read& next) {
     picturesAsked_ = 0;
     ComPtr<IMFSample> picture = next.sample;
     PictureForm form;
-    RETURN_IF_FAILED(lookAtPicture(picture.get(), plan_.size, form));
+    RETURN_IF_FAILED(lookAtPicture(picture.get(), plan_.size, onDevice_, form));
     // One with lines that aren't seen would be taken for one without: its last lines for colours.
     if (exposure_ || cut.gain != NO_FADE || !form.fits) {
         const PictureEffect effect = pictureEffect(exposure_ ? &*exposure_ : nullptr, cut.gain);

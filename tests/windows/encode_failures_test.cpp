@@ -2,13 +2,10 @@
 #include <mfapi.h>
 #include <mferror.h>
 
-#include <d3d11.h>
-
 #include <gtest/gtest.h>
 
 #include "export/encode_samples.h"
 #include "export/picture_buffer.h"
-#include "platform/graphics_device.h"
 #include "tests/windows/encode_shell.h"
 #include "tests/windows/media_calls.h"
 #include "tests/windows/reader_maker.h"
@@ -224,98 +221,6 @@ TEST_F(EncodeFailuresTest, OfTheDeviceManager) {
     text.clear();
     EXPECT_FALSE(ExportFile(request, &text));
     EXPECT_EQ(text, FormatExportError(BROKEN));
-}
-
-// ---- pictures in graphics memory --------------------------------------------------------------
-
-ComPtr<IMFMediaBuffer> textureOf(ID3D11Device* device, const Content& content, FrameSize size,
-                                 DXGI_FORMAT format = DXGI_FORMAT_NV12, UINT bytesOfPixel = 1) {
-    const D3D11_TEXTURE2D_DESC description = {.Width = size.width,
-                                              .Height = size.height,
-                                              .MipLevels = 1,
-                                              .ArraySize = 1,
-                                              .Format = format,
-                                              .SampleDesc = {1, 0},
-                                              .Usage = D3D11_USAGE_DEFAULT,
-                                              .BindFlags = D3D11_BIND_SHADER_RESOURCE};
-    const D3D11_SUBRESOURCE_DATA data = {content.data(), size.width * bytesOfPixel, 0};
-    ComPtr<ID3D11Texture2D> texture;
-    ComPtr<IMFMediaBuffer> buffer;
-    EXPECT_EQ(device->CreateTexture2D(&description, &data, texture.put()), S_OK);
-    EXPECT_EQ(
-        MFCreateDXGISurfaceBuffer(__uuidof(ID3D11Texture2D), texture.get(), 0, FALSE, buffer.put()),
-        S_OK);
-    return buffer;
-}
-
-TEST_F(EncodeFailuresTest, ATextureIsCopiedAsItIsSeenWhateverItsAlignment) {
-    GraphicsDevice device;
-    ASSERT_EQ(createGraphicsDevice(device), S_OK);
-    for (const FrameSize whole : {FrameSize{16, 12}, {16, 16}, {16, 32}, {32, 14}, {128, 128}}) {
-        Content content(std::size_t{whole.width} * whole.height * 3 / 2);
-        for (std::size_t i = 0; i < content.size(); i++) {
-            content[i] = static_cast<std::uint8_t>(16 + i * 7 % 201);
-        }
-        ComPtr<IMFSample> sample, copy;
-        ASSERT_EQ(MFCreateSample(sample.put()), S_OK);
-        ASSERT_EQ(sample->AddBuffer(textureOf(device.device.get(), content, whole).get()), S_OK);
-        const PictureChange change = {{16, 12}, {16, 12}, {}};
-        ASSERT_EQ(copyPicture(sample.get(), change, makePicturePool({16, 12}), copy), S_OK);
-        Content wanted;
-        for (std::size_t y = 0; y < 18; y++) {
-            const std::size_t line = y < 12 ? y : whole.height + y - 12;
-            const auto first = content.begin() + static_cast<std::ptrdiff_t>(line * whole.width);
-            wanted.insert(wanted.end(), first, first + 16);
-        }
-        EXPECT_EQ(contentOf(copy.get()), wanted) << whole.width << " x " << whole.height;
-    }
-}
-
-TEST_F(EncodeFailuresTest, ATextureOfTheSeenOrTheCodedSizeIsPassedOnAndAnyOtherCopied) {
-    GraphicsDevice device;
-    ASSERT_EQ(createGraphicsDevice(device), S_OK);
-    struct Row {
-        FrameSize whole;
-        bool passedOn;
-    };
-    for (const auto& [whole, passedOn] :
-         {Row{{WIDTH, HEIGHT}, true}, Row{{WIDTH, 16}, true}, Row{{16, HEIGHT}, true},
-          Row{{16, 16}, true}, Row{{16, 32}, false}, Row{{32, 16}, false}, Row{{WIDTH, 6}, false},
-          Row{{128, 128}, false}}) {
-        SCOPED_TRACE(testing::Message() << whole.width << " x " << whole.height);
-        Content content(std::size_t{whole.width} * whole.height * 3 / 2, 7);
-        for (std::size_t y = 0; y < HEIGHT * 3 / 2; y++) {
-            const std::size_t line = y < HEIGHT ? y : whole.height + y - HEIGHT;
-            std::fill_n(&content[line * whole.width], WIDTH, y < HEIGHT ? LUMA : CHROMA);
-        }
-        const auto texture = textureOf(device.device.get(), content, whole);
-        reset();
-        request.spans = {{.start = 1, .end = 2}};
-        request.exposure = 0;
-        for (ScriptedRead& read : video()) read.content = texture;
-        ASSERT_EQ(encode(), S_OK);
-        ComPtr<IMFMediaBuffer> written;
-        ASSERT_EQ(samplesOf(VIDEO_OUT)[9]->GetBufferByIndex(0, written.put()), S_OK);
-        EXPECT_EQ(written.get() == texture.get(), passedOn);
-        if (passedOn) continue;
-        EXPECT_EQ(contentOf(samplesOf(VIDEO_OUT)[9].get()), picture());
-    }
-}
-
-TEST_F(EncodeFailuresTest, ATextureThatIsTooSmallOrOfAnotherFormIsRefused) {
-    GraphicsDevice device;
-    ASSERT_EQ(createGraphicsDevice(device), S_OK);
-    ID3D11Device* const made = device.device.get();
-    for (const auto& texture :
-         {textureOf(made, Content(8 * 2 * 3 / 2), {8, 2}),
-          textureOf(made, Content(4 * 16 * 3 / 2), {4, 16}),
-          textureOf(made, Content(8 * 4 * 4), {8, 4}, DXGI_FORMAT_B8G8R8A8_UNORM, 4)}) {
-        reset();
-        request.exposure = 0;
-        for (ScriptedRead& read : video()) read.content = texture;
-        EXPECT_EQ(encode(), MF_E_BUFFERTOOSMALL);
-        EXPECT_TRUE(writtenTo(VIDEO_OUT).empty());
-    }
 }
 
 // ---- the memory of changed pictures -----------------------------------------------------------

@@ -37,6 +37,14 @@ std::size_t landingOf(const ScriptedStream& stream, Ticks position) {
     return landing;
 }
 
+HRESULT tellTransform(const std::optional<std::vector<ScriptedTransformOf>>& transforms,
+                      DWORD number, GUID* category, IMFTransform** transform) {
+    if (!transforms || number >= transforms->size()) return MF_E_INVALIDINDEX;
+    *category = (*transforms)[number].category;
+    *transform = ComPtr<IMFTransform>((*transforms)[number].transform).detach();
+    return S_OK;
+}
+
 } // namespace
 
 HRESULT ScriptedReader::QueryInterface(REFIID iid, void** object) {
@@ -52,10 +60,7 @@ HRESULT ScriptedReader::GetTransformForStream(DWORD index, DWORD number, GUID* c
                                               IMFTransform** transform) {
     *transform = nullptr;
     if (!streams_.contains(index)) return MF_E_INVALIDSTREAMNUMBER;
-    if (!transforms || number >= transforms->size()) return MF_E_INVALIDINDEX;
-    *category = (*transforms)[number].category;
-    *transform = ComPtr<IMFTransform>((*transforms)[number].transform).detach();
-    return S_OK;
+    return tellTransform(transforms, number, category, transform);
 }
 
 HRESULT ScriptedReader::steer(std::string step) {
@@ -170,6 +175,23 @@ HRESULT ScriptedReader::ReadSample(DWORD index, DWORD /*controlFlags*/, DWORD* a
 void PrintTo(const WrittenSample& sample, std::ostream* out) {
     *out << sample.stream << ": " << sample.time << " for " << sample.duration;
     if (sample.decodeTime) *out << ", decoded at " << *sample.decodeTime;
+}
+
+HRESULT RecordingWriter::QueryInterface(REFIID iid, void** object) {
+    const bool extended = iid == __uuidof(IMFSinkWriterEx);
+    const bool known = iid == __uuidof(IUnknown) || iid == __uuidof(IMFSinkWriter);
+    *object = known || (extended && transforms) ? this : nullptr;
+    if (!*object) return E_NOINTERFACE;
+    AddRef();
+    return S_OK;
+}
+
+HRESULT RecordingWriter::GetTransformForStream(DWORD index, DWORD number, GUID* category,
+                                               IMFTransform** transform) {
+    *transform = nullptr;
+    if (std::ranges::count(calls_, WriterCall::BeginWriting) == 0) return MF_E_INVALIDREQUEST;
+    if (index != FIRST_INDEX) return MF_E_INVALIDSTREAMNUMBER;
+    return tellTransform(transforms, number, category, transform);
 }
 
 HRESULT RecordingWriter::begin(WriterCall call) {

@@ -86,7 +86,7 @@ struct ScriptedStream {
     std::size_t lostWhenAsked = 0;
 };
 
-// What a reader says of a transform that it decodes with.
+// What a reader says of a transform that it decodes with, or a writer of one that it encodes with.
 struct ScriptedTransformOf {
     GUID category{};
     ComPtr<IMFTransform> transform; // may be none
@@ -194,11 +194,12 @@ void PrintTo(const WrittenSample& sample, std::ostream* out);
 
 enum class WriterCall { AddStream, SetInputMediaType, BeginWriting, WriteSample, Finalize };
 
-class RecordingWriter final : public Counted<IMFSinkWriter> {
+class RecordingWriter final : public Counted<IMFSinkWriterEx> {
 public:
     ~RecordingWriter() override {
         if (whenGone) whenGone();
     }
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override;
 
     // The index of the first stream that is added: none that a source in these tests has.
     static constexpr DWORD FIRST_INDEX = 10;
@@ -219,6 +220,10 @@ public:
     // Else samples() has none of what it was given: that may be more than there is memory.
     bool keepsSamples = true;
 
+    // What it encodes the first stream with, told from BeginWriting on; none: as old systems, which
+    // haven't GetTransformForStream.
+    std::optional<std::vector<ScriptedTransformOf>> transforms;
+
     // What GetStatistics says; none: it fails.
     std::function<MF_SINK_WRITER_STATISTICS(DWORD index)> statistics;
 
@@ -229,6 +234,8 @@ public:
     HRESULT STDMETHODCALLTYPE WriteSample(DWORD index, IMFSample* sample) override;
     HRESULT STDMETHODCALLTYPE Finalize() override;
     HRESULT STDMETHODCALLTYPE GetStatistics(DWORD index, MF_SINK_WRITER_STATISTICS* out) override;
+    HRESULT STDMETHODCALLTYPE GetTransformForStream(DWORD index, DWORD number, GUID* category,
+                                                    IMFTransform** transform) override;
 
     // What no copy of samples needs.
     HRESULT STDMETHODCALLTYPE SendStreamTick(DWORD, LONGLONG) override { return E_NOTIMPL; }
