@@ -29,6 +29,10 @@ namespace velkantrix {
 // failed" when it has none, then the code: " (0x8007000E)".
 [[nodiscard]] std::wstring FormatExportError(HRESULT code);
 
+// There is no picture of the source's within any of the spans. A file without one is no video, and
+// what writes it refuses to. (No result of the system's.)
+inline constexpr HRESULT NO_PICTURES = MAKE_HRESULT(SEVERITY_ERROR, FACILITY_ITF, 0x0A01);
+
 // The streams that exports use: the first video and the first audio stream that tell their type.
 struct SourceStreams {
     std::optional<DWORD> video; // indices as the reader counts; the audio may come first

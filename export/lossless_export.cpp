@@ -22,16 +22,19 @@ namespace {
 class LosslessCopy {
 public:
     LosslessCopy(const ExportRequest& request, IMFSourceReader* reader,
-                 const SourceStreams& streams, IMFSinkWriter* writer, std::int64_t readsPerPass)
+                 const SourceStreams& streams, bool silent, IMFSinkWriter* writer,
+                 std::int64_t readsPerPass)
         : request_(request),
           reader_(reader),
           streams_(streams),
+          silent_(silent),
           writer_(writer),
           readsPerPass_(readsPerPass),
           cutter_(request.spans) {}
 
     [[nodiscard]] HRESULT createStreams();
     [[nodiscard]] HRESULT copySpan(const ExportSpan& span);
+    [[nodiscard]] bool hasPictures() const { return hasPictures_; }
 
 private:
     [[nodiscard]] HRESULT copyVideo();
@@ -44,17 +47,19 @@ private:
     const ExportRequest& request_;
     IMFSourceReader* const reader_;
     const SourceStreams& streams_;
+    const bool silent_; // sound is left out, though there is a track of it
     IMFSinkWriter* const writer_;
     const std::int64_t readsPerPass_;
     SpanCutter cutter_;
     DWORD videoOut_ = 0;
     std::optional<DWORD> audioOut_; // absent: the output has no audio
+    bool hasPictures_ = false;      // of any span
 };
 
 // A source without video fails here: there is no type to add.
 HRESULT LosslessCopy::createStreams() {
     ComPtr<IMFMediaType> audioType;
-    if (streams_.audio) {
+    if (streams_.audio && !silent_) {
         ignoreResult(reader_->GetNativeMediaType(*streams_.audio, 0, audioType.put()),
                      "audio of no readable type is left out");
     }
@@ -72,6 +77,7 @@ HRESULT LosslessCopy::createStreams() {
 HRESULT LosslessCopy::copySpan(const ExportSpan& span) {
     cutter_.beginSpan(span);
     RETURN_IF_FAILED(copyVideo());
+    hasPictures_ = hasPictures_ || cutter_.hasCut();
     if (cutter_.hasCut() && audioOut_ && !cancelled()) RETURN_IF_FAILED(copyAudio());
     if (request_.spanWritten) request_.spanWritten(written(span));
     cutter_.endSpan();
@@ -89,6 +95,7 @@ WrittenSpan LosslessCopy::written(const ExportSpan& span) const {
                                                 : secondsOf(cutter_.cutEnd());
     }
     if (audioOut_) written.soundEnd = secondsOf(cutter_.soundEnd());
+    if (silent_) written.soundEnd = written.sourceStart;
     return written;
 }
 
@@ -147,17 +154,6 @@ HRESULT LosslessCopy::copyAudioSample(const Read& next, bool& done) {
     return writer_->WriteSample(*audioOut_, sample);
 }
 
-// There is a track of sound, though nothing of it is written. The request outlives the other.
-ExportRequest toldOfNoSound(const ExportRequest& request) {
-    ExportRequest told = request;
-    if (!request.spanWritten) return told;
-    told.spanWritten = [&request](WrittenSpan span) {
-        span.soundEnd = span.sourceStart;
-        request.spanWritten(span);
-    };
-    return told;
-}
-
 } // namespace
 
 HRESULT copyLosslessly(const ExportRequest& request, OutputFile& output) {
@@ -171,21 +167,20 @@ HRESULT copyLosslessly(const ExportRequest& request, OutputFile& output) {
     RETURN_IF_FAILED(discoverStreams(reader.get(), streams));
     const bool silent =
         streams.video && streams.audio && !copyHasSound(request, reader.get(), streams);
-    if (silent) streams.audio.reset();
     RETURN_IF_FAILED(output.create());
-    return copySpans(silent ? toldOfNoSound(request) : request, reader.get(), streams,
-                     output.writer());
+    return copySpans(request, reader.get(), streams, silent, output.writer());
 }
 
 HRESULT copySpans(const ExportRequest& request, IMFSourceReader* reader,
-                  const SourceStreams& streams, IMFSinkWriter* writer, std::int64_t readsPerPass) {
-    LosslessCopy copy(request, reader, streams, writer, readsPerPass);
+                  const SourceStreams& streams, bool silent, IMFSinkWriter* writer,
+                  std::int64_t readsPerPass) {
+    LosslessCopy copy(request, reader, streams, silent, writer, readsPerPass);
     RETURN_IF_FAILED(copy.createStreams());
     for (const ExportSpan& span : request.spans) {
         if (isCancelled(request)) break;
         RETURN_IF_FAILED(copy.copySpan(span));
     }
-    return S_OK;
+    return copy.hasPictures() || isCancelled(request) ? S_OK : NO_PICTURES;
 }
 
 } // namespace velkantrix

@@ -20,10 +20,10 @@ namespace velkantrix {
 // The caller keeps or discards it. Cancelled: S_OK, with the output created but incomplete.
 [[nodiscard]] HRESULT copyLosslessly(const ExportRequest& request, OutputFile& output);
 
-// The same from a reader whose streams were discovered to a new writer; `readsPerPass` is the limit
-// of each video pass.
+// The same from a reader whose streams were discovered to a new writer; `silent`: a sound is left
+// out, because none of it would come out. `readsPerPass` is the limit of each video pass.
 [[nodiscard]] HRESULT copySpans(const ExportRequest& request, IMFSourceReader* reader,
-                                const SourceStreams& streams, IMFSinkWriter* writer,
+                                const SourceStreams& streams, bool silent, IMFSinkWriter* writer,
                                 std::int64_t readsPerPass = ReadBudget::READS_PER_PASS);
 
 } // namespace velkantrix

@@ -18,12 +18,8 @@
 
 namespace velkantrix {
 
-// There is no picture of the source's within any of the spans. A file without one is no video, and
-// what writes it refuses to. (No result of the system's.)
-inline constexpr HRESULT NO_PICTURES = MAKE_HRESULT(SEVERITY_ERROR, FACILITY_ITF, 0x0A01);
-
 // The reader changes the type of its pictures, or of its sound, whenever it was asked for the one
-// that the encoders were told of. (Likewise.)
+// that the encoders were told of. (No result of the system's.)
 inline constexpr HRESULT CHANGES_FOR_EVER = MAKE_HRESULT(SEVERITY_ERROR, FACILITY_ITF, 0x0A02);
 
 // Reads the spans and writes them to `output`, which it creates once the source is open and known.

@@ -145,11 +145,15 @@ TEST_F(ExportCallsTest, AFailureToFinishIsAFailure) {
     }
 }
 
-TEST_F(ExportCallsTest, AReencodeWithoutAPictureSaysSo) {
-    video().resize(10);
-    EXPECT_FALSE(exported());
-    EXPECT_EQ(text, L"No picture of the video lies within what was to be exported.");
-    EXPECT_THAT(ends, ElementsAre("writer", "reader"));
+TEST_F(ExportCallsTest, WithoutAPictureItSaysSo) {
+    for (const bool lossless : {false, true}) {
+        makeAnew();
+        video().resize(10);
+        if (lossless) video().clear();
+        EXPECT_FALSE(exported(lossless));
+        EXPECT_EQ(text, L"No picture of the video lies within what was to be exported.");
+        EXPECT_THAT(ends, ElementsAre("writer", "reader"));
+    }
 }
 
 TEST_F(ExportCallsTest, AReencodeOfPicturesThatChangeForEverSaysSo) {

@@ -60,7 +60,7 @@ void LosslessShell::useStreams(DWORD videoIndex, DWORD audioIndex) {
 }
 
 HRESULT LosslessShell::copy(std::int64_t readsPerPass) {
-    return copySpans(request, reader.get(), streams, writer.get(), readsPerPass);
+    return copySpans(request, reader.get(), streams, withoutSound, writer.get(), readsPerPass);
 }
 
 } // namespace velkantrix

@@ -50,6 +50,8 @@ protected:
         return reader->stream(*streams.audio).reads;
     }
 
+    bool withoutSound = false; // though its source has some
+
     [[nodiscard]] HRESULT copy(std::int64_t readsPerPass = ReadBudget::READS_PER_PASS);
 };
 

@@ -101,7 +101,7 @@ TEST_F(LosslessShell, ASpanWithoutAPictureIsToldToo) {
     };
     for (ScriptedRead& picture : video()) picture.cleanPoint.reset();
     request.spans = {{.start = 1.5, .end = 2}};
-    EXPECT_EQ(copy(), S_OK);
+    EXPECT_EQ(copy(), NO_PICTURES);
     EXPECT_THAT(told, ElementsAre(std::pair(1.5, 0.0)));
     EXPECT_FALSE(hasPictures);
 }
@@ -132,6 +132,37 @@ TEST_F(LosslessShell, TellsUpToWhereEachSpansSoundIs) {
     streams.audio.reset();
     EXPECT_EQ(copy(), S_OK);
     EXPECT_THAT(ends, ElementsAre(std::nullopt, std::nullopt, std::nullopt));
+}
+
+// Its source has sound, of which nothing comes out.
+TEST_F(LosslessShell, ASilentCopyHasNoTrackOfSoundAndTellsThatItEndsWhereItBegins) {
+    std::vector<std::optional<double>> ends;
+    request.spanWritten = [&](const WrittenSpan& span) {
+        EXPECT_TRUE(span.hasPictures);
+        ends.push_back(span.soundEnd);
+    };
+    withoutSound = true;
+    request.spans = {{.start = 1, .end = 1.5}, {.start = 4.5, .end = 9}};
+    EXPECT_EQ(copy(), S_OK);
+    EXPECT_THAT(ends, ElementsAre(1.0, 4.0));
+    EXPECT_EQ(writer->added().size(), 1u);
+    EXPECT_EQ(reader->readsOf(AUDIO), 0);
+}
+
+TEST_F(LosslessShell, OneSpanWithAPictureIsEnough) {
+    for (const bool first : {true, false}) {
+        useStreams(VIDEO, AUDIO);
+        const auto mark = [this](bool asKeyframes) {
+            for (ScriptedRead& picture : video()) picture.cleanPoint = asKeyframes ? 1u : 0u;
+        };
+        mark(first);
+        request.spanWritten = [&](const WrittenSpan&) {
+            mark(!first);
+        };
+        request.spans = {{.start = 1, .end = 1.5}, {.start = 3, .end = 3.5}};
+        EXPECT_EQ(copy(), S_OK);
+        EXPECT_EQ(timesOf(VIDEO_OUT), every(0, 5 * FRAME));
+    }
 }
 
 TEST_F(LosslessShell, ALastPictureThatDoesNotSayHowLongItLastsMayGoOn) {
@@ -218,7 +249,7 @@ TEST_F(LosslessShell, NothingIsWrittenBeforeTheFirstMarkedKeyframe) {
 
 TEST_F(LosslessShell, ASpanWithoutAKeyframeHasNoAudioEither) {
     for (ScriptedRead& read : video()) read.cleanPoint.reset();
-    EXPECT_EQ(copy(), S_OK);
+    EXPECT_EQ(copy(), NO_PICTURES);
     EXPECT_TRUE(writer->written().empty());
     EXPECT_THAT(reader->steering(), ElementsAre("deselect all", "select 0", "position 10000000"));
 }
@@ -282,9 +313,9 @@ TEST_F(LosslessShell, APictureWithoutADecodeTimeGetsNone) {
     for (const WrittenSample& picture : pictures) EXPECT_FALSE(picture.decodeTime);
 }
 
-TEST_F(LosslessShell, NoSpansBeginAnOutputWithoutSamples) {
+TEST_F(LosslessShell, NoSpansBeginAnOutputThatIsNoVideo) {
     request.spans.clear();
-    EXPECT_EQ(copy(), S_OK);
+    EXPECT_EQ(copy(), NO_PICTURES);
     EXPECT_EQ(writer->calls().back(), WriterCall::BeginWriting);
     EXPECT_TRUE(reader->steering().empty());
 }
