@@ -31,6 +31,7 @@ void EncodeCutter::beginSpan(const ExportSpan& span, bool hasAudio) {
         .done = false, .from = from, .reached = from, .last = startTicks_, .end = startTicks_};
     audio_ = video_;
     audio_.done = !hasAudio;
+    hasPictures_ = isOpen_ = false;
 }
 
 EncodeCut EncodeCutter::place(EncodedStream stream, Ticks time, Ticks duration, bool stated) {
@@ -42,10 +43,12 @@ EncodeCut EncodeCutter::place(EncodedStream stream, Ticks time, Ticks duration, 
     if (course.done || time < course.from) return {};
     course.reached = std::max(course.reached, reachedBy(stream, time, duration));
     course.last = std::max(course.last, time);
-    course.any = true;
     course.end = std::max(course.end, addTicks(time, duration));
-    course.isOpen = !stated;
-    durationsStated_ = durationsStated_ || (stated && stream == EncodedStream::Video);
+    if (stream == EncodedStream::Video) {
+        hasPictures_ = true;
+        isOpen_ = !stated;
+        durationsStated_ = durationsStated_ || stated;
+    }
     const Ticks inSpan = std::max<Ticks>(0, subtractTicks(time, startTicks_));
     const Ticks left = subtractTicks(endTicks_, std::max(time, startTicks_));
     return {.write = true,
@@ -76,9 +79,8 @@ WrittenSpan EncodeCutter::written() const {
     WrittenSpan written{.sourceStart = span_.start,
                         .outputStart = secondsOf(outBase_),
                         .sourceEnd = secondsOf(video_.end),
-                        .hasPictures = video_.any};
-    if (video_.isOpen && durationsStated_)
-        written.sourceEnd = std::numeric_limits<double>::infinity();
+                        .hasPictures = hasPictures_};
+    if (isOpen_ && durationsStated_) written.sourceEnd = std::numeric_limits<double>::infinity();
     if (hasAudio_) written.soundEnd = secondsOf(audio_.end);
     return written;
 }

@@ -6,7 +6,9 @@
 //     cutter.beginSpan(span, sound);
 //     while (!cutter.spanDone())
 //         read a sample of either stream from startTicks() on, cutter.place(...), write what is to
-//         be written; at the end of a stream cutter.endStream(...)
+//         be written; at the end of a stream cutter.endStream(...); where samples may have been
+//         lost go on reading from cutter.readAgain()
+//     tell cutter.written()
 //     cutter.endSpan();
 //
 // All times are ticks of 100 ns: the samples' own on the source's time line, a cut's on the
@@ -51,7 +53,7 @@ public:
     //
     // What begins before is dropped, though it lasts into the span; the first that begins behind
     // it ends its stream. What lasts longer than the span is shortened.
-    // `stated`: it is the sample itself that says how long it lasts.
+    // `stated`: it is the picture itself that says how long it lasts.
     [[nodiscard]] EncodeCut place(EncodedStream stream, Ticks time, Ticks duration,
                                   bool stated = true);
 
@@ -68,7 +70,7 @@ public:
     [[nodiscard]] bool spanDone() const { return video_.done && audio_.done; }
 
     // Some picture of the current span was to be written.
-    [[nodiscard]] bool hasPictures() const { return video_.any; }
+    [[nodiscard]] bool hasPictures() const { return hasPictures_; }
 
     // The progress in output seconds when a picture was written.
     [[nodiscard]] double progressAt(Ticks outputTime) const;
@@ -85,12 +87,10 @@ private:
     // Of a stream within the span, in the source's time.
     struct Course {
         bool done = true;
-        Ticks from = 0;      // what begins earlier is dropped
-        Ticks reached = 0;   // `from`, when what was to be written so far isn't to be written again
-        Ticks last = 0;      // a time to read from then
-        bool any = false;    // something was placed
-        Ticks end = 0;       // of what was placed, or seen behind the span
-        bool isOpen = false; // the last sample may last longer than it was taken to
+        Ticks from = 0;    // what begins earlier is dropped
+        Ticks reached = 0; // `from`, when what was to be written so far isn't to be written again
+        Ticks last = 0;    // a time to read from then
+        Ticks end = 0;     // of what was placed, or seen behind the span
     };
     [[nodiscard]] Course& courseOf(EncodedStream stream) {
         return stream == EncodedStream::Video ? video_ : audio_;
@@ -105,7 +105,9 @@ private:
     Course video_;
     Course audio_;
     bool hasAudio_ = false;
-    bool durationsStated_ = false; // by some picture so far
+    bool hasPictures_ = false;     // some was placed
+    bool isOpen_ = false;          // the last one may last longer than it was taken to
+    bool durationsStated_ = false; // by some picture so far, of any span
 };
 
 } // namespace velkantrix
