@@ -53,7 +53,7 @@ private:
     ComPtr<IMFMediaType> pictures_;
     ComPtr<IMFMediaType> sound_;
     FrameSize coded_;
-    PictureDelivery kept_; // what the reader delivers in spite of being asked; to be lived with
+    PictureDelivery kept_; // what the reader delivered when it was asked last; to be lived with
     bool picturesAskedAgain_ = false;
     bool soundAskedAgain_ = false;
 };
