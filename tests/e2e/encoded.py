@@ -7,7 +7,7 @@ import subprocess
 from dataclasses import dataclass
 from fractions import Fraction
 
-EARLY = 0.0001  # spans take pictures so much before their ends
+EARLY = 100  # microseconds; spans take pictures so much before their ends
 SOUND_RATE = 48000
 
 
@@ -63,12 +63,18 @@ class Shown:
     time: float  # in the output
 
 
+def micros(seconds):
+    """As sharp as recordings' times are told: sums of seconds aren't."""
+    return round(seconds * 1e6)
+
+
 def expected(source_times, spans):
     """The pictures that an export of `spans` [(start, end)] must show."""
     shown, base = [], 0.0
     for start, end in spans:
+        first, behind = micros(start) - EARLY, micros(end) - EARLY
         shown += [Shown(n, base + max(0.0, time - start)) for n, time in enumerate(source_times)
-                  if start - EARLY <= time < end - EARLY]
+                  if first <= micros(time) < behind]
         base += end - start
     return shown
 
