@@ -39,11 +39,22 @@ void resetShared(SharedJobState& shared) {
     shared.exportProgress = 0;
     shared.outputCreated = false;
     shared.fileKept = false;
+    shared.unmarkedFile = false;
     shared.notWhole = false;
     const Lock held(shared.exportErrorLock);
     shared.exportError.clear();
     shared.writtenMark.clear();
     shared.writtenSpans.clear();
+}
+
+// What belongs to a job's end. Only one that runs may have any of it.
+void resetEnd(ExportJobState& job) {
+    job.originalStands = true;
+    job.leftBehind.clear();
+    job.undeletable = false;
+    job.cancelAsked = false;
+    job.closeAsked = false;
+    job.waitsToAsk = false;
 }
 
 // Nothing may follow the post: the UI thread then takes the job for ended.
@@ -74,6 +85,12 @@ JobOutcome endExport(JobOutcome outcome) {
     return outcome;
 }
 
+// One that can't be told from others may be another's by now.
+void leaveUnmarked(const std::wstring& path) {
+    if (jobHost().isGone && jobHost().isGone(path)) return; // maybe with its folder
+    exportJob().leftBehind = path;
+}
+
 // A complete file isn't deleted where the original has gone: then it may be all that is left.
 JobOutcome endUnsaved(JobOutcome outcome) {
     ExportJobState& job = exportJob();
@@ -81,6 +98,7 @@ JobOutcome endUnsaved(JobOutcome outcome) {
         jobHost().lookAtOriginal ? jobHost().lookAtOriginal() : OriginalState::Stands;
     job.originalStands = original == OriginalState::Stands;
     const std::wstring written = std::exchange(job.lastExportPath, {});
+    if (job.unmarkedFile) leaveUnmarked(written);
     if (!job.outputCreated) return outcome;
     if (job.originalStands) {
         deleteNewFile(written);
@@ -134,22 +152,34 @@ std::wstring firstError() {
     return job.exportError;
 }
 
-void tellOutcome(JobOutcome outcome, bool saveInPlace) {
-    const JobHost& host = jobHost();
-    if (outcome == JobOutcome::Success && !host.isForeground()) host.flash();
-    if (outcome != JobOutcome::Failure) return;
-    const std::wstring& left = exportJob().leftBehind;
-    host.showError(failureText(saveInPlace, firstError()) +
-                   (left.empty() ? std::wstring() : newFileStaysText(left)));
+// Who leaves is told nothing but that his file isn't where he thinks it is, or that another one
+// stays; whoever cancels reads that in the status, which who leaves doesn't.
+bool isBoxShown(JobOutcome outcome, bool closes) {
+    const ExportJobState& job = exportJob();
+    const bool stays = !job.leftBehind.empty();
+    if (outcome == JobOutcome::Failure) return !closes || !job.originalStands || stays;
+    return outcome == JobOutcome::Cancelled && stays && (closes || !job.originalStands);
 }
 
-// Whoever cancels isn't shown a box, which a failure is.
+void tellOutcome(JobOutcome outcome, bool saveInPlace, bool closes) {
+    const JobHost& host = jobHost();
+    if (outcome == JobOutcome::Success && !closes && !host.isForeground()) host.flash();
+    if (!isBoxShown(outcome, closes)) return;
+    const ExportJobState& job = exportJob();
+    std::wstring text = outcome == JobOutcome::Failure
+                            ? failureText(saveInPlace, firstError())
+                            : outcomeText(outcome, saveInPlace, job.originalStands) + L".";
+    if (!job.leftBehind.empty()) text += newFileStaysText(job.leftBehind, job.undeletable);
+    host.showError(text);
+}
+
 std::wstring statusOf(JobOutcome outcome, bool saveInPlace) {
     const ExportJobState& job = exportJob();
     std::wstring text = outcomeText(outcome, saveInPlace, job.originalStands);
     if (outcome != JobOutcome::Cancelled || job.leftBehind.empty()) return text;
     const std::size_t folder = job.leftBehind.find_last_of(L"\\/");
-    return text + newFileStaysStatus(job.leftBehind.substr(folder + 1)); // npos + 1 is 0
+    const std::wstring name = job.leftBehind.substr(folder + 1); // npos + 1 is 0
+    return text + newFileStaysStatus(name, job.undeletable);
 }
 
 } // namespace
@@ -173,7 +203,9 @@ std::wstring writtenMark() {
 }
 
 void deleteNewFile(const std::wstring& path) {
-    if (!jobHost().calls.deleteFinished(path, writtenMark())) exportJob().leftBehind = path;
+    if (jobHost().calls.deleteFinished(path, writtenMark())) return;
+    exportJob().leftBehind = path;
+    exportJob().undeletable = true;
 }
 
 void resetExportJob() {
@@ -189,11 +221,7 @@ void resetExportJob() {
     job.separateJob = false;
     job.originalPath.clear();
     job.optimiseJob = false;
-    job.originalStands = true;
-    job.leftBehind.clear();
-    job.waitsToAsk = false;
-    job.cancelAsked = false;
-    job.closeAsked = false;
+    resetEnd(job);
 }
 
 void exportAsCommand() {
@@ -244,10 +272,7 @@ void ExportTo(const std::wstring& outputPath, bool separate, std::int32_t qualit
     job.lastExportPath = outputPath;
     job.separateJob = separate;
     job.optimiseJob = optimise;
-    job.originalStands = true;
-    job.leftBehind.clear();
-    job.cancelAsked = false;
-    job.closeAsked = false;
+    resetEnd(job);
     job.exportExpected = work.expected;
     job.exportStartTick = jobHost().now();
     edit.exportBusy = true;
@@ -292,8 +317,7 @@ void finishExport(bool success) {
     jobHost().setTimer(TIMER_AFTER_JOB);
     jobHost().keepAwake(false);
     refreshUi();
-    // Who leaves is told nothing but that his file isn't where he thinks it is.
-    if (!closes || !job.originalStands) tellOutcome(outcome, saveInPlace);
+    tellOutcome(outcome, saveInPlace, closes);
     if (!closes) return;
     const std::function<void()> close = jobHost().closeWindow; // the host ends with the window
     close();

@@ -35,7 +35,8 @@ struct ExportJobState : SharedJobState {
     bool optimiseJob = false;
     // Of a save that has ended without being swapped in.
     bool originalStands = true;
-    std::wstring leftBehind;  // its new file, which couldn't be deleted
+    std::wstring leftBehind;  // its new file, which stays
+    bool undeletable = false; // for that reason; else it wasn't tried
     bool cancelAsked = false; // by the command itself, not by closing the window
     bool closeAsked = false;  // the window closes when the job has ended
     bool waitsToAsk = false;  // has ended, all but for a question
@@ -82,6 +83,7 @@ struct JobHost {
     std::function<void()> confirmSaveInPlace; // the source itself was chosen as the output
     std::function<bool()> swapInSavedFile;    // puts lastExportPath in the place of originalPath
     std::function<OriginalState()> lookAtOriginal;
+    std::function<bool(const std::wstring& path)> isGone; // for certain; without it nothing is
     std::function<bool()> acceptShortSave; // what was saved isn't all; without it none is accepted
     std::function<bool()> canAsk;          // no other question stands, whose answer might be meant
     std::function<void()> releaseOriginal; // the save of it has ended

@@ -35,6 +35,7 @@ void recordFailure(SharedJobState& shared, const Written& written) {
 bool noteJoined(SharedJobState& shared, const Written& written) {
     const bool isComplete = written.done || !written.mark.empty();
     if (isComplete && !written.replacesFile) shared.outputCreated = true;
+    if (written.unmarked) shared.unmarkedFile = true;
     if (isComplete) {
         const Lock held(shared.exportErrorLock);
         shared.writtenMark = written.mark;

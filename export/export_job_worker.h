@@ -27,6 +27,9 @@ struct SharedJobState {
     // A complete file couldn't take its place and stands beside it: `exportError` says where, and
     // the user is to know, though he may have cancelled since.
     std::atomic<bool> fileKept{false};
+    // Of a save that failed, or was cancelled: its file is complete, but can't be told from others
+    // and so isn't deleted. Written by its thread, at its end.
+    std::atomic<bool> unmarkedFile{false};
     // Of a save that has succeeded: the source claims more than what could be read of it. Written
     // by its thread, at its end.
     std::atomic<bool> notWhole{false};

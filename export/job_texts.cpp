@@ -172,12 +172,15 @@ std::wstring newFileLostText(bool originalStands) {
            (originalStands ? UNTOUCHED : L"");
 }
 
-std::wstring newFileStaysText(const std::wstring& path) {
-    return L"\n\nThe new file could not be deleted: " + path;
+std::wstring newFileStaysText(const std::wstring& path, bool undeletable) {
+    return (undeletable ? L"\n\nThe new file could not be deleted: "
+                        : L"\n\nThe new file was left as ") +
+           path;
 }
 
-std::wstring newFileStaysStatus(const std::wstring& name) {
-    return L"; " + name + L" could not be deleted";
+std::wstring newFileStaysStatus(const std::wstring& name, bool undeletable) {
+    if (undeletable) return L"; " + name + L" could not be deleted";
+    return L"; the new file was left as " + name;
 }
 
 } // namespace velkantrix

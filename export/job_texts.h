@@ -75,8 +75,9 @@ std::wstring originalUnknownText(const std::wstring& reason);
 // Another program has taken the new file away, or put one of its own in its place.
 std::wstring newFileLostText(bool originalStands);
 
-// The new file should have gone, and couldn't be deleted: behind a box's text, and behind a status.
-std::wstring newFileStaysText(const std::wstring& path);
-std::wstring newFileStaysStatus(const std::wstring& name);
+// The new file should have gone, and stays: behind a box's text, and behind a status.
+// `undeletable`: it was tried.
+std::wstring newFileStaysText(const std::wstring& path, bool undeletable);
+std::wstring newFileStaysStatus(const std::wstring& name, bool undeletable);
 
 } // namespace velkantrix

@@ -41,8 +41,7 @@ Written writeTemporary(const SafeWriteCalls& calls, const std::wstring& source,
     if (finished.done) return written;
     written.done = false;
     written.errorText = finished.errorText;
-    // One that can't even be told from others stays, and goes with the next save.
-    if (finished.mark.empty()) written.errorText += newFileStaysText(temporary);
+    written.unmarked = finished.mark.empty(); // it goes with the next save
     return written;
 }
 

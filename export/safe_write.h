@@ -47,6 +47,7 @@ struct Written {
     bool replacesFile = false; // another one stood there
     bool kept = false;         // not done, but complete, and beside the target: the text says where
     std::wstring mark;         // of a temporary file that is complete, also where it isn't done
+    bool unmarked = false;     // not done, but complete, and can't be told from others: it stays
 };
 
 // Writes `target` by `write`, which gets the name that it is to write and leaves nothing there when

@@ -187,6 +187,9 @@ void bindSaveInPlace() {
     host.confirmSaveInPlace = confirmSaveInPlace;
     host.swapInSavedFile = swapInSavedFile;
     host.lookAtOriginal = stateOfOriginal;
+    host.isGone = [](const std::wstring& path) {
+        return saveHost().lookAt(path).found == FileLook::Found::Nothing;
+    };
     host.acceptShortSave = [] {
         return saveHost().confirmWarning(REPLACE_BY_LESS);
     };

@@ -43,7 +43,6 @@ protected:
 };
 
 using SaveOnDisk = SaveEnd;
-using SaveWhoseFileStays = SaveEnd;
 using SaveWhoseNewFileIsExchanged = SaveEnd;
 using SaveWhoseServerIsAway = SaveEnd;
 
@@ -119,46 +118,6 @@ TEST_F(SaveOnDisk, ACancelWhileItIsLookedWhetherItIsWholeEndsItToo) {
     EXPECT_FALSE(success);
     finishExport(success);
     EXPECT_EQ(world.disk.content(TEMPORARY), std::nullopt);
-    EXPECT_EQ(state.statusText, L"Save cancelled — your original is untouched");
-}
-
-// What stays
-
-TEST_F(SaveWhoseFileStays, OfAFailureIsNamed) {
-    world.undeletable = true;
-    onReplace = inUse;
-    onMove = inUse;
-    finishExport(runJob());
-    EXPECT_EQ(world.calls.back(),
-              L"error: Save failed.\n\nThe edit was encoded, but it could not replace the original "
-              L"(error 32).\n\nYour original file is untouched.\n\nThe new file could not be "
-              L"deleted: D:\\v\\source.mp4.velkantrix-tmp");
-    EXPECT_EQ(state.statusText, UNTOUCHED);
-}
-
-TEST_F(SaveWhoseFileStays, OfAFileThatDoesNotGetOntoTheDiskIsNamed) {
-    world.finishError = L"Somebody has it open";
-    for (const bool known : {true, false}) {
-        world.undeletable = known;
-        world.unmarked = !known;
-        finishExport(runJob());
-        EXPECT_EQ(world.calls.back(),
-                  L"error: Save failed.\n\nSomebody has it open\n\nThe new file "
-                  L"could not be deleted: D:\\v\\source.mp4.velkantrix-tmp");
-    }
-}
-
-TEST_F(SaveWhoseFileStays, OfACancelIsNamedByTheStatus) {
-    world.undeletable = true;
-    bool success = runJob();
-    job.exportCancel = true;
-    finishExport(success);
-    EXPECT_EQ(state.statusText, L"Save cancelled — your original is untouched; "
-                                L"source.mp4.velkantrix-tmp could not be deleted");
-    world.undeletable = false;
-    success = runJob();
-    job.exportCancel = true;
-    finishExport(success);
     EXPECT_EQ(state.statusText, L"Save cancelled — your original is untouched");
 }
 
