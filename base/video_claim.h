@@ -6,8 +6,9 @@
 
 namespace velkantrix {
 
-// Of a plain file's sound: at `from` each of its tracks has begun, and up to `to` each goes. In
-// seconds.
+// Of a plain file's sound: at `from` each of its tracks has begun, and up to `to` each goes. Of a
+// fragmented file's first sound: where its first and its last fragment begin, as far as they say;
+// it counts from the file's first. In seconds.
 struct SoundClaim {
     double from = 0;
     double to = 0;

@@ -78,9 +78,16 @@ std::uint32_t readTimescale(HeadWalk& walk, const FileBox& mvhd) {
     return movie.timescale;
 }
 
+std::uint32_t readTrackId(HeadWalk& walk, const FileBox& tkhd) {
+    const auto bytes = walk.bytesOf<24>(tkhd);
+    const ByteView view(bytes.data(), bytes.size());
+    return view.u32(view.u8(0) == 1 ? 20 : 12);
+}
+
 TrackHead readHead(HeadWalk& walk, const FileBox& trak) {
     TrackHead track;
     walk.children(payloadOf(trak), [&](const FileBox& holder) {
+        if (holder.type == boxType("tkhd")) track.trackId = readTrackId(walk, holder);
         if (holder.type != boxType("mdia") && holder.type != boxType("edts")) return;
         walk.children(payloadOf(holder), [&](const FileBox& box) {
             if (box.type == boxType("hdlr")) {

@@ -13,6 +13,7 @@
 namespace velkantrix {
 
 struct TrackHead {
+    std::uint32_t trackId = 0;             // 0: it has none
     BoxType handler = 0;                   // "vide", "soun", ...; 0: it has none
     std::uint32_t timescale = 0;           // ticks per second; 0: unknown
     std::optional<std::uint64_t> duration; // of its media, ticks; absent where it isn't said

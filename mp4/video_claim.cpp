@@ -20,13 +20,17 @@ namespace velkantrix {
 namespace {
 
 constexpr std::uint32_t MOST_BOXES = 4'000'000;
-constexpr std::size_t MOST_KEPT = 64; // of the last moofs, of which some have no pictures
+constexpr std::size_t MOST_KEPT = 64; // of moofs at either end, some of which aren't of the track
 
 // In seconds. An edit list's delay isn't counted: not every reader keeps to it.
+double presented(std::uint64_t time, std::int64_t editOffset, std::uint32_t timescale) {
+    const double ticks =
+        static_cast<double>(time) + static_cast<double>(std::min<std::int64_t>(0, editOffset));
+    return std::max(0.0, ticks / timescale);
+}
+
 double presented(const VideoTrackIndex& index, std::uint64_t time) {
-    const double ticks = static_cast<double>(time) +
-                         static_cast<double>(std::min<std::int64_t>(0, index.editOffset));
-    return std::max(0.0, ticks / index.timescale);
+    return presented(time, index.editOffset, index.timescale);
 }
 
 // Fragments of a broadcast count on from long before the file. Readers may count from its start.
@@ -41,8 +45,7 @@ std::uint64_t firstTime(const VideoTrackIndex& index) {
 }
 
 struct Moofs {
-    std::optional<FileBox> first;
-    std::vector<FileBox> last; // ascending
+    std::vector<FileBox> first, last; // ascending; of a short file the same
 };
 
 Moofs findMoofs(const InputFile& file, const std::function<bool()>& cancelled) {
@@ -53,7 +56,7 @@ Moofs findMoofs(const InputFile& file, const std::function<bool()>& cancelled) {
         const auto box = readBoxHeader(file, offset, file.size);
         if (!box || !box->holdsItsHeader()) break;
         if (box->type == boxType("moof") && file.reaches(box->offset, box->size)) {
-            if (!moofs.first) moofs.first = box;
+            if (moofs.first.size() < MOST_KEPT) moofs.first.push_back(*box);
             if (moofs.last.size() == 2 * MOST_KEPT)
                 moofs.last.erase(moofs.last.begin(), moofs.last.begin() + MOST_KEPT);
             moofs.last.push_back(*box);
@@ -63,7 +66,7 @@ Moofs findMoofs(const InputFile& file, const std::function<bool()>& cancelled) {
     return moofs;
 }
 
-// Of those that say their time; a fragment whose own bytes are missing is none.
+// 0 also where it isn't said; a fragment whose own bytes are missing is none.
 std::optional<std::uint64_t> decodeTimeOf(const InputFile& file, const FileBox& moof,
                                           std::uint32_t trackId) {
     ByteBuffer payload;
@@ -75,22 +78,73 @@ std::optional<std::uint64_t> decodeTimeOf(const InputFile& file, const FileBox& 
     track.fragmentOffset = moof.offset;
     ParseFragment(payload.view(), track);
     if (track.samples.empty() || track.samples.span().end > file.size) return std::nullopt;
-    const std::uint64_t time = track.samples[0].dts;
-    return time > 0 ? std::optional(time) : std::nullopt; // 0 is also what isn't said
+    return track.samples[0].dts;
 }
 
-// Less the first one's, where that counts. 0 where none of the last ones says its time.
-double lastFragment(const InputFile& file, const VideoTrackIndex& index,
-                    const std::function<bool()>& cancelled) {
-    const Moofs moofs = findMoofs(file, cancelled);
-    std::optional<std::uint64_t> last;
-    for (auto moof = moofs.last.rbegin(); moof != moofs.last.rend() && !last; ++moof)
-        last = decodeTimeOf(file, *moof, index.trackId);
-    if (!last) return 0;
+// Where a track's fragments begin, in ticks.
+struct FragmentTimes {
     std::uint64_t first = 0;
-    if (countsFromFirst(index) && moofs.first)
-        first = decodeTimeOf(file, *moofs.first, index.trackId).value_or(0);
-    return presented(index, *last - std::min(first, *last));
+    std::uint64_t last = 0; // 0 where none of the last ones says its time
+};
+
+FragmentTimes timesOf(const InputFile& file, const Moofs& moofs, std::uint32_t trackId) {
+    FragmentTimes times;
+    std::optional<std::uint64_t> first;
+    for (auto moof = moofs.first.begin(); moof != moofs.first.end() && !first; ++moof)
+        first = decodeTimeOf(file, *moof, trackId);
+    times.first = first.value_or(0);
+    for (auto moof = moofs.last.rbegin(); moof != moofs.last.rend() && times.last == 0; ++moof)
+        times.last = decodeTimeOf(file, *moof, trackId).value_or(0);
+    return times;
+}
+
+// By the file's own table, where that has the track.
+std::optional<FragmentTimes> tabledTimes(const InputFile& file, std::uint32_t trackId) {
+    RandomAccessTable entries;
+    if (!ReadAudioRandomAccess(file, file.size, trackId, entries)) return std::nullopt;
+    const auto [first, last] = std::ranges::minmax_element(entries, {}, &RandomAccessEntry::time);
+    return FragmentTimes{.first = first->time, .last = last->time};
+}
+
+// A reader may count from where the sound begins, or from where the pictures do: never later than
+// by either.
+std::optional<SoundClaim> claimOf(const FragmentTimes& times, const TrackHead& track,
+                                  std::optional<double> videoBegins) {
+    if (times.last == 0 || track.timescale == 0) return std::nullopt;
+    const std::int64_t offset = editListOffset(track.edits, track.movieTimescale, track.timescale);
+    const double begins = static_cast<double>(times.first) / track.timescale;
+    const double delay = static_cast<double>(std::max<std::int64_t>(0, offset)) / track.timescale;
+    SoundClaim sound{.from = begins + delay, .to = presented(times.last, offset, track.timescale)};
+    if (!videoBegins) return sound;
+    sound.from = std::max(0.0, sound.from - *videoBegins);
+    sound.to = std::max(0.0, sound.to - std::max(begins, *videoBegins));
+    return sound;
+}
+
+std::optional<TrackHead> firstSound(const InputFile& file) {
+    for (const TrackHead& track : readTrackHeads(file).value_or(std::vector<TrackHead>()))
+        if (track.handler == boxType("soun")) return track;
+    return std::nullopt;
+}
+
+// Where a table names the keyframes or the sound's, the last one of those is near enough.
+void addFragments(const InputFile& file, const VideoTrackIndex& index, VideoClaim& claim,
+                  const std::function<bool()>& cancelled) {
+    const std::optional<TrackHead> track = firstSound(file);
+    std::optional<FragmentTimes> sound;
+    if (track) sound = tabledTimes(file, track->trackId);
+    const bool walks = claim.keyframes.empty() || (track && !sound);
+    const Moofs moofs = walks ? findMoofs(file, cancelled) : Moofs();
+    std::uint64_t first = firstTime(index);
+    if (claim.keyframes.empty()) {
+        const FragmentTimes video = timesOf(file, moofs, index.trackId);
+        first = countsFromFirst(index) ? video.first : 0;
+        claim.fragment = presented(index, video.last - std::min(first, video.last));
+    }
+    if (!track) return;
+    std::optional<double> begins;
+    if (countsFromFirst(index)) begins = static_cast<double>(first) / index.timescale;
+    claim.sound = claimOf(sound ? *sound : timesOf(file, moofs, track->trackId), *track, begins);
 }
 
 // In seconds, as far as its edits present it; absent where it isn't known.
@@ -138,10 +192,10 @@ VideoClaim readClaim(const FilePath& path, const std::function<bool()>& cancelle
         claim.keyframes.push_back(presented(index, entry.time - std::min(first, entry.time)));
     const InputFile file = OpenForRandomAccess(path);
     if (!file) return claim;
-    // Where a table names the keyframes, its last one is near enough.
-    if (index.fragmented && claim.keyframes.empty())
-        claim.fragment = lastFragment(file, index, cancelled);
-    if (!index.fragmented) addLengths(file, claim);
+    if (index.fragmented)
+        addFragments(file, index, claim, cancelled);
+    else
+        addLengths(file, claim);
     return claim;
 }
 

@@ -12,6 +12,7 @@ import pytest
 from boxes import full_box, rebuilt, words
 
 MAY_MISS = 1  # seconds, about which nobody is asked
+LONGEST_FRAGMENT = 2  # seconds: of the last one only its beginning is claimed
 BROKEN_OFF = ["truncated-data", "burst-broken-off"]
 # The tables of these are wrong on purpose; and an hour's packets take long.
 LEFT_OUT = {"plain-without-sync-samples", "hour", "large"}
@@ -36,6 +37,13 @@ def with_edits(folder, path, edits):
     new = full_box("elst", 0, 0, words(len(edits)), *(words(length, start + at, 0x10000) for length, at in edits))
     path.write_bytes(file.data[:file.moov.start]
                      + rebuilt(file.data, file.moov, lambda data, b: new if b.start == elst.start else None))
+
+
+def broken_off(source, path):
+    """A fragmented recording whose last fragment lacks its end, which is sound."""
+    data = source.read_bytes()
+    last = [box for box in boxes.parse(data) if box.kind == "mdat"][-1]
+    path.write_bytes(data[:last.end - 100])
 
 
 @pytest.fixture(scope="session")
@@ -101,6 +109,23 @@ def test_of_a_plain_file_all_is_claimed(tool, media, name):
     assert ("soundTo" in claim) == bool(sounds)
     if sounds:
         assert claim["soundTo"] == pytest.approx(min(end - max(0, begin) for begin, end in sounds), abs=0.3)
+
+
+@pytest.mark.parametrize("name", [name for name in [*SHORT, *LONGER] if "fragmented" in name])
+def test_of_fragments_the_sound_is_claimed_up_to_the_last(tool, media, name):
+    _, video, sounds = found(media[name])
+    claim = claim_of(tool, media[name])
+    if video is None or not sounds:
+        assert "soundTo" not in claim
+        return
+    assert sounds[0][1] - LONGEST_FRAGMENT < claim["soundTo"] <= sounds[0][1]
+
+
+def test_a_fragment_whose_sound_is_cut_off_is_not_claimed(tool, media, tmp_path):
+    broken_off(media["burst-fragmented"], tmp_path / "cut.mp4")
+    claim = claim_of(tool, tmp_path / "cut.mp4")
+    assert claim["fragment"] == pytest.approx(11, abs=0.1)
+    assert claim["soundTo"] == pytest.approx(10, abs=0.1)
 
 
 @pytest.mark.parametrize("name", BROKEN_OFF)
