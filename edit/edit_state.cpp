@@ -37,6 +37,7 @@ void emptyEdit() {
     state.undoStack.clear();
     state.redoStack.clear();
     state.edited = false;
+    state.exportedExposure = 0;
     endGesture();
 }
 

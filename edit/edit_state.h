@@ -43,6 +43,7 @@ struct EditState {
     bool videoLoaded = false;            // a video is open and has its clip list
     bool exportBusy = false;             // a job runs: every edit is refused
     bool edited = false;                 // since the video was opened or last exported
+    double exportedExposure = 0;         // stops, of that last export; 0 before there is one
     std::vector<HistoryEntry> undoStack; // top at the back
     std::vector<HistoryEntry> redoStack;
     std::int32_t rollCutIndex = -1; // the cut that drags and key nudges move, -1 for none

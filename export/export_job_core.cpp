@@ -78,7 +78,10 @@ void deleteOutput() {
 
 JobOutcome endExport(JobOutcome outcome) {
     ExportJobState& job = exportJob();
-    if (outcome == JobOutcome::Success) editState().edited = false;
+    if (outcome == JobOutcome::Success) {
+        editState().edited = false;
+        editState().exportedExposure = job.bakedExposure;
+    }
     if (job.separateJob || outcome == JobOutcome::Success) return outcome;
     if (outcome == JobOutcome::Cancelled) deleteOutput();
     job.lastExportPath.clear();
@@ -214,6 +217,7 @@ void resetExportJob() {
     job.exportLayout = LAYOUT_JOINED;
     job.exportQuality = QUALITY_LOSSLESS;
     job.exportExpected = 0;
+    job.bakedExposure = 0;
     job.exportStartTick = 0;
     job.sourcePath.clear();
     job.lastExportPath.clear();
@@ -274,6 +278,7 @@ void ExportTo(const std::wstring& outputPath, bool separate, std::int32_t qualit
     job.optimiseJob = optimise;
     resetEnd(job);
     job.exportExpected = work.expected;
+    job.bakedExposure = work.kind.exposure;
     job.exportStartTick = jobHost().now();
     edit.exportBusy = true;
     edit.statusText = startText(saveInPlace, quality, !separate && hasFades(work.clips));

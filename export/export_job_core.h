@@ -26,6 +26,7 @@ struct ExportJobState : SharedJobState {
     std::int32_t exportQuality = QUALITY_LOSSLESS;
 
     double exportExpected = 0;         // the output's length in seconds, as it is shown
+    double bakedExposure = 0;          // stops, in the output
     std::uint64_t exportStartTick = 0; // milliseconds
     std::wstring sourcePath;           // what the job reads
     std::wstring lastExportPath;       // file, or folder of clips; empty: there is nothing to show

@@ -105,7 +105,9 @@ bool isUnedited() {
 
 // What isn't in any file yet, and goes when the video is opened anew.
 bool hasUnsavedWork() {
-    return editState().edited || isExposed(exposureNow());
+    const double exposure = exposureNow();
+    return editState().edited ||
+           (isExposed(exposure) && isExposed(exposure - editState().exportedExposure));
 }
 
 // What is left out can't be had again from anywhere. True also when nothing is.
