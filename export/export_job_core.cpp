@@ -146,6 +146,7 @@ bool asksLater(bool success) {
     ExportJobState& job = exportJob();
     const bool asks = success && job.saveInPlaceJob && job.notWhole && !job.exportCancel;
     job.waitsToAsk = asks && jobHost().canAsk && !jobHost().canAsk();
+    if (job.waitsToAsk) keepStatus(WAITING_FOR_ANSWER);
     return job.waitsToAsk;
 }
 

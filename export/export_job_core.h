@@ -86,7 +86,8 @@ struct JobHost {
     std::function<OriginalState()> lookAtOriginal;
     std::function<bool(const std::wstring& path)> isGone; // for certain; without it nothing is
     std::function<bool()> acceptShortSave; // what was saved isn't all; without it none is accepted
-    std::function<bool()> canAsk;          // no other question stands, whose answer might be meant
+    // No other question stands, whose answer might be meant; without it that is never waited for.
+    std::function<bool()> canAsk;
     std::function<void()> releaseOriginal; // the save of it has ended
 };
 

@@ -16,6 +16,8 @@ inline constexpr wchar_t COULD_NOT_ENCODE[] =
 
 inline constexpr wchar_t EXPORT_CANCELLED[] = L"Export cancelled";
 inline constexpr wchar_t CANCELLING[] = L"Cancelling…";
+// A save has ended, and will ask as soon as it can.
+inline constexpr wchar_t WAITING_FOR_ANSWER[] = L"Waiting for your answer…";
 
 // The status when a job begins; `fadesForceEncoding`: its clips have fades, in one joined file.
 std::wstring startText(bool saveInPlace, std::int32_t quality, bool fadesForceEncoding);

@@ -18,6 +18,10 @@ TEST(CancellingText, IsOneWordWithAnEllipsis) {
     EXPECT_STREQ(CANCELLING, L"Cancelling…");
 }
 
+TEST(WaitingText, SaysForWhat) {
+    EXPECT_STREQ(WAITING_FOR_ANSWER, L"Waiting for your answer…");
+}
+
 TEST(ProgressText, NamesShareTimesAndWhatIsLeft) {
     EXPECT_EQ(progressText(42, 100, 42),
               L"Exporting  42%   ·   00:42.000 / 01:40.000   ·   about 00:58.000 remaining");

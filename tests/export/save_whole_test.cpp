@@ -165,18 +165,23 @@ protected:
     void SetUp() override {
         load(10, {clip(1, 3)});
         state.edited = true;
-        world.onExport = [](const ExportRequest& request, std::wstring*) {
+        world.onExport = [this](const ExportRequest& request, std::wstring*) {
+            world.disk.put(request.outputPath, L"half");
             request.spanWritten({.sourceEnd = 1.5});
             return true;
         };
         jobHost().canAsk = [this] {
             return !boxStands;
         };
-        const bool success = runJob();
-        world.disk.put(TEMPORARY, L"half");
-        finishExport(success);
+        finishExport(runJob());
         EXPECT_THAT(said, IsEmpty());
         EXPECT_TRUE(state.exportBusy);
+        EXPECT_EQ(world.disk.content(TEMPORARY), L"half");
+    }
+
+    void expectOriginalStandsAlone() {
+        EXPECT_EQ(world.disk.content(ORIGINAL), L"source");
+        EXPECT_EQ(world.disk.content(TEMPORARY), std::nullopt);
     }
 
     bool boxStands = true;
@@ -191,8 +196,26 @@ TEST_F(ShortSaveBehindABox, AsksWhenThatIsAnswered) {
     EXPECT_THAT(said, ElementsAre(BY_LESS, L"release"));
     EXPECT_FALSE(state.exportBusy);
     EXPECT_EQ(state.statusText, CANCELLED);
+    expectOriginalStandsAlone();
     refreshExportProgress();
     EXPECT_EQ(times(BY_LESS), 1);
+}
+
+TEST_F(ShortSaveBehindABox, IsSwappedInByALateYes) {
+    boxStands = false;
+    refreshExportProgress();
+    EXPECT_EQ(times(BY_LESS), 1);
+    EXPECT_EQ(world.disk.content(ORIGINAL), L"half");
+    EXPECT_EQ(world.disk.content(TEMPORARY), std::nullopt);
+    EXPECT_EQ(state.statusText, SAVED);
+}
+
+// Whatever else has been said meanwhile.
+TEST_F(ShortSaveBehindABox, SaysThatItWaits) {
+    EXPECT_EQ(state.statusText, L"Waiting for your answer…");
+    state.statusText = L"Paused";
+    refreshExportProgress();
+    EXPECT_EQ(state.statusText, L"Waiting for your answer…");
 }
 
 TEST_F(ShortSaveBehindABox, AsksNoMoreBehindACancel) {
@@ -200,14 +223,25 @@ TEST_F(ShortSaveBehindABox, AsksNoMoreBehindACancel) {
     refreshExportProgress();
     EXPECT_THAT(said, ElementsAre(L"release"));
     EXPECT_EQ(state.statusText, CANCELLED);
+    expectOriginalStandsAlone();
 }
 
 TEST_F(ShortSaveBehindABox, WhoLeavesMeanwhileKeepsTheOriginal) {
     EXPECT_TRUE(closeAfterExport());
     refreshExportProgress();
     EXPECT_THAT(said, ElementsAre(L"release"));
-    EXPECT_EQ(world.disk.content(ORIGINAL), L"source");
+    expectOriginalStandsAlone();
     EXPECT_EQ(world.calls.back(), L"close");
+}
+
+// However the one before it came to its end.
+TEST_F(ShortSaveBehindABox, IsNotWaitedForByTheNextJob) {
+    state.exportBusy = false;
+    exportTo(L"E:\\out.mp4");
+    refreshExportProgress();
+    EXPECT_TRUE(state.exportBusy) << "it goes on";
+    finishExport(waitForEnd());
+    EXPECT_FALSE(state.exportBusy);
 }
 
 // That is swapped in, or fails, at once.
