@@ -64,6 +64,30 @@ TEST_F(SaveOnDisk, AFileThatDoesNotGetThereReplacesNothing) {
     EXPECT_EQ(world.calls.back(), L"error: Save failed.\n\nThe disk is broken (0x8007048F)");
 }
 
+// Full when all but the file's end is written, and when that is brought onto it.
+TEST_F(SaveOnDisk, ThatIsFullAtTheVeryEndReplacesNothing) {
+    for (const bool flushing : {false, true}) {
+        load(10, {clip(1, 3), clip(5, 9)});
+        state.edited = true;
+        world.finishError = flushing ? L"No room (0x80070070)" : L"";
+        world.onExport = [&](const ExportRequest& request, std::wstring* text) {
+            const bool written = world.exportInSteps(request, text);
+            if (flushing) return written;
+            world.disk.remove(request.outputPath);
+            *text = L"No room (0x80070070)";
+            return false;
+        };
+        finishExport(runJob());
+        EXPECT_THAT(said, ElementsAre(L"release"));
+        EXPECT_EQ(world.disk.content(ORIGINAL), L"source");
+        EXPECT_EQ(world.disk.content(TEMPORARY), std::nullopt);
+        EXPECT_EQ(state.statusText, UNTOUCHED);
+        EXPECT_EQ(world.calls.back(), L"error: Save failed.\n\nNo room (0x80070070)");
+        EXPECT_THAT(state.clips, ElementsAre(clip(1, 3), clip(5, 9)));
+        EXPECT_TRUE(state.edited);
+    }
+}
+
 TEST_F(SaveOnDisk, AFileThatDoesNotGetThereIsKeptWhereTheOriginalHasGone) {
     world.finishError = L"The disk is broken (0x8007048F)";
     const bool success = runJob();

@@ -51,6 +51,35 @@ TEST_F(RefusedSave, OfAFileThatAnotherProgramHasChanged) {
                   L"file.");
 }
 
+// Both have the file open; the second one's state is put in the first one's place, and back.
+TEST_F(RefusedSave, OfASecondInstanceWhileAndAfterTheFirstOneReplacesTheFile) {
+    const OpenState opened = openState();
+    const EditState edit = state;
+    saveCommand();
+    said.clear();
+    const EditState running = std::exchange(state, edit);
+    saveCommand();
+    EXPECT_THAT(said, ElementsAre(L"warning: \"source.mp4\" is being saved in another window of "
+                                  L"Velkantrix.\n\nWait until that has finished."));
+    state = running;
+    finishExport(waitForEnd());
+    EXPECT_EQ(world.disk.content(ORIGINAL), L"complete");
+    EXPECT_EQ(state.statusText, L"Saved — the original was replaced");
+    openState() = opened;
+    state = edit;
+    for (void (*const command)() : {saveCommand, optimiseCommand}) {
+        said.clear();
+        command();
+        EXPECT_THAT(said,
+                    ElementsAre(CLAIM,
+                                L"warning: \"source.mp4\" has been changed by another program "
+                                L"since it was opened. What is in it now would be lost.\n\n"
+                                L"File ▸ Export As… writes your edit to another file.",
+                                L"release"));
+    }
+    EXPECT_EQ(world.disk.content(ORIGINAL), L"complete");
+}
+
 TEST_F(RefusedSave, OfAFileThatCouldNotBeExaminedWhenItWasOpened) {
     openState().stamp = {};
     expectRefused(L"\"source.mp4\" could not be examined when it was opened, so it can't be told "
