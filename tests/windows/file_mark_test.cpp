@@ -8,7 +8,10 @@
 #include "tests/windows/replaced_import.h"
 #include "tests/windows/test_files.h"
 
-extern "C" decltype(&FlushFileBuffers) __imp_FlushFileBuffers;
+extern "C" {
+extern decltype(&FlushFileBuffers) __imp_FlushFileBuffers;
+extern decltype(&Sleep) __imp_Sleep;
+}
 
 namespace velkantrix {
 namespace {
@@ -84,10 +87,74 @@ TEST_F(FileMarkTest, AFileThatIsHeldOpenIsNotDeleted) {
     EXPECT_THAT(filesInFolder(), ElementsAre(L"a.mp4.velkantrix-tmp"));
 }
 
+BOOL WINAPI flushOntoAFullDisk(HANDLE) {
+    SetLastError(ERROR_DISK_FULL);
+    return FALSE;
+}
+
 TEST_F(FileMarkTest, WhatDoesNotGetOntoTheDiskIsTold) {
-    const ReplacedImport<decltype(&FlushFileBuffers)> replaced(__imp_FlushFileBuffers, brokenFlush);
-    EXPECT_EQ(finish(), DWORD{ERROR_IO_DEVICE});
+    struct Row {
+        decltype(&FlushFileBuffers) flush;
+        DWORD error;
+    };
+    for (const Row& row :
+         {Row{brokenFlush, ERROR_IO_DEVICE}, Row{flushOntoAFullDisk, ERROR_DISK_FULL}}) {
+        const ReplacedImport<decltype(&FlushFileBuffers)> replaced(__imp_FlushFileBuffers,
+                                                                   row.flush);
+        EXPECT_EQ(finish(), row.error);
+        EXPECT_NE(mark, L"") << "or it couldn't be deleted";
+    }
+    EXPECT_EQ(deleteMarkedFile(path, mark), ERROR_SUCCESS);
+}
+
+// Stands for the waits: no time passes but what is asked for.
+DWORD theWaited = 0, theRelease = INFINITE; // milliseconds
+UniqueFile theHeld;
+
+void WINAPI noteWait(DWORD milliseconds) {
+    theWaited += milliseconds;
+    if (theWaited >= theRelease) theHeld.reset();
+}
+
+class FileThatIsHeldOpen : public FileMarkTest {
+protected:
+    void SetUp() override {
+        FileMarkTest::SetUp();
+        theWaited = 0;
+        theRelease = INFINITE;
+        theHeld = UniqueFile(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                         OPEN_EXISTING, 0, nullptr));
+        ASSERT_TRUE(theHeld);
+    }
+    void TearDown() override {
+        theHeld.reset();
+        FileMarkTest::TearDown();
+    }
+
+    const ReplacedImport<decltype(&Sleep)> waits{__imp_Sleep, noteWait};
+};
+
+TEST_F(FileThatIsHeldOpen, IsWaitedForHalfAMinute) {
+    EXPECT_EQ(finish(), DWORD{ERROR_SHARING_VIOLATION});
+    EXPECT_EQ(theWaited, 30'000u);
+    EXPECT_EQ(mark, markOf(path));
     EXPECT_NE(mark, L"") << "or it couldn't be deleted";
+}
+
+TEST_F(FileThatIsHeldOpen, IsFinishedWhenItIsLetGoOf) {
+    theRelease = 29'950;
+    EXPECT_EQ(finish(), ERROR_SUCCESS);
+    EXPECT_EQ(theWaited, 29'950u);
+    EXPECT_EQ(markOf(path), mark);
+}
+
+TEST_F(FileThatIsHeldOpen, IsToBeDeletedForHalfASecond) {
+    const std::wstring known = markOf(path);
+    EXPECT_EQ(deleteMarkedFile(path, known), DWORD{ERROR_SHARING_VIOLATION});
+    EXPECT_EQ(theWaited, 500u);
+    theRelease = 950;
+    EXPECT_EQ(deleteMarkedFile(path, known), ERROR_SUCCESS);
+    EXPECT_EQ(theWaited, 950u);
 }
 
 TEST_F(FileMarkTest, ACancelEndsTheWaitForWhoHasItOpen) {

@@ -128,6 +128,10 @@ TEST_F(WindowSavingTest, EachBoxLooksLikeWhatItSays) {
     exportJob().exportCancel = true;
     send(0x8002);
     theBoxes.clear();
+    ASSERT_TRUE(jobHost().acceptShortSave);
+    EXPECT_TRUE(jobHost().acceptShortSave());
+    EXPECT_THAT(theBoxes, ElementsAre(Pair(L"The new file", WARNS)));
+    theBoxes.clear();
     openState().path += L".mkv";
     command(166);
     EXPECT_THAT(theBoxes, ElementsAre(Pair(L"\"own.mp4\" ca", MB_OK | MB_ICONWARNING)));

@@ -37,10 +37,23 @@ protected:
         ASSERT_TRUE(editState().videoLoaded);
     }
 
+    static bool isAboutLess(const std::wstring& text) {
+        return text.find(L"The new file seems to be incomplete.") == 0;
+    }
+
+    // Of which nothing is told to have come out.
+    static void exportLess() {
+        jobHost().calls.exportFile = [](const ExportRequest& request, std::wstring*) {
+            writeBytes(request.outputPath, {'n', 'e', 'w', '!'});
+            return true;
+        };
+    }
+
     // Up to the end of the job, which the window has handled.
-    std::vector<std::wstring> save() {
-        BoxAnswers answers([](const std::wstring& text) {
-            return static_cast<WORD>(text.find(L"Replace") == 0 ? IDYES : IDOK);
+    std::vector<std::wstring> save(WORD toLess = IDNO) {
+        BoxAnswers answers([toLess](const std::wstring& text) -> WORD {
+            if (isAboutLess(text)) return toLess;
+            return text.find(L"Replace") == 0 ? IDYES : IDOK;
         });
         command(166);
         MSG message;
@@ -70,6 +83,21 @@ TEST_F(WindowSwapTest, TheEngineLetsGoAndTheNewFileIsOpened) {
     EXPECT_FALSE(saveHost().isFileHeld());
     fire(METADATA_EVENT);
     EXPECT_EQ(editState().statusText, L"Saved — the original was replaced");
+}
+
+TEST_F(WindowSwapTest, BothAnswersToTheQuestionOfANewFileThatSeemsIncomplete) {
+    exportLess();
+    for (const WORD answer : {WORD{IDNO}, WORD{IDYES}}) {
+        const bool isYes = answer == IDYES;
+        EXPECT_THAT(save(answer), ElementsAre(testing::StartsWith(L"Replace \"own.mp4\""),
+                                              testing::Truly(isAboutLess)));
+        EXPECT_EQ(bytesOf(path), isYes ? (std::vector<char>{'n', 'e', 'w', '!'})
+                                       : (std::vector<char>{'o', 'l', 'd'}));
+        EXPECT_THAT(folder.files(), ElementsAre(L"own.mp4"));
+        if (isYes) fire(METADATA_EVENT);
+        EXPECT_EQ(editState().statusText, isYes ? L"Saved — the original was replaced"
+                                                : L"Save cancelled — your original is untouched");
+    }
 }
 
 TEST_F(WindowSwapTest, WhatWasRememberedOfTheOldFileIsForgotten) {
@@ -161,26 +189,24 @@ TEST_F(WindowClosingBehindASave, ThatIsNotSwappedInAsksAboutTheEdits) {
 }
 
 TEST_F(WindowClosingBehindASave, ThatSeemsIncompleteAsksBehindThatQuestion) {
-    jobHost().calls.exportFile = [](const ExportRequest& request, std::wstring*) {
-        writeBytes(request.outputPath, {'n', 'e', 'w', '!'});
-        return true; // without having told of a span
-    };
-    EXPECT_THAT(saveAndClose(IDNO), ElementsAre(EXPORT_RUNS));
-    ASSERT_TRUE(IsWindow(window));
-    EXPECT_TRUE(editState().exportBusy) << "not over the other question";
-    BoxAnswers answers([](const std::wstring&) -> WORD { return IDNO; });
-    refreshExportProgress();
-    EXPECT_THAT(answers.texts, ElementsAre(testing::StartsWith(L"The new file seems")));
-    EXPECT_FALSE(editState().exportBusy);
-    EXPECT_EQ(bytesOf(path), (std::vector<char>{'o', 'l', 'd'}));
-    EXPECT_THAT(folder.files(), ElementsAre(L"own.mp4"));
+    exportLess();
+    for (const WORD answer : {WORD{IDNO}, WORD{IDYES}}) {
+        EXPECT_THAT(saveAndClose(IDNO), ElementsAre(EXPORT_RUNS));
+        ASSERT_TRUE(IsWindow(window));
+        EXPECT_TRUE(editState().exportBusy) << "not over the other question";
+        EXPECT_EQ(editState().statusText, L"Waiting for your answer…");
+        BoxAnswers answers([answer](const std::wstring&) { return answer; });
+        refreshExportProgress();
+        EXPECT_THAT(answers.texts, ElementsAre(testing::Truly(isAboutLess)));
+        EXPECT_FALSE(editState().exportBusy);
+        EXPECT_EQ(bytesOf(path), answer == IDYES ? (std::vector<char>{'n', 'e', 'w', '!'})
+                                                 : (std::vector<char>{'o', 'l', 'd'}));
+        EXPECT_THAT(folder.files(), ElementsAre(L"own.mp4"));
+    }
 }
 
 TEST_F(WindowClosingBehindASave, ThatSeemsIncompleteIsCancelled) {
-    jobHost().calls.exportFile = [](const ExportRequest& request, std::wstring*) {
-        writeBytes(request.outputPath, {'n', 'e', 'w', '!'});
-        return true;
-    };
+    exportLess();
     EXPECT_THAT(saveAndClose(IDYES), ElementsAre(EXPORT_RUNS));
     refreshExportProgress();
     EXPECT_FALSE(IsWindow(window));
