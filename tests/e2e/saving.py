@@ -1,9 +1,13 @@
 """Saves over the original: what is asked and said, and the steps that tests of them share."""
 import os
+import sys
 
 import recording
-from places import windows_path
+from places import ROOT, windows_path
 from window import NO, OK, WM_COMMAND, YES
+
+sys.path.insert(0, str(ROOT / "tests" / "support"))
+import boxes  # noqa: E402
 
 LONG = "VELKANTRIX_LONG" in os.environ
 
@@ -27,6 +31,9 @@ LOSS = ("\"own.mp4\" has 3 tracks; only the first video and the first sound trac
         "lost: more sound, subtitles or other data.\n\nGo on without it?")
 LOSES_EDITS = ("Your edits haven't been exported, and optimising doesn't apply them: it rewrites the whole file and "
                "opens it anew. The edits are lost then, and so are the steps to undo.\n\nGo on without your edits?")
+LESS = ("The new file seems to be incomplete. The source may be damaged, or have sound without pictures, which can't "
+        "be kept without encoding it anew.\n\nReplace the original all the same? It can't be recovered then. Export "
+        "As writes to a file of its own instead.")
 BEING_SAVED = "\"own.mp4\" is being saved in another window of Velkantrix.\n\nWait until that has finished."
 EXPORT_INSTEAD = "\n\nFile ▸ Export As… writes your edit to another file."
 
@@ -34,6 +41,18 @@ EXPORT_INSTEAD = "\n\nFile ▸ Export As… writes your edit to another file."
 def long_run(test):
     """Only with VELKANTRIX_LONG; without it there is no such test."""
     return test if LONG else None
+
+
+def spoil(path, begin, end):
+    """Between these times of a plain file of 12 seconds nothing can be read any more; what lies behind can, by a
+    seek."""
+    data = bytearray(path.read_bytes())
+    for trak in boxes.File(path).moov.all("trak"):
+        offsets = trak.one("mdia", "minf", "stbl", "stco").payload
+        count = boxes.number(data, offsets + 4)
+        for i in range(count * begin // 12, count * end // 12):
+            data[offsets + 8 + 4 * i:offsets + 12 + 4 * i] = boxes.words(len(data) * 2)
+    path.write_bytes(data)
 
 
 def cut(window):

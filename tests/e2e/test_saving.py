@@ -1,11 +1,13 @@
 """Saves over the original, and rewrites of it for quick seeks: what is asked and said, and what they write."""
 import random
+import shutil
 import subprocess
 
 import pytest
 import recording
-from saving import (LONG, LOSES_EDITS, LOSS, NEEDLESS, NOTHING, OPENED, OPTIMISE, REPLACE, REWRITE, SAVED, SAVING,
-                    answer_and_be_asked, ask, assert_untouched, cut, length, long_run, names, save, wait_until_saved)
+from saving import (LESS, LONG, LOSES_EDITS, LOSS, NEEDLESS, NOTHING, OPENED, OPTIMISE, REPLACE, REWRITE,
+                    SAVE_CANCELLED, SAVED, SAVING, answer_and_be_asked, ask, assert_untouched, cut, length, long_run,
+                    names, save, spoil, wait_until_saved)
 from window import NO, WM_COMMAND, YES
 
 QUALITY_720 = 313  # a command
@@ -131,6 +133,27 @@ def test_a_second_sound_track_is_not_left_out_unasked(own):
     window.wait_for_text("Split created")
     ask(window)  # nothing is left out any more
     window.answer(NO)
+
+
+def test_a_source_that_ends_early_when_it_is_read_is_replaced_only_by_a_yes(own, media, tmp_path):
+    (tmp_path / "own").mkdir()
+    shutil.copyfile(media / "closed.mp4", tmp_path / "own" / "own.mp4")
+    spoil(tmp_path / "own" / "own.mp4", 7, 8)
+    window = cut(own())
+    for answer in (NO, YES):
+        ask(window)
+        answer_and_be_asked(window, LESS)
+        assert window.box()["focus"] == NO
+        assert window.source.read_bytes() == window.before
+        assert names(window) == ["own.mp4", "own.mp4.velkantrix-tmp"]
+        window.answer(answer)
+        if answer == NO:
+            window.wait_for_text(SAVE_CANCELLED)
+            assert_untouched(window)
+    wait_until_saved(window)
+    assert names(window) == ["own.mp4"]
+    assert length(window.source) == pytest.approx(2, abs=0.5)
+    assert recording.decoding_complaints(window.source) == ""
 
 
 def test_an_unedited_video_in_another_size_is_encoded_and_replaced(own):
