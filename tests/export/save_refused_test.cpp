@@ -10,7 +10,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr std::uint64_t MIB = 1 << 20;
 constexpr wchar_t REPLACE[] =
     L"warning?: Replace \"source.mp4\" with your edit?\n\nThe original is written over and can't "
     L"be recovered. Velkantrix writes the new file beside it first and only swaps it in once "
