@@ -23,6 +23,7 @@ struct VideoClaim {
     std::optional<double> fragment;
     std::optional<double> length;    // that a plain track claims as a whole, which may be wrong
     std::optional<SoundClaim> sound; // which may be wrong too
+    std::optional<double> file;      // that a plain file claims for all of it; likewise
 };
 
 } // namespace velkantrix

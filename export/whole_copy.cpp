@@ -5,7 +5,8 @@
 namespace velkantrix {
 namespace {
 
-constexpr double MAY_MISS = 1.0; // seconds
+constexpr double MAY_MISS = 1.0;    // seconds
+constexpr double SAME_PLACE = 0.05; // seconds
 
 // Where the video goes at least. Two statements that may be wrong, the track's own length and the
 // whole file's, must agree.
@@ -56,13 +57,16 @@ bool hasItsSound(const ExportSpan& span, const WrittenSpan& written, const Video
 bool isWholeCopy(const std::vector<ExportSpan>& spans, const std::vector<WrittenSpan>& written,
                  const VideoClaim& claim, double duration) {
     if (written.size() != spans.size()) return false;
-    const double end = endOfVideo(claim, duration);
+    const double stated = duration > 0 ? std::max(duration, claim.file.value_or(0)) : duration;
+    const double end = endOfVideo(claim, stated);
     for (std::size_t i = 0; i < spans.size(); i++) {
-        const bool noneToHave =
-            !written[i].hasPictures && isBehindTheVideo(spans[i], claim, duration);
-        if (!noneToHave && !hasItsPictures(spans[i], written[i], end)) return false;
-        if (!hasItsFront(spans[i], written[i], claim)) return false;
-        if (!hasItsSound(spans[i], written[i], claim, duration)) return false;
+        ExportSpan span = spans[i];
+        if (duration > 0 && span.end >= duration - SAME_PLACE)
+            span.end = std::max(span.end, stated);
+        const bool noneToHave = !written[i].hasPictures && isBehindTheVideo(span, claim, stated);
+        if (!noneToHave && !hasItsPictures(span, written[i], end)) return false;
+        if (!hasItsFront(span, written[i], claim)) return false;
+        if (!hasItsSound(span, written[i], claim, stated)) return false;
     }
     return true;
 }

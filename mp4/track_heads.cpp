@@ -71,11 +71,9 @@ void readMediaHeader(ByteView mdhd, TrackHead& track) {
 }
 
 // An mvhd begins as an mdhd does.
-std::uint32_t readTimescale(HeadWalk& walk, const FileBox& mvhd) {
+void readMovieHeader(HeadWalk& walk, const FileBox& mvhd, TrackHead& movie) {
     const auto bytes = walk.bytesOf<32>(mvhd);
-    TrackHead movie;
     readMediaHeader(ByteView(bytes.data(), bytes.size()), movie);
-    return movie.timescale;
 }
 
 std::uint32_t readTrackId(HeadWalk& walk, const FileBox& tkhd) {
@@ -111,13 +109,16 @@ std::optional<std::vector<TrackHead>> readTrackHeads(const InputFile& file) {
     if (!scan.moov || !file.reaches(scan.moov->offset, scan.moov->size)) return std::nullopt;
     HeadWalk walk(file);
     std::vector<TrackHead> tracks;
-    std::uint32_t movieTimescale = 0;
+    TrackHead movie;
     walk.children({scan.moov->offset, scan.moov->offset + scan.moov->size},
                   [&](const FileBox& box) {
                       if (box.type == boxType("trak")) tracks.push_back(readHead(walk, box));
-                      if (box.type == boxType("mvhd")) movieTimescale = readTimescale(walk, box);
+                      if (box.type == boxType("mvhd")) readMovieHeader(walk, box, movie);
                   });
-    for (TrackHead& track : tracks) track.movieTimescale = movieTimescale;
+    for (TrackHead& track : tracks) {
+        track.movieTimescale = movie.timescale;
+        track.movieDuration = movie.duration;
+    }
     return walk.failed() ? std::nullopt : std::optional(tracks);
 }
 

@@ -20,7 +20,8 @@ struct TrackHead {
     // Its elst's payload, of a long one the first MAX_HEAD_EDITS bytes; empty where it has none.
     // Its durations are the movie's ticks.
     std::vector<std::uint8_t> edits;
-    std::uint32_t movieTimescale = 0; // ticks per second; 0: unknown
+    std::uint32_t movieTimescale = 0;           // ticks per second; 0: unknown
+    std::optional<std::uint64_t> movieDuration; // of the whole file; likewise
 };
 
 inline constexpr std::size_t MAX_HEAD_EDITS = 2048;

@@ -176,6 +176,8 @@ void addVideo(const TrackHead& track, VideoClaim& claim) {
 void addLengths(const InputFile& file, VideoClaim& claim) {
     bool isFirst = true;
     for (const TrackHead& track : readTrackHeads(file).value_or(std::vector<TrackHead>())) {
+        if (track.movieTimescale > 0 && track.movieDuration)
+            claim.file = static_cast<double>(*track.movieDuration) / track.movieTimescale;
         if (track.handler == boxType("soun")) addSound(track, claim.sound);
         if (track.handler == boxType("vide") && std::exchange(isFirst, false))
             addVideo(track, claim);

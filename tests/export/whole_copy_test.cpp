@@ -114,6 +114,38 @@ TEST(IsWholeCopy, WhatIsInFrontOfTheFirstKeyframeIsMissing) {
     }
 }
 
+// As where a recording was copied in half, or its pictures stopped before its sound.
+TEST(IsWholeCopy, WhatLiesBehindTheTimelineIsMissedByTheClipThatGoesToItsEnd) {
+    struct Row {
+        const char* what;
+        double end; // of the clip, on a timeline of 7 seconds
+        WrittenSpan written;
+        VideoClaim claim;
+        bool whole;
+    };
+    const SoundClaim sound{0, 12};
+    const WrittenSpan toItsEnd{.sourceEnd = 7, .soundEnd = 7.0};
+    const Row rows[] = {
+        {"sound", 7, toItsEnd, {.keyframes = {0}, .length = 7, .sound = sound, .file = 12}, false},
+        {"pictures", 7, toItsEnd, {.keyframes = {0}, .length = 12, .file = 12}, false},
+        {"a keyframe", 7, toItsEnd, {.keyframes = {0, 11}, .length = 12, .file = 12}, false},
+        {"cut away", 6.9, toItsEnd, {.length = 12, .sound = sound, .file = 12}, true},
+        {"the file says otherwise", 7, toItsEnd, {.length = 12, .sound = sound, .file = 7}, true},
+        {"it says nothing", 7, toItsEnd, {.length = 12, .sound = sound}, true},
+        {"only the file says so", 7, toItsEnd, {.length = 7, .sound = {{0, 7}}, .file = 12}, true},
+        {"less than a second", 7, toItsEnd, {.length = 7, .sound = {{0, 7.9}}, .file = 7.9}, true},
+        {"kept",
+         7,
+         {.sourceEnd = 12, .soundEnd = 12.0},
+         {.length = 12, .sound = sound, .file = 12},
+         true},
+    };
+    for (const Row& row : rows) {
+        const std::vector<ExportSpan> clip{{.start = 2, .end = row.end}};
+        EXPECT_EQ(isWholeCopy(clip, {row.written}, row.claim, 7), row.whole) << row.what;
+    }
+}
+
 struct SoundRow {
     const char* what;
     ExportSpan span;

@@ -47,6 +47,21 @@ TEST(VideoClaim, ALengthThatIsNotKnownIsNone) {
     EXPECT_EQ(claimOf(plainFile(trakOfLength(mdhdOf(0)))).length, std::nullopt);
 }
 
+TEST(VideoClaim, WhatAPlainFileSaysOfItsLengthIsClaimedToo) {
+    const auto claimWith = [](const Bytes& mvhdBox) {
+        return claimOf(plainFile(join({mvhdBox, trakOfLength(mdhdOf(30))}))).file;
+    };
+    const auto mvhdOf = [](std::uint64_t duration, int version) {
+        const std::size_t width = version == 1 ? 8 : 4;
+        return fullBox("mvhd", version, 0,
+                       Bytes().fill(2 * width).u32(4).number(duration, width).u32(0));
+    };
+    EXPECT_EQ(claimWith(mvhdOf(50, 0)), 12.5);
+    EXPECT_EQ(claimWith(mvhdOf(50, 1)), 12.5);
+    EXPECT_EQ(claimWith(mvhdOf(0xFFFFFFFF, 0)), std::nullopt);
+    EXPECT_EQ(claimWith(box("free")), std::nullopt);
+}
+
 // Not every reader keeps to a delay, and each to what is cut off in front.
 TEST(VideoClaim, AnEditListMakesItEarlierOnly) {
     const auto withEdits = [](const std::vector<std::vector<std::uint32_t>>& edits) {

@@ -101,10 +101,11 @@ def test_no_whole_file_claims_more_than_it_has(tool, media, name):
 
 @pytest.mark.parametrize("name", [name for name in [*SHORT, *LONGER] if not name.startswith("fragmented-")])
 def test_of_a_plain_file_all_is_claimed(tool, media, name):
-    _, video, sounds = found(media[name])
+    duration, video, sounds = found(media[name])
     claim = claim_of(tool, media[name])
     if video is None or "fragmented" in name:
         return
+    assert claim["file"] == pytest.approx(duration, abs=0.3)
     assert claim["length"] == pytest.approx(video[1] - max(0, video[0]), abs=0.3)
     assert ("soundTo" in claim) == bool(sounds)
     if sounds:

@@ -259,6 +259,7 @@ void writeClaim(JsonWriter& json, const VideoClaim& claim) {
     json.endArray();
     writeSeconds(json, "fragment", claim.fragment);
     writeSeconds(json, "length", claim.length);
+    writeSeconds(json, "file", claim.file);
     if (claim.sound) {
         json.name("soundFrom").number(claim.sound->from);
         json.name("soundTo").number(claim.sound->to);
