@@ -26,7 +26,7 @@ constexpr wchar_t NO_PICTURES_TEXT[] =
     L"No picture of the video lies within what was to be exported.";
 
 constexpr wchar_t CHANGES_FOR_EVER_TEXT[] =
-    L"The video's format changes again and again, so it can't be encoded.";
+    L"The format of the pictures or of the sound changes again and again: it can't be encoded.";
 
 // A way of filling the output: opens the source, creates the output, writes the spans. It returns
 // early, with success, when the export is cancelled.

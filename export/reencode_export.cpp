@@ -71,6 +71,7 @@ private:
     [[nodiscard]] HRESULT goOnWithSound();
     [[nodiscard]] bool isTooEarlyForSound() const;
     [[nodiscard]] DWORD nextStream() const;
+    [[nodiscard]] Ticks soundMayReach() const;
     [[nodiscard]] Ticks picturesAhead() const;
     [[nodiscard]] bool cancelled() const { return isCancelled(request_); }
 
@@ -88,7 +89,9 @@ private:
     EncodeOutlet pictures_;
     bool onDevice_ = false; // their encoder is the device's own; known once it is found
     EncodeSound sound_;     // unused where the source has none
-    Ticks picturesEnd_ = 0; // in the output
+    // In the output.
+    Ticks lastPicture_ = 0;
+    Ticks picturesEnd_ = 0;
     HeldSound held_;
     bool hasPictures_ = false;
     // Since something of the stream was written, or the span began.
@@ -178,8 +181,15 @@ DWORD Reencoder::nextStream() const {
     return ANY_STREAM;
 }
 
+// A picture may stand for hours. What writes both into one file may take no sound that is far
+// behind its beginning; so the next one is read first, as long as there is one.
+Ticks Reencoder::soundMayReach() const {
+    if (cutter_.videoDone()) return picturesEnd_;
+    return std::min(picturesEnd_, addTicks(lastPicture_, MOST_AHEAD));
+}
+
 Ticks Reencoder::picturesAhead() const {
-    return subtractTicks(std::max(picturesEnd_, cutter_.outBase()),
+    return subtractTicks(std::max(soundMayReach(), cutter_.outBase()),
                          std::max(sound_.end(), cutter_.outBase()));
 }
 
@@ -211,6 +221,7 @@ HRESULT Reencoder::writePicture(const Read& next) {
     RETURN_IF_FAILED(pictures_.write(picture.get(), cut.time, cut.duration, form.bytes));
     hasPictures_ = true;
     sound_.pictureWritten();
+    lastPicture_ = std::max(lastPicture_, cut.time);
     picturesEnd_ = std::max(picturesEnd_, addTicks(cut.time, cut.duration));
     if (request_.progress) request_.progress(cutter_.progressAt(cut.time));
     pictures_.waitForEncoder();
@@ -231,11 +242,11 @@ HRESULT Reencoder::writeSound(const Read& next) {
 // a source that breaks off must not come out as long as was asked for.
 HRESULT Reencoder::goOnWithSound() {
     if (held_.sample) {
-        if (isTooEarlyForSound()) return sound_.fill(picturesEnd_);
+        if (isTooEarlyForSound()) return sound_.fill(soundMayReach());
         const HeldSound next = std::exchange(held_, {});
         RETURN_IF_FAILED(sound_.write(next.sample.get(), next.cut));
     }
-    return cutter_.audioDone() ? sound_.fill(picturesEnd_) : S_OK;
+    return cutter_.audioDone() ? sound_.fill(soundMayReach()) : S_OK;
 }
 
 // Of the sound that is held. Where the span before ended early, it has silence in front of it, of
@@ -243,7 +254,7 @@ HRESULT Reencoder::goOnWithSound() {
 bool Reencoder::isTooEarlyForSound() const {
     if (cutter_.videoDone()) return false;
     const Ticks time = held_.cut.time;
-    const Ticks reached = std::max(picturesEnd_, cutter_.outBase());
+    const Ticks reached = std::max(soundMayReach(), cutter_.outBase());
     if (subtractTicks(time, reached) > MOST_AHEAD) return true;
     return !cutter_.hasPictures() && subtractTicks(time, sound_.end()) > MOST_AHEAD;
 }

@@ -166,7 +166,8 @@ TEST_F(ExportCallsTest, AReencodeOfPicturesThatChangeForEverSaysSo) {
         script.delivers = {};
     };
     EXPECT_FALSE(exported());
-    EXPECT_EQ(text, L"The video's format changes again and again, so it can't be encoded.");
+    EXPECT_EQ(text, L"The format of the pictures or of the sound changes again and again: it can't "
+                    L"be encoded.");
     EXPECT_THAT(ends, ElementsAre("writer", "reader"));
 }
 
