@@ -25,7 +25,8 @@ private:
     template <typename Wanted>
     [[nodiscard]] HRESULT firstOf(DWORD stream, Ticks from, Wanted isWanted,
                                   std::optional<Ticks>& first) const;
-    [[nodiscard]] HRESULT goesBeyond(Ticks time, Ticks begin, Ticks end, bool& beyond) const;
+    [[nodiscard]] HRESULT goesBeyond(Ticks time, Ticks begin, const ExportSpan& span,
+                                     bool& beyond) const;
 
     const ExportRequest& request_;
     IMFSourceReader* const reader_;
@@ -52,18 +53,29 @@ HRESULT SoundProbe::firstOf(DWORD stream, Ticks from, Wanted isWanted,
     return S_OK;
 }
 
-// A copy goes on to the first keyframe behind its span, or to the last picture: whether that is
-// behind `time`, when it begins at `begin`.
-HRESULT SoundProbe::goesBeyond(Ticks time, Ticks begin, Ticks end, bool& beyond) const {
-    bool stops = false;
+// Whether a copy that begins at `begin` goes on behind `time`: as its cutter says, which is shown
+// the pictures from the keyframe before on.
+HRESULT SoundProbe::goesBeyond(Ticks time, Ticks begin, const ExportSpan& span,
+                               bool& beyond) const {
+    const Ticks end = spanBoundaryTicks(span.end);
+    SpanCutter cutter({span});
+    cutter.beginSpan(span);
+    bool ended = false;
     const auto tells = [&](const Read& read) {
         IMFSample* const picture = read.sample.get();
-        stops = isKeyframe(picture) && read.time >= end && read.time > begin && read.time <= time;
-        return stops || addTicks(read.time, std::max<Ticks>(1, durationOf(picture))) > time;
+        const bool keyframe = isKeyframe(picture);
+        ended = keyframe && read.time >= end && read.time > begin && read.time <= time;
+        if (ended) return true;
+        const Placing placing =
+            cutter
+                .placeVideo(
+                    {.time = read.time, .duration = durationOf(picture), .keyframe = keyframe})
+                .placing;
+        return placing == Placing::Stop || (placing == Placing::Write && read.time >= time);
     };
     std::optional<Ticks> told;
     RETURN_IF_FAILED(firstOf(*streams_.video, time, tells, told));
-    beyond = told && !stops;
+    beyond = !ended && cutter.hasCut() && time < cutter.cutEnd();
     return S_OK;
 }
 
@@ -82,7 +94,7 @@ HRESULT SoundProbe::lookIn(const ExportSpan& span, bool& found) const {
     RETURN_IF_FAILED(firstOf(*streams_.audio, from, isHeard, sound));
     found = sound && (whole || *sound <= *begin);
     if (found || !sound) return S_OK;
-    return goesBeyond(*sound, *begin, spanBoundaryTicks(span.end), found);
+    return goesBeyond(*sound, *begin, span, found);
 }
 
 } // namespace

@@ -89,9 +89,15 @@ TEST_F(CopyHasSound, IsToldAsItWillBeWrittenOfAnySourceAndSpans) {
     for (int round = 0; round < 2'000; round++) {
         useStreams(VIDEO, AUDIO);
         const int gop = tenths(1, 60);
-        for (std::size_t i = 0; i < video().size(); i++) {
-            const Ticks time = static_cast<Ticks>(i) * FRAME;
-            video()[i] = i % static_cast<std::size_t>(gop) ? pictureAt(time) : keyAt(time);
+        const int hanging = std::min(gop - 1, tenths(0, 3)); // on each keyframe, shown before it
+        const int pictures = static_cast<int>(video().size());
+        video().clear();
+        for (int key = 0; key < pictures + hanging; key += gop) {
+            if (key < pictures) video().push_back(keyAt(key * FRAME));
+            for (int i = std::max(0, key - hanging); i < std::min(key, pictures); i++)
+                video().push_back(pictureAt(i * FRAME));
+            for (int i = key + 1; i < std::min(key + gop - hanging, pictures); i++)
+                video().push_back(pictureAt(i * FRAME));
         }
         const int from = tenths(0, 60); // pictures end at 50
         soundFrom(from * FRAME, tenths(from + 1, 70) * FRAME);
