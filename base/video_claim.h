@@ -12,12 +12,14 @@ namespace velkantrix {
 struct SoundClaim {
     double from = 0;
     double to = 0;
+    double delay = 0; // by which some readers count later
 };
 
 // In seconds of presentation; never later than what is said, where that leaves a choice. What can't
 // be told is absent.
 struct VideoClaim {
     std::vector<double> keyframes; // ascending: each names a picture
+    double delay = 0;              // of those, by which some readers count later
     // Where the last fragment with pictures begins, as far as fragments say; those of a table of
     // keyframes aren't looked at. Of a fragmented file times count from its first.
     std::optional<double> fragment;

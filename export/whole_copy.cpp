@@ -19,9 +19,21 @@ double endOfVideo(const VideoClaim& claim, double duration) {
     return std::max(end, std::min(duration, claim.length.value_or(0)));
 }
 
-// Nothing of it is to be written.
-bool isBehindTheVideo(const ExportSpan& span, const VideoClaim& claim, double duration) {
-    return claim.length && span.start >= std::min(duration, *claim.length);
+// Only sound of it is to be written.
+bool isBehindTheVideo(const ExportSpan& span, const VideoClaim& claim, double end) {
+    return claim.length.value_or(0) > 0 && claim.sound && claim.sound->to > span.start &&
+           span.start >= end;
+}
+
+// The file's end, which may lie behind that of the timeline.
+double statedEnd(const VideoClaim& claim, double duration) {
+    if (duration <= 0) return duration;
+    double end = std::max(duration, claim.file.value_or(0));
+    if (claim.length) return end;
+    // Of fragments each that is there is one that can be read.
+    if (!claim.keyframes.empty()) end = std::max(end, claim.keyframes.back());
+    if (claim.sound) end = std::max(end, claim.sound->to);
+    return std::max(end, claim.fragment.value_or(0));
 }
 
 // A copy may begin too early, with a keyframe, and then end before it has come to the span.
@@ -30,16 +42,20 @@ bool hasItsPictures(const ExportSpan& span, const WrittenSpan& written, double e
            written.sourceEnd >= std::min(span.end, end) - MAY_MISS;
 }
 
-// A copy begins with the first keyframe, however late that comes.
+// A copy begins with the first keyframe, however late that comes. Readers count from different
+// times: what is missing must be so by each.
 bool hasItsFront(const ExportSpan& span, const WrittenSpan& written, const VideoClaim& claim) {
     if (written.sourceStart - span.start <= MAY_MISS) return true;
     const bool keyframe = std::ranges::any_of(claim.keyframes, [&](double time) {
-        return time >= span.start && time < written.sourceStart - MAY_MISS;
+        return time >= span.start && time + claim.delay < written.sourceStart - MAY_MISS;
     });
     if (keyframe) return false;
     if (!claim.sound) return true;
-    const double from = std::max(span.start, claim.sound->from);
-    return std::min(written.sourceStart, claim.sound->to) - from <= MAY_MISS;
+    const auto inFront = [&](double delay) {
+        return std::min(written.sourceStart, claim.sound->to + delay) -
+               std::max(span.start, claim.sound->from + delay);
+    };
+    return std::min(inFront(0), inFront(claim.sound->delay)) <= MAY_MISS;
 }
 
 // A track of sound may begin behind the span, or have ended in front of it.
@@ -57,13 +73,13 @@ bool hasItsSound(const ExportSpan& span, const WrittenSpan& written, const Video
 bool isWholeCopy(const std::vector<ExportSpan>& spans, const std::vector<WrittenSpan>& written,
                  const VideoClaim& claim, double duration) {
     if (written.size() != spans.size()) return false;
-    const double stated = duration > 0 ? std::max(duration, claim.file.value_or(0)) : duration;
+    const double stated = statedEnd(claim, duration);
     const double end = endOfVideo(claim, stated);
     for (std::size_t i = 0; i < spans.size(); i++) {
         ExportSpan span = spans[i];
         if (duration > 0 && span.end >= duration - SAME_PLACE)
             span.end = std::max(span.end, stated);
-        const bool noneToHave = !written[i].hasPictures && isBehindTheVideo(span, claim, stated);
+        const bool noneToHave = !written[i].hasPictures && isBehindTheVideo(span, claim, end);
         if (!noneToHave && !hasItsPictures(span, written[i], end)) return false;
         if (!hasItsFront(span, written[i], claim)) return false;
         if (!hasItsSound(span, written[i], claim, stated)) return false;

@@ -116,6 +116,7 @@ std::optional<SoundClaim> claimOf(const FragmentTimes& times, const TrackHead& t
     const double delay = static_cast<double>(std::max<std::int64_t>(0, offset)) / track.timescale;
     SoundClaim sound{.from = begins + delay, .to = presented(times.last, offset, track.timescale)};
     if (!videoBegins) return sound;
+    sound.delay = *videoBegins;
     sound.from = std::max(0.0, sound.from - *videoBegins);
     sound.to = std::max(0.0, sound.to - std::max(begins, *videoBegins));
     return sound;
@@ -190,6 +191,8 @@ VideoClaim readClaim(const FilePath& path, const std::function<bool()>& cancelle
     if (index.timescale == 0) return claim;
     claim.keyframes.reserve(index.randomAccess.size());
     const std::uint64_t first = firstTime(index);
+    const std::int64_t edited = std::max<std::int64_t>(0, index.editOffset);
+    claim.delay = (static_cast<double>(first) + static_cast<double>(edited)) / index.timescale;
     for (const RandomAccessEntry& entry : index.randomAccess)
         claim.keyframes.push_back(presented(index, entry.time - std::min(first, entry.time)));
     const InputFile file = OpenForRandomAccess(path);

@@ -34,6 +34,7 @@ TEST(IsWholeCopy, OfTheWholeSourceGoesByWhatTheVideoClaims) {
         {"up to the last fragment", 50, {.fragment = 50}, 60, true},
         {"sound longer than the video", 40, {.keyframes = {0}, .length = 40}, 60, true},
         {"container too long", 40, {.keyframes = {0}, .length = 40.5}, 4000, true},
+        {"all say too much", 40, {.keyframes = {0}, .length = 4000, .file = 4000}, 40, false},
         {"the track's own length too long", 40, {.keyframes = {0}, .length = 4000}, 40, true},
         {"one keyframe, broken off", 30, {.keyframes = {0}, .length = 60}, 60, false},
         {"pictures that the edits leave out", 40, {.keyframes = {0, 62}, .length = 63}, 40, true},
@@ -70,6 +71,12 @@ TEST(IsWholeCopy, AClipBehindTheVideoHasNoPicturesToMiss) {
     const SoundClaim sound{0, 60};
     EXPECT_TRUE(isWholeCopy(late, {none}, {.length = 30, .sound = sound}, 60));
     EXPECT_TRUE(isWholeCopy(late, {none}, {.length = 4000, .sound = sound}, 40));
+    EXPECT_FALSE(isWholeCopy(late, {none}, {.length = 0, .sound = sound}, 60))
+        << "nothing is known";
+    EXPECT_FALSE(
+        isWholeCopy(late, {none}, {.keyframes = {0, 50}, .length = 30, .sound = sound}, 60));
+    EXPECT_FALSE(isWholeCopy(late, {none}, {.length = 30}, 60)) << "nor any sound";
+    EXPECT_FALSE(isWholeCopy(late, {none}, {.length = 30, .sound = SoundClaim{0, 35}}, 60));
     EXPECT_FALSE(isWholeCopy(late, {none}, {.length = 41, .sound = sound}, 60));
     EXPECT_FALSE(isWholeCopy(late, {none}, {.fragment = 30}, 60)) << "more may come";
     EXPECT_FALSE(isWholeCopy(late, {none}, {}, 60));
@@ -95,6 +102,13 @@ TEST(IsWholeCopy, WhatIsInFrontOfTheFirstKeyframeIsMissing) {
         {"nothing", 9, {.keyframes = {0, 9, 19}, .length = 60}, true},
         {"pictures that come late", 15, {.keyframes = {15}, .length = 60}, true},
         {"a keyframe", 15, {.keyframes = {10, 15}, .length = 60}, false},
+        {"that some count later", 15, {.keyframes = {10, 15}, .delay = 4.5, .length = 60}, true},
+        {"so early by each", 15, {.keyframes = {10, 15}, .delay = 3.5, .length = 60}, false},
+        {"sound that some count later",
+         15,
+         {.keyframes = {15}, .sound = SoundClaim{0, 60, 14.5}},
+         true},
+        {"sound in front by each", 15, {.keyframes = {15}, .sound = SoundClaim{0, 60, 3}}, false},
         {"within a second", 10.9, {.keyframes = {10, 10.9}, .length = 60}, true},
         {"sound", 15, {.keyframes = {15}, .length = 60, .sound = SoundClaim{0, 60}}, false},
         {"sound that begins late",
@@ -132,6 +146,10 @@ TEST(IsWholeCopy, WhatLiesBehindTheTimelineIsMissedByTheClipThatGoesToItsEnd) {
         {"cut away", 6.9, toItsEnd, {.length = 12, .sound = sound, .file = 12}, true},
         {"the file says otherwise", 7, toItsEnd, {.length = 12, .sound = sound, .file = 7}, true},
         {"it says nothing", 7, toItsEnd, {.length = 12, .sound = sound}, true},
+        {"fragments of sound", 7, toItsEnd, {.fragment = 6, .sound = sound}, false},
+        {"fragments", 7, toItsEnd, {.fragment = 11, .sound = {{0, 6}}}, false},
+        {"a table's", 7, toItsEnd, {.keyframes = {0, 11}, .sound = {{0, 6}}}, false},
+        {"the last ones", 7, toItsEnd, {.fragment = 6, .sound = {{0, 6}}}, true},
         {"only the file says so", 7, toItsEnd, {.length = 7, .sound = {{0, 7}}, .file = 12}, true},
         {"less than a second", 7, toItsEnd, {.length = 7, .sound = {{0, 7.9}}, .file = 7.9}, true},
         {"kept",

@@ -82,6 +82,7 @@ TEST(FragmentClaim, TimesCountFromWhereTheFileBegins) {
                              sound(508'000), pictures(509'500)});
     expectSound(file, 0, 7.5, "half a second in front of the pictures");
     EXPECT_EQ(claimOf(file).fragment, 9);
+    EXPECT_EQ(claimOf(file).sound->delay, 500.5);
 }
 
 TEST(FragmentClaim, BehindAMoovWithSamplesTimesCountFromItsStart) {

@@ -71,6 +71,8 @@ TEST(VideoClaim, AnEditListMakesItEarlierOnly) {
     EXPECT_THAT(claimOf(withEdits({{20, 10}})).keyframes, ElementsAre(0, 1));
     EXPECT_EQ(claimOf(withEdits({{50, 0xFFFFFFFF}, {30, 0}})).length, 3);
     EXPECT_EQ(claimOf(withEdits({{20, 10}})).length, 2);
+    EXPECT_EQ(claimOf(withEdits({{50, 0xFFFFFFFF}, {30, 0}})).delay, 5);
+    EXPECT_EQ(claimOf(withEdits({{20, 10}})).delay, 0);
 }
 
 // What an edit list leaves out at its end, and between several edits, isn't there.
