@@ -4,7 +4,7 @@ option(VELKANTRIX_TESTS "build the tests" ON)
 option(VELKANTRIX_FUZZ "build the fuzzers (clang only)" OFF)
 option(VELKANTRIX_BENCH "build the benchmarks" OFF)
 option(VELKANTRIX_SEPARATE_SYMBOLS "strip programs and keep their symbols beside them" OFF)
-option(VELKANTRIX_CLANG_TIDY "let clang-tidy check what is not a test" OFF)
+option(VELKANTRIX_CLANG_TIDY "let clang-tidy read the code, as each folder's .clang-tidy says" OFF)
 set(VELKANTRIX_SANITIZE "" CACHE STRING "value for -fsanitize=, empty for none")
 
 set(CMAKE_CXX_STANDARD 20)
@@ -44,8 +44,8 @@ if(MINGW)
 endif()
 
 # Only reading the code tells anything there, and clang can't link against GCC's libraries for Windows.
-# clang-tidy gives clang's own warnings, too; a folder's .clang-tidy says what else it looks for. What a file
-# includes comes from the preprocessor.
+# clang-tidy gives clang's own warnings, too, in headers as errors because of -Werror; a folder's .clang-tidy
+# says what else it looks for. What a file includes comes from the preprocessor.
 if(VELKANTRIX_CLANG_TIDY)
   set(touch "<CMAKE_COMMAND> -E touch")
   set(words "<CMAKE_CXX_COMPILER> <DEFINES> <INCLUDES> <FLAGS>")

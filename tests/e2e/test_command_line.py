@@ -183,6 +183,7 @@ def test_without_a_console_there_is_no_progress_line(cut, media, tmp_path):
     assert result.stdout == f"Wrote {places.windows_path(tmp_path / 'cut.mp4')}: 00:39.019 (00:39.000 asked for)\n"
 
 
+@pytest.mark.usefixtures("own_screen")
 def test_a_console_shows_one_line_with_the_time_left(cut, media, tmp_path):
     driver = places.BUILD / "tests" / "e2e" / "show-console.exe"
     output = tmp_path / "cut.mp4"
@@ -244,6 +245,7 @@ def test_the_source_is_never_the_output(cut, media, tmp_path, name):
 # ---- cancelling -----------------------------------------------------------------------------------
 
 
+@pytest.mark.usefixtures("own_screen")
 def test_ctrl_c_cancels_and_leaves_nothing(cut, media, tmp_path):
     """A driver inside Windows starts the program in a console of its own and presses Ctrl+C there, at
     twenty moments. Every second time a file stands in the output's place already."""
