@@ -54,7 +54,7 @@ void resetEnd(ExportJobState& job) {
     job.undeletable = false;
     job.cancelAsked = false;
     job.closeAsked = false;
-    job.waitsToAsk = false;
+    job.waitsToAsk = job.asks = false;
 }
 
 // Nothing may follow the post: the UI thread then takes the job for ended.
@@ -132,13 +132,23 @@ bool cancelCameTooLate(bool success, bool saveInPlace) {
     return success && !job.outputCreated && !job.separateJob;
 }
 
+// That may take until tomorrow.
+void waitForAnswer() {
+    keepStatus(WAITING_FOR_ANSWER);
+    jobHost().keepAwake(false);
+}
+
 // A source may break off, or claim more than it has: only the user knows whether what could be read
 // is all that he has.
 bool mayReplaceOriginal() {
-    const ExportJobState& job = exportJob();
+    ExportJobState& job = exportJob();
     if (!job.notWhole) return true;
     if (job.exportCancel || !jobHost().acceptShortSave) return false;
-    return jobHost().acceptShortSave() && !job.exportCancel;
+    waitForAnswer();
+    job.asks = true;
+    const bool accepted = jobHost().acceptShortSave() && !job.exportCancel;
+    job.asks = false;
+    return accepted;
 }
 
 // The answer to a question that stands already must not become the answer to this one.
@@ -146,7 +156,7 @@ bool asksLater(bool success) {
     ExportJobState& job = exportJob();
     const bool asks = success && job.saveInPlaceJob && job.notWhole && !job.exportCancel;
     job.waitsToAsk = asks && jobHost().canAsk && !jobHost().canAsk();
-    if (job.waitsToAsk) keepStatus(WAITING_FOR_ANSWER);
+    if (job.waitsToAsk) waitForAnswer();
     return job.waitsToAsk;
 }
 
@@ -294,6 +304,7 @@ void refreshExportProgress() {
     const ExportJobState& job = exportJob();
     if (!editState().exportBusy) return;
     if (job.waitsToAsk) return finishExport(true);
+    if (job.asks) return keepStatus(WAITING_FOR_ANSWER);
     if (!(job.exportExpected > 0)) return;
     const double done = job.exportProgress;
     jobHost().setTaskbarValue(taskbarValue(done, job.exportExpected));

@@ -4,7 +4,8 @@
 //     idle --ExportTo--> runs --the worker ends, finishExport--> idle
 //                          --exportAsCommand again--> cancelling --the same--> idle
 //
-// A save that isn't whole asks before it ends, as soon as no other question stands.
+// A save that isn't whole asks before it ends, as soon as no other question, menu or drag is in its
+// way.
 // While it runs every edit is refused (EditState::exportBusy), so that what was copied stays true.
 #pragma once
 
@@ -41,6 +42,7 @@ struct ExportJobState : SharedJobState {
     bool cancelAsked = false; // by the command itself, not by closing the window
     bool closeAsked = false;  // the window closes when the job has ended
     bool waitsToAsk = false;  // has ended, all but for a question
+    bool asks = false;        // which stands now
 };
 
 // What stands where the original of a save was opened.
@@ -86,7 +88,8 @@ struct JobHost {
     std::function<OriginalState()> lookAtOriginal;
     std::function<bool(const std::wstring& path)> isGone; // for certain; without it nothing is
     std::function<bool()> acceptShortSave; // what was saved isn't all; without it none is accepted
-    // No other question stands, whose answer might be meant; without it that is never waited for.
+    // There is nothing else that an answer might be meant for: no question, menu or drag. Without
+    // it that is never waited for.
     std::function<bool()> canAsk;
     std::function<void()> releaseOriginal; // the save of it has ended
 };

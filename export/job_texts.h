@@ -65,9 +65,8 @@ std::wstring nameIsTakenText(const std::wstring& temporary, const std::wstring& 
 // Of a save: what was written isn't all of it.
 inline constexpr wchar_t REPLACE_BY_LESS[] =
     L"The new file seems to be incomplete. The source may be damaged, or have sound without "
-    L"pictures, which can't be kept without encoding it anew.\n\nReplace the original all the "
-    L"same? "
-    L"It can't be recovered then. Export As writes to a file of its own instead.";
+    L"pictures, which can't always be kept.\n\nReplace the original all the same? It can't be "
+    L"recovered then. Export As writes to a file of its own instead.";
 
 // Why the new file isn't swapped in. Reasons may be empty: then it was never tried. The two about
 // the original are followed by where the new file was kept.

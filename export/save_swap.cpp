@@ -160,7 +160,6 @@ bool swapFiles(const SwapFiles& files) {
     saveHost().forgetState(oldKey);
     EditState& edit = editState();
     edit.edited = false;
-    edit.exportedExposure = exportJob().bakedExposure;
     if (!exportJob().optimiseJob)
         edit.playhead = playheadAfterSave(edit.clips, edit.playhead, writtenSpans());
     if (!closes) openVideo(openState().path); // which stores that playhead for the new file first

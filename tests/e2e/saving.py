@@ -32,8 +32,8 @@ LOSS = ("\"own.mp4\" has 3 tracks; only the first video and the first sound trac
 LOSES_EDITS = ("Your edits haven't been exported, and optimising doesn't apply them: it rewrites the whole file and "
                "opens it anew. The edits are lost then, and so are the steps to undo.\n\nGo on without your edits?")
 LESS = ("The new file seems to be incomplete. The source may be damaged, or have sound without pictures, which can't "
-        "be kept without encoding it anew.\n\nReplace the original all the same? It can't be recovered then. Export "
-        "As writes to a file of its own instead.")
+        "always be kept.\n\nReplace the original all the same? It can't be recovered then. Export As writes to a file "
+        "of its own instead.")
 BEING_SAVED = "\"own.mp4\" is being saved in another window of Velkantrix.\n\nWait until that has finished."
 EXPORT_INSTEAD = "\n\nFile ▸ Export As… writes your edit to another file."
 

@@ -156,6 +156,24 @@ def test_a_source_that_ends_early_when_it_is_read_is_replaced_only_by_a_yes(own,
     assert recording.decoding_complaints(window.source) == ""
 
 
+# The timeline ends with the pictures.
+@pytest.mark.parametrize("name", ["video-short", "truncated-data", "fragmented-video-short"] if LONG
+                         else ["video-short"])
+def test_what_lies_behind_the_timeline_is_left_out_only_by_a_yes(own, name):
+    window = cut(own(name))
+    for answer in (NO, YES):
+        ask(window)
+        answer_and_be_asked(window, LESS)
+        assert window.source.read_bytes() == window.before
+        window.answer(answer)
+        if answer == NO:
+            window.wait_for_text(SAVE_CANCELLED)
+            assert_untouched(window)
+    wait_until_saved(window)
+    assert names(window) == ["own.mp4"]
+    assert recording.decoding_complaints(window.source) == ""
+
+
 def test_an_unedited_video_in_another_size_is_encoded_and_replaced(own):
     window = own()
     window.post(WM_COMMAND, QUALITY_720)

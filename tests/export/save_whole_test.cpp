@@ -19,8 +19,8 @@ constexpr wchar_t SAVED[] = L"Saved — the original was replaced";
 
 constexpr wchar_t BY_LESS[] =
     L"warning?: The new file seems to be incomplete. The source may be damaged, or have sound "
-    L"without pictures, which can't be kept without encoding it anew.\n\nReplace the original all "
-    L"the same? It can't be recovered then. Export As writes to a file of its own instead.";
+    L"without pictures, which can't always be kept.\n\nReplace the original all the same? It can't "
+    L"be recovered then. Export As writes to a file of its own instead.";
 constexpr wchar_t CANCELLED[] = L"Save cancelled — your original is untouched";
 
 class SaveOfAll : public SaveTest {
@@ -242,6 +242,35 @@ TEST_F(ShortSaveBehindABox, IsNotWaitedForByTheNextJob) {
     EXPECT_TRUE(state.exportBusy) << "it goes on";
     finishExport(waitForEnd());
     EXPECT_FALSE(state.exportBusy);
+}
+
+bool isAboutSleep(const std::wstring& call) {
+    return call == L"awake" || call == L"may sleep";
+}
+
+TEST_F(SaveOfAll, SaysThatItWaitsWhileItsQuestionStands) {
+    load(10, {clip(1, 3)});
+    world.onExport = [&](const ExportRequest& request, std::wstring*) {
+        world.disk.put(request.outputPath, L"half");
+        request.spanWritten({.sourceEnd = 1.5});
+        request.progress(1);
+        return true;
+    };
+    const bool success = runJob();
+    int asked = 0;
+    whileAsked = [&] {
+        asked++;
+        EXPECT_EQ(state.statusText, L"Waiting for your answer…");
+        refreshExportProgress();
+        EXPECT_EQ(state.statusText, L"Waiting for your answer…");
+        const auto last =
+            std::ranges::find_if(world.calls.rbegin(), world.calls.rend(), isAboutSleep);
+        EXPECT_EQ(*last, L"may sleep") << "the answer may come tomorrow";
+    };
+    finishExport(success);
+    EXPECT_EQ(asked, 1);
+    EXPECT_EQ(state.statusText, SAVED);
+    EXPECT_FALSE(exportJob().asks);
 }
 
 // That is swapped in, or fails, at once.

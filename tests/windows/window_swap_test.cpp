@@ -100,6 +100,73 @@ TEST_F(WindowSwapTest, BothAnswersToTheQuestionOfANewFileThatSeemsIncomplete) {
     }
 }
 
+class ShortSaveInTheWindow : public WindowSwapTest {
+protected:
+    ShortSaveInTheWindow() {
+        exportLess();
+        command(166);
+        answers.texts.clear();
+    }
+
+    // What the job's thread has posted.
+    void handleEnd() const {
+        MSG message;
+        while (PeekMessageW(&message, window, 0x8002, 0x8002, PM_REMOVE))
+            DispatchMessageW(&message);
+    }
+
+    void expectItWaits() const {
+        EXPECT_TRUE(editState().exportBusy);
+        EXPECT_THAT(answers.texts, testing::IsEmpty());
+        EXPECT_EQ(editState().statusText, L"Waiting for your answer…");
+    }
+
+    void expectTheTickAsks() const {
+        tick();
+        EXPECT_THAT(answers.texts, ElementsAre(testing::Truly(isAboutLess)));
+        EXPECT_FALSE(editState().exportBusy);
+        EXPECT_EQ(bytesOf(path), (std::vector<char>{'o', 'l', 'd'}));
+        EXPECT_THAT(folder.files(), ElementsAre(L"own.mp4"));
+    }
+
+    BoxAnswers answers{[](const std::wstring& text) -> WORD {
+        return isAboutLess(text) ? IDNO : IDYES;
+    }};
+};
+
+TEST_F(ShortSaveInTheWindow, AsksBehindADrag) {
+    SetCapture(window);
+    handleEnd();
+    expectItWaits();
+    tick();
+    expectItWaits();
+    ReleaseCapture();
+    expectTheTickAsks();
+}
+
+TEST_F(ShortSaveInTheWindow, AsksBehindAMenu) {
+    static std::function<void()> inTheMenu;
+    inTheMenu = [this] {
+        GUITHREADINFO thread = {};
+        thread.cbSize = sizeof thread;
+        GetGUIThreadInfo(GetCurrentThreadId(), &thread);
+        if ((thread.flags & GUI_INMENUMODE) == 0) return;
+        handleEnd();
+        expectItWaits();
+        tick();
+        expectItWaits();
+        EndMenu();
+    };
+    const UINT_PTR timer =
+        SetTimer(nullptr, 0, 50, [](HWND, UINT, UINT_PTR, DWORD) { inTheMenu(); });
+    const HMENU menu = CreatePopupMenu();
+    AppendMenuW(menu, MF_STRING, 1, L"An item");
+    EXPECT_EQ(TrackPopupMenu(menu, TPM_LEFTALIGN | TPM_RETURNCMD, 0, 0, 0, window, nullptr), 0);
+    KillTimer(nullptr, timer);
+    DestroyMenu(menu);
+    expectTheTickAsks();
+}
+
 TEST_F(WindowSwapTest, WhatWasRememberedOfTheOldFileIsForgotten) {
     const std::wstring oldKey = fileStateKey(path);
     editState().playhead = 2;
