@@ -45,7 +45,10 @@ bool WriterBacklog::mustWait(const std::optional<EncoderProgress>& progress, Tic
     stillFrom_.reset();
     lostPatience_ = true;
     letThrough_ = progress->encoded != 0;
-    if (progress->encoded == 0) room_ *= 2;
+    if (progress->encoded == 0) {
+        const std::uint64_t most = std::max(MOST_ROOM, LOOK_AHEAD * waiting_.back().size);
+        room_ = std::max(room_, std::min(room_ * 2, most));
+    }
     return false;
 }
 

@@ -31,21 +31,23 @@ public:
     //
     // An encoder may want more samples before it gives any back than are let through; that looks
     // like one that has stopped. As long as it has given none, twice as much may wait from each
-    // PATIENCE on that passes. Later only a single sample gets through: what makes an encoder stop
-    // then may be a disk, or its end, which is told to who writes. But one that goes on when it has
-    // got that sample, and stops again, looks further ahead than there is room: then as much as
-    // FEWEST samples take is added, up to MOST_ROOM.
+    // PATIENCE on that passes, up to MOST_ROOM or LOOK_AHEAD samples. Later only a single sample
+    // gets through: what makes an encoder stop then may be a disk, or its end, which is told to who
+    // writes. But one that goes on when it has got that sample, and stops again, looks further
+    // ahead than there is room: then as much as FEWEST samples take is added, up to MOST_ROOM.
     [[nodiscard]] bool mustWait(const std::optional<EncoderProgress>& progress, Ticks now);
 
     // The last answer was no only because nothing was encoded for PATIENCE.
     [[nodiscard]] bool lostPatience() const { return lostPatience_; }
 
     static constexpr Ticks PATIENCE = TICKS_PER_SECOND;
-    static constexpr std::uint64_t ROOM = 256u << 20;    // bytes, at first
-    static constexpr std::uint64_t MOST_ROOM = 2 * ROOM; // once something has been encoded
+    static constexpr std::uint64_t ROOM = 256u << 20; // bytes, at first
+    static constexpr std::uint64_t MOST_ROOM = 2 * ROOM;
     // However large they are: what encoders look ahead, and what keeps them busy while the reader
     // seeks. However small they are: each takes memory beside its bytes.
     static constexpr std::size_t FEWEST = 16, MOST = 1u << 16;
+    // As many as an encoder may want before it gives the first one.
+    static constexpr std::uint64_t LOOK_AHEAD = 64;
 
 private:
     struct Waiting {
