@@ -20,15 +20,22 @@ LONGEST_RUN = 120  # seconds; a run that takes longer hangs
 
 def pytest_addoption(parser):
     choice.pytest_addoption(parser)
-    parser.addoption("--windows", choices=["with", "without"],
-                     help="only the tests that use the screen, or only those that can run beside them")
+    parser.addoption("--windows", choices=["with", "without", "alone"],
+                     help="only the tests that use the screen, those that can run beside them, or the few beside "
+                          "which nothing can")
 
 
 def pytest_collection_modifyitems(config, items):
     choice.pytest_collection_modifyitems(config, items)
     asked = config.getoption("--windows")
     if asked:
-        choice.keep(config, items, lambda item: ("own_screen" in item.fixturenames) == (asked == "with"))
+        choice.keep(config, items, lambda item: asked == place_of(item))
+
+
+def place_of(item):
+    if "own_system" in item.fixturenames:
+        return "alone"
+    return "with" if "own_screen" in item.fixturenames else "without"
 
 
 @pytest.fixture
@@ -38,7 +45,7 @@ def small_folder(request):
     if not disk:
         pytest.skip("this machine permits no mounts")
     folder = Path(disk) / request.module.__name__
-    with open(Path(disk) / "in-use", "w", encoding="utf-8") as lock:
+    with open(ROOT / "build" / "small-disk.lock", "w", encoding="utf-8") as lock:
         fcntl.flock(lock, fcntl.LOCK_EX)
         shutil.rmtree(folder, ignore_errors=True)
         folder.mkdir()
@@ -87,6 +94,11 @@ def cut():
 @pytest.fixture
 def own_screen():
     """There is one: tests with a window of any program ask for it, and never run side by side."""
+
+
+@pytest.fixture
+def own_system():
+    """Tests that end the system's own processes, and with them every program, ask for it."""
 
 
 @pytest.fixture

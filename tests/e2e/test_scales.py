@@ -12,7 +12,7 @@ SCREEN = 1920, 1080
 
 
 @pytest.fixture(params=[120, 144, 192])
-def scale(request):
+def scale(request, own_system):
     """The system's scale is read when its first program starts."""
 
     def set_scale(dpi):

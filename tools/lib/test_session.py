@@ -231,6 +231,7 @@ def end_to_end(options, outcome):
     with ThreadPoolExecutor(2) as pool:
         for part in pool.map(lambda which: pytest("e2e", options, f"--windows={which}"), ["with", "without"]):
             outcome.add(part)
+    outcome.add(pytest("e2e", options, "--windows=alone"))
 
 
 def rig(options, outcome):
