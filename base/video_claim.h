@@ -12,7 +12,7 @@ namespace velkantrix {
 struct SoundClaim {
     double from = 0;
     double to = 0;
-    double delay = 0; // by which some readers count later
+    double delay = 0; // of fragments, by which some readers count later
 };
 
 // In seconds of presentation; never later than what is said, where that leaves a choice. What can't
@@ -20,12 +20,13 @@ struct SoundClaim {
 struct VideoClaim {
     std::vector<double> keyframes; // ascending: each names a picture
     double delay = 0;              // of those, by which some readers count later
-    // Where the last fragment with pictures begins, as far as fragments say; those of a table of
-    // keyframes aren't looked at. Of a fragmented file times count from its first.
+    // Where the last picture of the last fragment with some begins, as far as fragments say; those
+    // of a table of keyframes aren't looked at. Of a fragmented file times count from its first.
     std::optional<double> fragment;
     std::optional<double> length;    // that a plain track claims as a whole, which may be wrong
     std::optional<SoundClaim> sound; // which may be wrong too
     std::optional<double> file;      // that a plain file claims for all of it; likewise
+    bool fragmented = false;
 };
 
 } // namespace velkantrix

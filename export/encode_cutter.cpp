@@ -32,6 +32,7 @@ void EncodeCutter::beginSpan(const ExportSpan& span, bool hasAudio) {
     audio_ = video_;
     audio_.done = !hasAudio;
     hasPictures_ = isOpen_ = false;
+    holes_.clear();
 }
 
 EncodeCut EncodeCutter::place(EncodedStream stream, Ticks time, Ticks duration, bool stated) {
@@ -43,8 +44,11 @@ EncodeCut EncodeCutter::place(EncodedStream stream, Ticks time, Ticks duration, 
     if (course.done || time < course.from) return {};
     course.reached = std::max(course.reached, reachedBy(stream, time, duration));
     course.last = std::max(course.last, time);
+    const Ticks before = course.end;
     course.end = std::max(course.end, addTicks(time, duration));
     if (stream == EncodedStream::Video) {
+        if (subtractTicks(time, before) > TICKS_PER_SECOND)
+            holes_.push_back({secondsOf(before), secondsOf(time)});
         hasPictures_ = true;
         isOpen_ = !stated;
         durationsStated_ = durationsStated_ || stated;
@@ -82,6 +86,7 @@ WrittenSpan EncodeCutter::written() const {
                         .hasPictures = hasPictures_};
     if (isOpen_ && durationsStated_) written.sourceEnd = std::numeric_limits<double>::infinity();
     if (hasAudio_) written.soundEnd = secondsOf(audio_.end);
+    written.holes = holes_;
     return written;
 }
 

@@ -105,7 +105,8 @@ private:
     Course video_;
     Course audio_;
     bool hasAudio_ = false;
-    bool hasPictures_ = false;     // some was placed
+    bool hasPictures_ = false; // some was placed
+    std::vector<WrittenSpan::Hole> holes_;
     bool isOpen_ = false;          // the last one may last longer than it was taken to
     bool durationsStated_ = false; // by some picture so far, of any span
 };

@@ -4,9 +4,8 @@
 //     idle --ExportTo--> runs --the worker ends, finishExport--> idle
 //                          --exportAsCommand again--> cancelling --the same--> idle
 //
-// A save that isn't whole asks before it ends, as soon as no other question, menu or drag is in its
-// way.
-// While it runs every edit is refused (EditState::exportBusy), so that what was copied stays true.
+// A save that isn't whole asks before it ends, as soon as nothing else wants an answer. While it
+// runs every edit is refused (EditState::exportBusy), so that what was copied stays true.
 #pragma once
 
 #include <cstdint>

@@ -28,6 +28,10 @@ struct ExportSpan {
 // Where a span came out: `sourceStart` of the source is at `outputStart` of the output, in seconds.
 // A copy begins before the span, with a keyframe.
 struct WrittenSpan {
+    struct Hole {
+        double from = 0; // the span's start, or where the picture before ends
+        double to = 0;   // the next picture
+    };
     double sourceStart = 0;
     double outputStart = 0;
     // Up to where its pictures are known to go: where the last of them ends, or further where one
@@ -35,6 +39,8 @@ struct WrittenSpan {
     double sourceEnd = 0;
     bool hasPictures = true;
     std::optional<double> soundEnd; // likewise; absent where the source offers no sound
+    // Of more than a second, in front of the first picture; in a re-encode between two as well.
+    std::vector<Hole> holes;
 };
 
 // Filled by the caller; the export only reads it.

@@ -91,6 +91,8 @@ WrittenSpan LosslessCopy::written(const ExportSpan& span) const {
                         .hasPictures = cutter_.hasCut()};
     if (cutter_.hasCut()) {
         written.sourceStart = secondsOf(cutter_.firstInstant());
+        const double picture = secondsOf(cutter_.firstPicture());
+        if (picture - span.start > 1) written.holes.push_back({span.start, picture});
         written.sourceEnd = cutter_.endIsOpen() ? std::numeric_limits<double>::infinity()
                                                 : secondsOf(cutter_.cutEnd());
     }

@@ -78,6 +78,9 @@ public:
     // keyframe; of the whole source 0, or that time where it is less. Only when hasCut().
     [[nodiscard]] Ticks firstInstant() const { return origin_; }
 
+    // In the source; only when hasCut().
+    [[nodiscard]] Ticks firstPicture() const { return cutStart_.value_or(0); }
+
     // Where what was written of the video ends in the source; and whether the last picture may last
     // longer, as it alone doesn't say how long. Only when hasCut(), after the video.
     [[nodiscard]] Ticks cutEnd() const { return spanEnd(); }

@@ -29,7 +29,7 @@ bool isBehindTheVideo(const ExportSpan& span, const VideoClaim& claim, double en
 double statedEnd(const VideoClaim& claim, double duration) {
     if (duration <= 0) return duration;
     double end = std::max(duration, claim.file.value_or(0));
-    if (claim.length) return end;
+    if (!claim.fragmented) return end;
     // Of fragments each that is there is one that can be read.
     if (!claim.keyframes.empty()) end = std::max(end, claim.keyframes.back());
     if (claim.sound) end = std::max(end, claim.sound->to);
@@ -42,20 +42,30 @@ bool hasItsPictures(const ExportSpan& span, const WrittenSpan& written, double e
            written.sourceEnd >= std::min(span.end, end) - MAY_MISS;
 }
 
-// A copy begins with the first keyframe, however late that comes. Readers count from different
-// times: what is missing must be so by each.
-bool hasItsFront(const ExportSpan& span, const WrittenSpan& written, const VideoClaim& claim) {
-    if (written.sourceStart - span.start <= MAY_MISS) return true;
-    const bool keyframe = std::ranges::any_of(claim.keyframes, [&](double time) {
-        return time >= span.start && time + claim.delay < written.sourceStart - MAY_MISS;
+// Readers count from different times: one whose timeline goes as far counts the delay.
+double shiftOf(double delay, double last, double duration) {
+    return duration >= last + delay - MAY_MISS ? delay : 0;
+}
+
+// A keyframe names a picture, which may be missing.
+bool hasKeyframeInAHole(const WrittenSpan& written, const VideoClaim& claim, double duration) {
+    if (claim.keyframes.empty()) return false;
+    const double last = std::max({claim.keyframes.back(), claim.length.value_or(0)});
+    const double shift = shiftOf(claim.delay, last, duration);
+    return std::ranges::any_of(written.holes, [&](const WrittenSpan::Hole& hole) {
+        const auto found = std::ranges::lower_bound(claim.keyframes, hole.from - shift);
+        return found != claim.keyframes.end() && *found + shift < hole.to - MAY_MISS;
     });
-    if (keyframe) return false;
-    if (!claim.sound) return true;
-    const auto inFront = [&](double delay) {
-        return std::min(written.sourceStart, claim.sound->to + delay) -
-               std::max(span.start, claim.sound->from + delay);
-    };
-    return std::min(inFront(0), inFront(claim.sound->delay)) <= MAY_MISS;
+}
+
+// A copy begins with the first keyframe, however late that comes, and leaves out the sound before.
+bool hasItsFront(const ExportSpan& span, const WrittenSpan& written, const VideoClaim& claim,
+                 double duration) {
+    if (written.sourceStart - span.start <= MAY_MISS || !claim.sound) return true;
+    const double shift = shiftOf(claim.sound->delay, claim.sound->to, duration);
+    return std::min(written.sourceStart, claim.sound->to + shift) -
+               std::max(span.start, claim.sound->from + shift) <=
+           MAY_MISS;
 }
 
 // A track of sound may begin behind the span, or have ended in front of it.
@@ -81,7 +91,8 @@ bool isWholeCopy(const std::vector<ExportSpan>& spans, const std::vector<Written
             span.end = std::max(span.end, stated);
         const bool noneToHave = !written[i].hasPictures && isBehindTheVideo(span, claim, end);
         if (!noneToHave && !hasItsPictures(span, written[i], end)) return false;
-        if (!hasItsFront(span, written[i], claim)) return false;
+        if (hasKeyframeInAHole(written[i], claim, duration)) return false;
+        if (!hasItsFront(span, written[i], claim, duration)) return false;
         if (!hasItsSound(span, written[i], claim, stated)) return false;
     }
     return true;

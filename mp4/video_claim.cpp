@@ -66,9 +66,16 @@ Moofs findMoofs(const InputFile& file, const std::function<bool()>& cancelled) {
     return moofs;
 }
 
-// 0 also where it isn't said; a fragment whose own bytes are missing is none.
-std::optional<std::uint64_t> decodeTimeOf(const InputFile& file, const FileBox& moof,
-                                          std::uint32_t trackId) {
+// Of a track's first and last sample, in ticks; counted from 0 where the fragment doesn't say its
+// time.
+struct FragmentTimes {
+    std::uint64_t first = 0;
+    std::uint64_t last = 0;
+};
+
+// A fragment whose own bytes are missing is none.
+std::optional<FragmentTimes> fragmentTimes(const InputFile& file, const FileBox& moof,
+                                           std::uint32_t trackId) {
     ByteBuffer payload;
     if (moof.payloadSize() > MAX_MOOF_BYTES ||
         !readInto(payload, file, moof.payloadOffset(), moof.payloadSize()))
@@ -78,23 +85,18 @@ std::optional<std::uint64_t> decodeTimeOf(const InputFile& file, const FileBox& 
     track.fragmentOffset = moof.offset;
     ParseFragment(payload.view(), track);
     if (track.samples.empty() || track.samples.span().end > file.size) return std::nullopt;
-    return track.samples[0].dts;
+    return FragmentTimes{track.samples[0].dts, track.samples[track.samples.size() - 1].dts};
 }
 
-// Where a track's fragments begin, in ticks.
-struct FragmentTimes {
-    std::uint64_t first = 0;
-    std::uint64_t last = 0; // 0 where none of the last ones says its time
-};
-
+// Of all fragments. The last one is 0 where none of the last fragments says its time.
 FragmentTimes timesOf(const InputFile& file, const Moofs& moofs, std::uint32_t trackId) {
     FragmentTimes times;
-    std::optional<std::uint64_t> first;
+    std::optional<FragmentTimes> first;
     for (auto moof = moofs.first.begin(); moof != moofs.first.end() && !first; ++moof)
-        first = decodeTimeOf(file, *moof, trackId);
-    times.first = first.value_or(0);
+        first = fragmentTimes(file, *moof, trackId);
+    times.first = first.value_or(FragmentTimes()).first;
     for (auto moof = moofs.last.rbegin(); moof != moofs.last.rend() && times.last == 0; ++moof)
-        times.last = decodeTimeOf(file, *moof, trackId).value_or(0);
+        times.last = fragmentTimes(file, *moof, trackId).value_or(FragmentTimes()).last;
     return times;
 }
 
@@ -197,6 +199,7 @@ VideoClaim readClaim(const FilePath& path, const std::function<bool()>& cancelle
         claim.keyframes.push_back(presented(index, entry.time - std::min(first, entry.time)));
     const InputFile file = OpenForRandomAccess(path);
     if (!file) return claim;
+    claim.fragmented = index.fragmented;
     if (index.fragmented)
         addFragments(file, index, claim, cancelled);
     else

@@ -64,6 +64,26 @@ TEST_F(EncodeCutterWritten, IsOpenWhereTheLastPictureAloneDoesNotSayHowLongItLas
     EXPECT_EQ(cutter.written().sourceEnd, OPEN);
 }
 
+// From the span's start, and from where a picture ends.
+TEST_F(EncodeCutterWritten, TellsOfStretchesWithoutAPicture) {
+    const auto placeAt = [&](Ticks time, Ticks duration = FRAME) {
+        EXPECT_TRUE(cutter.place(VIDEO, time, duration).write);
+    };
+    placeAt(12 * SECOND);
+    placeAt(12 * SECOND + FRAME, 2 * SECOND);
+    placeAt(15 * SECOND);
+    placeAt(17 * SECOND);
+    const auto holes = cutter.written().holes;
+    ASSERT_EQ(holes.size(), 2u);
+    EXPECT_NEAR(holes[0].from, 10, 0.001);
+    EXPECT_EQ(holes[0].to, 12);
+    EXPECT_EQ(holes[1].from, 15.1);
+    EXPECT_EQ(holes[1].to, 17);
+    cutter.beginSpan(span, true);
+    placeAt(10 * SECOND);
+    EXPECT_TRUE(cutter.written().holes.empty());
+}
+
 TEST_F(EncodeCutterWritten, EachSpanIsItsOwn) {
     EXPECT_TRUE(cutter.place(VIDEO, 15 * SECOND, FRAME).write);
     cutter.endSpan();

@@ -102,13 +102,16 @@ TEST(IsWholeCopy, WhatIsInFrontOfTheFirstKeyframeIsMissing) {
         {"nothing", 9, {.keyframes = {0, 9, 19}, .length = 60}, true},
         {"pictures that come late", 15, {.keyframes = {15}, .length = 60}, true},
         {"a keyframe", 15, {.keyframes = {10, 15}, .length = 60}, false},
-        {"that some count later", 15, {.keyframes = {10, 15}, .delay = 4.5, .length = 60}, true},
-        {"so early by each", 15, {.keyframes = {10, 15}, .delay = 3.5, .length = 60}, false},
-        {"sound that some count later",
+        {"by a reader that counts later", 15, {.keyframes = {10}, .delay = 5, .length = 55}, true},
+        {"by one that doesn't", 15, {.keyframes = {10, 15}, .delay = 5, .length = 60}, false},
+        {"nor could it", 15, {.keyframes = {10, 15}, .delay = 5000, .length = 60}, false},
+        {"missing though counted later",
          15,
-         {.keyframes = {15}, .sound = SoundClaim{0, 60, 14.5}},
-         true},
-        {"sound in front by each", 15, {.keyframes = {15}, .sound = SoundClaim{0, 60, 3}}, false},
+         {.keyframes = {6, 10}, .delay = 5, .length = 55},
+         false},
+        {"sound, counted later", 15, {.sound = SoundClaim{0, 46, 14.5}}, true},
+        {"sound, not counted later", 15, {.sound = SoundClaim{0, 60, 14.5}}, false},
+        {"sound, nor could it be", 15, {.sound = SoundClaim{0, 60, 5000}}, false},
         {"within a second", 10.9, {.keyframes = {10, 10.9}, .length = 60}, true},
         {"sound", 15, {.keyframes = {15}, .length = 60, .sound = SoundClaim{0, 60}}, false},
         {"sound that begins late",
@@ -121,8 +124,8 @@ TEST(IsWholeCopy, WhatIsInFrontOfTheFirstKeyframeIsMissing) {
          true},
     };
     for (const Row& row : rows) {
-        const WrittenSpan written{
-            .sourceStart = row.sourceStart, .sourceEnd = 20, .soundEnd = 20.0};
+        WrittenSpan written{.sourceStart = row.sourceStart, .sourceEnd = 20, .soundEnd = 20.0};
+        if (row.sourceStart > 11) written.holes = {{10, row.sourceStart}};
         EXPECT_EQ(isWholeCopy({{.start = 10, .end = 20}}, {written}, row.claim, 60), row.whole)
             << row.what;
     }
@@ -146,10 +149,23 @@ TEST(IsWholeCopy, WhatLiesBehindTheTimelineIsMissedByTheClipThatGoesToItsEnd) {
         {"cut away", 6.9, toItsEnd, {.length = 12, .sound = sound, .file = 12}, true},
         {"the file says otherwise", 7, toItsEnd, {.length = 12, .sound = sound, .file = 7}, true},
         {"it says nothing", 7, toItsEnd, {.length = 12, .sound = sound}, true},
-        {"fragments of sound", 7, toItsEnd, {.fragment = 6, .sound = sound}, false},
-        {"fragments", 7, toItsEnd, {.fragment = 11, .sound = {{0, 6}}}, false},
-        {"a table's", 7, toItsEnd, {.keyframes = {0, 11}, .sound = {{0, 6}}}, false},
-        {"the last ones", 7, toItsEnd, {.fragment = 6, .sound = {{0, 6}}}, true},
+        {"fragments of sound",
+         7,
+         toItsEnd,
+         {.fragment = 6, .sound = sound, .fragmented = true},
+         false},
+        {"fragments", 7, toItsEnd, {.fragment = 11, .sound = {{0, 6}}, .fragmented = true}, false},
+        {"a table's",
+         7,
+         toItsEnd,
+         {.keyframes = {0, 11}, .sound = {{0, 6}}, .fragmented = true},
+         false},
+        {"the last ones",
+         7,
+         toItsEnd,
+         {.fragment = 6, .sound = {{0, 6}}, .fragmented = true},
+         true},
+        {"a plain file that says little", 7, toItsEnd, {.keyframes = {0}, .sound = sound}, true},
         {"only the file says so", 7, toItsEnd, {.length = 7, .sound = {{0, 7}}, .file = 12}, true},
         {"less than a second", 7, toItsEnd, {.length = 7, .sound = {{0, 7.9}}, .file = 7.9}, true},
         {"kept",
@@ -162,6 +178,20 @@ TEST(IsWholeCopy, WhatLiesBehindTheTimelineIsMissedByTheClipThatGoesToItsEnd) {
         const std::vector<ExportSpan> clip{{.start = 2, .end = row.end}};
         EXPECT_EQ(isWholeCopy(clip, {row.written}, row.claim, 7), row.whole) << row.what;
     }
+}
+
+// A decoder may pass over what it can't read; what follows is where it should be.
+TEST(IsWholeCopy, AHoleWithAKeyframeInItIsMissing) {
+    const VideoClaim claim{.keyframes = {0, 10, 14, 18}, .length = 60};
+    const auto isWhole = [&](const std::vector<WrittenSpan::Hole>& holes) {
+        return isWholeCopy(WHOLE, {{.sourceEnd = 60, .holes = holes}}, claim, 60);
+    };
+    EXPECT_TRUE(isWhole({}));
+    EXPECT_TRUE(isWhole({{1, 10}})) << "a picture that stands";
+    EXPECT_TRUE(isWhole({{18.1, 60}}));
+    EXPECT_FALSE(isWhole({{10, 18}}));
+    EXPECT_FALSE(isWhole({{1, 10}, {13.9, 18}}));
+    EXPECT_TRUE(isWholeCopy(WHOLE, {{.sourceEnd = 60, .holes = {{0, 50}}}}, {.length = 60}, 60));
 }
 
 struct SoundRow {

@@ -55,6 +55,15 @@ TEST(FragmentClaim, OfSoundIsWhereItsFirstAndItsLastFragmentBegin) {
     expectSound(join({file, pictures(20'000)}), 0, 8.9, "it ends before the pictures");
 }
 
+TEST(FragmentClaim, OneFragmentIsClaimedUpToItsLastSample) {
+    const FragmentSample picture{.data = nal({0x65, 1}), .duration = 1000, .sync = true};
+    const FragmentSample noise{.data = {1, 2}, .duration = 500, .sync = true};
+    const Bytes file = join({start(soundTrack(SOUND)), fragment(0, {60, picture}, VIDEO),
+                             fragment(0, {100, noise}, SOUND)});
+    EXPECT_EQ(claimOf(file).fragment, 59);
+    expectSound(file, 0, 49.5, "its sound likewise");
+}
+
 TEST(FragmentClaim, OfSoundFindsItsTrackByALongHeaderToo) {
     const Bytes mdia = box("mdia", join({mdhd(1000, 1), hdlr("soun")}));
     const Bytes track = box("trak", join({tkhd(SOUND, 1), mdia}));

@@ -257,12 +257,14 @@ void writeClaim(JsonWriter& json, const VideoClaim& claim) {
     json.name("keyframes").beginArray();
     for (const double seconds : claim.keyframes) json.number(seconds);
     json.endArray();
+    if (claim.delay > 0) json.name("delay").number(claim.delay);
     writeSeconds(json, "fragment", claim.fragment);
     writeSeconds(json, "length", claim.length);
     writeSeconds(json, "file", claim.file);
     if (claim.sound) {
         json.name("soundFrom").number(claim.sound->from);
         json.name("soundTo").number(claim.sound->to);
+        if (claim.sound->delay > 0) json.name("soundDelay").number(claim.sound->delay);
     }
     json.endObject();
 }
