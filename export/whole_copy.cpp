@@ -42,19 +42,24 @@ bool hasItsPictures(const ExportSpan& span, const WrittenSpan& written, double e
            written.sourceEnd >= std::min(span.end, end) - MAY_MISS;
 }
 
-// Readers count from different times: one whose timeline goes as far counts the delay.
-double shiftOf(double delay, double last, double duration) {
-    return duration >= last + delay - MAY_MISS ? delay : 0;
+// Readers count a delay or don't: one whose timeline isn't as long doesn't, and one whose timeline
+// goes as far as `last` with it does. Where both may be, what is missing must be so by each.
+template <typename IsMissing>
+bool isMissing(double delay, double last, double duration, IsMissing by) {
+    const bool mayCount = delay < duration;
+    const bool mustCount = mayCount && duration >= last + delay - MAY_MISS;
+    return (mustCount || by(0)) && (!mayCount || by(delay));
 }
 
 // A keyframe names a picture, which may be missing.
 bool hasKeyframeInAHole(const WrittenSpan& written, const VideoClaim& claim, double duration) {
     if (claim.keyframes.empty()) return false;
-    const double last = std::max({claim.keyframes.back(), claim.length.value_or(0)});
-    const double shift = shiftOf(claim.delay, last, duration);
-    return std::ranges::any_of(written.holes, [&](const WrittenSpan::Hole& hole) {
-        const auto found = std::ranges::lower_bound(claim.keyframes, hole.from - shift);
-        return found != claim.keyframes.end() && *found + shift < hole.to - MAY_MISS;
+    const double last = std::max(claim.keyframes.back(), claim.length.value_or(0));
+    return isMissing(claim.delay, last, duration, [&](double delay) {
+        return std::ranges::any_of(written.holes, [&](const WrittenSpan::Hole& hole) {
+            const auto found = std::ranges::lower_bound(claim.keyframes, hole.from - delay);
+            return found != claim.keyframes.end() && *found + delay < hole.to - MAY_MISS;
+        });
     });
 }
 
@@ -62,10 +67,11 @@ bool hasKeyframeInAHole(const WrittenSpan& written, const VideoClaim& claim, dou
 bool hasItsFront(const ExportSpan& span, const WrittenSpan& written, const VideoClaim& claim,
                  double duration) {
     if (written.sourceStart - span.start <= MAY_MISS || !claim.sound) return true;
-    const double shift = shiftOf(claim.sound->delay, claim.sound->to, duration);
-    return std::min(written.sourceStart, claim.sound->to + shift) -
-               std::max(span.start, claim.sound->from + shift) <=
-           MAY_MISS;
+    const SoundClaim& sound = *claim.sound;
+    return !isMissing(sound.delay, sound.to, duration, [&](double delay) {
+        const double end = std::min(written.sourceStart, sound.to + delay);
+        return end - std::max(span.start, sound.from + delay) > MAY_MISS;
+    });
 }
 
 // A track of sound may begin behind the span, or have ended in front of it.
